@@ -1,0 +1,19 @@
+# Installation: libraries, headers, CMake package, pkg-config file, tool and published curves.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS xemmaterialutil EXPORT XemMaterialUtilTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/xem DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(XEM_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/XemMaterialUtil)
+install(EXPORT XemMaterialUtilTargets NAMESPACE Xem:: DESTINATION ${XEM_PACKAGE_DIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/XemMaterialUtilConfig.cmake.in
+                              ${PROJECT_BINARY_DIR}/XemMaterialUtilConfig.cmake INSTALL_DESTINATION ${XEM_PACKAGE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/XemMaterialUtilConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/XemMaterialUtilConfig.cmake
+              ${PROJECT_BINARY_DIR}/XemMaterialUtilConfigVersion.cmake DESTINATION ${XEM_PACKAGE_DIR})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/xemmaterialutil.pc.in ${PROJECT_BINARY_DIR}/xemmaterialutil.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/xemmaterialutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/ DESTINATION ${CMAKE_INSTALL_DATADIR}/xemfit/data FILES_MATCHING PATTERN "*.csv")

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "hyperelastic/models.h"
+#include "testdata/deformation_mode.h"
+#include "testdata/test_data_base.h"
+#include "testfunctions/hyperelastic_test_function.h"
+#include "xem/records.h"
+
+/// The steps that exported functions share.
+namespace Xem::MaterialUtil {
+
+/// One entry per deformation mode, in the fixed order.
+using InputCurves = std::array<const PointArray*, kModeCount>;
+using OutputCurves = std::array<PointArray*, kModeCount>;
+using ModeSwitches = std::array<std::int32_t, kModeCount>;
+
+/// Throws CInvalidArgException when no mode is switched on.
+void RequireMode(const ModeSwitches& switches);
+
+/// Test data, or test functions of a model, for the modes that are switched on.
+TestDataList LoadTestData(const InputCurves& curves, const ModeSwitches& switches);
+TestFunctionList LoadTestFunctions(const InputCurves& curves, const ModeSwitches& switches, ModelType model);
+
+/// Makes `curve` the default grid: 50 points (i (upper - lower) / 50, -1), i = 0 ... 49.
+void FillDefaultGrid(PointArray& curve, double lower, double upper);
+
+/// Test data of all four modes; where an input curve is empty, the output curve becomes the default grid and is used.
+TestDataList LoadForEvaluation(const InputCurves& curves, const OutputCurves& out, double lower, double upper);
+
+/// Deals the stresses of all points out to the ordinates of the output curves, by their sizes. Throws
+/// CInvalidArgException before writing when the curves together hold more points than there are stresses.
+void WriteStresses(std::span<const double> stresses, std::span<PointArray* const> out);
+
+/// The first `count` values of an array; fewer throw CInvalidArgException.
+Vector CopyIn(const DoubleArray& array, std::int32_t count);
+/// Resizes the array to the values and copies them.
+void CopyOut(std::span<const double> values, DoubleArray& array);
+
+}  // namespace Xem::MaterialUtil

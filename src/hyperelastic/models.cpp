@@ -1,0 +1,94 @@
+#include "hyperelastic/models.h"
+
+#include <cmath>
+#include <cstddef>
+
+#include "testdata/strain_energy.h"
+
+namespace Xem::MaterialUtil {
+
+void XemMaterialCurvefittingModelBase::AssembleDesignRows(const XemMaterialTestDataBase&, const FixedTermMask&,
+                                                          std::span<const double>, MatrixView) const {}
+
+double XemMaterialCurvefittingModelBase::ComputeStress(const XemMaterialTestDataBase&, std::span<const double>, double,
+                                                       double) const {
+  return 0.0;
+}
+
+double XemMaterialCurvefittingModelBase::FixedTermsStress(const XemMaterialTestDataBase&, const FixedTermMask&,
+                                                          std::span<const double>, double, double) const {
+  return 0.0;
+}
+
+void XemMaterialCurvefittingModelBase::FitCreep(XemMaterialTestDataBase&, std::span<double>, const Vector&,
+                                                const Vector&, double*) const {}
+
+void XemMaterialCurvefittingModelBase::FitNonlinear(std::span<double>) const {}
+
+void XemMaterialCurveFittingPolynomial::AssembleDesignRows(const XemMaterialTestDataBase& testData,
+                                                           const FixedTermMask& mask, std::span<const double>,
+                                                           MatrixView rows) const {
+  testData.AssemblePolynomialRows(order_, mask, rows);
+}
+
+double XemMaterialCurveFittingPolynomial::ComputeStress(const XemMaterialTestDataBase& testData,
+                                                        std::span<const double> parameters, double stretch,
+                                                        double lateralStretch) const {
+  return testData.PolynomialStress(order_, parameters, stretch, lateralStretch);
+}
+
+double XemMaterialCurveFittingPolynomial::FixedTermsStress(const XemMaterialTestDataBase& testData,
+                                                           const FixedTermMask& mask,
+                                                           std::span<const double> parameters, double stretch,
+                                                           double lateralStretch) const {
+  Vector held{parameters};
+  for (std::int32_t k = 0; k < mask.Size(); ++k) {
+    if (mask[k] == 0) held[k] = 0.0;
+  }
+  return testData.PolynomialStress(order_, held.Span(), stretch, lateralStretch);
+}
+
+void XemMaterialCurveFittingOgden::AssembleDesignRows(const XemMaterialTestDataBase& testData,
+                                                      const FixedTermMask& mask, std::span<const double> parameters,
+                                                      MatrixView rows) const {
+  for (std::int32_t point = 0; point < testData.PointCount(); ++point) {
+    const double stretch = testData.Stretch()[point];
+    const double logStretch = std::log(stretch);
+    std::int32_t column = 0;
+    for (std::int32_t k = 0; k < terms_; ++k) {
+      if (mask[k] != 0) continue;
+      const double alpha = parameters[2 * static_cast<std::size_t>(k) + 1];
+      rows(point, column++) = EvaluateOgdenTerm(testData.LateralStretchExponent(), alpha, stretch, logStretch).value;
+    }
+  }
+}
+
+double XemMaterialCurveFittingOgden::ComputeStress(const XemMaterialTestDataBase& testData,
+                                                   std::span<const double> parameters, double stretch, double) const {
+  return OgdenStress(testData.LateralStretchExponent(), parameters.first(2 * static_cast<std::size_t>(terms_)),
+                     stretch, std::log(stretch));
+}
+
+void XemMaterialCurveFittingBlatzKo::AssembleDesignRows(const XemMaterialTestDataBase& testData, const FixedTermMask&,
+                                                        std::span<const double>, MatrixView rows) const {
+  testData.AssembleBlatzKoRows(rows);
+}
+
+double XemMaterialCurveFittingBlatzKo::ComputeStress(const XemMaterialTestDataBase& testData,
+                                                     std::span<const double> parameters, double stretch,
+                                                     double lateralStretch) const {
+  return testData.BlatzKoStress(parameters[0], stretch, lateralStretch);
+}
+
+Vector ComputeStresses(const XemMaterialCurvefittingModelBase& model, std::span<const double> parameters) {
+  Vector stresses(PointCount(model.TestData()));
+  std::int32_t next = 0;
+  for (const auto& data : model.TestData()) {
+    for (std::int32_t i = 0; i < data->PointCount(); ++i) {
+      stresses[next++] = model.ComputeStress(*data, parameters, data->Stretch()[i], data->LateralStretch()[i]);
+    }
+  }
+  return stresses;
+}
+
+}  // namespace Xem::MaterialUtil

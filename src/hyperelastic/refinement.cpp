@@ -1,0 +1,36 @@
+#include "hyperelastic/refinement.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "solver/make_solver.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+constexpr double kTolerance = 1e-4;
+
+}  // namespace
+
+Refinement RefineLinearSolution(const TestFunctionList& functions, std::int32_t termCount, std::int32_t method,
+                                std::span<double> parameters) {
+  const auto solver = MakeSolver(ResidualFromCode(method), functions, termCount);
+  solver->SetMask(FixedTermMask(static_cast<std::int64_t>(parameters.size())));
+
+  Vector linear{std::span<const double>(parameters)};
+  Vector refined = linear;
+  Refinement result;
+  result.solverStatus = solver->Solve(refined.Span(), kTolerance);
+
+  const bool constrained = functions.front()->EnforceParameterConstraints(termCount, linear.Span());
+  result.replaced = !(constrained && result.solverStatus != 0);
+  if (!result.replaced) return result;
+
+  const double linearDistance = std::abs(1.0 - solver->CoefficientOfDetermination(linear.Span()));
+  const double refinedDistance = std::abs(1.0 - solver->CoefficientOfDetermination(refined.Span()));
+  const Vector& kept = refinedDistance < linearDistance ? refined : linear;
+  std::copy(kept.Span().begin(), kept.Span().end(), parameters.begin());
+  return result;
+}
+
+}  // namespace Xem::MaterialUtil

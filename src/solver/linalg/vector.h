@@ -1,0 +1,99 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <utility>
+
+#include "xem/array.h"
+
+namespace Xem::MaterialUtil {
+
+/// Dense vector with a stride: either the owner of its elements (stride 1) or a view of somebody else's, such as a
+/// row of a column-major matrix. Copies own their elements; assignment to a view is not offered.
+template <class T>
+class BasicVector {
+ public:
+  BasicVector() = default;
+  explicit BasicVector(std::int64_t size) { Resize(size); }
+  BasicVector(std::initializer_list<T> values) : BasicVector(std::span<const T>(values.begin(), values.size())) {}
+  explicit BasicVector(std::span<const T> values) {
+    Resize(static_cast<std::int64_t>(values.size()));
+    std::copy(values.begin(), values.end(), data_);
+  }
+  BasicVector(const BasicVector& other) {
+    Resize(other.size_);
+    for (std::int32_t i = 0; i < size_; ++i) data_[i] = other[i];
+  }
+  BasicVector(BasicVector&& other) noexcept { Swap(other); }
+  BasicVector& operator=(BasicVector other) noexcept {
+    Swap(other);
+    return *this;
+  }
+  ~BasicVector() { Release(); }
+
+  /// A view of `size` elements, `stride` apart. The elements must outlive it.
+  static BasicVector View(T* data, std::int32_t size, std::int32_t stride) {
+    BasicVector view;
+    view.data_ = data;
+    view.size_ = size;
+    view.stride_ = stride;
+    view.ownsStorage_ = false;
+    return view;
+  }
+
+  /// Replaces the storage by `size` value-initialised elements; storage is reallocated only when the count changes.
+  void Resize(std::int64_t size) {
+    if (size < 0 || size > INT32_MAX) throw CInvalidArgException("a vector size is out of range");
+    if (ownsStorage_ && size == size_) {
+      std::fill(data_, data_ + size_, T());
+      return;
+    }
+    auto storage = size > 0 ? std::make_unique<T[]>(static_cast<std::size_t>(size)) : nullptr;
+    Release();
+    data_ = storage.release();
+    size_ = static_cast<std::int32_t>(size);
+    stride_ = 1;
+    ownsStorage_ = true;
+  }
+
+  std::int32_t Size() const { return size_; }
+  T& operator[](std::int64_t i) { return data_[i * stride_]; }
+  const T& operator[](std::int64_t i) const { return data_[i * stride_]; }
+
+  /// The elements as a contiguous span; only for vectors with stride 1.
+  std::span<T> Span() { return {data_, static_cast<std::size_t>(size_)}; }
+  std::span<const T> Span() const { return {data_, static_cast<std::size_t>(size_)}; }
+
+ private:
+  void Swap(BasicVector& other) noexcept {
+    std::swap(data_, other.data_);
+    std::swap(size_, other.size_);
+    std::swap(stride_, other.stride_);
+    std::swap(ownsStorage_, other.ownsStorage_);
+  }
+  void Release() noexcept {
+    if (ownsStorage_) std::unique_ptr<T[]>{data_}.reset();
+    data_ = nullptr;
+    size_ = 0;
+  }
+
+  T* data_ = nullptr;
+  std::int32_t size_ = 0;
+  std::int32_t stride_ = 1;
+  bool ownsStorage_ = true;
+};
+
+using Vector = BasicVector<double>;
+
+/// One entry per model parameter: 0 = the parameter is fitted, anything else = it keeps the value it was given.
+using FixedTermMask = BasicVector<std::int32_t>;
+
+inline std::int32_t FreeCount(const FixedTermMask& mask) {
+  return static_cast<std::int32_t>(std::count(mask.Span().begin(), mask.Span().end(), 0));
+}
+
+}  // namespace Xem::MaterialUtil

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <boost/make_shared.hpp>
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+
+#include "solver/levenberg_marquardt.h"
+
+namespace Xem::MaterialUtil {
+
+enum class ResidualKind { Relative, Absolute };
+
+/// The code of the interface: 1 is absolute, any other value relative.
+inline ResidualKind ResidualFromCode(std::int32_t code) {
+  return code == 1 ? ResidualKind::Absolute : ResidualKind::Relative;
+}
+
+inline boost::shared_ptr<LevenbergMarquardtMethod> MakeSolver(ResidualKind residual,
+                                                              const TestFunctionList& testFunctions,
+                                                              std::int32_t termCount, bool applyConstraints = true) {
+  if (residual == ResidualKind::Absolute) {
+    return boost::make_shared<LevenbergMarquardtMethodAbsolute>(testFunctions, termCount, applyConstraints);
+  }
+  return boost::make_shared<LevenbergMarquardtMethodRelative>(testFunctions, termCount, applyConstraints);
+}
+
+}  // namespace Xem::MaterialUtil

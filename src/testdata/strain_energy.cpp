@@ -1,0 +1,50 @@
+#include "testdata/strain_energy.h"
+
+#include "xem/array.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+/// p^e, without a power function for the exponents that modes have.
+double LateralPower(double p, double e) {
+  if (e == -0.5) return 1.0 / std::sqrt(p);
+  if (e == -1.0) return 1.0 / p;
+  if (e == -2.0) return 1.0 / (p * p);
+  return std::pow(p, e);
+}
+
+}  // namespace
+
+std::int32_t PolynomialTermCount(std::int32_t order) {
+  if (order < 0 || order > kMaximumOrder) throw CInvalidArgException("the polynomial order is out of range");
+  return static_cast<std::int32_t>((order + 3.0) * order * 0.5);
+}
+
+double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::span<const double> coefficients,
+                        double stretch) {
+  double stress = 0.0;
+  std::size_t k = 0;
+  ForEachTermStress(mode, order, stretch, [&](double term) { stress += coefficients[k++] * term; });
+  return stress;
+}
+
+OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch, double logStretch) {
+  if (!(stretch > 0.0)) {  // no logarithm: the powers themselves, which are finite for whole exponents
+    const double axial = std::pow(stretch, alpha - 1.0);
+    const double lateral = std::pow(stretch, alpha * lateralExponent - 1.0);
+    return {axial - lateral, logStretch * (axial - lateralExponent * lateral)};
+  }
+  const double axial = std::exp(alpha * logStretch);
+  const double lateral = LateralPower(axial, lateralExponent);
+  return {(axial - lateral) / stretch, logStretch * (axial - lateralExponent * lateral) / stretch};
+}
+
+double OgdenStress(double lateralExponent, std::span<const double> pairs, double stretch, double logStretch) {
+  double stress = 0.0;
+  for (std::size_t i = 0; i + 1 < pairs.size(); i += 2) {
+    stress += pairs[i] * EvaluateOgdenTerm(lateralExponent, pairs[i + 1], stretch, logStretch).value;
+  }
+  return stress;
+}
+
+}  // namespace Xem::MaterialUtil

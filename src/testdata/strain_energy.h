@@ -1,0 +1,75 @@
+#pragma once
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "testdata/kinematics.h"
+
+/// Strain energies as rows and stresses of one point, for any mode.
+namespace Xem::MaterialUtil {
+
+/// Highest order of the polynomial model.
+inline constexpr std::int32_t kMaximumOrder = 64;
+
+/// N (N + 3) / 2; throws CInvalidArgException for an order outside 0 ... kMaximumOrder.
+std::int32_t PolynomialTermCount(std::int32_t order);
+
+/// The one place that knows the term order of W = sum C_ij (I1 - 3)^i (I2 - 3)^j: calls visit(i, j) by total degree
+/// 1 ... order and, within a degree, by falling i: C10, C01, C20, C11, C02, C30, ...
+template <class Visit>
+void ForEachTerm(std::int32_t order, Visit&& visit) {
+  for (std::int32_t degree = 1; degree <= order; ++degree) {
+    for (std::int32_t j = 0; j <= degree; ++j) visit(degree - j, j);
+  }
+}
+
+/// x^0 ... x^order; the square is a product, higher powers come from the power function.
+class PowerTable {
+ public:
+  PowerTable(double x, std::int32_t order) {
+    powers_[0] = 1.0;
+    if (order >= 1) powers_[1] = x;
+    if (order >= 2) powers_[2] = x * x;
+    for (std::int32_t k = 3; k <= order; ++k) powers_[static_cast<std::size_t>(k)] = std::pow(x, k);
+  }
+  double operator[](std::int32_t exponent) const { return powers_[static_cast<std::size_t>(exponent)]; }
+
+ private:
+  std::array<double, kMaximumOrder + 1> powers_;  // filled up to the order only
+};
+
+/// Calls visit(value) for every polynomial term in term order, value being the nominal stress at `stretch` for a unit
+/// coefficient, w1 i (I1-3)^(i-1) (I2-3)^j + w2 j (I1-3)^i (I2-3)^(j-1).
+template <class Visit>
+void ForEachTermStress(const ModeKinematics& mode, std::int32_t order, double stretch, Visit&& visit) {
+  const InvariantExcess excess = mode.invariants(stretch);
+  const StressFactors factors = mode.factors(stretch);
+  const PowerTable a(excess.i1, order);
+  const PowerTable b(excess.i2, order);
+  ForEachTerm(order, [&](std::int32_t i, std::int32_t j) {
+    const double w1 = i == 0 ? 0.0 : i * a[i - 1] * b[j];
+    const double w2 = j == 0 ? 0.0 : j * a[i] * b[j - 1];
+    visit(factors.w1 * w1 + factors.w2 * w2);
+  });
+}
+
+/// Nominal stress of the polynomial model; `coefficients` holds at least PolynomialTermCount(order) values.
+double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::span<const double> coefficients,
+                        double stretch);
+
+/// One Ogden term (Ogden 1972) for unit modulus, lambda^(alpha - 1) - lambda^(alpha e - 1), e being the lateral
+/// exponent of the mode, and its derivative with respect to alpha. One exponential serves both.
+struct OgdenTerm {
+  double value = 0.0;
+  double exponentDerivative = 0.0;
+};
+/// `logStretch` is the natural logarithm of `stretch`.
+OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch, double logStretch);
+
+/// Nominal stress of `pairs.size() / 2` Ogden terms (mu_k, alpha_k).
+double OgdenStress(double lateralExponent, std::span<const double> pairs, double stretch, double logStretch);
+
+}  // namespace Xem::MaterialUtil

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "solver/linalg/matrix.h"
+#include "solver/linalg/vector.h"
+#include "testdata/curve.h"
+
+namespace Xem::MaterialUtil {
+
+/// One laboratory curve of one kind of test. Models ask it for design rows and stresses and never look at the mode.
+/// Virtual operations stand in slot order.
+class XemMaterialTestDataBase {
+ public:
+  virtual void SetTestData3(const Point3Array& points);
+  virtual void SetTestData(const PointArray& points);
+  virtual void SetTestData3(std::span<const _T_FUNT_BASE3> points);
+  virtual void SetTestData(std::span<const _T_FUNT_BASE> points);
+  /// Writes one row per point, one column per free term, into `rows` (PointCount() x free terms).
+  virtual void AssemblePolynomialRows(std::int32_t order, const FixedTermMask& mask, MatrixView rows) const;
+  /// Stress of all terms, fixed or not; `coefficients` must hold them all.
+  virtual double PolynomialStress(std::int32_t order, std::span<const double> coefficients, double stretch,
+                                  double lateralStretch) const;
+  virtual void AssembleBlatzKoRows(MatrixView rows) const;
+  virtual double BlatzKoStress(double modulus, double stretch, double lateralStretch) const;
+  /// Linearised creep fit; only creep data can do it. `fit` is (a, m, b).
+  virtual void FitCreepLaw(std::span<double> fit, const Vector& strains, const Vector& times, double* determination);
+  virtual double LateralStretchExponent() const;
+  virtual void ComputeLateralStretches();
+
+  std::int32_t PointCount() const { return curve_.PointCount(); }
+  const Vector& Stretch() const { return curve_.stretch; }
+  const Vector& Stress() const { return curve_.stress; }
+  const Vector& LateralStretch() const { return curve_.lateralStretch; }
+
+ protected:
+  ~XemMaterialTestDataBase() = default;
+
+  Curve curve_;
+};
+
+using TestDataList = std::vector<boost::shared_ptr<XemMaterialTestDataBase>>;
+
+/// Kept points of all curves together.
+std::int32_t PointCount(const TestDataList& list);
+
+}  // namespace Xem::MaterialUtil

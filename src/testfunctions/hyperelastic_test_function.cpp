@@ -1,0 +1,222 @@
+#include "testfunctions/hyperelastic_test_function.h"
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <cstddef>
+
+#include "testdata/strain_energy.h"
+#include "xem/array.h"
+
+namespace Xem::MaterialUtil {
+
+bool ConstrainPolynomial(std::int32_t count, std::span<double> coefficients) {
+  // Deliberate: the count is the order, so order 1 first looks at C10 alone although C01 follows it.
+  if (count == 1 && !coefficients.empty() && coefficients[0] < 0.0) {
+    coefficients[0] = -coefficients[0];
+    return true;
+  }
+  if (coefficients.size() < 2) return false;
+  double& p0 = coefficients[0];
+  double& p1 = coefficients[1];
+  if (p0 + p1 >= 0.0) return false;
+  const double factor = 0.75 * std::abs(std::max(p0, p1) / std::min(p0, p1));
+  if (p0 * p1 <= 0.0) {
+    (p0 >= 0.0 ? p1 : p0) *= factor;
+    return true;
+  }
+  if (p0 < 0.0 && p1 < 0.0) {
+    p0 = -p0;
+    p1 = -p1;
+    return true;
+  }
+  return false;
+}
+
+bool ConstrainOgden(std::int32_t terms, std::span<double> pairs) {
+  bool changed = false;
+  for (;;) {
+    double positive = 0.0;
+    double negative = 0.0;
+    bool anyNegative = false;
+    for (std::int32_t k = 0; k < terms; ++k) {
+      const auto i = static_cast<std::size_t>(2 * k);
+      const double product = pairs[i] * pairs[i + 1];
+      (product < 0.0 ? negative : positive) += product;
+      anyNegative = anyNegative || product < 0.0;
+    }
+    // Without a negative product nothing can move any more: stop, whatever the sum is.
+    if (positive + negative > 0.0 || !anyNegative) return changed;
+    changed = true;
+    const double factor = 0.75 * std::abs(positive / negative);
+    for (std::int32_t k = 0; k < terms; ++k) {
+      const auto i = static_cast<std::size_t>(2 * k);
+      if (pairs[i] * pairs[i + 1] < 0.0) (pairs[i] >= 0.0 ? pairs[i + 1] : pairs[i]) *= factor;
+    }
+  }
+}
+
+bool ConstrainBlatzKo(std::span<double> modulus) {
+  if (!(modulus[0] < 0.0)) return false;
+  modulus[0] = -modulus[0];
+  return true;
+}
+
+namespace {
+
+boost::shared_ptr<XemHyperElasticTestFunction> MakeUnset(DeformationMode mode) {
+  switch (mode) {
+    case DeformationMode::Uniaxial:
+      return boost::make_shared<XemHyperElasticUniaxial>();
+    case DeformationMode::Equibiaxial:
+      return boost::make_shared<XemHyperElasticEquibiaxial>();
+    case DeformationMode::PureShear:
+      return boost::make_shared<XemHyperElasticPureShear>();
+    case DeformationMode::SimpleShear:
+      return boost::make_shared<XemHyperElasticSimpleShear>();
+  }
+  throw CInvalidArgException("an unknown deformation mode");
+}
+
+}  // namespace
+
+boost::shared_ptr<XemHyperElasticTestFunction> MakeTestFunction(DeformationMode mode, ModelType model) {
+  const auto function = MakeUnset(mode);
+  const auto code = static_cast<std::int32_t>(model);
+  function->SetParameters({}, std::span(&code, 1));
+  return function;
+}
+
+void XemHyperElasticTestFunction::SetParameters(std::span<const double> settings,
+                                                std::span<const std::int32_t> options) {
+  if (options.empty()) throw CInvalidArgException("a hyperelastic model type is missing");
+  modelSettings_ = settings;
+  modelType_ = static_cast<ModelType>(options[0]);
+}
+
+bool XemHyperElasticTestFunction::EnforceParameterConstraints(std::int32_t termCount,
+                                                              std::span<double> parameters) const {
+  switch (modelType_) {
+    case ModelType::Polynomial:
+      return ConstrainPolynomial(termCount, parameters);
+    case ModelType::Ogden:
+      return ConstrainOgden(termCount, parameters);
+    case ModelType::BlatzKo:
+      return ConstrainBlatzKo(parameters);
+  }
+  return false;
+}
+
+void XemHyperElasticTestFunction::SetTestData3(std::span<const _T_FUNT_BASE3> points) {
+  curve_.Load(points, KeepMeasured(), mode_.stretchFromStrain);
+  TakeLogarithms();
+}
+
+void XemHyperElasticTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
+  curve_.Load(points, KeepMeasured(), mode_.stretchFromStrain);
+  TakeLogarithms();
+}
+
+void XemHyperElasticTestFunction::TakeLogarithms() {
+  logStretch_.Resize(PointCount());
+  for (std::int32_t i = 0; i < PointCount(); ++i) logStretch_[i] = std::log(curve_.stretch[i]);
+}
+
+void XemHyperElasticTestFunction::ParameterGradient(std::int32_t termCount, std::span<const double> parameters,
+                                                    std::int32_t point, std::span<double> gradient) const {
+  switch (modelType_) {
+    case ModelType::Polynomial:
+      return PolynomialRowAt(termCount, point, gradient);
+    case ModelType::Ogden:
+      OgdenRowAt(termCount, parameters, point, gradient);
+      return;
+    case ModelType::BlatzKo:
+      return BlatzKoRowAt(point, gradient);
+  }
+}
+
+void XemHyperElasticTestFunction::EvaluatePoint(std::int32_t termCount, std::span<const double> parameters,
+                                                std::int32_t point, double& measured, double& model) const {
+  measured = curve_.stress[point];
+  switch (modelType_) {
+    case ModelType::Polynomial:
+      model = PolynomialStressAt(termCount, parameters, point);
+      return;
+    case ModelType::Ogden:
+      model = OgdenStress(LateralStretchExponent(), parameters.first(2 * static_cast<std::size_t>(termCount)),
+                          curve_.stretch[point], logStretch_[point]);
+      return;
+    case ModelType::BlatzKo:
+      model = BlatzKoStressAt(parameters[0], point);
+      return;
+  }
+}
+
+void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> exponents, MatrixView rows) const {
+  for (std::size_t k = 0; k < exponents.size(); ++k) {
+    double* column = rows.Column(static_cast<std::int64_t>(k));
+    for (std::int32_t i = 0; i < PointCount(); ++i) {
+      column[i] = EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.stretch[i], logStretch_[i]).value;
+    }
+  }
+}
+
+void XemHyperElasticTestFunction::PolynomialRowAt(std::int32_t order, std::int32_t point,
+                                                  std::span<double> row) const {
+  std::size_t k = 0;
+  ForEachTermStress(mode_, order, curve_.stretch[point], [&](double term) { row[k++] = term; });
+}
+
+double XemHyperElasticTestFunction::PolynomialStressAt(std::int32_t order, std::span<const double> parameters,
+                                                       std::int32_t point) const {
+  return PolynomialStress(mode_, order, parameters, curve_.stretch[point]);
+}
+
+void XemHyperElasticTestFunction::BlatzKoRowAt(std::int32_t point, std::span<double> row) const {
+  row[0] = mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
+}
+
+double XemHyperElasticTestFunction::BlatzKoStressAt(double modulus, std::int32_t point) const {
+  return modulus * mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
+}
+
+void XemHyperElasticTestFunction::ComputeLateralStretches() {
+  curve_.DeriveLateralStretches(LateralStretchExponent());
+}
+
+double XemHyperElasticTestFunction::OgdenRowAt(std::int32_t terms, std::span<const double> parameters,
+                                               std::int32_t point, std::span<double> gradient) const {
+  double stress = 0.0;
+  for (std::int32_t k = 0; k < terms; ++k) {
+    const auto i = static_cast<std::size_t>(2 * k);
+    const OgdenTerm term =
+        EvaluateOgdenTerm(LateralStretchExponent(), parameters[i + 1], curve_.stretch[point], logStretch_[point]);
+    stress += parameters[i] * term.value;
+    gradient[i] = term.value;
+    gradient[i + 1] = parameters[i] * term.exponentDerivative;
+  }
+  return stress;
+}
+
+void XemHyperElasticTestFunction::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
+                                                std::int32_t first, std::span<double> measured,
+                                                std::span<double> model, std::span<double> gradients) const {
+  const std::size_t width = parameters.size();
+  std::fill(gradients.begin(), gradients.end(), 0.0);
+  for (std::size_t i = 0; i < measured.size(); ++i) {
+    const std::int32_t point = first + static_cast<std::int32_t>(i);
+    const std::span<double> gradient = gradients.subspan(i * width, width);
+    measured[i] = curve_.stress[point];
+    if (modelType_ == ModelType::Ogden) {
+      model[i] = OgdenRowAt(termCount, parameters, point, gradient);
+      continue;
+    }
+    // The other models are linear in their parameters: the row gives the value too.
+    ParameterGradient(termCount, parameters, point, gradient);
+    double stress = 0.0;
+    for (std::size_t k = 0; k < width; ++k) stress += parameters[k] * gradient[k];
+    model[i] = stress;
+  }
+}
+
+}  // namespace Xem::MaterialUtil

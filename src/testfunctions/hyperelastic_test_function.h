@@ -1,0 +1,83 @@
+#pragma once
+
+#include "testdata/deformation_mode.h"
+#include "testfunctions/test_function_base.h"
+
+namespace Xem::MaterialUtil {
+
+/// Hyperelastic models by the codes of the interface.
+enum class ModelType : std::int32_t { Polynomial = 0, Ogden = 1, BlatzKo = 2 };
+
+/// Response of a hyperelastic model in one deformation mode.
+///
+/// Parameters: polynomial, the coefficients in term order; Ogden, pairs (mu_k, alpha_k); Blatz-Ko, the modulus.
+/// `termCount` is the order N, the number of pairs, and 1.
+class XemHyperElasticTestFunction : public XemMaterialTestFunctionBase {
+ public:
+  using XemMaterialTestFunctionBase::SetTestData;
+  using XemMaterialTestFunctionBase::SetTestData3;
+  /// options[0] is the model type; `settings` is carried unchanged and must outlive this object.
+  void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
+  bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
+  void SetTestData3(std::span<const _T_FUNT_BASE3> points) override;
+  void SetTestData(std::span<const _T_FUNT_BASE> points) override;
+  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
+                         std::span<double> gradient) const override;
+  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
+                     double& model) const override;
+  void LinearDesignRows(std::span<const double> exponents, MatrixView rows) const override;
+  virtual void PolynomialRowAt(std::int32_t order, std::int32_t point, std::span<double> row) const;
+  virtual double PolynomialStressAt(std::int32_t order, std::span<const double> parameters, std::int32_t point) const;
+  virtual void BlatzKoRowAt(std::int32_t point, std::span<double> row) const;
+  virtual double BlatzKoStressAt(double modulus, std::int32_t point) const;
+  virtual double LateralStretchExponent() const { return mode_.lateralExponent; }
+  virtual void ComputeLateralStretches();
+
+  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+
+ protected:
+  explicit XemHyperElasticTestFunction(const ModeKinematics& mode) : mode_(mode) {}
+  ~XemHyperElasticTestFunction() = default;
+
+ private:
+  /// Gradient of the Ogden stress into `gradient`; returns the stress, for the same exponentials.
+  double OgdenRowAt(std::int32_t terms, std::span<const double> parameters, std::int32_t point,
+                    std::span<double> gradient) const;
+  void TakeLogarithms();
+
+  const ModeKinematics& mode_;
+  ModelType modelType_ = ModelType::Polynomial;
+  std::span<const double> modelSettings_;
+  Vector logStretch_;  // for the Ogden model
+};
+
+class XemHyperElasticUniaxial final : public XemHyperElasticTestFunction {
+ public:
+  XemHyperElasticUniaxial() : XemHyperElasticTestFunction(kUniaxial) {}
+};
+
+class XemHyperElasticEquibiaxial final : public XemHyperElasticTestFunction {
+ public:
+  XemHyperElasticEquibiaxial() : XemHyperElasticTestFunction(kEquibiaxial) {}
+};
+
+class XemHyperElasticPureShear final : public XemHyperElasticTestFunction {
+ public:
+  XemHyperElasticPureShear() : XemHyperElasticTestFunction(kPureShear) {}
+};
+
+class XemHyperElasticSimpleShear final : public XemHyperElasticTestFunction {
+ public:
+  XemHyperElasticSimpleShear() : XemHyperElasticTestFunction(kSimpleShear) {}
+};
+
+/// A test function of a mode, set to a model; still without data.
+boost::shared_ptr<XemHyperElasticTestFunction> MakeTestFunction(DeformationMode mode, ModelType model);
+
+/// Admissible regions of the three models; each returns true when it changed something.
+bool ConstrainPolynomial(std::int32_t count, std::span<double> coefficients);
+bool ConstrainOgden(std::int32_t terms, std::span<double> pairs);
+bool ConstrainBlatzKo(std::span<double> modulus);
+
+}  // namespace Xem::MaterialUtil
