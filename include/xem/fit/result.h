@@ -1,0 +1,146 @@
+#ifndef XEM_FIT_RESULT_H
+#define XEM_FIT_RESULT_H
+
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "xem/fit/export.h"
+
+/// What goes into a fit and what comes out of it, the same for every family.
+namespace Xem::Fit {
+
+enum class ErrorKind {
+  BadInput,         ///< an option, a model name, a count or a parameter name makes no sense
+  BadData,          ///< a curve is empty, malformed or unfit for the model
+  NotConverged,     ///< no starting point led to a minimum
+  NotIdentifiable,  ///< the data determine none of the free parameters
+};
+
+/// The one exception of the fit layer. The message names curve, row, value and remedy.
+class XEM_FIT_EXPORT Error : public std::runtime_error {
+ public:
+  Error(ErrorKind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
+  ErrorKind Kind() const { return kind_; }
+
+ private:
+  ErrorKind kind_;
+};
+
+enum class Residual {
+  Absolute,  ///< measured - fitted
+  Relative,  ///< 1 - fitted / measured
+};
+
+enum class Engine {
+  Best,    ///< good starts, several where needed, polished to a minimum
+  Export,  ///< exactly what the plain exported function returns, for users who must reproduce a host
+};
+
+/// One measured curve. An empty curve takes no part.
+struct Curve {
+  std::string name;
+  std::vector<double> x;
+  std::vector<double> y;
+  std::vector<double> lateral;  ///< second strain per point where a model uses it, else empty
+  std::vector<int> rows;        ///< row in the source of each point, for messages; empty: 1, 2, 3, ...
+  double weight = 1.0;          ///< factor on the curve's residuals, > 0
+
+  bool Empty() const { return x.empty(); }
+  int Row(std::size_t point) const { return rows.empty() ? static_cast<int>(point) + 1 : rows[point]; }
+};
+
+/// Options that every fit understands.
+struct Options {
+  Residual residual = Residual::Absolute;
+  Engine engine = Engine::Best;
+  std::map<std::string, double> held;   ///< parameters by name that keep a value
+  std::map<std::string, double> start;  ///< starting values by name, tried besides the automatic ones
+};
+
+struct Parameter {
+  std::string name;
+  std::string unit;
+  double value = 0.0;
+  double standardError = std::numeric_limits<double>::quiet_NaN();  ///< NaN when held or not identifiable
+  double lower = std::numeric_limits<double>::quiet_NaN();          ///< 95 % interval
+  double upper = std::numeric_limits<double>::quiet_NaN();
+  bool held = false;         ///< held by the caller, or at a bound of its range (then a note says so)
+  bool identifiable = true;  ///< false: the data leave a direction open in which this parameter takes part
+};
+
+/// R^2, RMSE and SSE are those of measured - fitted in the data's unit, whatever was minimised.
+struct Measures {
+  int points = 0;
+  int dropped = 0;
+  double sse = 0.0;
+  double rmse = 0.0;
+  double r2 = 0.0;         ///< 1 - SSres / SStot about the mean of all points
+  double objective = 0.0;  ///< the minimised sum: weights and relative residuals included
+  double aicc = 0.0;       ///< m ln(objective / m) + 2 k + 2 k (k + 1) / (m - k - 1), k = free parameters + 1; NaN if m < k + 2
+};
+
+struct CurveResult {
+  std::string name;
+  Measures measures;  ///< of this curve alone; `aicc` and `objective` are those of the whole fit only
+  std::vector<double> x;
+  std::vector<double> measured;
+  std::vector<double> fitted;
+};
+
+struct DroppedPoint {
+  std::string curve;
+  int row = 0;
+  std::string reason;
+};
+
+/// Nominal strains at which the material tangent stops being positive definite; NaN where the model is stable.
+struct Stability {
+  double uniaxialTension = std::numeric_limits<double>::quiet_NaN();
+  double uniaxialCompression = std::numeric_limits<double>::quiet_NaN();
+  double equibiaxialTension = std::numeric_limits<double>::quiet_NaN();
+  double equibiaxialCompression = std::numeric_limits<double>::quiet_NaN();
+  double pureShearTension = std::numeric_limits<double>::quiet_NaN();
+  double pureShearCompression = std::numeric_limits<double>::quiet_NaN();
+  std::string text;  ///< the report in the system's own words
+  bool Stable() const;
+};
+
+struct Result {
+  std::string model;  ///< such as "polynomial"
+  int terms = 0;      ///< order or number of terms; 0 where a model has none
+  Residual residual = Residual::Absolute;
+  bool converged = false;
+  std::string status;  ///< in words
+  int iterations = 0;
+  std::vector<Parameter> parameters;
+  std::vector<std::vector<double>> correlation;  ///< square, in the order of `parameters`; NaN where undefined
+  Measures measures;
+  std::vector<CurveResult> curves;
+  std::vector<DroppedPoint> dropped;
+  std::optional<Stability> stability;     ///< hyperelastic models
+  std::map<std::string, double> derived;  ///< further quantities by name, such as "shear_modulus"
+  std::vector<std::string> notes;
+  /// The fitted curve: value at `x` for the curve of that name. Throws Error for a name that the model does not know.
+  std::function<double(const std::string& curve, double x)> evaluate;
+
+  /// Value of a parameter. Throws Error when there is none of that name.
+  XEM_FIT_EXPORT double Value(const std::string& name) const;
+};
+
+inline bool Stability::Stable() const {
+  for (const double limit : {uniaxialTension, uniaxialCompression, equibiaxialTension, equibiaxialCompression,
+                             pureShearTension, pureShearCompression}) {
+    if (limit == limit) return false;
+  }
+  return true;
+}
+
+}  // namespace Xem::Fit
+
+#endif

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "fit/problem.h"
+#include "xem/fit/result.h"
+
+namespace Xem::Fit {
+
+/// Everything in a result that is the same for all families: parameters with uncertainty, measures in all and per
+/// curve, fitted values. `curves` are the screened curves, one per test function and in the same order; fitted values
+/// come from `evaluate`, called with curve name and abscissa.
+Result Assemble(const Problem& problem, const Minimum& minimum, const std::vector<Curve>& curves,
+                std::vector<DroppedPoint> dropped, std::function<double(const std::string&, double)> evaluate);
+
+/// Marks held parameters in `problem` and puts held and starting values into `start`. Throws Error (BadInput) for names
+/// that the model does not have; the message lists those that it has.
+void ApplyOptions(const Options& options, Problem& problem, std::vector<double>& start);
+
+/// A number for messages, six digits.
+std::string Text(double value);
+
+}  // namespace Xem::Fit

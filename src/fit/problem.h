@@ -1,0 +1,54 @@
+#pragma once
+
+#include <limits>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "testfunctions/test_function_base.h"
+#include "xem/fit/result.h"
+
+namespace Xem::Fit {
+
+/// A parameter as the minimiser sees it.
+struct FreeOrHeld {
+  std::string name;
+  std::string unit;
+  double lower = -std::numeric_limits<double>::infinity();
+  double upper = std::numeric_limits<double>::infinity();
+  bool held = false;
+};
+
+/// One fit: test functions of the core over the kept points, with a weight each, and the parameters that they share.
+/// A family describes itself by filling this record; everything below is the same for all families.
+struct Problem {
+  MaterialUtil::TestFunctionList functions;
+  std::vector<double> weights;  ///< one per function
+  Residual residual = Residual::Absolute;
+  std::int32_t termCount = 0;  ///< what the test functions take as their size
+  std::vector<FreeOrHeld> parameters;
+
+  int PointCount() const;
+  int FreeCount() const;
+};
+
+/// A minimum of the weighted sum of squared residuals.
+struct Minimum {
+  std::vector<double> parameters;
+  double objective = std::numeric_limits<double>::infinity();
+  int iterations = 0;
+  bool converged = false;
+  std::vector<bool> atBound;  ///< per parameter: held at a bound of its range by the data
+};
+
+/// From every start: the core's solver, then a trust-region polish within the ranges; returns the best minimum, the
+/// earliest on ties. Starts that lead nowhere (singular, not finite) are skipped; throws Error (NotConverged) when all do.
+Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts);
+
+/// Weighted sum of squares at given parameters.
+double Objective(const Problem& problem, std::span<const double> parameters);
+
+/// Jacobian of the weighted residuals' model part, points x parameters, column-major.
+std::vector<double> Jacobian(const Problem& problem, std::span<const double> parameters);
+
+}  // namespace Xem::Fit
