@@ -65,13 +65,12 @@ struct TreloarReference {
 class TreloarPolynomial : public testing::TestWithParam<TreloarReference> {};
 
 // References from an independent computation of linear solve, refinement and choice.
-INSTANTIATE_TEST_SUITE_P(
-    AllModes, TreloarPolynomial,
-    testing::Values(TreloarReference{1, 1, {0.267578, -0.0018077}, 0.838655},
-                    TreloarReference{1, 0, {0.187612, 0.00317465}, 0.696083},
-                    TreloarReference{2, 1, {0.0806925, 0.0349092, 0.00275721}, 0.980551},
-                    TreloarReference{3, 1, {0.174305, 0.00987116, -0.00193856}, 0.997891},
-                    TreloarReference{3, 0, {0.166209, 0.0330364, -0.000977579}, 0.996574}));
+INSTANTIATE_TEST_SUITE_P(AllModes, TreloarPolynomial,
+                         testing::Values(TreloarReference{1, 1, {0.267578, -0.0018077}, 0.838655},
+                                         TreloarReference{1, 0, {0.187612, 0.00317465}, 0.696083},
+                                         TreloarReference{2, 1, {0.0806925, 0.0349092, 0.00275721}, 0.980551},
+                                         TreloarReference{3, 1, {0.174305, 0.00987116, -0.00193856}, 0.997891},
+                                         TreloarReference{3, 0, {0.166209, 0.0330364, -0.000977579}, 0.996574}));
 
 TEST_P(TreloarPolynomial, MatchesAnIndependentComputation) {
   Call call;

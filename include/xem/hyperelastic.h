@@ -40,7 +40,8 @@ extern "C" {
 /// @param method  1 absolute residuals, 0 relative residuals (each equation divided by its stress) in both steps; any
 ///        other value skips the linear step and refines from zeros with relative residuals.
 /// @param conditionLimit  singular values s with s_max / s >= conditionLimit are dropped; 0 or negative keeps all.
-///        With pure shear or simple shear alone I1 = I2, the columns coincide and a positive limit (1e8, say) is needed.
+///        With pure shear or simple shear alone I1 = I2, the columns coincide and a positive limit (1e8, say) is
+///        needed.
 /// @param coefficients  out: N (N + 3) / 2 values, C10, C01, C20, C11, C02, C30, ...: by total degree, within a
 ///        degree by falling power of (I1 - 3).
 /// @param uniaxialOut ... simpleShearOut  out: fitted stresses, see above; all four modes, switched on or not.

@@ -7,13 +7,14 @@
 
 using namespace Xem::MaterialUtil;
 
-std::int32_t CurveFitting4Polynominal(
-    const Xem::PointArray& uniaxial, const Xem::PointArray& equibiaxial, const Xem::PointArray& pureShear,
-    const Xem::PointArray& simpleShear, std::int32_t useUniaxial, std::int32_t useEquibiaxial,
-    std::int32_t usePureShear, std::int32_t useSimpleShear, std::int32_t order, std::int32_t method,
-    double conditionLimit, Xem::DoubleArray& coefficients, Xem::PointArray& uniaxialOut,
-    Xem::PointArray& equibiaxialOut, Xem::PointArray& pureShearOut, Xem::PointArray& simpleShearOut, double lower,
-    double upper) {
+std::int32_t CurveFitting4Polynominal(const Xem::PointArray& uniaxial, const Xem::PointArray& equibiaxial,
+                                      const Xem::PointArray& pureShear, const Xem::PointArray& simpleShear,
+                                      std::int32_t useUniaxial, std::int32_t useEquibiaxial, std::int32_t usePureShear,
+                                      std::int32_t useSimpleShear, std::int32_t order, std::int32_t method,
+                                      double conditionLimit, Xem::DoubleArray& coefficients,
+                                      Xem::PointArray& uniaxialOut, Xem::PointArray& equibiaxialOut,
+                                      Xem::PointArray& pureShearOut, Xem::PointArray& simpleShearOut, double lower,
+                                      double upper) {
   UseOneBlasThread();
   const InputCurves curves{&uniaxial, &equibiaxial, &pureShear, &simpleShear};
   const ModeSwitches switches{useUniaxial, useEquibiaxial, usePureShear, useSimpleShear};

@@ -42,11 +42,15 @@ struct Minimum {
 };
 
 /// From every start: the core's solver, then a trust-region polish within the ranges; returns the best minimum, the
-/// earliest on ties. Starts that lead nowhere (singular, not finite) are skipped; throws Error (NotConverged) when all do.
+/// earliest on ties. Starts that lead nowhere (singular, not finite) are skipped; throws Error (NotConverged) when all
+/// do.
 Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts);
 
 /// Weighted sum of squares at given parameters.
 double Objective(const Problem& problem, std::span<const double> parameters);
+
+/// Weighted measured values of all points, curve after curve.
+std::vector<double> WeightedMeasured(const Problem& problem);
 
 /// Jacobian of the weighted residuals' model part, points x parameters, column-major.
 std::vector<double> Jacobian(const Problem& problem, std::span<const double> parameters);

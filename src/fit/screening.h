@@ -12,13 +12,16 @@ namespace Xem::Fit {
 /// Why a point cannot be used, or an empty text.
 using Objection = std::function<std::string(double x, double y)>;
 
-/// The usable points of a curve; unusable ones go to `dropped` with row and reason: not finite, zero ordinate, then
-/// `objection`. Throws Error (BadData) when x and y differ in length or fewer than `fewest` points remain.
-Curve Screen(const Curve& curve, const Objection& objection, int fewest, std::vector<DroppedPoint>& dropped);
+/// The usable points of a curve; unusable ones go to `dropped` with row and reason: not finite, zero ordinate (named
+/// by `ordinate`, such as "stress"), then `objection`. Throws Error: BadInput for a weight that is not positive,
+/// BadData when the columns differ in length or fewer than `fewest` points remain.
+Curve Screen(const Curve& curve, const std::string& ordinate, const Objection& objection, int fewest,
+             std::vector<DroppedPoint>& dropped);
 
 /// Notes on what looks odd but was used: duplicate abscissae, unsorted ones.
 void NoteOddities(const Curve& curve, std::vector<std::string>& notes);
 
-std::vector<_T_FUNT_BASE> Points(const Curve& curve);
+/// Two-value points for the core.
+std::vector<_T_FUNT_BASE> CorePoints(const Curve& curve);
 
 }  // namespace Xem::Fit

@@ -31,9 +31,9 @@ Vector Targets(const XemMaterialCurvefittingModelBase& model, const FixedTermMas
   std::int32_t next = 0;
   for (const auto& data : model.TestData()) {
     for (std::int32_t i = 0; i < data->PointCount(); ++i) {
-      const double held = anyHeld ? model.FixedTermsStress(*data, mask, parameters, data->Stretch()[i],
-                                                           data->LateralStretch()[i])
-                                  : 0.0;
+      const double held =
+          anyHeld ? model.FixedTermsStress(*data, mask, parameters, data->Stretch()[i], data->LateralStretch()[i])
+                  : 0.0;
       targets[next++] = data->Stress()[i] - held;
     }
   }
@@ -52,8 +52,8 @@ void DivideByTargets(Matrix& design, Vector& targets) {
 
 }  // namespace
 
-void SolveLinear(const XemMaterialCurvefittingModelBase& model, const FixedTermMask& mask,
-                 std::span<double> parameters, std::int32_t method, double conditionLimit) {
+void SolveLinear(const XemMaterialCurvefittingModelBase& model, const FixedTermMask& mask, std::span<double> parameters,
+                 std::int32_t method, double conditionLimit) {
   if (method != kAbsolute && method != kRelative) return;
   Matrix design = AssembleDesignMatrix(model, mask, parameters);
   Vector targets = Targets(model, mask, parameters);

@@ -65,8 +65,8 @@ void XemMaterialCurveFittingOgden::AssembleDesignRows(const XemMaterialTestDataB
 
 double XemMaterialCurveFittingOgden::ComputeStress(const XemMaterialTestDataBase& testData,
                                                    std::span<const double> parameters, double stretch, double) const {
-  return OgdenStress(testData.LateralStretchExponent(), parameters.first(2 * static_cast<std::size_t>(terms_)),
-                     stretch, std::log(stretch));
+  return OgdenStress(testData.LateralStretchExponent(), parameters.first(2 * static_cast<std::size_t>(terms_)), stretch,
+                     std::log(stretch));
 }
 
 void XemMaterialCurveFittingBlatzKo::AssembleDesignRows(const XemMaterialTestDataBase& testData, const FixedTermMask&,

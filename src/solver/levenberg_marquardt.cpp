@@ -85,9 +85,9 @@ double LevenbergMarquardtMethod::SumSquaredResiduals(std::span<const double> par
 }
 
 template <class Scale, class Residual>
-void LevenbergMarquardtMethod::AccumulateNormalEquations(std::span<const double> parameters,
-                                                         const FixedTermMask& mask, Matrix& normal,
-                                                         std::span<double> gradient, Scale scale, Residual residual) {
+void LevenbergMarquardtMethod::AccumulateNormalEquations(std::span<const double> parameters, const FixedTermMask& mask,
+                                                         Matrix& normal, std::span<double> gradient, Scale scale,
+                                                         Residual residual) {
   const std::size_t width = parameters.size();
   buffers_.measured.resize(kBlockLength);
   buffers_.model.resize(kBlockLength);

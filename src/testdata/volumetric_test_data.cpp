@@ -8,9 +8,7 @@ namespace {
 /// J - 1 = stretch^3 - 1, without cancellation near 1.
 double VolumeChange(double stretch) { return (stretch - 1.0) * (stretch * stretch + stretch + 1.0); }
 
-double VolumetricTerm(double volumeChange, std::int32_t k) {
-  return -2.0 * k * std::pow(volumeChange, 2.0 * k - 1.0);
-}
+double VolumetricTerm(double volumeChange, std::int32_t k) { return -2.0 * k * std::pow(volumeChange, 2.0 * k - 1.0); }
 
 }  // namespace
 

@@ -161,8 +161,7 @@ void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> expon
   }
 }
 
-void XemHyperElasticTestFunction::PolynomialRowAt(std::int32_t order, std::int32_t point,
-                                                  std::span<double> row) const {
+void XemHyperElasticTestFunction::PolynomialRowAt(std::int32_t order, std::int32_t point, std::span<double> row) const {
   std::size_t k = 0;
   ForEachTermStress(mode_, order, curve_.stretch[point], [&](double term) { row[k++] = term; });
 }
@@ -180,9 +179,7 @@ double XemHyperElasticTestFunction::BlatzKoStressAt(double modulus, std::int32_t
   return modulus * mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
 }
 
-void XemHyperElasticTestFunction::ComputeLateralStretches() {
-  curve_.DeriveLateralStretches(LateralStretchExponent());
-}
+void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveLateralStretches(LateralStretchExponent()); }
 
 double XemHyperElasticTestFunction::OgdenRowAt(std::int32_t terms, std::span<const double> parameters,
                                                std::int32_t point, std::span<double> gradient) const {
@@ -199,8 +196,8 @@ double XemHyperElasticTestFunction::OgdenRowAt(std::int32_t terms, std::span<con
 }
 
 void XemHyperElasticTestFunction::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                std::int32_t first, std::span<double> measured,
-                                                std::span<double> model, std::span<double> gradients) const {
+                                                std::int32_t first, std::span<double> measured, std::span<double> model,
+                                                std::span<double> gradients) const {
   const std::size_t width = parameters.size();
   std::fill(gradients.begin(), gradients.end(), 0.0);
   for (std::size_t i = 0; i < measured.size(); ++i) {

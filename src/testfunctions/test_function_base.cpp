@@ -36,8 +36,8 @@ void XemMaterialTestFunctionBase::EvaluateBlock(std::int32_t termCount, std::spa
 }
 
 void XemMaterialTestFunctionBase::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                std::int32_t first, std::span<double> measured,
-                                                std::span<double> model, std::span<double> gradients) const {
+                                                std::int32_t first, std::span<double> measured, std::span<double> model,
+                                                std::span<double> gradients) const {
   std::fill(gradients.begin(), gradients.end(), 0.0);
   for (std::size_t i = 0; i < measured.size(); ++i) {
     ParameterGradient(termCount, parameters, first + static_cast<std::int32_t>(i),

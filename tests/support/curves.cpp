@@ -65,9 +65,7 @@ void Fill(DoubleArray& array, std::initializer_list<double> values) {
   Fill(array, std::span<const double>(values.begin(), values.size()));
 }
 
-std::vector<double> Values(const DoubleArray& array) {
-  return {array.GetData(), array.GetData() + array.GetSize()};
-}
+std::vector<double> Values(const DoubleArray& array) { return {array.GetData(), array.GetData() + array.GetSize()}; }
 
 std::vector<_T_FUNT_BASE> Values(const PointArray& array) {
   return {array.GetData(), array.GetData() + array.GetSize()};

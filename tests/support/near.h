@@ -11,10 +11,10 @@ namespace Xem::Testing {
 
 /// What limits the agreement of a computed number with its truth.
 namespace Tolerance {
-inline constexpr double Exact = 0.0;         // copies, held parameters
-inline constexpr double Rounding = 1e-12;    // closed forms
-inline constexpr double Derivative = 1e-6;   // central differences
-inline constexpr double SixDigits = 5e-6;    // references printed with six digits
+inline constexpr double Exact = 0.0;        // copies, held parameters
+inline constexpr double Rounding = 1e-12;   // closed forms
+inline constexpr double Derivative = 1e-6;  // central differences
+inline constexpr double SixDigits = 5e-6;   // references printed with six digits
 }  // namespace Tolerance
 
 /// Relative above one, absolute below.

@@ -61,6 +61,7 @@ struct Options {
   Engine engine = Engine::Best;
   std::map<std::string, double> held;   ///< parameters by name that keep a value
   std::map<std::string, double> start;  ///< starting values by name, tried besides the automatic ones
+  double conditionLimit = 0.0;          ///< engine Export, models linear in their parameters: see the exports
 };
 
 struct Parameter {
@@ -82,7 +83,8 @@ struct Measures {
   double rmse = 0.0;
   double r2 = 0.0;         ///< 1 - SSres / SStot about the mean of all points
   double objective = 0.0;  ///< the minimised sum: weights and relative residuals included
-  double aicc = 0.0;       ///< m ln(objective / m) + 2 k + 2 k (k + 1) / (m - k - 1), k = free parameters + 1; NaN if m < k + 2
+  double aicc =
+      0.0;  ///< m ln(objective / m) + 2 k + 2 k (k + 1) / (m - k - 1), k = free parameters + 1; NaN if m < k + 2
 };
 
 struct CurveResult {

@@ -24,9 +24,9 @@ void dgetri_(const std::int32_t* n, double* a, const std::int32_t* lda, const st
 void dgetrs_(const char* trans, const std::int32_t* n, const std::int32_t* nrhs, const double* a,
              const std::int32_t* lda, const std::int32_t* ipiv, double* b, const std::int32_t* ldb, std::int32_t* info,
              std::size_t);
-void dgemm_(const char* transa, const char* transb, const std::int32_t* m, const std::int32_t* n,
-            const std::int32_t* k, const double* alpha, const double* a, const std::int32_t* lda, const double* b,
-            const std::int32_t* ldb, const double* beta, double* c, const std::int32_t* ldc, std::size_t, std::size_t);
+void dgemm_(const char* transa, const char* transb, const std::int32_t* m, const std::int32_t* n, const std::int32_t* k,
+            const double* alpha, const double* a, const std::int32_t* lda, const double* b, const std::int32_t* ldb,
+            const double* beta, double* c, const std::int32_t* ldc, std::size_t, std::size_t);
 void dgemv_(const char* trans, const std::int32_t* m, const std::int32_t* n, const double* alpha, const double* a,
             const std::int32_t* lda, const double* x, const std::int32_t* incx, const double* beta, double* y,
             const std::int32_t* incy, std::size_t);
@@ -69,8 +69,7 @@ SingularValues DecomposeSingular(Matrix a) {
 
   const bool tall = m >= n;
   Matrix smaller(least, least);  // V^T of a tall matrix, U of a wide one
-  const std::int64_t length =
-      std::max<std::int64_t>(3 * std::int64_t{least} + std::max(m, n), 5 * std::int64_t{least});
+  const std::int64_t length = std::max<std::int64_t>(3 * std::int64_t{least} + std::max(m, n), 5 * std::int64_t{least});
   const auto lwork = static_cast<std::int32_t>(std::min<std::int64_t>(length, INT32_MAX));
   std::vector<double> work(static_cast<std::size_t>(lwork));
   std::int32_t info = 0;

@@ -1,0 +1,142 @@
+#include "fit/assemble.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "fit/uncertainty.h"
+
+namespace Xem::Fit {
+namespace {
+
+/// Sums of one or more curves, for R^2 and RMSE.
+struct Sums {
+  int points = 0;
+  double sum = 0.0;
+  double residual = 0.0;
+};
+
+void Add(const CurveResult& curve, Sums& sums) {
+  for (std::size_t i = 0; i < curve.x.size(); ++i) {
+    const double difference = curve.measured[i] - curve.fitted[i];
+    sums.sum += curve.measured[i];
+    sums.residual += difference * difference;
+    ++sums.points;
+  }
+}
+
+double TotalSquares(const CurveResult& curve, double mean) {
+  double total = 0.0;
+  for (const double measured : curve.measured) total += (measured - mean) * (measured - mean);
+  return total;
+}
+
+void SetMeasures(const Sums& sums, double total, Measures& measures) {
+  measures.points = sums.points;
+  measures.sse = sums.residual;
+  measures.rmse = std::sqrt(sums.residual / sums.points);
+  measures.r2 = 1.0 - sums.residual / total;
+}
+
+double CorrectedInformation(double objective, int points, int freeParameters) {
+  const int k = freeParameters + 1;
+  if (points - k - 1 <= 0) return std::numeric_limits<double>::quiet_NaN();
+  const double m = points;
+  // A perfect fit would be minus infinity; the smallest number keeps comparisons meaningful.
+  const double perPoint = std::max(objective / m, std::numeric_limits<double>::min());
+  return m * std::log(perPoint) + 2.0 * k + 2.0 * k * (k + 1.0) / (m - k - 1.0);
+}
+
+int DroppedFrom(const std::string& curve, const std::vector<DroppedPoint>& dropped) {
+  return static_cast<int>(
+      std::count_if(dropped.begin(), dropped.end(), [&](const DroppedPoint& point) { return point.curve == curve; }));
+}
+
+std::string Join(const std::vector<FreeOrHeld>& parameters) {
+  std::string names;
+  for (const auto& parameter : parameters) names += (names.empty() ? "" : ", ") + parameter.name;
+  return names;
+}
+
+std::size_t IndexOf(const std::string& name, const char* option, const Problem& problem) {
+  for (std::size_t k = 0; k < problem.parameters.size(); ++k) {
+    if (problem.parameters[k].name == name) return k;
+  }
+  throw Error(ErrorKind::BadInput,
+              std::string("cannot ") + option + " parameter " + name + ": the model has " + Join(problem.parameters));
+}
+
+}  // namespace
+
+std::string Text(double value) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.6g", value);
+  return buffer;
+}
+
+void ApplyOptions(const Options& options, Problem& problem, std::vector<double>& start) {
+  for (const auto& [name, value] : options.start) {
+    if (!std::isfinite(value))
+      throw Error(ErrorKind::BadInput, "the start of parameter " + name + " is not a finite number");
+    start[IndexOf(name, "start", problem)] = value;
+  }
+  for (const auto& [name, value] : options.held) {
+    if (!std::isfinite(value))
+      throw Error(ErrorKind::BadInput, "parameter " + name + " cannot be held at a value that is not finite");
+    const std::size_t k = IndexOf(name, "hold", problem);
+    start[k] = value;
+    problem.parameters[k].held = true;
+  }
+}
+
+Result Assemble(const Problem& problem, const Minimum& minimum, const std::vector<Curve>& curves,
+                std::vector<DroppedPoint> dropped, std::function<double(const std::string&, double)> evaluate) {
+  Result result;
+  result.residual = problem.residual;
+  result.converged = minimum.converged;
+  result.status = minimum.converged ? "converged" : "stopped before reaching a minimum";
+  result.iterations = minimum.iterations;
+  result.evaluate = std::move(evaluate);
+
+  Uncertainty uncertainty = EstimateUncertainty(problem, minimum);
+  result.parameters = std::move(uncertainty.parameters);
+  result.correlation = std::move(uncertainty.correlation);
+  result.notes = std::move(uncertainty.notes);
+
+  Sums all;
+  for (const Curve& curve : curves) {
+    CurveResult fitted;
+    fitted.name = curve.name;
+    fitted.x = curve.x;
+    fitted.measured = curve.y;
+    for (const double x : curve.x) fitted.fitted.push_back(result.evaluate(curve.name, x));
+    Sums own;
+    Add(fitted, own);
+    Add(fitted, all);
+    SetMeasures(own, TotalSquares(fitted, own.sum / own.points), fitted.measures);
+    fitted.measures.dropped = DroppedFrom(curve.name, dropped);
+    result.curves.push_back(std::move(fitted));
+  }
+  double total = 0.0;
+  for (const CurveResult& curve : result.curves) total += TotalSquares(curve, all.sum / all.points);
+  SetMeasures(all, total, result.measures);
+  result.measures.dropped = static_cast<int>(dropped.size());
+  result.measures.objective = minimum.objective;
+  const auto atBound = std::count(minimum.atBound.begin(), minimum.atBound.end(), true);
+  result.measures.aicc =
+      CorrectedInformation(minimum.objective, problem.PointCount(), problem.FreeCount() - static_cast<int>(atBound));
+  result.dropped = std::move(dropped);
+  return result;
+}
+
+double Result::Value(const std::string& name) const {
+  for (const Parameter& parameter : parameters) {
+    if (parameter.name == name) return parameter.value;
+  }
+  throw Error(ErrorKind::BadInput, "the result has no parameter " + name);
+}
+
+}  // namespace Xem::Fit

@@ -1,0 +1,83 @@
+#include "fit/hyperelastic_curves.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "fit/assemble.h"
+#include "fit/screening.h"
+
+namespace Xem::Fit {
+namespace {
+
+using namespace MaterialUtil;
+
+/// Rubber breaks before this nominal strain; larger numbers are usually percent.
+constexpr double kLargestPlausibleStrain = 20.0;
+
+std::string ObjectToStrain(DeformationMode mode, double strain) {
+  if (mode == DeformationMode::SimpleShear || strain > -1.0) return {};
+  return "strain " + Text(strain) + " is not above -1";
+}
+
+void NotePercent(const Curve& curve, std::vector<std::string>& notes) {
+  const double largest = *std::max_element(curve.x.begin(), curve.x.end());
+  if (largest > kLargestPlausibleStrain) {
+    notes.push_back("curve " + curve.name + ": strains up to " + Text(largest) +
+                    " look like percent; strain 1 means 100 %");
+  }
+}
+
+}  // namespace
+
+HyperelasticCurves ScreenHyperelastic(const HyperelasticData& data) {
+  const std::array<const Curve*, kModeCount> given{&data.uniaxial, &data.equibiaxial, &data.pureShear,
+                                                   &data.simpleShear};
+  HyperelasticCurves screened;
+  for (std::size_t m = 0; m < kModeCount; ++m) {
+    if (given[m]->Empty()) continue;
+    const DeformationMode mode = kAllModes[m];
+    Curve named = *given[m];
+    named.name = Kinematics(mode).name;
+    Curve kept = Screen(
+        named, "stress", [mode](double strain, double) { return ObjectToStrain(mode, strain); }, 1, screened.dropped);
+    NoteOddities(kept, screened.notes);
+    NotePercent(kept, screened.notes);
+    screened.modes.push_back(mode);
+    screened.curves.push_back(std::move(kept));
+  }
+  if (screened.curves.empty()) throw Error(ErrorKind::BadData, "there is no test curve to fit");
+  return screened;
+}
+
+Problem MakeHyperelasticProblem(const HyperelasticCurves& screened, ModelType model, std::int32_t termCount,
+                                Residual residual) {
+  Problem problem;
+  problem.residual = residual;
+  problem.termCount = termCount;
+  for (std::size_t i = 0; i < screened.curves.size(); ++i) {
+    const auto function = MakeTestFunction(screened.modes[i], model);
+    function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(screened.curves[i])));
+    problem.functions.push_back(function);
+    problem.weights.push_back(screened.curves[i].weight);
+  }
+  return problem;
+}
+
+DeformationMode ModeFromName(const std::string& name) {
+  for (const DeformationMode mode : kAllModes) {
+    if (name == Kinematics(mode).name) return mode;
+  }
+  throw Error(ErrorKind::BadInput,
+              "unknown deformation mode " + name + ": use uniaxial, equibiaxial, pure_shear or simple_shear");
+}
+
+void RequirePlainOptions(const Options& options, const std::vector<Curve>& curves) {
+  const bool weighted =
+      std::any_of(curves.begin(), curves.end(), [](const Curve& curve) { return curve.weight != 1.0; });
+  if (!options.held.empty() || !options.start.empty() || weighted) {
+    throw Error(ErrorKind::BadInput, "the export engine knows no held values, starting values or weights");
+  }
+}
+
+}  // namespace Xem::Fit

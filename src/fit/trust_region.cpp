@@ -1,0 +1,134 @@
+#include "fit/trust_region.h"
+
+#include <cminpack.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Xem::Fit {
+
+/// MINPACK's view of the problem: the free parameters only.
+struct TrustRegionCallback {
+  static int Evaluate(void* self, int, int, const double* free, double* values, double* jacobian, int, int flag) {
+    auto& region = *static_cast<TrustRegion*>(self);
+    region.Expand(free);
+    const std::size_t points = region.residuals_.PointCount();
+    if (flag == 1) {
+      region.residuals_.Residuals(region.full_, {values, points});
+      return 0;
+    }
+    region.residuals_.Jacobian(region.full_, region.columns_);
+    for (std::size_t j = 0; j < region.free_.size(); ++j) {
+      const std::size_t k = region.free_[j];
+      double* column = jacobian + j * points;
+      if (region.clipped_[k]) {
+        std::fill(column, column + points, 0.0);
+      } else {
+        std::copy_n(region.columns_.data() + k * points, points, column);
+      }
+    }
+    return 0;
+  }
+};
+
+TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters)
+    : residuals_(residuals),
+      parameters_(parameters),
+      full_(parameters.size()),
+      clipped_(parameters.size()),
+      columns_(residuals.PointCount() * parameters.size()),
+      values_(residuals.PointCount()),
+      released_(parameters.size()),
+      point_(parameters.size()),
+      jacobian_(residuals.PointCount() * parameters.size()),
+      diagonal_(parameters.size()),
+      qtf_(parameters.size()),
+      work1_(parameters.size()),
+      work2_(parameters.size()),
+      work3_(parameters.size()),
+      work4_(residuals.PointCount()),
+      pivots_(parameters.size()) {
+  free_.reserve(parameters.size());
+}
+
+void TrustRegion::Expand(const double* free) {
+  for (std::size_t j = 0; j < free_.size(); ++j) {
+    const std::size_t k = free_[j];
+    full_[k] = std::clamp(free[j], parameters_[k].lower, parameters_[k].upper);
+    clipped_[k] = full_[k] != free[j];
+  }
+}
+
+bool TrustRegion::RunOnce(Minimum& minimum) {
+  free_.clear();
+  for (std::size_t k = 0; k < parameters_.size(); ++k) {
+    if (!parameters_[k].held && !minimum.atBound[k]) free_.push_back(k);
+  }
+  full_ = minimum.parameters;
+  const std::size_t points = residuals_.PointCount();
+  if (free_.empty()) return true;
+  if (points < free_.size()) return false;
+  for (std::size_t j = 0; j < free_.size(); ++j) point_[j] = full_[free_[j]];
+
+  const int m = static_cast<int>(points);
+  const int n = static_cast<int>(free_.size());
+  const int maximumEvaluations = 400 * (n + 1);
+  int evaluations = 0;
+  int jacobians = 0;
+  const int info = lmder(TrustRegionCallback::Evaluate, this, m, n, point_.data(), values_.data(), jacobian_.data(), m,
+                         1e-15, 1e-13, 0.0, maximumEvaluations, diagonal_.data(), 1, 100.0, 0, &evaluations, &jacobians,
+                         pivots_.data(), qtf_.data(), work1_.data(), work2_.data(), work3_.data(), work4_.data());
+  minimum.iterations += jacobians;
+  Expand(point_.data());
+  residuals_.Residuals(full_, values_);
+  double objective = 0.0;
+  for (const double r : values_) objective += r * r;
+  if (objective <= minimum.objective) {
+    minimum.objective = objective;
+    minimum.parameters = full_;
+  }
+  constexpr int kTooManyEvaluations = 5;
+  return info > 0 && info != kTooManyEvaluations;
+}
+
+bool TrustRegion::UpdateBounds(Minimum& minimum) {
+  constexpr int kMaximumReleases = 2;
+  residuals_.Residuals(minimum.parameters, values_);
+  residuals_.Jacobian(minimum.parameters, columns_);
+  const std::size_t points = residuals_.PointCount();
+  bool changed = false;
+  for (std::size_t k = 0; k < parameters_.size(); ++k) {
+    const FreeOrHeld& parameter = parameters_[k];
+    if (parameter.held) continue;
+    const double value = minimum.parameters[k];
+    const bool atLower = value <= parameter.lower;
+    const bool atUpper = value >= parameter.upper;
+    if (!atLower && !atUpper) {
+      minimum.atBound[k] = false;
+      continue;
+    }
+    double gradient = 0.0;
+    for (std::size_t i = 0; i < points; ++i) gradient += columns_[k * points + i] * values_[i];
+    const bool pushedOut = atLower ? gradient >= 0.0 : gradient <= 0.0;
+    if (pushedOut == minimum.atBound[k]) continue;
+    if (!pushedOut && ++released_[k] > kMaximumReleases) continue;
+    minimum.atBound[k] = pushedOut;
+    changed = true;
+  }
+  return changed;
+}
+
+void TrustRegion::Run(Minimum& minimum) {
+  minimum.atBound.assign(parameters_.size(), false);
+  std::fill(released_.begin(), released_.end(), 0);
+  residuals_.Residuals(minimum.parameters, values_);
+  minimum.objective = 0.0;
+  for (const double r : values_) minimum.objective += r * r;
+  const std::size_t limit = 3 * parameters_.size() + 2;
+  for (std::size_t round = 0; round < limit; ++round) {
+    minimum.converged = RunOnce(minimum);
+    if (!UpdateBounds(minimum)) return;
+  }
+}
+
+}  // namespace Xem::Fit

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "fit/problem.h"
+
+namespace Xem::Fit {
+
+/// Residuals of a least-squares problem and their derivatives.
+class ResidualFunction {
+ public:
+  virtual std::size_t PointCount() const = 0;
+  virtual void Residuals(std::span<const double> parameters, std::span<double> residuals) = 0;
+  /// Points x parameters, column-major.
+  virtual void Jacobian(std::span<const double> parameters, std::span<double> columns) = 0;
+
+ protected:
+  ~ResidualFunction() = default;
+};
+
+/// Polishes a point to a minimum within the parameters' ranges: MINPACK's trust-region method (More 1978) on the free
+/// parameters, with those that the data push against a bound set there, and let go when they want back inside.
+/// Buffers are made once and serve any number of runs.
+class TrustRegion {
+ public:
+  TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters);
+
+  /// Improves `minimum` in place; its parameters must be inside their ranges. With fewer points than free parameters it
+  /// does nothing.
+  void Run(Minimum& minimum);
+
+ private:
+  friend struct TrustRegionCallback;
+
+  void Expand(const double* free);
+  bool RunOnce(Minimum& minimum);
+  /// Sets or frees parameters at their bounds by the sign of the gradient; true when that changed the free set.
+  bool UpdateBounds(Minimum& minimum);
+
+  ResidualFunction& residuals_;
+  std::span<const FreeOrHeld> parameters_;
+  std::vector<std::size_t> free_;  // indices of the parameters being moved
+  std::vector<double> full_;       // all parameters, inside their ranges
+  std::vector<bool> clipped_;      // a moved parameter lies beyond its range
+  std::vector<double> columns_;    // Jacobian of all parameters
+  std::vector<double> values_;     // residuals
+  std::vector<int> released_;      // how often a parameter was let go
+  std::vector<double> point_, jacobian_, diagonal_, qtf_, work1_, work2_, work3_, work4_;
+  std::vector<int> pivots_;
+};
+
+}  // namespace Xem::Fit

@@ -1,0 +1,129 @@
+#include "fit/uncertainty.h"
+
+#include <algorithm>
+#include <boost/math/distributions/students_t.hpp>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+#include "fit/assemble.h"
+#include "solver/linalg/lapack.h"
+
+namespace Xem::Fit {
+namespace {
+
+using MaterialUtil::DecomposeSingular;
+using MaterialUtil::Matrix;
+using MaterialUtil::SingularValues;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+/// Singular values of the column-scaled Jacobian below this part of the largest count as zero.
+constexpr double kRankTolerance = 1e-8;
+
+/// A parameter with more than this part of its unit vector in open directions is not identifiable.
+constexpr double kOpenPart = 1e-4;
+
+/// Covariance, up to the variance of a residual, of the free parameters, and what part of each is determined.
+struct Shape {
+  std::vector<std::size_t> free;
+  Matrix covariance;
+  std::vector<double> determined;
+};
+
+Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
+  Shape shape;
+  for (std::size_t k = 0; k < problem.parameters.size(); ++k) {
+    if (!problem.parameters[k].held && !minimum.atBound[k]) shape.free.push_back(k);
+  }
+  const std::vector<double> columns = Jacobian(problem, minimum.parameters);
+  const auto points = static_cast<std::size_t>(problem.PointCount());
+  const auto n = static_cast<std::int32_t>(shape.free.size());
+  Matrix scaled(static_cast<std::int32_t>(points), n);
+  std::vector<double> norms(shape.free.size());
+  for (std::size_t j = 0; j < shape.free.size(); ++j) {
+    const double* column = columns.data() + shape.free[j] * points;
+    double square = 0.0;
+    for (std::size_t i = 0; i < points; ++i) square += column[i] * column[i];
+    norms[j] = square > 0.0 && std::isfinite(square) ? std::sqrt(square) : 1.0;
+    const auto target = scaled.Column(static_cast<std::int64_t>(j));
+    for (std::size_t i = 0; i < points; ++i) target[i] = std::isfinite(square) ? column[i] / norms[j] : 0.0;
+  }
+  shape.covariance = Matrix(n, n);
+  shape.determined.assign(shape.free.size(), 0.0);
+  if (points == 0 || n == 0) return shape;
+
+  const SingularValues svd = DecomposeSingular(std::move(scaled));
+  for (std::int32_t k = 0; k < svd.s.Size(); ++k) {
+    if (!(svd.s[k] > kRankTolerance * svd.s[0])) continue;
+    for (std::int32_t i = 0; i < n; ++i) {
+      shape.determined[static_cast<std::size_t>(i)] += svd.vt(k, i) * svd.vt(k, i);
+      for (std::int32_t j = 0; j < n; ++j) {
+        shape.covariance(i, j) +=
+            svd.vt(k, i) * svd.vt(k, j) /
+            (svd.s[k] * svd.s[k] * norms[static_cast<std::size_t>(i)] * norms[static_cast<std::size_t>(j)]);
+      }
+    }
+  }
+  return shape;
+}
+
+}  // namespace
+
+double StudentFactor(int degreesOfFreedom) {
+  return boost::math::quantile(boost::math::students_t(degreesOfFreedom), 0.975);
+}
+
+Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) {
+  const Shape shape = CovarianceShape(problem, minimum);
+  const std::size_t count = problem.parameters.size();
+  Uncertainty result;
+  result.correlation.assign(count, std::vector<double>(count, kNaN));
+  for (std::size_t k = 0; k < count; ++k) {
+    const FreeOrHeld& description = problem.parameters[k];
+    Parameter parameter;
+    parameter.name = description.name;
+    parameter.unit = description.unit;
+    parameter.value = minimum.parameters[k];
+    parameter.held = description.held || minimum.atBound[k];
+    if (minimum.atBound[k]) {
+      result.notes.push_back(description.name + " = " + Text(parameter.value) +
+                             " lies at the bound of its range; it was held there");
+    }
+    result.parameters.push_back(parameter);
+  }
+
+  const int degrees = problem.PointCount() - static_cast<int>(shape.free.size());
+  const double variance = degrees > 0 ? minimum.objective / degrees : kNaN;
+  if (degrees <= 0) {
+    result.notes.push_back(
+        "as many parameters as points: the fit passes through the data and its uncertainty is unknown");
+  }
+  const double factor = degrees > 0 ? StudentFactor(degrees) : kNaN;
+  std::string open;
+  for (std::size_t i = 0; i < shape.free.size(); ++i) {
+    Parameter& parameter = result.parameters[shape.free[i]];
+    if (1.0 - shape.determined[i] > kOpenPart) {
+      parameter.identifiable = false;
+      open += (open.empty() ? "" : ", ") + parameter.name;
+      continue;
+    }
+    const auto ii = static_cast<std::int64_t>(i);
+    parameter.standardError = std::sqrt(variance * shape.covariance(ii, ii));
+    parameter.lower = parameter.value - factor * parameter.standardError;
+    parameter.upper = parameter.value + factor * parameter.standardError;
+    for (std::size_t j = 0; j < shape.free.size(); ++j) {
+      const auto jj = static_cast<std::int64_t>(j);
+      result.correlation[shape.free[i]][shape.free[j]] =
+          i == j ? 1.0 : shape.covariance(ii, jj) / std::sqrt(shape.covariance(ii, ii) * shape.covariance(jj, jj));
+    }
+  }
+  if (!open.empty()) {
+    result.notes.push_back(
+        "not identifiable from these data: " + open +
+        "; only combinations of them are determined, so hold some, fit fewer terms or add another test");
+  }
+  return result;
+}
+
+}  // namespace Xem::Fit
