@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <ostream>
+#include <vector>
+
+#include "solver/make_solver.h"
+#include "support/near.h"
+#include "xem/array.h"
+
+namespace Xem::Testing {
+namespace {
+
+using namespace MaterialUtil;
+
+using Model = std::function<double(std::span<const double> b, double x)>;
+using Gradient = std::function<void(std::span<const double> b, double x, std::span<double> gradient)>;
+
+/// A model given by two functions; it implements the per-point operations only.
+class FunctionUnderTest final : public XemMaterialTestFunctionBase {
+ public:
+  FunctionUnderTest(Model model, Gradient gradient, std::span<const _T_FUNT_BASE> points)
+      : model_(std::move(model)), gradient_(std::move(gradient)) {
+    SetTestData(points);
+  }
+  void ParameterGradient(std::int32_t, std::span<const double> b, std::int32_t point,
+                         std::span<double> gradient) const override {
+    gradient_(b, Stretch()[point], gradient);
+  }
+  void EvaluatePoint(std::int32_t, std::span<const double> b, std::int32_t point, double& measured,
+                     double& model) const override {
+    measured = Stress()[point];
+    model = model_(b, Stretch()[point]);
+  }
+
+ private:
+  Model model_;
+  Gradient gradient_;
+};
+
+TestFunctionList One(Model model, Gradient gradient, const std::vector<_T_FUNT_BASE>& points) {
+  return {boost::make_shared<FunctionUnderTest>(std::move(model), std::move(gradient), points)};
+}
+
+/// y = b0 + b1 x.
+TestFunctionList Line(const std::vector<_T_FUNT_BASE>& points) {
+  return One([](std::span<const double> b, double x) { return b[0] + b[1] * x; },
+             [](std::span<const double>, double x, std::span<double> g) {
+               g[0] = 1.0;
+               g[1] = x;
+             },
+             points);
+}
+
+const std::vector<_T_FUNT_BASE> kMisra = {
+    {77.6, 10.07},  {114.9, 14.73}, {141.1, 17.94}, {190.8, 23.93}, {239.9, 29.61}, {289.0, 35.18}, {332.8, 40.02},
+    {378.4, 44.82}, {434.8, 50.76}, {477.3, 55.05}, {536.8, 61.01}, {593.1, 66.40}, {689.1, 75.47}, {760.0, 81.78}};
+
+struct Certified {
+  const char* name;
+  Model model;
+  Gradient gradient;
+  std::vector<_T_FUNT_BASE> points;
+  std::vector<double> start;
+  std::vector<double> certified;
+  double sumOfSquares;
+};
+
+void PrintTo(const Certified& problem, std::ostream* out) { *out << problem.name; }
+
+// Statistical Reference Datasets of NIST, nonlinear regression; start 2 of each.
+std::vector<Certified> CertifiedProblems() {
+  return {
+      {"Misra1a",
+       [](std::span<const double> b, double x) { return b[0] * (1.0 - std::exp(-b[1] * x)); },
+       [](std::span<const double> b, double x, std::span<double> g) {
+         g[0] = 1.0 - std::exp(-b[1] * x);
+         g[1] = b[0] * x * std::exp(-b[1] * x);
+       },
+       kMisra,
+       {250.0, 5e-4},
+       {2.3894212918e2, 5.5015643181e-4},
+       1.2455138894e-1},
+      {"Misra1b",
+       [](std::span<const double> b, double x) { return b[0] * (1.0 - std::pow(1.0 + b[1] * x / 2.0, -2)); },
+       [](std::span<const double> b, double x, std::span<double> g) {
+         g[0] = 1.0 - std::pow(1.0 + b[1] * x / 2.0, -2);
+         g[1] = b[0] * x * std::pow(1.0 + b[1] * x / 2.0, -3);
+       },
+       kMisra,
+       {300.0, 2e-4},
+       {3.3799746163e2, 3.9039091287e-4},
+       7.5464681533e-2},
+      {"DanWood",
+       [](std::span<const double> b, double x) { return b[0] * std::pow(x, b[1]); },
+       [](std::span<const double> b, double x, std::span<double> g) {
+         g[0] = std::pow(x, b[1]);
+         g[1] = b[0] * std::pow(x, b[1]) * std::log(x);
+       },
+       {{1.309, 2.138}, {1.471, 3.421}, {1.490, 3.597}, {1.565, 4.340}, {1.611, 4.882}, {1.680, 5.660}},
+       {0.7, 4.0},
+       {7.6886226176e-1, 3.8604055871},
+       4.3173084083e-3},
+      {"Rat42",
+       [](std::span<const double> b, double x) { return b[0] / (1.0 + std::exp(b[1] - b[2] * x)); },
+       [](std::span<const double> b, double x, std::span<double> g) {
+         const double e = std::exp(b[1] - b[2] * x);
+         g[0] = 1.0 / (1.0 + e);
+         g[1] = -b[0] * e / ((1.0 + e) * (1.0 + e));
+         g[2] = -x * g[1];
+       },
+       {{9, 8.93},
+        {14, 10.80},
+        {21, 18.59},
+        {28, 22.33},
+        {42, 39.35},
+        {57, 56.11},
+        {63, 61.73},
+        {70, 64.62},
+        {79, 67.08}},
+       {75.0, 2.5, 0.07},
+       {7.2462237576e1, 2.6180768402, 6.7359200066e-2},
+       8.0565229338},
+      {"BoxBOD",
+       [](std::span<const double> b, double x) { return b[0] * (1.0 - std::exp(-b[1] * x)); },
+       [](std::span<const double> b, double x, std::span<double> g) {
+         g[0] = 1.0 - std::exp(-b[1] * x);
+         g[1] = b[0] * x * std::exp(-b[1] * x);
+       },
+       {{1, 109}, {2, 149}, {3, 149}, {5, 191}, {7, 213}, {10, 224}},
+       {100.0, 0.75},
+       {2.1380940889e2, 5.4723748542e-1},
+       1.1680088766e3},
+  };
+}
+
+class CertifiedRegression : public testing::TestWithParam<Certified> {};
+INSTANTIATE_TEST_SUITE_P(ReferenceData, CertifiedRegression, testing::ValuesIn(CertifiedProblems()));
+
+TEST_P(CertifiedRegression, IsReached) {
+  const Certified& problem = GetParam();
+  const TestFunctionList functions = One(problem.model, problem.gradient, problem.points);
+  LevenbergMarquardtMethodAbsolute solver(functions, static_cast<std::int32_t>(problem.start.size()));
+  std::vector<double> b = problem.start;
+  EXPECT_EQ(solver.Solve(b, 1e-12), 0);
+  // The stop rule ends after four small changes, so the last digits of the certificate are not guaranteed.
+  for (std::size_t k = 0; k < b.size(); ++k) ExpectDigits(b[k], problem.certified[k], 1e-5);
+  ExpectDigits(solver.SumOfSquares(b), problem.sumOfSquares, 1e-9);
+}
+
+TEST(Solver, OptimalStartIsLeftAloneAndConverges) {
+  const TestFunctionList functions = Line({{1, 3}, {2, 5}, {3, 7}});
+  LevenbergMarquardtMethodAbsolute solver(functions, 2);
+  std::vector<double> b{1.0, 2.0};
+  EXPECT_EQ(solver.Solve(b, 1e-4), 0);
+  EXPECT_EQ(b, (std::vector<double>{1.0, 2.0}));
+  EXPECT_EQ(solver.Iterations(), 4);
+}
+
+TEST(Solver, SmallChangesAccumulateOverTheRun) {
+  // A tolerance so large that every change is small: four steps end the run, accepted ones included.
+  const TestFunctionList functions = Line({{1, 3}, {2, 5.5}, {3, 7}});
+  LevenbergMarquardtMethodAbsolute solver(functions, 2);
+  std::vector<double> b{0.0, 0.0};
+  EXPECT_EQ(solver.Solve(b, 1e6), 0);
+  EXPECT_EQ(solver.Iterations(), 4);
+}
+
+TEST(Solver, RelativeEqualsAbsoluteWhereEveryMeasuredValueIsOne) {
+  const TestFunctionList functions = Line({{1, 1}, {2, 1}, {4, 1}});
+  std::vector<double> absolute{0.3, 0.2};
+  std::vector<double> relative = absolute;
+  LevenbergMarquardtMethodAbsolute(functions, 2).Solve(absolute, 1e-10);
+  LevenbergMarquardtMethodRelative(functions, 2).Solve(relative, 1e-10);
+  EXPECT_EQ(absolute, relative);
+}
+
+TEST(Solver, HeldParametersKeepTheirBits) {
+  const TestFunctionList functions = Line({{1, 3}, {2, 5}, {3, 8}});
+  LevenbergMarquardtMethodRelative solver(functions, 2);
+  solver.SetMask(FixedTermMask{1, 0});
+  std::vector<double> b{0.1 + 0.2, 1.0};
+  EXPECT_EQ(solver.Solve(b, 1e-8), 0);
+  EXPECT_EQ(b[0], 0.1 + 0.2);
+  EXPECT_NE(b[1], 1.0);
+}
+
+TEST(Solver, SingularSystemsThrowTheFactorisationsStatus) {
+  const TestFunctionList allTheSame = Line({{2, 1}, {2, 1}, {2, 1.5}});
+  std::vector<double> b{0.0, 0.0};
+  LevenbergMarquardtMethodAbsolute held(allTheSame, 2);
+  held.SetMask(FixedTermMask{1, 1});
+  EXPECT_THROW(held.Solve(b, 1e-4), int);
+  const TestFunctionList empty = Line({});
+  EXPECT_THROW(LevenbergMarquardtMethodAbsolute(empty, 2).Solve(b, 1e-4), int);
+}
+
+TEST(Solver, RefusesNoCurveAndAShortMask) {
+  const TestFunctionList none;
+  EXPECT_THROW(LevenbergMarquardtMethodAbsolute(none, 2), CInvalidArgException);
+  const TestFunctionList line = Line({{1, 3}, {2, 5}});
+  std::vector<double> b{0.0, 0.0};
+  LevenbergMarquardtMethodAbsolute solver(line, 1);
+  EXPECT_THROW(solver.Solve(b, 1e-4), CInvalidArgException);
+}
+
+TEST(Solver, NotANumberEndsInBoundedTime) {
+  const TestFunctionList functions = Line({{1, 3}, {std::numeric_limits<double>::quiet_NaN(), 5}, {3, 8}});
+  LevenbergMarquardtMethodAbsolute solver(functions, 2);
+  std::vector<double> b{1.0, 1.0};
+  try {
+    EXPECT_EQ(solver.Solve(b, 1e-8), -1);
+  } catch (int info) {
+    EXPECT_NE(info, 0);
+  }
+  EXPECT_EQ(b, (std::vector<double>{1.0, 1.0}));
+}
+
+TEST(Solver, DeterminationTakesTheLastMeasuredValueOfEachFunctionForItsMean) {
+  const auto zero = [](std::span<const double>, double) { return 0.0; };
+  const auto nothing = [](std::span<const double>, double, std::span<double>) {};
+  TestFunctionList functions = One(zero, nothing, {{1, 1}, {2, 2}, {3, 4}});
+  const std::vector<double> none;
+  // mean = 4/3: SStot = 1/9 + 4/9 + 64/9, SSres = 21.
+  ExpectNear(LevenbergMarquardtMethodAbsolute(functions, 0).CoefficientOfDetermination(none),
+             std::abs(69.0 / 9.0 - 21.0) / (69.0 / 9.0), Tolerance::Rounding);
+  // An empty function adds the last value seen: mean = 8/3.
+  functions.push_back(One(zero, nothing, {}).front());
+  const double total = 25.0 / 9.0 + 4.0 / 9.0 + 16.0 / 9.0;
+  ExpectNear(LevenbergMarquardtMethodRelative(functions, 0).CoefficientOfDetermination(none),
+             std::abs(total - 21.0) / total, Tolerance::Rounding);
+}
+
+}  // namespace
+}  // namespace Xem::Testing

@@ -1,0 +1,195 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "support/near.h"
+#include "testdata/deformation_mode.h"
+#include "testdata/strain_energy.h"
+#include "testdata/volumetric_test_data.h"
+#include "testfunctions/hyperelastic_test_function.h"
+
+namespace Xem::Testing {
+namespace {
+
+using namespace MaterialUtil;
+using Points2 = std::span<const _T_FUNT_BASE>;
+
+TEST(Loading, KeepsMeasuredPointsInOrderAndTurnsStrainIntoStretch) {
+  const std::vector<_T_FUNT_BASE> points{{0.2, 0.9},   {0.0, 0.0}, {0.1, 2.2e-16},
+                                         {0.3, 1e-17}, {0.4, NAN}, {-0.1, -0.5}};
+  const auto data = MakeTestData(DeformationMode::Uniaxial);
+  data->SetTestData(Points2(points));
+  ASSERT_EQ(data->PointCount(), 3);
+  EXPECT_EQ(data->Stretch()[0], 1.2);
+  EXPECT_EQ(data->Stretch()[1], 1.1);
+  EXPECT_EQ(data->Stress()[2], -0.5);
+  data->SetTestData(Points2());
+  EXPECT_EQ(data->PointCount(), 0);
+}
+
+TEST(Loading, SimpleShearStoresThePrincipalStretch) {
+  const std::vector<_T_FUNT_BASE3> points{{0.5, 0.1, 1.0}, {-0.5, 0.1, 1.0}};
+  const auto data = MakeTestData(DeformationMode::SimpleShear);
+  data->SetTestData3(std::span<const _T_FUNT_BASE3>(points));
+  ExpectNear(data->Stretch()[0], std::sqrt(1.125 + 0.5 * std::sqrt(1.0625)), Tolerance::Rounding);
+  EXPECT_EQ(data->LateralStretch()[0], 1.1);
+  // The sign of the shear strain is lost: the stretches are inverse to each other, the shear strains equal.
+  ExpectNear(data->Stretch()[1], 1.0 / data->Stretch()[0], Tolerance::Rounding);
+  ExpectNear(ShearStrain(data->Stretch()[0]), 0.5, Tolerance::Rounding);
+  ExpectNear(ShearStrain(data->Stretch()[1]), 0.5, Tolerance::Rounding);
+}
+
+TEST(Loading, VolumetricAbscissaIsTheStretchItself) {
+  const std::vector<_T_FUNT_BASE> points{{0.98, 3.0}, {1.0, 0.0}};
+  XemMaterialTestDataVolumetric data;
+  data.SetTestData(Points2(points));
+  ASSERT_EQ(data.PointCount(), 1);
+  const double change = std::pow(0.98, 3) - 1.0;
+  const std::vector<double> coefficients{1.0, 10.0};
+  ExpectNear(data.PolynomialStress(2, coefficients, data.Stretch()[0], 0.0), -2.0 * change - 40.0 * std::pow(change, 3),
+             Tolerance::Rounding);
+  Matrix rows(1, 1);
+  data.AssemblePolynomialRows(2, FixedTermMask{1, 0}, rows.View());
+  ExpectNear(rows(0, 0), -4.0 * std::pow(change, 3), Tolerance::Rounding);
+}
+
+/// Principal stretches of a mode at a strain, lateral faces free of stress.
+struct Stretches {
+  double first, second, third;
+};
+
+class ModeTable : public testing::TestWithParam<DeformationMode> {};
+INSTANTIATE_TEST_SUITE_P(AllModes, ModeTable, testing::ValuesIn(kAllModes));
+
+Stretches PrincipalStretches(DeformationMode mode, double stretch) {
+  switch (mode) {
+    case DeformationMode::Uniaxial:
+      return {stretch, 1.0 / std::sqrt(stretch), 1.0 / std::sqrt(stretch)};
+    case DeformationMode::Equibiaxial:
+      return {stretch, stretch, 1.0 / (stretch * stretch)};
+    case DeformationMode::PureShear:
+    case DeformationMode::SimpleShear:
+      return {stretch, 1.0, 1.0 / stretch};
+  }
+  return {};
+}
+
+TEST_P(ModeTable, InvariantsAreThoseOfThePrincipalStretches) {
+  for (const double stretch : {0.5, 0.9, 1.1, 3.0}) {
+    const auto [a, b, c] = PrincipalStretches(GetParam(), stretch);
+    const InvariantExcess excess = Kinematics(GetParam()).invariants(stretch);
+    ExpectNear(excess.i1, a * a + b * b + c * c - 3.0, Tolerance::Rounding);
+    ExpectNear(excess.i2, 1.0 / (a * a) + 1.0 / (b * b) + 1.0 / (c * c) - 3.0, Tolerance::Rounding);
+  }
+}
+
+// The work of the nominal stress is the strain energy: P = dW/dlambda, half of it per direction in equibiaxial tension,
+// and dW/dg in simple shear.
+TEST_P(ModeTable, StressIsTheDerivativeOfTheEnergy) {
+  const std::vector<double> c{0.4, 0.1, -0.02, 0.003, 0.01, 1e-3, -2e-3, 3e-3, 4e-4};
+  const ModeKinematics& mode = Kinematics(GetParam());
+  const auto energy = [&](double strain) {
+    const InvariantExcess excess = mode.invariants(mode.stretchFromStrain(strain));
+    double w = 0.0;
+    std::size_t k = 0;
+    ForEachTerm(3, [&](int i, int j) { w += c[k++] * std::pow(excess.i1, i) * std::pow(excess.i2, j); });
+    return w;
+  };
+  const double directions = GetParam() == DeformationMode::Equibiaxial ? 2.0 : 1.0;
+  for (const double strain : {-0.3, 0.2, 0.5, 1.5}) {
+    if (GetParam() == DeformationMode::SimpleShear && strain < 0.0) continue;  // the sign is lost there
+    const double step = 1e-6;
+    const double slope = (energy(strain + step) - energy(strain - step)) / (2.0 * step);
+    ExpectNear(directions * PolynomialStress(mode, 3, c, mode.stretchFromStrain(strain)), slope, Tolerance::Derivative);
+  }
+}
+
+TEST_P(ModeTable, SmallStrainsKeepTheirDigits) {
+  // For C10 alone the stress is 6 C10 strain (uniaxial), 12 (equibiaxial), 8 (pure shear) and 2 (simple shear) at first
+  // order, with a relative error of the order of the strain.
+  const double strain = 1e-9;
+  const double modulus[] = {6.0, 12.0, 8.0, 2.0};
+  const ModeKinematics& mode = Kinematics(GetParam());
+  const std::vector<double> c{1.0, 0.0};
+  // The stretch 1 + strain itself is rounded, which leaves seven digits of the strain.
+  EXPECT_NEAR(PolynomialStress(mode, 1, c, mode.stretchFromStrain(strain)) / strain,
+              modulus[static_cast<std::size_t>(GetParam())], 1e-5);
+  EXPECT_GT(mode.invariants(1.0 + 1e-9).i1, 0.0);
+}
+
+TEST(DesignRows, HeldTermsHaveNoColumn) {
+  const std::vector<_T_FUNT_BASE> points{{0.5, 1.0}};
+  const auto data = MakeTestData(DeformationMode::Uniaxial);
+  data->SetTestData(Points2(points));
+  Matrix all(1, 5);
+  Matrix some(1, 4);
+  data->AssemblePolynomialRows(2, FixedTermMask{0, 0, 0, 0, 0}, all.View());
+  data->AssemblePolynomialRows(2, FixedTermMask{0, 7, 0, 0, 0}, some.View());
+  EXPECT_EQ(some(0, 0), all(0, 0));
+  EXPECT_EQ(some(0, 1), all(0, 2));
+  EXPECT_EQ(some(0, 3), all(0, 4));
+}
+
+// Unit modulus: measured lateral stretch of a stress-free lateral face, then the fixed exponents.
+TEST(BlatzKo, FactorsOfTheFourModes) {
+  const double stretch = 1.2;
+  ExpectNear(kUniaxial.blatzKo(stretch, std::pow(stretch, -0.25)), 0.3341672255, 1e-10);
+  ExpectNear(kEquibiaxial.blatzKo(stretch, std::pow(stretch, -2.0 / 3.0)), 0.4839548655, 1e-10);
+  ExpectNear(kPureShear.blatzKo(stretch, std::pow(stretch, -1.0 / 3.0)), 0.3623323252, 1e-10);
+  ExpectNear(kSimpleShear.blatzKo(StretchFromShearStrain(0.5), 1.0), 0.5, Tolerance::Rounding);
+  for (const DeformationMode mode :
+       {DeformationMode::Uniaxial, DeformationMode::Equibiaxial, DeformationMode::PureShear}) {
+    const double lateral = std::pow(stretch, Kinematics(mode).lateralExponent);
+    ExpectNear(Kinematics(mode).blatzKo(stretch, lateral), 1.0 / stretch - std::pow(stretch, -3), Tolerance::Rounding);
+  }
+}
+
+struct ConstraintCase {
+  std::vector<double> before;
+  std::vector<double> after;
+  bool changed;
+};
+
+TEST(Constraints, Polynomial) {
+  for (const ConstraintCase& c : std::vector<ConstraintCase>{{{-1, 3}, {-1, 3}, false},
+                                                             {{-3, 1}, {-0.75, 1}, true},
+                                                             {{1, -3}, {1, -0.75}, true},
+                                                             {{-1, -2}, {1, 2}, true},
+                                                             {{-2, 0}, {0, 0}, true}}) {
+    std::vector<double> p = c.before;
+    EXPECT_EQ(ConstrainPolynomial(2, p), c.changed);
+    EXPECT_EQ(p, c.after);
+  }
+  // Order 1 looks at C10 alone first, although C01 follows it.
+  std::vector<double> p{-1.0, 3.0};
+  EXPECT_TRUE(ConstrainPolynomial(1, p));
+  EXPECT_EQ(p, (std::vector<double>{1.0, 3.0}));
+  p = {1.0, -2.0};
+  EXPECT_TRUE(ConstrainPolynomial(1, p));
+  EXPECT_EQ(p[1], -0.75);
+}
+
+TEST(Constraints, OgdenEndsWithAPositiveSumOrWithoutNegativeProducts) {
+  for (const ConstraintCase& c : std::vector<ConstraintCase>{{{1, 2, -1, 3}, {1, 2, -0.5, 3}, true},
+                                                             {{1, -2}, {1, 0}, true},
+                                                             {{0, 2}, {0, 2}, false},
+                                                             {{1, 2, 1, -1}, {1, 2, 1, -1}, false}}) {
+    std::vector<double> p = c.before;
+    EXPECT_EQ(ConstrainOgden(static_cast<std::int32_t>(p.size() / 2), p), c.changed);
+    EXPECT_EQ(p, c.after);
+  }
+  std::vector<double> notANumber{NAN, 2.0};
+  EXPECT_FALSE(ConstrainOgden(1, notANumber));
+}
+
+TEST(Constraints, BlatzKoModulusIsPositive) {
+  std::vector<double> modulus{-2.0};
+  EXPECT_TRUE(ConstrainBlatzKo(modulus));
+  EXPECT_EQ(modulus[0], 2.0);
+  EXPECT_FALSE(ConstrainBlatzKo(modulus));
+}
+
+}  // namespace
+}  // namespace Xem::Testing
