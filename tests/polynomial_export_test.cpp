@@ -80,5 +80,113 @@ TEST_P(TreloarPolynomial, MatchesAnIndependentComputation) {
   EXPECT_NEAR(call.RSquared(), GetParam().rSquared, 1e-6);
 }
 
+std::vector<_T_FUNT_BASE> UniaxialMooneyRivlin() {
+  std::vector<_T_FUNT_BASE> points;
+  for (int i = 1; i <= 15; ++i) {
+    const double stretch = 1.0 + 0.1 * i;
+    points.emplace_back(stretch - 1.0, 2.0 * (1.0 - std::pow(stretch, -3)) * (0.5 * stretch + 0.1));
+  }
+  return points;
+}
+
+TEST(PolynomialExport, PlantedCoefficientsComeBack) {
+  for (const int method : {1, 0, 7}) {  // any other method refines from zeros with relative residuals
+    Call call;
+    call.Load(0, UniaxialMooneyRivlin());
+    EXPECT_EQ(call.Fit(1, method), 0);
+    const double tolerance = method == 7 ? 1e-3 : 1e-10;  // from zeros the stop rule ends at four small changes
+    ExpectNear(call.coefficients[0], 0.5, tolerance);
+    ExpectNear(call.coefficients[1], 0.1, tolerance);
+    for (std::int64_t i = 0; i < call.in[0].GetSize(); ++i) {
+      ExpectNear(call.out[0][i].second, call.in[0][i].second, tolerance);
+    }
+  }
+}
+
+TEST(PolynomialExport, EmptyCurvesGetTheDefaultGridFromZero) {
+  Call call;
+  call.Load(0, UniaxialMooneyRivlin());
+  Fill(call.coefficients, {0.5, 0.1});
+  // The grid starts at zero although the lower bound is 0.5, and the origin keeps its zero stress.
+  EXPECT_EQ(call.Evaluate(1, 0.5, 2.5), 0);
+  ASSERT_EQ(call.out[1].GetSize(), 50);
+  for (std::int64_t i = 0; i < 50; ++i) {
+    EXPECT_EQ(call.out[3][i].first, static_cast<double>(i) * 2.0 / 50.0);
+    ExpectNear(call.out[3][i].second, 2.0 * call.out[3][i].first * 0.6, Tolerance::Rounding);
+  }
+}
+
+TEST(PolynomialExport, StressesAreDealtOutByTheSizesOfTheOutputCurves) {
+  Call call;
+  call.Load(0, std::vector<_T_FUNT_BASE>{{0.1, 1.0}, {0.2, 0.0}, {0.3, 1.0}});  // the middle point is dropped
+  call.Load(1, std::vector<_T_FUNT_BASE>{{0.1, 1.0}, {0.2, 1.0}});
+  Fill(call.coefficients, {0.5, 0.0});
+  call.out[0].SetSize(1);
+  call.out[1].SetSize(2);
+  EXPECT_EQ(call.Evaluate(1), 0);
+  // One stress for the first curve; its second one slips into the next curve.
+  ExpectNear(call.out[1][0].second, 1.3 - std::pow(1.3, -2), Tolerance::Rounding);
+  // More room than stresses (2 + 2 kept, 50 + 50 grid): refused before anything is written.
+  call.out[0].SetSize(3);
+  call.out[0][0].second = 77.0;
+  EXPECT_THROW(call.Evaluate(1), CInvalidArgException);
+  EXPECT_EQ(call.out[0][0].second, 77.0);
+}
+
+TEST(PolynomialExport, ConditionLimitOneLeavesTheRefinementAlone) {
+  Call call;
+  call.Load(0, UniaxialMooneyRivlin());
+  EXPECT_EQ(call.Fit(1, 1, 1.0), 0);  // all linear coefficients are zero; refinement starts there
+  ExpectNear(call.coefficients[0], 0.5, 1e-3);
+}
+
+TEST(PolynomialExport, CoincidingColumnsNeedAConditionLimit) {
+  Call call;
+  call.Load(2, TreloarCurves()[2]);
+  EXPECT_EQ(call.Fit(1, 1, 1e8), 0);
+  ExpectNear(call.coefficients[0], call.coefficients[1], 1e-8);
+}
+
+TEST(PolynomialExport, RefusesBadArgumentsBeforeWriting) {
+  Call call;
+  call.Load(0, UniaxialMooneyRivlin());
+  Fill(call.coefficients, {42.0});
+  for (const int order : {-1, -4, 65, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+    EXPECT_THROW(call.Fit(order, 1), CInvalidArgException) << order;
+  }
+  call.use[0] = 0;
+  EXPECT_THROW(call.Fit(1, 1), CInvalidArgException);
+  EXPECT_EQ(Values(call.coefficients), std::vector<double>{42.0});
+  EXPECT_THROW(call.Evaluate(1), CInvalidArgException);  // one coefficient, two are read
+}
+
+TEST(PolynomialExport, NothingToFitSpeaksThroughTheFactorisation) {
+  Call call;
+  call.use[0] = 1;
+  EXPECT_THROW(call.Fit(2, 1), int);
+  EXPECT_EQ(Values(call.coefficients), (std::vector<double>(5, 0.0)));
+  call.Load(0, UniaxialMooneyRivlin());
+  EXPECT_EQ(call.Fit(0, 1), 0);  // order 0: nothing to fit, nothing wrong
+  EXPECT_TRUE(call.coefficients.IsEmpty());
+  EXPECT_EQ(call.out[0][3].second, 0.0);
+}
+
+TEST(PolynomialExport, NotANumberNeverHangs) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const double bad : {infinity, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+    Call call;
+    auto points = UniaxialMooneyRivlin();
+    points[2].first = bad;
+    call.Load(0, points);
+    for (const int order : {1, 3}) {
+      try {
+        EXPECT_EQ(call.Fit(order, 1), 0);
+      } catch (int info) {
+        EXPECT_NE(info, 0);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace Xem::Testing

@@ -1,0 +1,57 @@
+"""Checks who includes whom: each folder may lean only on those below it."""
+
+import pathlib
+import re
+import sys
+
+ALLOWED = {
+    "solver/linalg": [],
+    "testdata": ["solver/linalg"],
+    "testfunctions": ["testdata", "solver/linalg"],
+    "solver": ["testfunctions/test_function_base.h", "solver/linalg"],
+    "hyperelastic": ["solver", "testfunctions", "testdata"],
+    "viscoelastic": ["hyperelastic", "solver", "testfunctions", "testdata"],
+    "stability": ["testdata", "solver/linalg"],
+    "dynamic": ["solver", "testfunctions", "testdata"],
+    "soil": ["solver", "testfunctions", "testdata"],
+    "sheetmetal": [],
+    "boundary": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
+                 "sheetmetal"],
+    "fit": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
+            "sheetmetal"],
+}
+INCLUDE = re.compile(r'^\s*#include\s+"([^"]+)"', re.MULTILINE)
+FORTRAN = re.compile(r"\bd(gesvd|sysv|syev|getrf|getri|getrs|gemm|gemv|dot)_\b|\bddot_\b")
+
+
+def folder_of(path):
+    return "solver/linalg" if str(path).startswith("solver/linalg") else path.parts[0]
+
+
+def offences(root):
+    for source in sorted((root / "src").rglob("*.[hc]*")):
+        if source.suffix not in (".h", ".cpp"):
+            continue
+        relative = source.relative_to(root / "src")
+        folder = folder_of(relative)
+        text = source.read_text()
+        for included in INCLUDE.findall(text):
+            if included.startswith("xem/"):
+                if included.startswith("xem/fit/") and folder != "fit":
+                    yield f"src/{relative}: only src/fit may include {included}"
+                continue
+            own = included.startswith(folder + "/")
+            if not own and not any(included == a or included.startswith(a + "/") for a in ALLOWED[folder]):
+                yield f"src/{relative}: {folder} may not include {included}"
+        if FORTRAN.search(text) and source.name != "lapack.cpp":
+            yield f"src/{relative}: names a Fortran symbol"
+    for outer in ("apps", "examples"):
+        for source in sorted((root / outer).rglob("*.[hc]*")):
+            for included in INCLUDE.findall(source.read_text()):
+                if included.split("/")[0] in {f.split("/")[0] for f in ALLOWED}:
+                    yield f"{source.relative_to(root)}: may include public headers only, not {included}"
+
+
+found = list(offences(pathlib.Path(sys.argv[1])))
+print("\n".join(found) if found else "every include line keeps to the layers")
+sys.exit(1 if found else 0)
