@@ -1,7 +1,7 @@
 # Installation: libraries, headers, CMake package, pkg-config file, tool and published curves.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS xemmaterialutil EXPORT XemMaterialUtilTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS xemmaterialutil xemfitlib EXPORT XemMaterialUtilTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/xem DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 set(XEM_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/XemMaterialUtil)
@@ -13,7 +13,12 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/XemMaterialUtilConfigVers
 install(FILES ${PROJECT_BINARY_DIR}/XemMaterialUtilConfig.cmake
               ${PROJECT_BINARY_DIR}/XemMaterialUtilConfigVersion.cmake DESTINATION ${XEM_PACKAGE_DIR})
 
-configure_file(${PROJECT_SOURCE_DIR}/cmake/xemmaterialutil.pc.in ${PROJECT_BINARY_DIR}/xemmaterialutil.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/xemmaterialutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# The prefix is found from the place of the .pc file, so that an installation may be moved.
+file(RELATIVE_PATH XEM_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" XEM_PC_TO_PREFIX ${XEM_PC_TO_PREFIX})
+foreach(library IN ITEMS xemmaterialutil xemfit)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/ DESTINATION ${CMAKE_INSTALL_DATADIR}/xemfit/data FILES_MATCHING PATTERN "*.csv")

@@ -1,0 +1,27 @@
+#!/bin/sh
+# Installs the build in a directory of its own, moves it, and builds and runs a host against what was installed:
+# once through the CMake package, once through pkg-config. Usage: run.sh BUILD_DIR SOURCE_DIR CXX [FLAGS...]
+set -eu
+build=$1
+source=$2
+cxx=$3
+shift 3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build" --prefix "$work/first" >"$work/install.log"
+mv "$work/first" "$work/moved"  # packages must be relocatable
+prefix=$work/moved
+libdir=$(dirname "$(find "$prefix" -name libxemmaterialutil.so)")
+
+cmake -S "$source/tests/installed" -B "$work/host" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_CXX_FLAGS="$*" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
+cmake --build "$work/host" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
+"$work/host/host"
+"$work/host/fit_host"
+
+PKG_CONFIG_PATH=$libdir/pkgconfig
+export PKG_CONFIG_PATH
+# shellcheck disable=SC2046
+"$cxx" -std=c++17 "$@" "$source/tests/installed/host.cpp" $(pkg-config --cflags --libs xemmaterialutil) -o "$work/host_pc"
+LD_LIBRARY_PATH=$libdir "$work/host_pc"
