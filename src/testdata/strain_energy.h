@@ -47,8 +47,8 @@ template <class Visit>
 void ForEachTermStress(const ModeKinematics& mode, std::int32_t order, double stretch, Visit&& visit) {
   const InvariantExcess excess = mode.invariants(stretch);
   const StressFactors factors = mode.factors(stretch);
-  const PowerTable a(excess.i1, order);
-  const PowerTable b(excess.i2, order);
+  const PowerTable a(excess.i1, order - 1);  // differentiation takes one power away
+  const PowerTable b(excess.i2, order - 1);
   ForEachTerm(order, [&](std::int32_t i, std::int32_t j) {
     const double w1 = i == 0 ? 0.0 : i * a[i - 1] * b[j];
     const double w2 = j == 0 ? 0.0 : j * a[i] * b[j - 1];
