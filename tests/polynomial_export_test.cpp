@@ -140,6 +140,20 @@ TEST(PolynomialExport, ConditionLimitOneLeavesTheRefinementAlone) {
   ExpectNear(call.coefficients[0], 0.5, 1e-3);
 }
 
+TEST(PolynomialExport, TheLinearCandidateIsComparedAfterTheConstraint) {
+  // Exact data of C10 = -0.5, C01 = 0.1: the linear solution has R^2 = 1, yet it never comes back, because only its
+  // constrained copy (0.5, 0.1) and the constrained refinement are compared.
+  Call call;
+  auto points = UniaxialMooneyRivlin();
+  for (auto& point : points) {
+    const double stretch = 1.0 + point.first;
+    point.second = 2.0 * (1.0 - std::pow(stretch, -3)) * (-0.5 * stretch + 0.1);
+  }
+  call.Load(0, points);
+  EXPECT_EQ(call.Fit(1, 1), 0);
+  EXPECT_GE(call.coefficients[0], 0.0);
+}
+
 TEST(PolynomialExport, CoincidingColumnsNeedAConditionLimit) {
   Call call;
   call.Load(2, TreloarCurves()[2]);
