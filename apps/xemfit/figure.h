@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "report.h"
+
+namespace Xem::Tool {
+
+/// A curve ready to be drawn.
+struct DrawnCurve {
+  std::string legend;
+  std::vector<double> x, y;                 ///< measured points
+  std::vector<double> stableX, stable;      ///< the model; NaN where the line breaks
+  std::vector<double> unstableX, unstable;  ///< the model beyond a stability limit
+};
+
+struct DrawnPanel {
+  std::string title;
+  Axis x;
+  Axis y;
+  std::vector<DrawnCurve> curves;
+};
+
+struct Figure {
+  std::string title;
+  std::vector<DrawnPanel> panels;
+};
+
+/// Evaluates the curves of a report on a fine grid over what was measured; curves whose model cannot be evaluated are
+/// drawn through their fitted points. Used by every kind of picture.
+Figure MakeFigure(const Report& report);
+
+}  // namespace Xem::Tool

@@ -1,0 +1,204 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "hyper_models.h"
+#include "text.h"
+#include "text_table.h"
+#include "verbs.h"
+
+namespace Xem::Tool {
+namespace {
+
+/// A deformation mode: its curve name, and how the command line asks for it.
+struct ModeInput {
+  const char* curve;
+  const char* option;
+  const char* about;
+  const Role* strain;
+  Fit::Curve Fit::HyperelasticData::*data;
+};
+
+constexpr std::array<ModeInput, 4> kModes{{
+    {"uniaxial", "--uniaxial", "Uniaxial test: nominal strain or stretch, nominal stress", &Roles::kStrain,
+     &Fit::HyperelasticData::uniaxial},
+    {"equibiaxial", "--equibiaxial", "Equibiaxial test", &Roles::kStrain, &Fit::HyperelasticData::equibiaxial},
+    {"pure_shear", "--pure-shear", "Pure shear (planar tension) test", &Roles::kStrain,
+     &Fit::HyperelasticData::pureShear},
+    {"simple_shear", "--simple-shear", "Simple shear test: shear strain, shear stress", &Roles::kShearStrain,
+     &Fit::HyperelasticData::simpleShear},
+}};
+
+class HyperFit final : public Verb {
+ public:
+  HyperFit()
+      : Verb({"hyper", "fit", "Fit hyperelastic models to test curves",
+              "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --equibiaxial eb.csv --pure-shear ps.csv\n"
+              "xemfit hyper fit --model polynomial:1..3 --uniaxial ut.csv --residual relative --plot fit.png\n"
+              "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --hold C02=0 --json fit.json"},
+             Shares::FitAndStable) {}
+
+ private:
+  void Declare(CLI::App& app) override {
+    app.add_option("--model", models_, "NAME:TERMS, NAME:FROM..TO, or several separated by commas: these are compared")
+        ->required()
+        ->type_name("MODEL");
+    for (std::size_t i = 0; i < kModes.size(); ++i) {
+      app.add_option(kModes[i].option, files_[i], kModes[i].about)->type_name("FILE");
+    }
+    app.add_option("--condition-limit", conditionLimit_, "Engine export: limit of the linear solve's condition number")
+        ->check(CLI::NonNegativeNumber.description(""))
+        ->type_name("NUMBER");
+  }
+
+  Report Run() override {
+    const std::vector<ModelChoice> choices = ParseHyperModels(models_);
+    std::vector<std::string> notes;
+    const Fit::HyperelasticData data = ReadData(notes);
+    Fit::Options options = FitOptions();
+    options.conditionLimit = conditionLimit_;
+
+    std::vector<Candidate> candidates;
+    for (const ModelChoice& choice : choices) {
+      const auto fit = HyperModelCalled(choice.name, "--model").fit;
+      candidates.push_back(
+          {choice.Label(), [&data, &options, fit, terms = choice.terms] { return fit(data, terms, options); }});
+    }
+    Report report = FitCandidates(candidates);
+    report.panels = {{"", {"nominal strain", "", false, true}, {"nominal stress", data.stressUnit, false, false}, {}}};
+    report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
+    return report;
+  }
+
+  Fit::HyperelasticData ReadData(std::vector<std::string>& notes) {
+    std::array<MeasuredCurve, kModes.size()> measured;
+    std::vector<MeasuredCurve*> all;
+    for (std::size_t i = 0; i < kModes.size(); ++i) {
+      if (!files_[i].empty()) measured[i] = ReadCurve(files_[i], kModes[i].curve, *kModes[i].strain, Roles::kStress);
+      all.push_back(&measured[i]);
+    }
+    if (Inputs().empty()) {
+      throw Failure(ExitCode::Usage, "give a test curve: --uniaxial, --equibiaxial, --pure-shear or --simple-shear");
+    }
+    Fit::HyperelasticData data;
+    data.stressUnit = UseOneOrdinateUnit(all, notes);
+    for (std::size_t i = 0; i < kModes.size(); ++i) data.*kModes[i].data = std::move(measured[i].curve);
+    return data;
+  }
+
+  std::string models_;
+  std::array<std::string, kModes.size()> files_;
+  double conditionLimit_ = 0.0;
+};
+
+class HyperStress final : public Verb {
+ public:
+  HyperStress()
+      : Verb({"hyper", "stress", "Evaluate a fitted hyperelastic model",
+              "xemfit hyper stress --parameters fit.json --mode uniaxial --grid 0:2:200\n"
+              "xemfit hyper stress --parameters fit.json --grid 0:1:51 --curves stress.csv --quiet"},
+             Shares::Output) {}
+
+ private:
+  void Declare(CLI::App& app) override {
+    app.add_option("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--mode", modes_,
+                   "uniaxial, equibiaxial, pure_shear, simple_shear or several separated by commas; "
+                   "those of the fit when left out")
+        ->type_name("MODE");
+    app.add_option("--grid", grid_, "Nominal strains, equally spaced")->required()->type_name("FROM:TO:COUNT");
+  }
+
+  Report Run() override {
+    const std::vector<double> strains = ParseGrid(grid_, "--grid");
+    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
+    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
+    std::vector<double> values;
+    for (const Fit::Parameter& parameter : stored.parameters) values.push_back(parameter.value);
+
+    Report report;
+    report.fitted = false;
+    Fit::Result& result = report.result;
+    result.model = stored.model;
+    result.terms = stored.terms;
+    result.status = "evaluated";
+    result.parameters = stored.parameters;
+    for (const std::string& mode : Modes(stored)) {
+      RequireStrains(mode, strains.front());
+      Fit::CurveResult curve;
+      curve.name = mode;
+      curve.x = strains;
+      for (const double strain : strains) curve.fitted.push_back(Stress(model, mode, stored.terms, values, strain));
+      result.curves.push_back(std::move(curve));
+    }
+    const std::string unit = stored.parameters.empty() ? "" : stored.parameters.front().unit;
+    report.panels = {{"", {"nominal strain", "", false, false}, {"nominal stress", unit, false, false}, {}}};
+    report.sections = {StressTable(result)};
+    return report;
+  }
+
+  std::vector<std::string> Modes(const StoredModel& stored) const {
+    std::vector<std::string> modes = modes_.empty() ? stored.curves : Split(modes_, ',');
+    if (modes.empty()) throw Failure(ExitCode::Usage, "--mode: name a mode, such as uniaxial");
+    for (std::string& mode : modes) {
+      std::replace(mode.begin(), mode.end(), '-', '_');
+      const auto has = [&](const ModeInput& known) { return mode == known.curve; };
+      if (std::none_of(kModes.begin(), kModes.end(), has)) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--mode: {} is not uniaxial, equibiaxial, pure_shear or simple_shear", Quoted(mode)));
+      }
+      if (std::count(modes.begin(), modes.end(), mode) > 1) {
+        throw Failure(ExitCode::Usage, fmt::format("--mode: {} is given twice", Quoted(mode)));
+      }
+    }
+    return modes;
+  }
+
+  static void RequireStrains(const std::string& mode, double lowest) {
+    if (mode != "simple_shear" && lowest <= -1.0) {
+      throw Failure(ExitCode::Usage,
+                    fmt::format("--grid: strains in mode {} must be above -1, not {}", mode, Shortly(lowest)));
+    }
+  }
+
+  static double Stress(const HyperModel& model, const std::string& mode, int terms, const std::vector<double>& values,
+                       double strain) {
+    const double stress = model.stress(mode, terms, values, strain);
+    if (std::isfinite(stress)) return stress;
+    throw Failure(ExitCode::Other, fmt::format("the stress in mode {} at strain {} is beyond the range of numbers",
+                                               mode, Shortly(strain)));
+  }
+
+  static std::string StressTable(const Fit::Result& result) {
+    std::vector<TextTable::Column> columns{{"strain"}};
+    for (const Fit::CurveResult& curve : result.curves) columns.push_back({curve.name});
+    TextTable table(columns);
+    for (std::size_t i = 0; i < result.curves.front().x.size(); ++i) {
+      std::vector<std::string> cells{Shortly(result.curves.front().x[i])};
+      for (const Fit::CurveResult& curve : result.curves) cells.push_back(Shortly(curve.fitted[i]));
+      table.Add(std::move(cells));
+    }
+    return table.Text();
+  }
+
+  std::string parameters_;
+  std::string modes_;
+  std::string grid_;
+};
+
+}  // namespace
+
+void AddHyperVerbs(VerbList& verbs) {
+  verbs.push_back(std::make_unique<HyperFit>());
+  verbs.push_back(std::make_unique<HyperStress>());
+}
+
+}  // namespace Xem::Tool

@@ -1,0 +1,201 @@
+#include "plot.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstddef>
+#include <filesystem>
+#include <vector>
+
+#include "failure.h"
+#include "figure.h"
+#include "process.h"
+#include "text.h"
+
+namespace Xem::Tool {
+namespace {
+
+/// Colours that people with colour-vision deficiencies tell apart (Okabe and Ito 2008).
+constexpr const char* kColours[] = {"#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000"};
+constexpr int kPointTypes[] = {7, 5, 9, 13, 11, 6, 4};
+
+std::string Colour(std::size_t curve) { return kColours[curve % std::size(kColours)]; }
+int PointType(std::size_t curve) { return kPointTypes[curve % std::size(kPointTypes)]; }
+
+std::string Extension(const std::string& path) { return Lower(std::filesystem::path(path).extension().string()); }
+
+/// A gnuplot string that means its characters and nothing else.
+std::string Literal(const std::string& text) {
+  std::string literal = "'";
+  for (const char letter : Printable(text)) literal += letter == '\'' ? "''" : std::string(1, letter);
+  return literal + "'";
+}
+
+std::string DataBlock(const std::string& name, const std::vector<double>& x, const std::vector<double>& y) {
+  std::string text = '$' + name + " << EOD\n";
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    // An empty line breaks the drawn line.
+    text += std::isfinite(x[i]) && std::isfinite(y[i]) ? Exactly(x[i]) + ' ' + Exactly(y[i]) + '\n' : "\n";
+  }
+  return text + "EOD\n";
+}
+
+bool HasPoints(const std::vector<double>& values) {
+  return std::any_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
+}
+
+std::string AxisLabel(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " (" + axis.unit + ")"); }
+
+std::string AxisCommands(char axis, const Axis& description) {
+  std::string text = fmt::format("set {}label {} noenhanced\n", axis, Literal(AxisLabel(description)));
+  text += description.logarithmic ? fmt::format("set logscale {0}\nset format {0} '10^{{%T}}'\nset m{0}tics 10\n", axis)
+                                  : fmt::format("unset logscale {0}\nset format {0} '%g'\nset m{0}tics 2\n", axis);
+  return text;
+}
+
+/// Names of the data blocks of a curve.
+struct Blocks {
+  std::string points, stable, unstable;
+};
+
+Blocks BlocksOf(std::size_t panel, std::size_t curve) {
+  const std::string id = fmt::format("{}_{}", panel, curve);
+  return {"points" + id, "stable" + id, "unstable" + id};
+}
+
+std::string PanelData(const DrawnPanel& panel, std::size_t number) {
+  std::string text;
+  for (std::size_t i = 0; i < panel.curves.size(); ++i) {
+    const DrawnCurve& curve = panel.curves[i];
+    const Blocks blocks = BlocksOf(number, i);
+    if (HasPoints(curve.y)) text += DataBlock(blocks.points, curve.x, curve.y);
+    if (HasPoints(curve.stable)) text += DataBlock(blocks.stable, curve.stableX, curve.stable);
+    if (HasPoints(curve.unstable)) text += DataBlock(blocks.unstable, curve.unstableX, curve.unstable);
+  }
+  return text;
+}
+
+/// Lines first, so that points lie on top; then grey samples that explain points, lines and dashes.
+std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
+  std::vector<std::string> parts;
+  bool anyPoints = false;
+  bool anyDashes = false;
+  for (std::size_t i = 0; i < panel.curves.size(); ++i) {
+    const DrawnCurve& curve = panel.curves[i];
+    const Blocks blocks = BlocksOf(number, i);
+    const auto line = [&](const std::string& block, const char* dash) {
+      parts.push_back(fmt::format("${} with lines lw 2.2 {} lc rgb '{}' notitle", block, dash, Colour(i)));
+    };
+    if (HasPoints(curve.stable)) line(blocks.stable, "dt 1");
+    if (HasPoints(curve.unstable)) line(blocks.unstable, "dt 2");
+    anyDashes |= HasPoints(curve.unstable);
+  }
+  for (std::size_t i = 0; i < panel.curves.size(); ++i) {
+    const DrawnCurve& curve = panel.curves[i];
+    const bool points = HasPoints(curve.y);
+    anyPoints |= points;
+    const std::string style = points ? fmt::format("points pt {} ps 1.1", PointType(i)) : std::string("lines lw 2.2");
+    parts.push_back(fmt::format("{} with {} lc rgb '{}' title {}",
+                                points ? '$' + BlocksOf(number, i).points : std::string("NaN"), style, Colour(i),
+                                Literal(curve.legend)));
+  }
+  if (anyPoints) parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '#606060' title 'fitted'");
+  if (anyDashes) parts.push_back("NaN with lines lw 2.2 dt 2 lc rgb '#606060' title 'unstable'");
+  return "plot " + Join(parts, ", \\\n     ") + '\n';
+}
+
+struct Layout {
+  int rows = 1;
+  int columns = 1;
+};
+
+Layout LayoutFor(std::size_t panels) {
+  const int count = static_cast<int>(panels);
+  const int columns = count <= 1 ? 1 : count <= 4 ? 2 : 3;
+  return {(count + columns - 1) / columns, columns};
+}
+
+std::string Terminal(const std::string& extension, const Layout& layout) {
+  const int width = layout.columns == 1 ? 1200 : 820 * layout.columns;
+  const int height = layout.rows == 1 && layout.columns == 1 ? 800 : 640 * layout.rows;
+  if (extension == ".pdf") {
+    return fmt::format("set terminal pdfcairo enhanced font 'DejaVu Sans,11' size {:.1f}cm,{:.1f}cm\n", width / 50.0,
+                       height / 50.0);
+  }
+  if (extension == ".svg") {
+    return fmt::format(
+        "set terminal svg enhanced font 'DejaVu Sans,15' size {},{} dynamic background rgb 'white' name 'xemfit'\n",
+        width, height);
+  }
+  return fmt::format("set terminal pngcairo enhanced font 'DejaVu Sans,15' size {},{} background rgb 'white'\n", width,
+                     height);
+}
+
+std::string Script(const Figure& figure, const std::string& extension) {
+  const Layout layout = LayoutFor(figure.panels.size());
+  std::string script = "set encoding utf8\n" + Terminal(extension, layout) +
+                       "set border 3 lw 1.2 lc rgb '#404040'\n"
+                       "set tics nomirror out scale 0.8 textcolor rgb '#202020'\n"
+                       "set grid xtics ytics lt 1 lw 0.6 lc rgb '#dddddd'\n"
+                       "set key bmargin center horizontal Left reverse noenhanced samplen 2.5 spacing 1.2 width 2\n"
+                       "set offsets graph 0.02, graph 0.02, graph 0.03, graph 0.03\n";
+  for (std::size_t i = 0; i < figure.panels.size(); ++i) script += PanelData(figure.panels[i], i);
+  const bool several = figure.panels.size() > 1;
+  if (several) {
+    script += fmt::format("set multiplot layout {},{} title {} font ',17' noenhanced\n", layout.rows, layout.columns,
+                          Literal(figure.title));
+  }
+  for (std::size_t i = 0; i < figure.panels.size(); ++i) {
+    const DrawnPanel& panel = figure.panels[i];
+    script += fmt::format("set title {} font ',16' noenhanced\n", Literal(several ? panel.title : figure.title));
+    script += AxisCommands('x', panel.x) + AxisCommands('y', panel.y) + PanelPlot(panel, i);
+  }
+  if (several) script += "unset multiplot\n";
+  return script;
+}
+
+/// gnuplot's PDF driver writes the time of day into the document; a fixed date of the same length takes its place.
+void FixDates(std::string& document) {
+  const std::string key = "/CreationDate (D:";
+  for (auto at = document.find(key); at != std::string::npos; at = document.find(key, at + key.size())) {
+    for (auto digit = at + key.size(); digit < document.size() && document[digit] != ')'; ++digit) {
+      if (std::isdigit(static_cast<unsigned char>(document[digit]))) document[digit] = '0';
+    }
+  }
+}
+
+std::string FirstLine(const std::string& text) {
+  for (const std::string& line : Split(text, '\n')) {
+    if (!Trimmed(line).empty()) return Printable(Trimmed(line));
+  }
+  return "no message";
+}
+
+}  // namespace
+
+void RequirePlotFormat(const std::string& path) {
+  const std::string extension = Extension(path);
+  if (extension == ".png" || extension == ".svg" || extension == ".pdf") return;
+  throw Failure(ExitCode::Usage, fmt::format("--plot: {} must end in .png, .svg or .pdf", Quoted(path)));
+}
+
+std::string DrawPlot(const Report& report, const std::string& path) {
+  const Figure figure = MakeFigure(report);
+  if (figure.panels.empty()) throw Failure(ExitCode::Other, "--plot: there is nothing to draw");
+  const std::string extension = Extension(path);
+  ProcessResult run =
+      RunProcess({"gnuplot", "-d", "-"}, Script(figure, extension), {"SOURCE_DATE_EPOCH=0", "LC_ALL=C.UTF-8"});
+  if (!run.started) {
+    throw Failure(ExitCode::Other,
+                  "--plot needs gnuplot, which was not found on PATH; on Debian: apt install gnuplot-nox");
+  }
+  if (run.exitCode != 0 || run.output.empty()) {
+    throw Failure(ExitCode::Other, "--plot: gnuplot failed: " + FirstLine(run.errors));
+  }
+  if (extension == ".pdf") FixDates(run.output);
+  return std::move(run.output);
+}
+
+}  // namespace Xem::Tool

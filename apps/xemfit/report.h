@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "xem/fit/result.h"
+
+namespace Xem::Tool {
+
+/// Keys keep the order in which they are added.
+using Json = nlohmann::ordered_json;
+
+struct Axis {
+  std::string label;
+  std::string unit;
+  bool logarithmic = false;
+  bool fromZero = false;  ///< the fitted line begins at zero even where no point is measured
+};
+
+/// One set of axes with some curves of the result.
+struct Panel {
+  std::string title;
+  Axis x;
+  Axis y;
+  std::vector<std::string> curves;  ///< names; empty: all
+};
+
+/// What a verb hands over for output. Table, JSON, curve file and plot are all made from it.
+struct Report {
+  Fit::Result result;
+  std::vector<Panel> panels;
+  std::vector<std::string> sections;  ///< blocks of text before the table, such as a comparison
+  bool fitted = true;                 ///< false: there is no fit to tell of, the table is `sections` and notes alone
+  std::function<void(Json&)> amend;   ///< adds keys to the JSON document
+};
+
+/// "polynomial:2", or the bare name where a model has no terms.
+inline std::string ModelLabel(const Fit::Result& result) {
+  return result.terms > 0 ? result.model + ":" + std::to_string(result.terms) : result.model;
+}
+
+}  // namespace Xem::Tool

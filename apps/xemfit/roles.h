@@ -1,0 +1,54 @@
+#pragma once
+
+#include <span>
+#include <string_view>
+
+/// What the columns of an input file can be, and the names by which they are known: the one place to add a role.
+namespace Xem::Tool {
+
+/// A column name without its unit suffix. The quantity is what the column holds plus `offset`.
+struct AcceptedName {
+  std::string_view name;
+  double offset = 0.0;
+};
+
+struct Role {
+  std::string_view name;                   ///< in messages and in `--column name=COLUMN`
+  std::span<const AcceptedName> accepted;  ///< best first
+};
+
+namespace Names {
+inline constexpr AcceptedName kStrain[] = {
+    {"nominal_strain"}, {"engineering_strain"}, {"strain"}, {"stretch", -1.0}, {"stretch_ratio", -1.0}};
+inline constexpr AcceptedName kShearStrain[] = {{"shear_strain"}, {"gamma"}, {"strain"}, {"nominal_strain"}};
+inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"}, {"shear_stress"}};
+inline constexpr AcceptedName kTime[] = {{"time"}, {"t"}};
+inline constexpr AcceptedName kModulusRatio[] = {{"g"}, {"relative_modulus"}, {"normalised_modulus"}};
+inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"}, {"modulus_reduction"}, {"stiffness_ratio"}};
+inline constexpr AcceptedName kDamping[] = {{"damping"}, {"damping_ratio"}};
+inline constexpr AcceptedName kSuction[] = {{"suction"}, {"matric_suction"}};
+inline constexpr AcceptedName kWaterContent[] = {{"theta"}, {"volumetric_water_content"}, {"water_content"}};
+}  // namespace Names
+
+namespace Roles {
+// Hyperelastic models. A stretch becomes a nominal strain; a strain column wins over it.
+inline constexpr Role kStrain{"strain", Names::kStrain};
+inline constexpr Role kShearStrain{"shear_strain", Names::kShearStrain};
+inline constexpr Role kStress{"stress", Names::kStress};
+
+// Viscoelastic models
+inline constexpr Role kTime{"time", Names::kTime};
+inline constexpr Role kModulusRatio{"g", Names::kModulusRatio};
+
+// Cyclic soil behaviour
+inline constexpr Role kStiffnessRatio{"G_over_Gmax", Names::kStiffnessRatio};
+inline constexpr Role kDamping{"damping", Names::kDamping};
+
+// Sheet metal
+
+// Unsaturated soil
+inline constexpr Role kSuction{"suction", Names::kSuction};
+inline constexpr Role kWaterContent{"theta", Names::kWaterContent};
+}  // namespace Roles
+
+}  // namespace Xem::Tool

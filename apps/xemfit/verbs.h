@@ -1,0 +1,19 @@
+#pragma once
+
+#include "verb.h"
+
+/// One function per family adds its verbs; a new family declares one here and names it in verbs.cpp.
+namespace Xem::Tool {
+
+// hyperelastic and stability
+void AddHyperVerbs(VerbList& verbs);
+
+// viscoelastic
+
+// dynamic
+
+// sheet metal
+
+// soil
+
+}  // namespace Xem::Tool
