@@ -169,6 +169,7 @@ std::optional<double> SolvePowerLawRatio(const CyclicParameters& parameters, dou
   // R + k^a R^(a + 1) = 1 with k = 2 gamma / gr. The left side is convex and increasing for a > 0, and its second term
   // alone bounds R from above: Newton's iteration falls onto the root from there. Bisection takes over elsewhere.
   const double a = parameters.exponent;
+  if (!(a > -1.0)) return std::nullopt;  // the left side has a minimum: no root or two
   const double k = 2.0 * strain / parameters.referenceStrain;
   double low = 0.0;
   double high = 1.0;
