@@ -265,6 +265,27 @@ TEST(CyclicFit, HyperbolicFamilyTakesOneParameterAndHasNoStressForm) {
   EXPECT_EQ(stress.fitted[0], 5e-4);
 }
 
+TEST(CyclicFit, PointsWithoutAValueSpoilAFit) {
+  const auto fails = [](auto fit) {
+    try {
+      return fit() == -1;
+    } catch (int) {
+      return true;
+    }
+  };
+  for (const int variant : {0, 1}) {
+    for (const int form : {0, 1}) {
+      Call call(kPower, form, variant, {5e-4, 0.15}, {0.0, 0.0});
+      LoadClay(call);  // R = 1 at the first strains, and the last damping is above 0.15
+      EXPECT_TRUE(fails([&] { return call.Stiffness(); })) << form;
+      EXPECT_TRUE(fails([&] { return call.Damping(); })) << form;
+    }
+    Call call(kHyperbolic, 1, variant, {5e-4}, {0.0});
+    LoadClay(call);
+    EXPECT_TRUE(fails([&] { return call.Damping(); }));
+  }
+}
+
 TEST(CyclicFit, EveryInputEndsInAStatusOrAnException) {
   const std::vector<std::vector<_T_FUNT_BASE>> curves{
       {},
