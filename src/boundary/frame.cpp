@@ -78,9 +78,18 @@ Vector CopyIn(const DoubleArray& array, std::int32_t count) {
   return values;
 }
 
+std::span<_T_FUNT_BASE> OutputPoints(PointArray& array) {
+  return {array.GetData(), static_cast<std::size_t>(array.GetSize())};
+}
+
 void CopyOut(std::span<const double> values, DoubleArray& array) {
   array.SetSize(static_cast<std::int64_t>(values.size()));
   for (std::size_t i = 0; i < values.size(); ++i) array[static_cast<std::int64_t>(i)] = values[i];
+}
+
+void CopyOut(std::span<const _T_FUNT_BASE> points, PointArray& array) {
+  array.SetSize(static_cast<std::int64_t>(points.size()));
+  std::copy(points.begin(), points.end(), OutputPoints(array).begin());
 }
 
 }  // namespace Xem::MaterialUtil

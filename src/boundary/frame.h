@@ -37,7 +37,10 @@ void WriteStresses(std::span<const double> stresses, std::span<PointArray* const
 
 /// The first `count` values of an array; fewer throw CInvalidArgException.
 Vector CopyIn(const DoubleArray& array, std::int32_t count);
-/// Resizes the array to the values and copies them.
+/// The points of an output array.
+std::span<_T_FUNT_BASE> OutputPoints(PointArray& array);
+/// Resizes the array to the values or points and copies them.
 void CopyOut(std::span<const double> values, DoubleArray& array);
+void CopyOut(std::span<const _T_FUNT_BASE> points, PointArray& array);
 
 }  // namespace Xem::MaterialUtil

@@ -1,0 +1,117 @@
+#include "xem/dynamic.h"
+
+#include <boost/make_shared.hpp>
+
+#include "boundary/frame.h"
+#include "dynamic/dynamic_fit.h"
+#include "dynamic/dynamic_test_functions.h"
+#include "solver/linalg/numbers.h"
+
+using namespace Xem::MaterialUtil;
+
+namespace {
+
+constexpr std::int32_t kOptionCount = 3;
+
+DynamicFitRequest ReadRequest(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
+                              const Xem::DoubleArray& flags) {
+  const std::int32_t count = CheckedParameterCount(parameters.GetSize());
+  return PrepareDynamicFit(CopyIn(options, kOptionCount).Span(), CopyIn(parameters, count).Span(),
+                           CopyIn(flags, count).Span());
+}
+
+/// Fits one loaded curve; the output curve comes back empty.
+std::int32_t FitOneCurve(const DynamicFitRequest& request, const TestFunctionList& functions, Xem::DoubleArray& fitted,
+                         Xem::PointArray& curveOut) {
+  Vector parameters = request.start;
+  const std::int32_t status = SolveDynamicFit(request, functions, parameters.Span());
+  Vector values(parameters.Size());
+  functions.front()->Output(parameters.Span(), values.Span(), {});
+  CopyOut(values.Span(), fitted);
+  // Deliberate: only the joint fit draws curves.
+  curveOut.RemoveAll();
+  return status;
+}
+
+}  // namespace
+
+std::int32_t InitialDynamicMatParameters(const Xem::DoubleArray& options, Xem::DoubleArray& parameters,
+                                         const Xem::DoubleArray& flags, const Xem::PointArray& stiffness) {
+  const auto form = static_cast<ResidualForm>(TruncateToInt(options[1]));
+  if (TruncateToInt(flags[0]) == 0) parameters[0] = InitialReferenceStrain(form, Points(stiffness));
+  return 0;
+}
+
+std::int32_t ModifyDynamicMatParameters(const Xem::DoubleArray& fitted, Xem::DoubleArray& target,
+                                        const Xem::DoubleArray& flags) {
+  for (std::int64_t i = 0; i < fitted.GetSize(); ++i) {
+    if (flags[i] == 0.0) target[i] = fitted[i];
+  }
+  return 0;
+}
+
+std::int32_t CurveFitting4DynamicMatShearStiff(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
+                                               const Xem::DoubleArray& flags, const Xem::PointArray& stiffness,
+                                               Xem::DoubleArray& fitted, Xem::PointArray& curveOut) {
+  if (options.GetSize() < kOptionCount) return 0;
+  const DynamicFitRequest request = ReadRequest(options, parameters, flags);
+  const auto function = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
+  function->SetParameters(request.working, request.modelOptions);
+  function->SetTestData(stiffness);
+  return FitOneCurve(request, {function}, fitted, curveOut);
+}
+
+std::int32_t CurveFitting4DynamicMatDamping(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
+                                            const Xem::DoubleArray& flags, const Xem::PointArray& damping,
+                                            const Xem::PointArray& stiffness, Xem::DoubleArray& fitted,
+                                            Xem::PointArray& curveOut) {
+  if (options.GetSize() < kOptionCount) return 0;
+  const DynamicFitRequest request = ReadRequest(options, parameters, flags);
+  const auto function = boost::make_shared<XemDynamicMatDampingTestFunction>();
+  function->SetParameters(request.working, request.modelOptions);
+  function->SetTestData(Points(damping), Points(stiffness));
+  return FitOneCurve(request, {function}, fitted, curveOut);
+}
+
+std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, Xem::DoubleArray& parameters,
+                                               const Xem::DoubleArray& flags, Xem::DoubleArray& weights,
+                                               const Xem::PointArray& stiffness, const Xem::PointArray& damping,
+                                               Xem::DoubleArray& fitted, Xem::PointArray& stiffnessOut,
+                                               Xem::PointArray& dampingOut) {
+  if (options.GetSize() < kOptionCount) return 0;
+  InitialDynamicMatParameters(options, parameters, flags, stiffness);
+
+  const auto stiffnessGrid = OutputPoints(stiffnessOut);
+  if (dampingOut.GetSize() < stiffnessOut.GetSize()) {
+    throw CInvalidArgException("the damping out-curve holds fewer points than the stiffness out-curve");
+  }
+  const auto dampingGrid = OutputPoints(dampingOut).first(stiffnessGrid.size());
+  FillStrainGrid(stiffnessGrid);
+  FillStrainGrid(dampingGrid);
+
+  const DynamicFitRequest request = ReadRequest(options, parameters, flags);
+  if (request.Family() == CyclicFamily::PowerLaw && weights.GetSize() == 2 && parameters.GetSize() == 2) {
+    weights[1] *= DampingWeightFactor(Points(damping), parameters[1]);
+  }
+
+  TestFunctionList functions;
+  auto working = request.working;
+  const auto stiffnessFunction = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
+  working[2] = weights[0];
+  stiffnessFunction->SetParameters(working, request.modelOptions);
+  stiffnessFunction->SetTestData(stiffness);
+  if (weights[0] > kLeastWeight) functions.push_back(stiffnessFunction);
+  const auto dampingFunction = boost::make_shared<XemDynamicMatDampingTestFunction>();
+  working[2] = weights[1];
+  dampingFunction->SetParameters(working, request.modelOptions);
+  dampingFunction->SetTestData(Points(damping), Points(stiffness));
+  if (weights[1] > kLeastWeight) functions.push_back(dampingFunction);
+
+  Vector solution = request.start;
+  const std::int32_t status = SolveDynamicFit(request, functions, solution.Span());
+  Vector values(solution.Size());
+  stiffnessFunction->Output(solution.Span(), values.Span(), stiffnessGrid);
+  dampingFunction->Output(solution.Span(), values.Span(), dampingGrid);
+  CopyOut(values.Span(), fitted);
+  return status;
+}

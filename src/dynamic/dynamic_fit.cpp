@@ -1,0 +1,57 @@
+#include "dynamic/dynamic_fit.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "solver/linalg/numbers.h"
+#include "xem/array.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+constexpr double kTolerance = 0.001;
+
+}  // namespace
+
+DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<const double> parameters,
+                                    std::span<const double> flags) {
+  if (options.size() < 3) throw CInvalidArgException("too few options of a dynamic fit");
+  const std::size_t count = parameters.size();
+  DynamicFitRequest request{};
+  request.modelOptions = {TruncateToInt(options[0]), TruncateToInt(options[1])};
+  request.residual = ResidualFromCode(TruncateToInt(options[2]));
+  const std::size_t fewest = request.Family() == CyclicFamily::PowerLaw ? 2 : 1;
+  if (count < fewest || count > request.working.size()) {
+    throw CInvalidArgException("the number of parameters does not suit the dynamic model");
+  }
+  if (flags.size() < count) throw CInvalidArgException("there are fewer flags than parameters");
+
+  request.working = {parameters[0], count == 2 ? ExponentOfLargestDamping(parameters[1]) : 0.0, 1.0};
+  request.start = Vector(std::span<const double>(request.working).first(count));
+  request.mask = FixedTermMask(static_cast<std::int64_t>(count));
+  std::int64_t sum = 0;
+  for (std::size_t k = 0; k < count; ++k) {
+    const std::int32_t flag = TruncateToInt(flags[k]);
+    request.mask[static_cast<std::int64_t>(k)] = flag;
+    sum += flag;
+  }
+  // Deliberate: the sum of the flags decides, so flags 2 and 0 fix everything and flags 2 and 2 do not.
+  request.everythingFixed = sum == static_cast<std::int64_t>(count);
+  return request;
+}
+
+std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,
+                             std::span<double> parameters) {
+  if (request.everythingFixed) return 0;
+  const auto solver = MakeSolver(request.residual, functions, static_cast<std::int32_t>(parameters.size()));
+  solver->SetMask(request.mask);
+  return solver->Solve(parameters, kTolerance);
+}
+
+double DampingWeightFactor(std::span<const _T_FUNT_BASE> damping, double largestDamping) {
+  if (damping.empty()) throw CInvalidArgException("the joint fit needs a damping curve");
+  const double last = damping.back().second;
+  return std::min(last > 1e-10 ? 1.0 / last : 5.0, 1.0 / largestDamping);
+}
+
+}  // namespace Xem::MaterialUtil

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "dynamic/stiffness_damping_law.h"
+#include "solver/linalg/vector.h"
+#include "solver/make_solver.h"
+#include "testfunctions/test_function_base.h"
+
+namespace Xem::MaterialUtil {
+
+/// What the stiffness, damping and joint fits make of their options, parameters and flags.
+struct DynamicFitRequest {
+  std::array<std::int32_t, 2> modelOptions;  ///< family, form
+  std::array<double, 3> working;             ///< reference strain, exponent, weight 1
+  ResidualKind residual;
+  Vector start;  ///< the first entries of `working`, as many as there are parameters
+  FixedTermMask mask;
+  bool everythingFixed;
+
+  CyclicFamily Family() const { return static_cast<CyclicFamily>(modelOptions[0]); }
+};
+
+/// Throws CInvalidArgException for fewer than 3 options, no parameter or more than 3, fewer flags than parameters, and
+/// a power law with fewer than 2 parameters.
+DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<const double> parameters,
+                                    std::span<const double> flags);
+
+/// Improves `parameters` unless everything is fixed; returns the solver status, 0 without a solve.
+std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,
+                             std::span<double> parameters);
+
+/// Factor on the damping weight of a joint fit: min(1 / last damping ordinate, 1 / largest damping ratio). Throws
+/// CInvalidArgException when the damping curve is empty.
+double DampingWeightFactor(std::span<const _T_FUNT_BASE> damping, double largestDamping);
+
+/// A test function with a weight of this or less takes no part in a joint fit.
+inline constexpr double kLeastWeight = 1e-06;
+
+}  // namespace Xem::MaterialUtil

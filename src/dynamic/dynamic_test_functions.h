@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "dynamic/stiffness_damping_law.h"
+#include "testfunctions/test_function_base.h"
+
+namespace Xem::MaterialUtil {
+
+/// What the two test functions of cyclic behaviour share: parameters (reference strain, exponent), a residual form, and
+/// a weight that multiplies observed value, predicted value and gradient. There is no admissible region.
+class DynamicMatTestFunction : public XemMaterialTestFunctionBase {
+ public:
+  using XemMaterialTestFunctionBase::SetTestData;
+  /// settings: working vector (reference strain, exponent, weight); options: (family, form).
+  void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
+  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
+                         std::span<double> gradient) const override;
+  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
+                     double& model) const override;
+  /// User parameters: reference strain, and for the power law the largest damping ratio. `fitted` comes zero-filled;
+  /// throws CInvalidArgException when it is too short.
+  void Output(std::span<const double> parameters, std::span<double> fitted,
+              std::span<_T_FUNT_BASE> curve) const override;
+
+  void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                     std::span<double> measured, std::span<double> model) const override;
+  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+
+ protected:
+  using ComparisonChoice = Comparison (*)(CyclicFamily, ResidualForm);
+  using ValueAt = double (*)(CyclicFamily, const CyclicParameters&, double);
+
+  DynamicMatTestFunction(ComparisonChoice choose, ValueAt valueAt) : choose_(choose), valueAt_(valueAt) {}
+  ~DynamicMatTestFunction() = default;
+
+  ResidualForm Form() const { return form_; }
+  /// Replaces loaded strains by what the residual form stores; `stressAt(i)` is the normalised stress of point i.
+  template <class StressAt>
+  void StoreAbscissae(StressAt stressAt);
+
+ private:
+  CyclicParameters ModelParameters(std::span<const double> parameters) const;
+  ComparedPoint Compare(const CyclicParameters& parameters, std::int32_t point) const;
+
+  CyclicFamily family_ = CyclicFamily::PowerLaw;
+  double initialReferenceStrain_ = 0.0;
+  double initialSecond_ = 0.0;
+  ResidualForm form_ = ResidualForm::Strain;
+  double weight_ = 1.0;
+  double logScale_ = 1.0;
+
+  ComparisonChoice choose_;
+  ValueAt valueAt_;
+  Comparison comparison_ = nullptr;
+};
+
+/// Stiffness curve: (strain, G/G0).
+class XemDynamicMatShearStiffTestFunction final : public DynamicMatTestFunction {
+ public:
+  using DynamicMatTestFunction::SetTestData;
+  XemDynamicMatShearStiffTestFunction() : DynamicMatTestFunction(StiffnessComparison, StiffnessRatioAt) {}
+  void SetTestData(std::span<const _T_FUNT_BASE> points) override;
+};
+
+/// Damping curve: (strain, damping ratio), with the stiffness curve from which the stress form reads the stresses.
+class XemDynamicMatDampingTestFunction final : public DynamicMatTestFunction {
+ public:
+  using DynamicMatTestFunction::SetTestData;
+  XemDynamicMatDampingTestFunction() : DynamicMatTestFunction(DampingComparison, DampingRatioAt) {}
+  void SetTestData(std::span<const _T_FUNT_BASE> points, std::span<const _T_FUNT_BASE> stiffness) override;
+};
+
+}  // namespace Xem::MaterialUtil

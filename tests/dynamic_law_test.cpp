@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "dynamic/ghe_fit.h"
+#include "dynamic/stiffness_damping_law.h"
+#include "solver/linalg/numbers.h"
+#include "support/near.h"
+#include "xem/array.h"
+
+namespace Xem::Testing {
+namespace {
+
+using namespace MaterialUtil;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+TEST(IntegerOption, TruncatesTowardsZeroAndStaysDefined) {
+  struct Case {
+    double given;
+    std::int32_t expected;
+  };
+  for (const Case c : {Case{1.9, 1},
+                       {-1.9, -1},
+                       {0.9, 0},
+                       {-0.9, 0},
+                       {2147483647.5, INT32_MAX},
+                       {1e300, INT32_MAX},
+                       {-2147483648.5, INT32_MIN},
+                       {kInfinity, INT32_MAX},
+                       {-kInfinity, INT32_MIN},
+                       {kNan, INT32_MIN}}) {
+    EXPECT_EQ(TruncateToInt(c.given), c.expected) << c.given;
+  }
+}
+
+/// Strain over reference strain, damping, and its derivative times the reference strain; computed with 60 digits.
+struct DampingReference {
+  double strain;
+  double damping;
+  double slope;
+};
+
+class HyperbolicDampingDigits : public testing::TestWithParam<DampingReference> {};
+
+INSTANTIATE_TEST_SUITE_P(AllStrains, HyperbolicDampingDigits,
+                         testing::Values(DampingReference{1e-8, 2.1220658972816085e-09, -2.1220658866712788e-09},
+                                         DampingReference{1e-4, 2.1219598109623167e-05, -2.1218537203980443e-05},
+                                         DampingReference{0.01, 0.0021115188189254949, -0.0021010345521144239},
+                                         DampingReference{0.3, 0.055547992162864011, -0.048635038258220901},
+                                         DampingReference{1.9, 0.21773414197214089, -0.12428083234726035},
+                                         DampingReference{2.1, 0.230295673720669, -0.12667395474747672},
+                                         DampingReference{1e3, 0.62908771562262444, -0.0062676137000116702},
+                                         DampingReference{1e6, 0.63660345513388927, -1.5044011737786141e-05}));
+
+TEST_P(HyperbolicDampingDigits, SurviveSmallAndLargeStrains) {
+  const double reference = 3e-4;
+  const ComparedPoint point = HyperbolicDamping({.referenceStrain = reference}, GetParam().strain * reference, 0.0);
+  ExpectDigits(point.predicted, GetParam().damping, Tolerance::Rounding);
+  ExpectDigits(point.byReferenceStrain * reference, GetParam().slope, Tolerance::Rounding);
+}
+
+TEST(PowerLaw, RatioInvertsTheStrainOfARatio) {
+  for (const double exponent : {0.05, 0.7, 1.3, 4.0, 60.0}) {
+    for (const double ratio : {1e-6, 0.02, 0.3, 0.5, 0.77, 0.999}) {
+      const CyclicParameters parameters{.referenceStrain = 4e-4, .exponent = exponent};
+      const double strain = 2e-4 / ratio * std::pow(1.0 / ratio - 1.0, 1.0 / exponent);
+      ExpectDigits(StiffnessRatioAt(CyclicFamily::PowerLaw, parameters, strain), ratio, Tolerance::Rounding);
+      ExpectNear(DampingRatioAt(CyclicFamily::PowerLaw, parameters, strain), LargestDamping(exponent) * (1.0 - ratio),
+                 Tolerance::Rounding);
+    }
+  }
+}
+
+TEST(PowerLaw, DrawnCurvesFallBackWhereNoRatioIsFound) {
+  const CyclicParameters parameters{.referenceStrain = kNan, .exponent = 1.2};
+  EXPECT_EQ(StiffnessRatioAt(CyclicFamily::PowerLaw, parameters, 1e-3), 0.5);
+  EXPECT_TRUE(std::isnan(DampingRatioAt(CyclicFamily::PowerLaw, parameters, 1e-3)));
+  // R (1 + (k R)^a) = 1 with a = -3, k = 0.5 has no solution: the damping of R = 0.1 is drawn.
+  const CyclicParameters unsolvable{.referenceStrain = 2.0, .exponent = -3.0};
+  EXPECT_EQ(StiffnessRatioAt(CyclicFamily::PowerLaw, unsolvable, 0.5), 0.5);
+  ExpectDigits(DampingRatioAt(CyclicFamily::PowerLaw, unsolvable, 0.5),
+               LargestDamping(-3.0) * (1.0 - 1.0 / (1.0 + std::pow(0.05, -3.0))), Tolerance::Rounding);
+}
+
+TEST(PowerLaw, LargestDampingAndExponentInvertEachOther) {
+  for (const double damping : {0.01, 0.24, 0.5}) {
+    ExpectDigits(LargestDamping(ExponentOfLargestDamping(damping)), damping, Tolerance::Rounding);
+  }
+  ExpectDigits(LargestDamping(1.0), 0.212206590789194, Tolerance::Rounding);  // 2 / (3 pi)
+}
+
+TEST(StressForm, ReadsTheRatioFromTheStiffnessCurve) {
+  const std::vector<_T_FUNT_BASE> curve{{1e-4, 0.9}, {3e-4, 0.5}, {1e-3, 0.2}};
+  struct Case {
+    const char* name;
+    double strain;
+    double expected;
+  };
+  for (const Case c : {Case{"inside", 2e-4, 0.7 * 2e-4},
+                       {"on a point", 3e-4, 0.5 * 3e-4},
+                       {"below: the first point's own stress", 1e-5, 0.9 * 1e-4},
+                       {"above: the last point's stress", 5e-3, 0.2 * 1e-3}}) {
+    ExpectDigits(NormalisedStressAt(curve, c.strain), c.expected, Tolerance::Rounding, c.name);
+  }
+  // A later pair encloses a strain below the first one: the pair wins.
+  const std::vector<_T_FUNT_BASE> unsorted{{3e-4, 0.5}, {1e-3, 0.2}, {1e-4, 0.9}};
+  ExpectDigits(NormalisedStressAt(unsorted, 2e-4), (0.2 + 0.7 / -9e-4 * (2e-4 - 1e-3)) * 2e-4, Tolerance::Rounding);
+  EXPECT_THROW(NormalisedStressAt({}, 1e-4), CInvalidArgException);
+}
+
+TEST(StrainGrid, HasTwoSignificantDigits) {
+  std::vector<_T_FUNT_BASE> grid(15, {7.0, 7.0});
+  FillStrainGrid(grid);
+  const double decades[] = {1e-7, 1e-6, 1e-5, 1e-4, 1e-3, 1e-2, 1e-1, 1.0};
+  for (std::size_t i = 0; i < 15; ++i) {
+    ExpectDigits(grid[i].first, decades[i / 2] * (i % 2 == 0 ? 1.0 : 3.2), Tolerance::Rounding);
+    EXPECT_EQ(grid[i].second, 0.0);
+  }
+  std::vector<_T_FUNT_BASE> single(1);
+  FillStrainGrid(single);
+  ExpectDigits(single[0].first, 1e-7, Tolerance::Rounding);
+}
+
+TEST(Ghe, PrintedPointValues) {
+  struct Case {
+    double x;
+    double ratio;
+  };
+  for (const Case c : {Case{0.0, 1.0},
+                       {0.01, 0.9880715203},
+                       {0.1, 0.8910387183},
+                       {1.0, 0.4757722366},
+                       {10.0, 0.1226320245},
+                       {100.0, 0.0217899734}}) {
+    EXPECT_NEAR(GheRatio(kGheDefaults, c.x), c.ratio, 5e-11);
+  }
+  const GheParameters hyperbola{1.0, 1.0, 1.0, 1.0, 2.0, 3.0};
+  ExpectDigits(GheRatio(hyperbola, 0.37), 1.0 / 1.37, Tolerance::Rounding);
+}
+
+TEST(Ghe, AnotherReferenceStrainOnlyRescales) {
+  const double k = 1.7;
+  GheParameters rescaled = kGheDefaults;
+  for (const std::size_t i : {2u, 3u, 4u, 5u}) rescaled[i] /= k;
+  for (const double x : {1e-3, 0.2, 5.0, 300.0}) {
+    ExpectDigits(GheRatio(rescaled, x / k), GheRatio(kGheDefaults, x), Tolerance::Rounding);
+  }
+}
+
+TEST(Ghe, ConstraintsMoveFreeEntriesOnly) {
+  const double apart = 1.0 - 1e-6;
+  struct Case {
+    const char* name;
+    GheParameters given;
+    std::vector<std::int32_t> mask;
+    GheParameters expected;
+  };
+  const std::vector<std::int32_t> free(6, 0);
+  const std::vector<Case> cases{
+      {"inside", kGheDefaults, free, kGheDefaults},
+      {"signs and bounds", {-2.0, -1e-4, 0.5, 2e3, 0.0, -7.0}, free, {2.0, 1e-3, 0.5, 1e3, 1e-3, 7.0}},
+      {"held", {-2.0, 0.1, 0.5, 2.0, 2e9, -7.0}, {1, 0, 0, 0, 1, 1}, {-2.0, 0.1, 0.5, 2.0, 2e9, -7.0}},
+      {"constant C1 and C2", {0.5, 0.5, 2.0, 2.0, 1.0, 1.0}, free, {0.5, 0.5 * apart, 2.0, 2.0 * apart, 1.0, 1.0}},
+      {"far end held", {0.5, 0.5, 2.0, 2.0, 1.0, 1.0}, {0, 1, 0, 1, 0, 0}, {0.5 / apart, 0.5, 2.0 / apart, 2.0, 1, 1}},
+      {"both held", {0.5, 0.5, 2.0, 2.0, 1.0, 1.0}, {1, 1, 1, 1, 0, 0}, {0.5, 0.5, 2.0, 2.0, 1.0, 1.0}}};
+  for (const Case& c : cases) {
+    GheParameters moved = c.given;
+    EXPECT_EQ(ConstrainGhe(moved, c.mask), c.given != c.expected) << c.name;
+    EXPECT_EQ(moved, c.expected) << c.name;
+  }
+}
+
+TEST(Ghe, DampingConstraintsMoveFreeEntriesOnly) {
+  std::vector<double> parameters{3.0, -1.0};
+  EXPECT_TRUE(ConstrainGheDamping(parameters, std::vector<std::int32_t>{0, 0}));
+  EXPECT_EQ(parameters, (std::vector<double>{1.0, 0.01}));
+  parameters = {3.0, 20.0};
+  EXPECT_TRUE(ConstrainGheDamping(parameters, std::vector<std::int32_t>{1, 0}));
+  EXPECT_EQ(parameters, (std::vector<double>{3.0, 10.0}));
+  EXPECT_FALSE(ConstrainGheDamping(parameters, std::vector<std::int32_t>{1, 0}));
+}
+
+TEST(Ghe, StiffnessOutsideTheCurveIsThatOfTheNearerEnd) {
+  const StiffnessSource source(std::vector<_T_FUNT_BASE>{{1e-4, 0.9}, {3e-4, 0.0}, {1e-3, 0.4}});
+  ExpectDigits(source.At(5.5e-4), 0.65, Tolerance::Rounding);  // the zero ordinate does not count
+  EXPECT_EQ(source.At(1e-6), 0.9);
+  EXPECT_EQ(source.At(1.0), 0.4);
+  EXPECT_EQ(StiffnessSource(std::vector<_T_FUNT_BASE>{}).At(1e-3), 1.0);
+}
+
+}  // namespace
+}  // namespace Xem::Testing
