@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <boost/make_shared.hpp>
+#include <cmath>
 #include <cstdint>
 #include <ostream>
 #include <vector>
 
+#include "soil/retention_test_function.h"
 #include "support/gradients.h"
 #include "support/near.h"
 #include "testfunctions/hyperelastic_test_function.h"
@@ -25,6 +28,16 @@ boost::shared_ptr<XemMaterialTestFunctionBase> Hyperelastic(DeformationMode mode
   return function;
 }
 
+boost::shared_ptr<XemMaterialTestFunctionBase> Retention(RetentionModel model) {
+  const auto function = boost::make_shared<XemUnsaturatedSoilTestFunction>();
+  const auto code = static_cast<std::int32_t>(model);
+  function->SetParameters({}, std::span(&code, 1));
+  std::vector<_T_FUNT_BASE> points{{0.0, 0.45}};
+  for (int i = 0; i < 100; ++i) points.emplace_back(0.03 * std::pow(1.17, i), 0.4 - 0.003 * i);
+  function->SetTestData(std::span<const _T_FUNT_BASE>(points));
+  return function;
+}
+
 /// One row per test function: a new one adds its rows here.
 std::vector<GradientCase> EveryTestFunction() {
   std::vector<GradientCase> cases;
@@ -34,6 +47,10 @@ std::vector<GradientCase> EveryTestFunction() {
     cases.push_back({name, Hyperelastic(mode, ModelType::Ogden), 3, {0.6, 1.3, 0.01, 4.5, -0.02, -2.1}});
     cases.push_back({name, Hyperelastic(mode, ModelType::BlatzKo), 1, {0.7}});
   }
+  cases.push_back({"van Genuchten", Retention(RetentionModel::VanGenuchten), 4, {0.43, 0.05, 0.1, 1.6}});
+  cases.push_back({"free m", Retention(RetentionModel::VanGenuchtenFreeM), 5, {0.43, 0.05, 0.1, 1.6, 0.5}});
+  cases.push_back({"Fredlund and Xing", Retention(RetentionModel::FredlundXing), 5, {0.45, 20, 1.5, 1.2, 1500}});
+  cases.push_back({"Brooks and Corey", Retention(RetentionModel::BrooksCorey), 4, {0.43, 0.05, 8, 0.4}});
   return cases;
 }
 
