@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <boost/make_shared.hpp>
+#include <cmath>
 #include <cstdint>
 #include <ostream>
 #include <vector>
@@ -7,6 +9,8 @@
 #include "support/gradients.h"
 #include "support/near.h"
 #include "testfunctions/hyperelastic_test_function.h"
+#include "viscoelastic/creep.h"
+#include "viscoelastic/relaxation.h"
 
 namespace Xem::Testing {
 
@@ -25,6 +29,28 @@ boost::shared_ptr<XemMaterialTestFunctionBase> Hyperelastic(DeformationMode mode
   return function;
 }
 
+/// Times over eight decades.
+std::vector<_T_FUNT_BASE> OverTime() {
+  std::vector<_T_FUNT_BASE> points;
+  for (int i = 0; i < 100; ++i) points.emplace_back(1e-3 * std::pow(10.0, 0.08 * i), 0.9 - 0.005 * i);
+  return points;
+}
+
+boost::shared_ptr<XemMaterialTestFunctionBase> Relaxation() {
+  const auto function = boost::make_shared<XemHyperViscoElasticRelaxation>();
+  function->SetTestData(std::span<const _T_FUNT_BASE>(OverTime()));
+  return function;
+}
+
+boost::shared_ptr<XemMaterialTestFunctionBase> Creep() {
+  const auto function = boost::make_shared<XemMaterialCreepType300>();
+  const double stress = 0.3;
+  const std::int32_t option = 0;
+  function->SetParameters({&stress, 1}, {&option, 1});
+  function->SetTestData(std::span<const _T_FUNT_BASE>(OverTime()));
+  return function;
+}
+
 /// One row per test function: a new one adds its rows here.
 std::vector<GradientCase> EveryTestFunction() {
   std::vector<GradientCase> cases;
@@ -34,6 +60,8 @@ std::vector<GradientCase> EveryTestFunction() {
     cases.push_back({name, Hyperelastic(mode, ModelType::Ogden), 3, {0.6, 1.3, 0.01, 4.5, -0.02, -2.1}});
     cases.push_back({name, Hyperelastic(mode, ModelType::BlatzKo), 1, {0.7}});
   }
+  cases.push_back({"relaxation", Relaxation(), 3, {0.2, -0.1, 0.4, 0.01, 3.0, 2e3}});
+  cases.push_back({"creep", Creep(), 8, {0.02, 2.5, 0.0, 0.35, 1e-4, 3.1, 0.0, 0.0}});
   return cases;
 }
 

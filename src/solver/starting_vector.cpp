@@ -72,4 +72,30 @@ void StartOgden(const TestFunctionList& testFunctions, std::int32_t terms, const
   }
 }
 
+void WriteRelaxationSeeds(double maxTime, double minTime, std::span<double> times) {
+  if (times.size() == 1) {
+    times[0] = (minTime + maxTime) * 0.5;
+    return;
+  }
+  for (std::size_t k = 0; k < times.size(); ++k) {
+    const double step = (maxTime - minTime) / static_cast<double>(times.size());
+    times[k] = minTime + static_cast<double>(k + 1) * step;
+  }
+}
+
+void StartRelaxation(const TestFunctionList& testFunctions, std::int32_t terms, double maxTime, double minTime,
+                     const FixedTermMask& mask, std::span<double> parameters) {
+  const auto entries = static_cast<std::size_t>(CheckedParameterCount(2 * std::int64_t{terms}));
+  if (parameters.size() < entries || static_cast<std::size_t>(mask.Size()) < entries) {
+    throw CInvalidArgException("the parameter vector or its mask is shorter than the relaxation series");
+  }
+  Vector times(terms);
+  WriteRelaxationSeeds(maxTime, minTime, times.Span());
+  const Vector coefficients = LinearCoefficients(testFunctions, times.Span(), 1.0);
+  for (std::int32_t k = 0; k < terms; ++k) {
+    if (mask[k] == 0) parameters[static_cast<std::size_t>(k)] = coefficients[k];
+    if (mask[terms + k] == 0) parameters[static_cast<std::size_t>(terms + k)] = times[k];
+  }
+}
+
 }  // namespace Xem::MaterialUtil

@@ -37,4 +37,29 @@ class LMMethodOgdenTmpl final : public Variant {
   }
 };
 
+/// Seeds of relaxation times: a single one at the mean of the limits; n of them in n equal steps, the first a step
+/// above `minTime`.
+void WriteRelaxationSeeds(double maxTime, double minTime, std::span<double> times);
+
+/// The whole starting vector of a relaxation series g_1 ... g_n, tau_1 ... tau_n: seeds, then coefficients by
+/// LinearCoefficients of (measured - 1). Held entries keep what the caller placed there. Throws CInvalidArgException
+/// when mask or parameters are shorter than the series.
+void StartRelaxation(const TestFunctionList& testFunctions, std::int32_t terms, double maxTime, double minTime,
+                     const FixedTermMask& mask, std::span<double> parameters);
+
+/// Either variant of the solver, with the starting vector of a relaxation series over the times given.
+template <class Variant>
+class LMMethodRelaxationTmpl final : public Variant {
+ public:
+  LMMethodRelaxationTmpl(const TestFunctionList& testFunctions, std::int32_t terms, double maxTime, double minTime)
+      : Variant(testFunctions, terms), maxTime_(maxTime), minTime_(minTime) {}
+  void InitialGuess(const FixedTermMask& mask, std::span<double> parameters) override {
+    StartRelaxation(this->testFunctions_, this->termCount_, maxTime_, minTime_, mask, parameters);
+  }
+
+ private:
+  double maxTime_;
+  double minTime_;
+};
+
 }  // namespace Xem::MaterialUtil
