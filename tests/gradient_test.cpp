@@ -16,7 +16,7 @@ namespace {
 /// A new family adds its list here.
 std::vector<GradientCase> EveryTestFunction() {
   std::vector<GradientCase> cases;
-  for (const auto& family : {HyperelasticGradients, DynamicGradients, SoilGradients}) {
+  for (const auto& family : {HyperelasticGradients, DynamicGradients, SoilGradients, ViscoelasticGradients}) {
     for (const GradientCase& gradientCase : family()) cases.push_back(gradientCase);
   }
   return cases;

@@ -10,5 +10,6 @@ namespace Xem::Testing {
 std::vector<GradientCase> HyperelasticGradients();
 std::vector<GradientCase> DynamicGradients();
 std::vector<GradientCase> SoilGradients();
+std::vector<GradientCase> ViscoelasticGradients();
 
 }  // namespace Xem::Testing

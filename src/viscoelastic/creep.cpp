@@ -1,0 +1,163 @@
+#include "viscoelastic/creep.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "solver/levenberg_marquardt.h"
+#include "xem/array.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+constexpr int kMostPasses = 200;
+
+/// An exponent this close to 1 makes the primary term a straight line.
+constexpr double kLinear = 1e-10;
+
+/// What is left of the strains after the terms of `line`. Once there is a primary term, negative rests count as zero.
+void TakeRest(const CreepLine& line, std::span<const double> times, std::span<const double> strains,
+              std::span<double> rest) {
+  for (std::size_t i = 0; i < rest.size(); ++i) {
+    rest[i] = strains[i] - CreepStrain(line, times[i]);
+    if (line.amplitude != 0.0 && rest[i] < 0.0) rest[i] = 0.0;
+  }
+}
+
+/// True ends the alternation; the line then holds its last word.
+bool Stop(CreepLine& line) {
+  if (line.rate < 0.0) {
+    line.rate = 0.0;
+    return true;
+  }
+  if (1.0 - line.exponent < kLinear) {
+    // Deliberate: the amplitude replaces the fitted rate, it is not added to it.
+    line = {.amplitude = 0.0, .exponent = 0.0, .rate = line.amplitude};
+    return true;
+  }
+  return false;
+}
+
+/// Fits the two terms in turn, each to what the other leaves.
+CreepLine Alternate(std::span<const double> times, std::span<const double> strains, double& determination) {
+  CreepLine line;
+  Vector rest(static_cast<std::int64_t>(times.size()));
+  for (int pass = 0; pass < kMostPasses; ++pass) {
+    line.amplitude = 0.0;
+    line.exponent = 0.0;
+    TakeRest(line, times, strains, rest.Span());
+    FitPrimary(times, rest.Span(), line);
+    line.rate = 0.0;
+    TakeRest(line, times, strains, rest.Span());
+    line.rate = FitRate(times, rest.Span());
+    const bool stop = Stop(line);
+    determination = CreepDetermination(line, times, strains);
+    if (stop) break;
+  }
+  return line;
+}
+
+}  // namespace
+
+void XemMaterialTestDataCreep::SetTestData(std::span<const _T_FUNT_BASE> points) {
+  curve_.Load(
+      points, [](const _T_FUNT_BASE& point) { return point.second > 0.0; }, AsItStands);
+}
+
+void XemMaterialTestDataCreep::FitCreepLaw(std::span<double> fit, const Vector& strains, const Vector& times,
+                                           double* determination) {
+  CreepLine line;
+  switch (test_.type) {
+    case CreepType::Primary:
+      FitPrimary(times.Span(), strains.Span(), line);
+      *determination = CreepDetermination(line, times.Span(), strains.Span());
+      break;
+    case CreepType::Secondary:
+      line.rate = FitRate(times.Span(), strains.Span());
+      *determination = CreepDetermination(line, times.Span(), strains.Span());
+      break;
+    case CreepType::Both:
+      line = Alternate(times.Span(), strains.Span(), *determination);
+      break;
+  }
+  fit[0] = line.amplitude;
+  fit[1] = line.exponent;
+  fit[2] = line.rate;
+}
+
+std::array<double, 6> XemMaterialTestDataCreep::Constants(std::span<const double> fit) const {
+  std::array<double, 6> constants{};
+  const bool primary = test_.type == CreepType::Primary || test_.type == CreepType::Both;
+  const bool secondary = test_.type == CreepType::Secondary || test_.type == CreepType::Both;
+  if (primary) {
+    constants[kC1] = fit[0] / std::pow(test_.stress, test_.primaryStressExponent);
+    constants[kC2] = test_.primaryStressExponent;
+    constants[kC4] = fit[1];
+  }
+  if (secondary) {
+    constants[kC5] = fit[2] / std::pow(test_.stress, test_.secondaryStressExponent);
+    constants[kC6] = test_.secondaryStressExponent;
+  }
+  return constants;
+}
+
+void XemMaterialCurveFittingCreep::FitCreep(XemMaterialTestDataBase& testData, std::span<double> fit,
+                                            const Vector& strains, const Vector& times, double* determination) const {
+  testData.FitCreepLaw(fit, strains, times, determination);
+}
+
+void XemMaterialCreepType300::SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) {
+  if (settings.empty() || options.empty()) throw CInvalidArgException("the stress of a creep test is missing");
+  stress_ = settings[0];
+  option_ = options[0];
+}
+
+bool XemMaterialCreepType300::EnforceParameterConstraints(std::int32_t, std::span<double> parameters) const {
+  return ConstrainCreep(parameters);
+}
+
+void XemMaterialCreepType300::SetTestData(std::span<const _T_FUNT_BASE> points) {
+  curve_.Load(
+      points, [](const _T_FUNT_BASE& point) { return point.first > 0.0; }, AsItStands);
+}
+
+void XemMaterialCreepType300::ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
+                                                std::span<double> gradient) const {
+  CreepGradient(parameters, stress_, curve_.stretch[point], gradient);
+}
+
+void XemMaterialCreepType300::EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point,
+                                            double& measured, double& model) const {
+  measured = curve_.stress[point];
+  model = CreepStrain(parameters, stress_, curve_.stretch[point]);
+}
+
+void XemMaterialCreepType300::GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                            std::span<double> measured, std::span<double> model,
+                                            std::span<double> gradients) const {
+  const std::size_t width = parameters.size();
+  std::fill(gradients.begin(), gradients.end(), 0.0);
+  for (std::size_t i = 0; i < measured.size(); ++i) {
+    const std::int32_t point = first + static_cast<std::int32_t>(i);
+    measured[i] = curve_.stress[point];
+    model[i] = CreepGradient(parameters, stress_, curve_.stretch[point], gradients.subspan(i * width, width));
+  }
+}
+
+std::int32_t FitCreepConstants(const boost::shared_ptr<XemMaterialCreepType300>& curve, std::span<double> constants,
+                               double& determination) {
+  constexpr double kTolerance = 1e-8;
+  FixedTermMask mask(static_cast<std::int64_t>(constants.size()));
+  for (std::int32_t k = 0; k < mask.Size(); ++k) {
+    mask[k] = k == kC3 || k >= kC7 ? 1 : 0;
+    constants[static_cast<std::size_t>(k)] = mask[k] != 0 ? 0.0 : 1.0;
+  }
+  const TestFunctionList functions{curve};
+  LevenbergMarquardtMethodRelative solver(functions, mask.Size());
+  solver.SetMask(mask);
+  const std::int32_t status = solver.Solve(constants, kTolerance);
+  determination = solver.CoefficientOfDetermination(constants);
+  return status;
+}
+
+}  // namespace Xem::MaterialUtil

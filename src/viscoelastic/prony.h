@@ -1,0 +1,33 @@
+#pragma once
+
+#include <span>
+
+/// Normalised Prony series (generalised Maxwell model; Ferry 1980, ch. 3): a relaxation modulus that starts at 1,
+///
+///   g(t) = 1 - sum_i g_i (1 - exp(-t / tau_i)),  i = 1 ... n
+///
+///   dg/dg_i   = exp(-t / tau_i) - 1
+///   dg/dtau_i = g_i t exp(-t / tau_i) / tau_i^2
+///
+/// Parameters are g_1 ... g_n, then tau_1 ... tau_n; times are positive.
+namespace Xem::MaterialUtil {
+
+/// What one term contributes for g_i = 1; a single exponential serves both.
+struct PronyTerm {
+  double value = 0.0;           ///< exp(-t / tau) - 1
+  double timeDerivative = 0.0;  ///< t exp(-t / tau) / tau^2
+};
+PronyTerm EvaluatePronyTerm(double relaxationTime, double time);
+
+double PronyModulus(std::span<const double> parameters, double time);
+
+/// Fills `gradient` (as long as the parameters) and returns the modulus.
+double PronyGradient(std::span<const double> parameters, double time, std::span<double> gradient);
+
+/// Admissible region: every tau_i <= 0 becomes |tau_i|, so 0 stays 0. True when there was one. The g_i are free.
+bool ConstrainProny(std::span<double> parameters);
+
+/// Puts the terms in the order of their times, of their g_i where these are equal.
+void SortByTime(std::span<double> parameters);
+
+}  // namespace Xem::MaterialUtil

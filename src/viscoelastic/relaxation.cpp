@@ -1,0 +1,100 @@
+#include "viscoelastic/relaxation.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "solver/starting_vector.h"
+#include "viscoelastic/prony.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+bool KeepRelaxing(const _T_FUNT_BASE& point) {
+  return IsMeasured(point.second) && point.second < 1.0 && point.first > 0.0;
+}
+
+std::span<const double> Parameters(std::int32_t terms, std::span<const double> parameters) {
+  return parameters.first(2 * static_cast<std::size_t>(terms));
+}
+
+constexpr double kTolerance = 1e-8;
+
+template <class Variant>
+std::int32_t FitSeries(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, std::span<double> parameters) {
+  const TestFunctionList functions{curve};
+  const FixedTermMask mask(static_cast<std::int64_t>(parameters.size()));
+  LMMethodRelaxationTmpl<Variant> solver(functions, mask.Size() / 2, curve->MaxTime(), curve->MinTime());
+  solver.InitialGuess(mask, parameters);
+  solver.SetMask(mask);
+  return solver.Solve(parameters, kTolerance);
+}
+
+}  // namespace
+
+bool XemHyperViscoElasticRelaxation::EnforceParameterConstraints(std::int32_t termCount,
+                                                                 std::span<double> parameters) const {
+  return ConstrainProny(parameters.first(2 * static_cast<std::size_t>(termCount)));
+}
+
+void XemHyperViscoElasticRelaxation::SetTestData(std::span<const _T_FUNT_BASE> points) {
+  curve_.Load(points, KeepRelaxing, AsItStands);
+  for (const double time : curve_.stretch.Span()) maxTime_ = std::max(maxTime_, time);
+  // Deliberate: the smallest time is sought from the largest one downwards, so that both are 0 without data.
+  minTime_ = maxTime_;
+  for (const double time : curve_.stretch.Span()) minTime_ = std::min(minTime_, time);
+}
+
+void XemHyperViscoElasticRelaxation::ParameterGradient(std::int32_t termCount, std::span<const double> parameters,
+                                                       std::int32_t point, std::span<double> gradient) const {
+  PronyGradient(Parameters(termCount, parameters), curve_.stretch[point], gradient);
+}
+
+void XemHyperViscoElasticRelaxation::EvaluatePoint(std::int32_t termCount, std::span<const double> parameters,
+                                                   std::int32_t point, double& measured, double& model) const {
+  measured = curve_.stress[point];
+  model = PronyModulus(Parameters(termCount, parameters), curve_.stretch[point]);
+}
+
+void XemHyperViscoElasticRelaxation::LinearDesignRows(std::span<const double> relaxationTimes, MatrixView rows) const {
+  for (std::size_t k = 0; k < relaxationTimes.size(); ++k) {
+    double* column = rows.Column(static_cast<std::int64_t>(k));
+    for (std::int32_t i = 0; i < PointCount(); ++i) {
+      column[i] = EvaluatePronyTerm(relaxationTimes[k], curve_.stretch[i]).value;
+    }
+  }
+}
+
+void XemHyperViscoElasticRelaxation::EvaluateBlock(std::int32_t termCount, std::span<const double> parameters,
+                                                   std::int32_t first, std::span<double> measured,
+                                                   std::span<double> model) const {
+  const std::span<const double> series = Parameters(termCount, parameters);
+  for (std::size_t i = 0; i < measured.size(); ++i) {
+    const std::int32_t point = first + static_cast<std::int32_t>(i);
+    measured[i] = curve_.stress[point];
+    model[i] = PronyModulus(series, curve_.stretch[point]);
+  }
+}
+
+void XemHyperViscoElasticRelaxation::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
+                                                   std::int32_t first, std::span<double> measured,
+                                                   std::span<double> model, std::span<double> gradients) const {
+  const std::span<const double> series = Parameters(termCount, parameters);
+  const std::size_t width = parameters.size();
+  if (width > series.size()) std::fill(gradients.begin(), gradients.end(), 0.0);
+  for (std::size_t i = 0; i < measured.size(); ++i) {
+    const std::int32_t point = first + static_cast<std::int32_t>(i);
+    measured[i] = curve_.stress[point];
+    model[i] = PronyGradient(series, curve_.stretch[point], gradients.subspan(i * width, width));
+  }
+}
+
+std::int32_t FitRelaxation(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, ResidualKind residual,
+                           std::span<double> parameters) {
+  const std::int32_t status = residual == ResidualKind::Absolute
+                                  ? FitSeries<LevenbergMarquardtMethodAbsolute>(curve, parameters)
+                                  : FitSeries<LevenbergMarquardtMethodRelative>(curve, parameters);
+  SortByTime(parameters);
+  return status;
+}
+
+}  // namespace Xem::MaterialUtil

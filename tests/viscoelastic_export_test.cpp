@@ -1,0 +1,357 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/near.h"
+#include "xem/material_util.h"
+
+namespace Xem::Testing {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+std::vector<_T_FUNT_BASE> Polymer() { return BundledCurve("polymer_relaxation.csv", "time_s", "g"); }
+
+double RootMeanSquare(const std::vector<_T_FUNT_BASE>& points, const DoubleArray& prony) {
+  const std::int64_t terms = prony.GetSize() / 2;
+  double sum = 0.0;
+  for (const auto& point : points) {
+    double g = 1.0;
+    for (std::int64_t k = 0; k < terms; ++k) g -= prony[k] * (1.0 - std::exp(-point.first / prony[terms + k]));
+    sum += (g - point.second) * (g - point.second);
+  }
+  return std::sqrt(sum / static_cast<double>(points.size()));
+}
+
+/// Status of a relaxation fit.
+int Relax(const std::vector<_T_FUNT_BASE>& points, int terms, int variant, DoubleArray& result) {
+  PointArray curve;
+  Fill(curve, points);
+  return CurveFitting4Relaxation(curve, terms, variant, result);
+}
+
+TEST(Relaxation, FitsThePolymerCurve) {
+  DoubleArray result;
+  EXPECT_EQ(Relax(Polymer(), 1, 1, result), 0);
+  ExpectAllDigits(Values(result), std::vector<double>{0.114638, 0.255274}, Tolerance::SixDigits);
+  EXPECT_EQ(Relax(Polymer(), 1, 0, result), 0);
+  EXPECT_GT(std::abs(result[0] - 0.114638), 1e-4);  // relative residuals weigh small values more
+  EXPECT_EQ(Relax(Polymer(), 3, 1, result), 0);
+  EXPECT_NEAR(RootMeanSquare(Polymer(), result), 0.00664, 5e-6);
+  EXPECT_TRUE(result[3] <= result[4] && result[4] <= result[5]);
+}
+
+TEST(Relaxation, OrderAndUnusablePointsDoNotMatter) {
+  auto points = Polymer();
+  DoubleArray plain, shuffled;
+  Relax(points, 1, 1, plain);
+  std::reverse(points.begin(), points.end());
+  points.insert(points.begin() + 7, {{0.0, 1.0}, {5.0, 1.0}, {6.0, 1.5}, {7.0, kNaN}, {-1.0, 0.5}, {8.0, 0.0}});
+  EXPECT_EQ(Relax(points, 1, 1, shuffled), 0);
+  ExpectAllDigits(Values(shuffled), Values(plain), 1e-9);
+}
+
+TEST(Relaxation, SizesAndEmptyCurvesHaveOneOutcomeEach) {
+  DoubleArray result;
+  Fill(result, {1.0, 2.0, 3.0});
+  for (const int terms : {-1, 2049, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+    EXPECT_THROW(Relax(Polymer(), terms, 1, result), CInvalidArgException) << terms;
+  }
+  EXPECT_EQ(result.GetSize(), 3);
+  EXPECT_THROW(Relax({{1.0, 1.0}, {2.0, 1.1}}, 2, 1, result), int);
+  EXPECT_EQ(Relax({}, 0, 1, result), 0);
+  EXPECT_EQ(Relax(Polymer(), 0, 0, result), 0);
+  EXPECT_TRUE(result.IsEmpty());
+}
+
+TEST(Relaxation, StrangeNumbersNeverHang) {
+  for (const _T_FUNT_BASE& bad : {_T_FUNT_BASE(kInfinity, 0.5), _T_FUNT_BASE(5.0, -kInfinity), _T_FUNT_BASE(1e308, 0.5),
+                                 _T_FUNT_BASE(1e-308, 0.99)}) {
+    auto points = Polymer();
+    points[3] = bad;
+    for (const int terms : {1, 3}) {
+      DoubleArray result;
+      try {
+        Relax(points, terms, 1, result);
+        EXPECT_EQ(result.GetSize(), 2 * terms);
+      } catch (int info) {
+        EXPECT_NE(info, 0);
+      }
+    }
+  }
+}
+
+/// The curve before its tertiary stage.
+std::vector<_T_FUNT_BASE> MetalCreep() {
+  return BundledCurve("metal_creep_500MPa.csv", "time_h", "creep_strain", "primary_secondary", "1");
+}
+
+/// MetalCreep without the first point, whose strain is negative.
+std::vector<_T_FUNT_BASE> PositiveMetalCreep() {
+  auto points = MetalCreep();
+  std::erase_if(points, [](const _T_FUNT_BASE& point) { return point.second <= 0.0; });
+  return points;
+}
+
+struct CreepCall {
+  PointArray curve;
+  DoubleArray constants;
+  std::int32_t type = 0;
+  double stress = 500.0;
+  double primary = 2.0;
+  double secondary = 3.0;
+  double determination = -9.0;
+
+  CreepCall(const std::vector<_T_FUNT_BASE>& points, std::int32_t creepType) : type(creepType) { Fill(curve, points); }
+  int Fit() { return CurveFitting4Creep(curve, &type, &stress, &primary, &secondary, constants, &determination); }
+};
+
+struct CreepReference {
+  std::vector<_T_FUNT_BASE> points;
+  int type;
+  std::vector<double> constants;
+  double determination;
+};
+
+// The last two come from the regressions by another program, at stress 500: an accelerating curve has log-log slope
+// 2.42, so its amplitude becomes the rate; a levelling one has a negative rate.
+TEST(Creep, FindsTheReferenceConstants) {
+  const std::vector<CreepReference> table{
+      {MetalCreep(), 0, {3.41165e-09, 2, 0, 0.446505, 0, 0, 0}, 0.981881},
+      {MetalCreep(), 2, {3.85361e-09, 2, 0, 0.318339, 2.30565e-13, 3, 0}, 0.996729},
+      {MetalCreep(), 3, {0, 0, 0, 0, 0, 0, 0}, -9.0},
+      {{{1, std::exp(1) * 1e-3},
+        {2, std::exp(2) * 1e-3},
+        {3, std::exp(3) * 1e-3},
+        {4, std::exp(4) * 1e-3},
+        {5, std::exp(5) * 1e-3}},
+       2,
+       {0, 2, 0, 0, 0.00197654178587 / 1.25e8, 3, 0},
+       -0.478731885265},
+      {{{1, 1e-3}, {2, 1.6e-3}, {4, 1.9e-3}, {8, 2e-3}},
+       2,
+       {0.00112025619446 / 2.5e5, 2, 0, 0.324792751344, 0, 3, 0},
+       0.812337893206},
+  };
+  for (const CreepReference& row : table) {
+    CreepCall call(row.points, row.type);
+    EXPECT_EQ(call.Fit(), 0);
+    ASSERT_EQ(call.constants.GetSize(), 7);
+    ExpectAllDigits(Values(call.constants), row.constants, Tolerance::SixDigits);
+    ExpectDigits(call.determination, row.determination, 1e-4);
+  }
+}
+
+TEST(Creep, RecoversEachTermAlone) {
+  std::vector<_T_FUNT_BASE> primary, secondary;
+  for (int i = 1; i <= 20; ++i) {
+    primary.emplace_back(i, 1e-3 * std::pow(i, 0.4));
+    secondary.emplace_back(i, 2e-4 * i);
+  }
+  CreepCall first(primary, 0);
+  first.Fit();
+  ExpectDigits(first.constants[0] * 2.5e5, 1e-3, 1e-9);
+  ExpectNear(first.constants[3], 0.4, Tolerance::Rounding);
+  ExpectNear(first.determination, 1.0, Tolerance::Rounding);
+  CreepCall second(secondary, 1);
+  second.Fit();
+  ExpectDigits(second.constants[4] * 1.25e8, 2e-4, 1e-9);
+}
+
+TEST(Creep, SeventhConstantKeepsWhatTheArrayHeld) {
+  CreepCall call(MetalCreep(), 0);
+  Fill(call.constants, {9, 9, 9, 9, 9, 9, 9, 9});
+  call.Fit();
+  ASSERT_EQ(call.constants.GetSize(), 7);
+  EXPECT_EQ(call.constants[6], 9.0);
+  EXPECT_EQ(call.constants[2], 0.0);
+  Fill(call.constants, {9, 9});
+  call.Fit();
+  EXPECT_EQ(call.constants[6], 0.0);
+}
+
+TEST(Creep, NumbersThatAreNotFiniteAreResults) {
+  auto origin = MetalCreep();
+  origin[0] = {0.0, 1e-5};
+  for (const auto& points :
+       {std::vector<_T_FUNT_BASE>(), std::vector<_T_FUNT_BASE>{{2, 0.1}, {2, 0.2}, {2, 0.4}}, origin}) {
+    CreepCall call(points, 0);
+    EXPECT_EQ(call.Fit(), 0);
+    EXPECT_FALSE(std::isfinite(call.constants[3]));
+    CreepCall both(points, 2);
+    EXPECT_EQ(both.Fit(), 0);
+  }
+}
+
+TEST(Creep, NullPointersAreRefused) {
+  PointArray curve;
+  DoubleArray constants;
+  const std::int32_t type = 0;
+  const double one = 1.0;
+  double determination = 0.0;
+  EXPECT_THROW(CurveFitting4Creep(curve, nullptr, &one, &one, &one, constants, &determination), CInvalidArgException);
+  EXPECT_THROW(CurveFitting4Creep(curve, &type, nullptr, &one, &one, constants, &determination), CInvalidArgException);
+  EXPECT_THROW(CurveFitting4Creep(curve, &type, &one, nullptr, &one, constants, &determination), CInvalidArgException);
+  EXPECT_THROW(CurveFitting4Creep(curve, &type, &one, &one, nullptr, constants, &determination), CInvalidArgException);
+  EXPECT_THROW(CurveFitting4Creep(curve, &type, &one, &one, &one, constants, nullptr), CInvalidArgException);
+  constants.SetSize(7);
+  EXPECT_THROW(CurveFitting4CreepLMMethod(curve, 0, 1.0, constants, nullptr), CInvalidArgException);
+  constants.SetSize(6);
+  EXPECT_THROW(CurveFitting4CreepLMMethod(curve, 0, 1.0, constants, &determination), CInvalidArgException);
+  constants.SetSize(5000);
+  EXPECT_THROW(CurveFitting4CreepLMMethod(curve, 0, 1.0, constants, &determination), CInvalidArgException);
+}
+
+TEST(CreepLevenbergMarquardt, FitsInALargeStressUnit) {
+  PointArray curve;
+  Fill(curve, PositiveMetalCreep());
+  DoubleArray constants;
+  Fill(constants, {5, kNaN, 5, -5, 5, 5, 5, 5, 5});  // not read; two entries beyond the law
+  double determination = 0.0;
+  EXPECT_EQ(CurveFitting4CreepLMMethod(curve, 77, 0.3, constants, &determination), 0);
+  ASSERT_EQ(constants.GetSize(), 9);
+  ExpectDigits(constants[3], 0.331216, Tolerance::SixDigits);
+  EXPECT_NEAR(determination, 0.999559, 1e-6);
+  EXPECT_EQ(constants[2], 0.0);
+  for (const std::int64_t k : {6, 7, 8}) EXPECT_EQ(constants[k], 0.0);
+  // What one curve determines: a = C1 s^C2 and b = C5 s^C6, whatever the exponents are.
+  ExpectDigits(constants[0] * std::pow(0.3, constants[1]), 9.458e-4, 1e-3);
+  ExpectDigits(constants[4] * std::pow(0.3, constants[5]), 2.677e-5, 1e-3);
+}
+
+TEST(CreepLevenbergMarquardt, ThrowsInASmallStressUnitAndForAStressOfOne) {
+  PointArray curve;
+  Fill(curve, PositiveMetalCreep());
+  for (const double stress : {1.0, 500.0}) {
+    DoubleArray constants;
+    Fill(constants, {5, 5, 5, 5, 5, 5, 5});
+    double determination = 0.0;
+    EXPECT_THROW(CurveFitting4CreepLMMethod(curve, 0, stress, constants, &determination), int) << stress;
+    EXPECT_EQ(Values(constants), std::vector<double>(7, 5.0));
+  }
+}
+
+enum class Material { Polynomial, Ogden, BlatzKo, BlatzKoFixedExponents };
+
+struct Conversion {
+  Material material;
+  std::vector<double> coefficients;
+  std::vector<int> modes;
+  double strain;
+  double stress;
+};
+
+int Convert(const Conversion& c, const std::vector<int>& modes, const PointArray& curve, double reference,
+            PointArray& result) {
+  DoubleArray coefficients;
+  Fill(coefficients, c.coefficients);
+  const auto count = static_cast<int>(c.coefficients.size());
+  switch (c.material) {
+    case Material::Polynomial:
+      return CurveFitting4PolyConvertRelaxation(curve, reference, modes[0], modes[1], modes[2], modes[3],
+                                                count == 2 ? 1 : 2, coefficients, result);
+    case Material::Ogden:
+      return CurveFitting4OgdenConvertRelaxation(curve, reference, modes[0], modes[1], modes[2], modes[3], count / 2,
+                                                 coefficients, result);
+    case Material::BlatzKo:
+      return CurveFitting4BlatzKoConvertRelaxation(curve, 0.0, reference, modes[0], modes[1], modes[2], modes[3],
+                                                   coefficients, result);
+    case Material::BlatzKoFixedExponents:
+      return CurveFitting4BlatzKoConvertRelaxation(curve, 0.5, reference, modes[0], modes[1], modes[2], modes[3],
+                                                   coefficients, result);
+  }
+  return -1;
+}
+
+// Stresses by hand. C10 = 0.5: lambda - lambda^-2 and its kin; Ogden mu = 1, alpha = 2 is the same material, except in
+// simple shear, where its stress is that along the greatest stretch; Blatz-Ko with modulus 1.
+const double kShearStretch = std::sqrt(1.125 + 0.5 * std::sqrt(1.0625));
+const std::vector<Conversion> kConversions{
+    {Material::Polynomial, {0.5, 0.0}, {1, 0, 0, 0}, 0.2, 1.2 - std::pow(1.2, -2)},
+    {Material::Polynomial, {0.5, 0.0, 0.0, 0.0, 0.0}, {0, -1, 0, 0}, 0.2, 1.2 - std::pow(1.2, -5)},
+    {Material::Polynomial, {0.5, 0.0}, {0, 0, 3, 0}, 0.2, 1.2 - std::pow(1.2, -3)},
+    {Material::Polynomial, {0.5, 0.0}, {0, 0, 0, 1}, 0.5, 0.5},
+    {Material::Ogden, {1.0, 2.0}, {1, 0, 0, 0}, 0.2, 1.2 - std::pow(1.2, -2)},
+    {Material::Ogden, {0.4, 2.0, 0.6, 2.0}, {0, 1, 0, 0}, -0.2, 0.8 - std::pow(0.8, -5)},
+    {Material::Ogden, {1.0, 2.0}, {0, 0, 0, 1}, 0.5, kShearStretch - std::pow(kShearStretch, -3)},
+    {Material::BlatzKo, {1.0}, {1, 0, 0, 0}, 0.2, 1.0 - std::pow(1.2, -3)},
+    {Material::BlatzKo, {1.0}, {0, 1, 0, 0}, 0.2, 1.2 - std::pow(1.2, -3)},
+    {Material::BlatzKoFixedExponents, {1.0}, {1, 0, 0, 0}, 0.2, 1.0 / 1.2 - std::pow(1.2, -3)},
+    {Material::BlatzKoFixedExponents, {1.0}, {0, 0, 0, 1}, 0.5, 0.5},
+};
+
+TEST(ConvertRelaxation, DividesTheReferenceByTheModelStress) {
+  for (std::size_t row = 0; row < kConversions.size(); ++row) {
+    const Conversion& c = kConversions[row];
+    PointArray curve, result;
+    Fill(curve, std::vector<_T_FUNT_BASE>{{5.0, c.strain}, {1.0, 0.0}, {7.0, kNaN}, {2.0, c.strain}});
+    result.SetSize(row % 2 == 0 ? 1 : 9);
+    EXPECT_EQ(Convert(c, c.modes, curve, 3.0, result), 0);
+    ASSERT_EQ(result.GetSize(), 4);
+    ExpectDigits(result[0].second, 3.0 / c.stress, Tolerance::Rounding, std::to_string(row).c_str());
+    EXPECT_EQ(result[0].first, 5.0);
+    EXPECT_EQ(result[1].first, 1.0);
+    EXPECT_EQ(result[1].second, 0.0);  // no strain, no stress
+    EXPECT_EQ(result[2].second, 0.0);
+    EXPECT_EQ(result[3].second, result[0].second);
+
+    // The first enabled mode decides alone.
+    std::vector<int> more = c.modes;
+    bool enabled = false;
+    for (int& mode : more) {
+      if (enabled) mode = 1;
+      enabled = enabled || mode != 0;
+    }
+    PointArray again;
+    Convert(c, more, curve, 3.0, again);
+    EXPECT_EQ(again[0].second, result[0].second);
+    Convert(c, c.modes, curve, 3.0, curve);  // in place
+    EXPECT_EQ(curve[0].second, result[0].second);
+  }
+}
+
+TEST(ConvertRelaxation, RefusesBadArgumentsBeforeTouchingTheResult) {
+  PointArray curve, result;
+  Fill(curve, std::vector<_T_FUNT_BASE>{{1.0, 0.1}});
+  Fill(result, std::vector<_T_FUNT_BASE>{{4.0, 4.0}, {5.0, 5.0}});
+  DoubleArray one;
+  Fill(one, {1.0});
+  for (const Conversion& c : kConversions) {
+    EXPECT_THROW(Convert(c, {0, 0, 0, 0}, curve, 1.0, result), CInvalidArgException);
+  }
+  EXPECT_THROW(CurveFitting4PolyConvertRelaxation(curve, 1.0, 1, 0, 0, 0, 1, one, result), CInvalidArgException);
+  EXPECT_THROW(CurveFitting4PolyConvertRelaxation(curve, 1.0, 1, 0, 0, 0, -1, one, result), CInvalidArgException);
+  EXPECT_THROW(CurveFitting4OgdenConvertRelaxation(curve, 1.0, 1, 0, 0, 0, 1, one, result), CInvalidArgException);
+  EXPECT_THROW(CurveFitting4OgdenConvertRelaxation(curve, 1.0, 1, 0, 0, 0, -7, one, result), CInvalidArgException);
+  one.RemoveAll();
+  EXPECT_THROW(CurveFitting4BlatzKoConvertRelaxation(curve, 0.0, 1.0, 1, 0, 0, 0, one, result), CInvalidArgException);
+  ASSERT_EQ(result.GetSize(), 2);
+  EXPECT_EQ(result[1].second, 5.0);
+}
+
+TEST(ConvertRelaxation, ResultFeedsTheRelaxationFit) {
+  // A strain history that creeps: eps(t) such that C10 = 0.5 in uniaxial tension needs the stress 0.3 / g(t).
+  PointArray history, relaxation;
+  for (int i = 1; i <= 60; ++i) {
+    const double time = 0.1 * i;
+    const double stress = 0.3 / (1.0 - 0.4 * (1.0 - std::exp(-time / 1.5)));
+    double stretch = 1.0;
+    for (int k = 0; k < 60; ++k)
+      stretch -= (stretch - std::pow(stretch, -2) - stress) / (1.0 + 2.0 * std::pow(stretch, -3));
+    history.Add({time, stretch - 1.0});
+  }
+  DoubleArray coefficients, prony;
+  Fill(coefficients, {0.5, 0.0});
+  CurveFitting4PolyConvertRelaxation(history, 0.3, 1, 0, 0, 0, 1, coefficients, relaxation);
+  EXPECT_EQ(CurveFitting4Relaxation(relaxation, 1, 1, prony), 0);
+  ExpectAllDigits(Values(prony), std::vector<double>{0.4, 1.5}, 1e-5);
+}
+
+}  // namespace
+}  // namespace Xem::Testing

@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "solver/starting_vector.h"
+#include "support/near.h"
+#include "viscoelastic/creep.h"
+#include "viscoelastic/prony.h"
+#include "viscoelastic/relaxation.h"
+
+namespace Xem::Testing {
+namespace {
+
+using namespace MaterialUtil;
+
+TEST(PronyLaw, KeepsItsDigitsOverThirtyDecades) {
+  // Limits of 1 - exp(-x): x for small x, 1 for large x; derivative x exp(-x) / tau.
+  for (const double tau : {1e-15, 1.0, 1e15}) {
+    ExpectDigits(EvaluatePronyTerm(tau, 1e-12 * tau).value, -1e-12, Tolerance::Rounding);
+    ExpectDigits(EvaluatePronyTerm(tau, 1e-12 * tau).timeDerivative, 1e-12 / tau, 1e-11);
+    EXPECT_EQ(EvaluatePronyTerm(tau, 1e3 * tau).value, -1.0);
+    EXPECT_EQ(EvaluatePronyTerm(tau, 1e3 * tau).timeDerivative, 0.0);
+    ExpectDigits(EvaluatePronyTerm(tau, 50.0 * tau).timeDerivative, 50.0 * std::exp(-50.0) / tau, Tolerance::Rounding);
+  }
+  EXPECT_EQ(EvaluatePronyTerm(0.0, 1.0).value, -1.0);
+  EXPECT_EQ(EvaluatePronyTerm(0.0, 1.0).timeDerivative, 0.0);
+}
+
+TEST(PronyLaw, NegativeTimesTurnPositiveAndZeroStays) {
+  std::vector<double> parameters{-0.1, 5.0, -2.0, 0.0};
+  EXPECT_TRUE(ConstrainProny(parameters));
+  EXPECT_EQ(parameters, (std::vector<double>{-0.1, 5.0, 2.0, 0.0}));
+  parameters[3] = 1.0;
+  EXPECT_FALSE(ConstrainProny(parameters));
+}
+
+TEST(PronyLaw, TermsSortByTimeThenByCoefficientWhateverTheyHold) {
+  std::vector<double> parameters{0.3, 0.2, 0.1, 7.0, 7.0, 1.0};
+  SortByTime(parameters);
+  EXPECT_EQ(parameters, (std::vector<double>{0.1, 0.2, 0.3, 1.0, 7.0, 7.0}));
+  std::vector<double> broken(200, std::numeric_limits<double>::quiet_NaN());
+  broken[150] = 1.0;
+  SortByTime(broken);
+  EXPECT_EQ(broken[100], 1.0);
+}
+
+TEST(RelaxationCurve, KeepsRelaxingPointsWithTheirTimes) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  XemHyperViscoElasticRelaxation curve;
+  EXPECT_EQ(curve.MaxTime(), 0.0);
+  const std::vector<_T_FUNT_BASE> points{{0.0, 0.9},  {-1.0, 0.9}, {3.0, 1.0}, {9.0, 1.2},   {7.0, 0.4},
+                                         {2.0, -0.5}, {0.5, nan},  {nan, 0.5}, {5.0, 1e-17}, {4.0, 0.9999999}};
+  curve.SetTestData(std::span<const _T_FUNT_BASE>(points));
+  ASSERT_EQ(curve.PointCount(), 3);
+  EXPECT_EQ(curve.Stretch()[0], 7.0);  // input order, times as they are
+  EXPECT_EQ(curve.Stretch()[1], 2.0);
+  EXPECT_EQ(curve.Stress()[2], 0.9999999);
+  EXPECT_EQ(curve.MaxTime(), 7.0);
+  EXPECT_EQ(curve.MinTime(), 2.0);
+}
+
+/// Relaxation data that the usual filter would drop: every value exactly 1.
+class Unrelaxed final : public XemMaterialTestFunctionBase {
+ public:
+  Unrelaxed() {
+    const std::vector<_T_FUNT_BASE> points{{1.0, 1.0}, {2.0, 1.0}, {5.0, 1.0}, {9.0, 1.0}, {20.0, 1.0}};
+    SetTestData(std::span<const _T_FUNT_BASE>(points));
+  }
+  void ParameterGradient(std::int32_t, std::span<const double>, std::int32_t, std::span<double>) const override {}
+  void EvaluatePoint(std::int32_t, std::span<const double>, std::int32_t, double&, double&) const override {}
+  void LinearDesignRows(std::span<const double> times, MatrixView rows) const override {
+    for (std::int32_t i = 0; i < PointCount(); ++i) {
+      for (std::size_t k = 0; k < times.size(); ++k) {
+        rows(i, static_cast<std::int64_t>(k)) = std::exp(-Stretch()[i] / times[k]) - 1.0;
+      }
+    }
+  }
+};
+
+TEST(RelaxationStart, SpreadsTimesLinearlyAndLeavesHeldEntriesAlone) {
+  const TestFunctionList functions{boost::make_shared<Unrelaxed>()};
+  LMMethodRelaxationTmpl<LevenbergMarquardtMethodAbsolute> four(functions, 4, 4.0, 0.0);
+  std::vector<double> parameters(8, -1.0);
+  FixedTermMask mask(8);
+  mask[1] = 1;
+  mask[6] = 3;
+  four.InitialGuess(mask, parameters);
+  EXPECT_EQ(parameters, (std::vector<double>{0.0, -1.0, 0.0, 0.0, 1.0, 2.0, -1.0, 4.0}));
+
+  LMMethodRelaxationTmpl<LevenbergMarquardtMethodRelative> one(functions, 1, 10.0, 2.0);
+  parameters.assign(2, -1.0);
+  one.InitialGuess(FixedTermMask(2), parameters);
+  EXPECT_EQ(parameters, (std::vector<double>{0.0, 6.0}));
+
+  LMMethodRelaxationTmpl<LevenbergMarquardtMethodAbsolute> tooMany(functions, 6, 10.0, 2.0);
+  parameters.assign(12, 0.0);
+  // Five points, six terms: D^T D is singular, up to rounding.
+  try {
+    tooMany.InitialGuess(FixedTermMask(12), parameters);
+  } catch (int info) {
+    EXPECT_GT(info, 0);
+  }
+}
+
+struct CreepConstraint {
+  std::vector<double> before;
+  std::vector<double> after;
+};
+
+TEST(CreepLaw, BoundsOfTheSecondStressExponentLandInTheTimeExponent) {
+  const std::vector<CreepConstraint> table{
+      {{-2, 2, 5, 0.5, -3, 2, 9}, {2, 2, 5, 0.5, 3, 2, 9}},        {{1, 9, 0, 3, 1, 2, 0}, {1, 7.999, 0, 2, 1, 2, 0}},
+      {{1, 0, 0, 0.1, 1, 2, 0}, {1, 1.0001, 0, 0.20001, 1, 2, 0}}, {{1, 2, 0, 0.5, 1, 9, 0}, {1, 2, 0, 7.999, 1, 9, 0}},
+      {{1, 2, 0, 0.5, 1, 1, 0}, {1, 2, 0, 1.0001, 1, 1, 0}},
+  };
+  for (CreepConstraint row : table) {
+    EXPECT_TRUE(ConstrainCreep(row.before));
+    EXPECT_EQ(row.before, row.after);
+  }
+  std::vector<double> inside{0, 1.0001, -5, 0.20001, 0, 7.999, -5};
+  EXPECT_FALSE(ConstrainCreep(inside));
+}
+
+TEST(CreepLaw, RegressionsFindPlantedLinesFarFromTheOrigin) {
+  // A rate on top of a large time: the plain sums would lose half of the digits.
+  std::vector<double> times;
+  std::vector<double> strains;
+  for (int i = 0; i < 50; ++i) {
+    times.push_back(1e8 + i);
+    strains.push_back(3.0 + 0.25 * i);
+  }
+  ExpectNear(FitRate(times, strains), 0.25, Tolerance::Rounding);
+  CreepLine line;
+  for (int i = 0; i < 50; ++i)
+    strains[static_cast<std::size_t>(i)] = 2e-3 * std::pow(times[static_cast<std::size_t>(i)], 0.3);
+  FitPrimary(times, strains, line);
+  ExpectDigits(line.exponent, 0.3, 1e-6);
+  EXPECT_FALSE(std::isfinite(FitRate({{5.0, 5.0, 5.0}}, {{1.0, 2.0, 4.0}})));
+  EXPECT_FALSE(std::isfinite(FitRate({}, {})));
+}
+
+TEST(CreepCurve, DataKeepPositiveStrainsAndTheTestFunctionPositiveTimes) {
+  const std::vector<_T_FUNT_BASE> points{{0.0, 0.1}, {1.0, 0.0}, {2.0, -0.1}, {3.0, 0.3}, {-1.0, 0.2}};
+  XemMaterialTestDataCreep data(CreepTest{});
+  data.SetTestData(std::span<const _T_FUNT_BASE>(points));
+  EXPECT_EQ(std::vector<double>(data.Stretch().Span().begin(), data.Stretch().Span().end()),
+            (std::vector<double>{0.0, 3.0, -1.0}));
+  XemMaterialCreepType300 function;
+  function.SetTestData(std::span<const _T_FUNT_BASE>(points));
+  EXPECT_EQ(std::vector<double>(function.Stress().Span().begin(), function.Stress().Span().end()),
+            (std::vector<double>{0.0, -0.1, 0.3}));
+  EXPECT_THROW(function.SetParameters({}, {}), CInvalidArgException);
+}
+
+}  // namespace
+}  // namespace Xem::Testing
