@@ -97,6 +97,18 @@ TEST(FormingLimit, MatchesAnIndependentMarch) {
                            {0.4892, 0.2734418}});
 }
 
+TEST(FormingLimit, PlaneStrainLimitOfAPowerLawIsItsExponent) {
+  for (const double n : {0.18, 0.22, 0.29}) {
+    Call call;
+    Fill(call.settings, {41.0, 1e-4, 0.01});
+    Fill(call.hardeningParameters, {500.0, 0.0, n, 0.0});
+    call.Run();
+    ASSERT_EQ(call.curve.GetSize(), 41);
+    EXPECT_EQ(call.curve[20].second, 0.0);
+    EXPECT_NEAR(call.curve[20].first, n, 2e-3);  // the tolerance ends the neighbouring paths a little early
+  }
+}
+
 TEST(FormingLimit, HillWithUnitAnisotropyAndSquaresIsVonMises) {
   Call vonMises, hill;
   hill.UseHill(1.0, 2.0);
