@@ -59,12 +59,13 @@ INSTANTIATE_TEST_SUITE_P(Criteria, Yield,
                                          Hill(1.4, 4.0)));
 
 TEST_P(Yield, RatiosFollowTheNormalOfTheYieldLocus) {
-  const auto& [name, criterion, equivalent] = GetParam();
+  const char* name = GetParam().name;
+  const auto criterion = GetParam().criterion;
+  const auto equivalent = GetParam().equivalent;
   // Towards equibiaxial stress the slope of the sharper criteria grows beyond what differences can show.
   for (double alpha = 0.05; alpha < 0.91; alpha += 0.05) {
-    const auto equivalentOf = equivalent;
-    const double d1 = Difference([&](double s) { return equivalentOf(s, alpha); }, 1.0, 1e-6);
-    const double d2 = Difference([&](double s) { return equivalentOf(1.0, s); }, alpha, 1e-6);
+    const double d1 = Difference([&](double s) { return equivalent(s, alpha); }, 1.0, 1e-6);
+    const double d2 = Difference([&](double s) { return equivalent(1.0, s); }, alpha, 1e-6);
     ExpectNear(criterion->StrainRatio(alpha), d2 / d1, Tolerance::Derivative, name);
     ExpectNear(criterion->StressRatio(criterion->StrainRatio(alpha)), alpha, Tolerance::Rounding, name);
     ExpectNear(criterion->StressFactor(alpha), 1.0 / equivalent(1.0, alpha), Tolerance::Rounding, name);
