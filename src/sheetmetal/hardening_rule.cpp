@@ -1,0 +1,85 @@
+#include "sheetmetal/hardening_rule.h"
+
+#include <boost/make_shared.hpp>
+#include <cmath>
+
+#include "sheetmetal/table.h"
+
+namespace Xem::MaterialUtil::SheetMetalForming {
+
+double GhoshStress(double K, double e0, double n, double p, double strain) { return K * std::pow(e0 + strain, n) - p; }
+
+double GhoshSlope(double K, double e0, double n, double strain) { return n * K * std::pow(e0 + strain, n - 1.0); }
+
+double HockettSherbyStress(double si, double ss, double N, double p, double strain) {
+  return ss - (ss - si) * std::exp(-N * std::pow(strain, p));
+}
+
+double HockettSherbySlope(double si, double ss, double N, double p, double strain) {
+  return std::exp(-N * std::pow(strain, p)) * std::pow(strain, p - 1.0) * N * p * (ss - si);
+}
+
+double XemSMHardeningRule::FlowStress(double strain, double rate) const {
+  return FlowStress(strain) * RateFactor(rate);
+}
+
+double XemSMHardeningRule::RateFactor(double) const { return 1.0; }
+
+double XemSMHardeningRule::RateDerivative(double, double) const { return 1.0; }
+
+double XemSMHRGhosh::FlowStress(double strain) const {
+  return GhoshStress(Params().K, Params().e0, Params().n, Params().p, strain);
+}
+
+double XemSMHRGhosh::HardeningSlope(double strain) const {
+  return GhoshSlope(Params().K, Params().e0, Params().n, strain);
+}
+
+bool XemSMHRGhosh::IsConcaveFrom(double strain) const {
+  return Params().K >= 0.0 && Params().n >= 0.0 && Params().n <= 1.0 && Params().e0 + strain > 0.0;
+}
+
+double XemSMHRHockettSherby::FlowStress(double strain) const {
+  return HockettSherbyStress(Params().si, Params().ss, Params().N, Params().p, strain);
+}
+
+double XemSMHRHockettSherby::HardeningSlope(double strain) const {
+  return HockettSherbySlope(Params().si, Params().ss, Params().N, Params().p, strain);
+}
+
+bool XemSMHRHockettSherby::IsConcaveFrom(double strain) const {
+  // The curve turns from convex to concave, if at all, where N p eps^p = p - 1.
+  return Params().ss >= Params().si && Params().N >= 0.0 && Params().p >= 0.0 && strain > 0.0 &&
+         Params().N * Params().p * std::pow(strain, Params().p) >= Params().p - 1.0;
+}
+
+double XemSMHRCustomCurve::FlowStress(double strain) const { return TableValue(Params().points, strain); }
+
+double XemSMHRCustomCurve::HardeningSlope(double strain) const { return TableSlope(Params().points, strain); }
+
+bool XemSMHRCustomCurve::IsConcaveFrom(double strain) const {
+  return strain >= Params().points.back().first && HardeningSlope(strain) >= 0.0;
+}
+
+double XemSMHRCustomCurveStrnRate::RateFactor(double rate) const { return TableValue(Params().rateFactors, rate); }
+
+double XemSMHRCustomCurveStrnRate::RateDerivative(double strain, double rate) const {
+  return FlowStress(strain) * TableSlope(Params().rateFactors, rate);
+}
+
+boost::shared_ptr<XemSMHardeningRule> MakeHardeningRule(const boost::shared_ptr<HardeningParams>& params) {
+  if (!params) return {};
+  switch (params->type) {
+    case HardeningType::Ghosh:
+      return boost::make_shared<XemSMHRGhosh>(boost::static_pointer_cast<HRGhoshParams>(params));
+    case HardeningType::HockettSherby:
+      return boost::make_shared<XemSMHRHockettSherby>(boost::static_pointer_cast<HRHockettSherbyParams>(params));
+    case HardeningType::CustomCurve:
+      return boost::make_shared<XemSMHRCustomCurve>(boost::static_pointer_cast<HRCustomCurve>(params));
+    case HardeningType::CustomCurveStrnRate:
+      return boost::make_shared<XemSMHRCustomCurveStrnRate>(boost::static_pointer_cast<HRCustomCurve>(params));
+  }
+  return {};
+}
+
+}  // namespace Xem::MaterialUtil::SheetMetalForming

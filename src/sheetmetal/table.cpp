@@ -1,0 +1,46 @@
+#include "sheetmetal/table.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace Xem::MaterialUtil::SheetMetalForming {
+namespace {
+
+double SlopeBetween(const _T_FUNT_BASE& a, const _T_FUNT_BASE& b) {
+  return (b.second - a.second) / (b.first - a.first);
+}
+
+/// The line through a and b, measured from the nearer of the two so that both ordinates come back unrounded.
+double OnLine(const _T_FUNT_BASE& a, const _T_FUNT_BASE& b, double abscissa) {
+  const double fromA = abscissa - a.first;
+  const double fromB = abscissa - b.first;
+  const _T_FUNT_BASE& origin = fromA < -fromB ? a : b;
+  return origin.second + (b.second - a.second) * ((abscissa - origin.first) / (b.first - a.first));
+}
+
+/// Index of the first point at or above `abscissa`; the last point when there is none.
+std::size_t FirstAtOrAbove(std::span<const _T_FUNT_BASE> points, double abscissa) {
+  const auto found = std::partition_point(points.begin(), points.end() - 1,
+                                          [abscissa](const _T_FUNT_BASE& point) { return point.first < abscissa; });
+  return static_cast<std::size_t>(found - points.begin());
+}
+
+}  // namespace
+
+double TableValue(std::span<const _T_FUNT_BASE> points, double abscissa) {
+  const std::size_t last = points.size() - 1;
+  if (!(abscissa <= points[last].first)) return OnLine(points[last - 1], points[last], abscissa);
+  if (abscissa < points[0].first) return OnLine(points[0], points[1], abscissa);
+  const std::size_t k = FirstAtOrAbove(points, abscissa);
+  return k == 0 ? points[0].second : OnLine(points[k - 1], points[k], abscissa);
+}
+
+double TableSlope(std::span<const _T_FUNT_BASE> points, double abscissa) {
+  const std::size_t last = points.size() - 1;
+  if (abscissa != abscissa) return abscissa;
+  if (!(abscissa < points[last].first)) return SlopeBetween(points[last - 1], points[last]);
+  const std::size_t k = FirstAtOrAbove(points, abscissa);
+  return SlopeBetween(points[k == 0 ? 0 : k - 1], points[std::min(k + 1, last)]);
+}
+
+}  // namespace Xem::MaterialUtil::SheetMetalForming

@@ -1,0 +1,61 @@
+#include "sheetmetal/yield_criterion.h"
+
+#include <boost/make_shared.hpp>
+#include <cmath>
+
+namespace Xem::MaterialUtil::SheetMetalForming {
+
+double VonMisesStrainRatio(double alpha) { return (2.0 * alpha - 1.0) / (2.0 - alpha); }
+
+double VonMisesStressRatio(double beta) { return (2.0 * beta + 1.0) / (beta + 2.0); }
+
+double VonMisesStressFactor(double alpha) {
+  const double t = VonMisesStrainRatio(alpha);
+  return (t + 2.0) / std::sqrt(3.0 * (t * t + t + 1.0));
+}
+
+double VonMisesStressFactorSlope(double alpha) {
+  const double t = VonMisesStrainRatio(alpha);
+  const double q = 3.0 * t * t + 3.0 * t + 3.0;
+  return -4.5 * t / (q * std::sqrt(q));
+}
+
+double Hill1979StrainRatio(double r, double m, double alpha) {
+  const double a = std::pow(1.0 + alpha, m - 1.0);
+  const double b = (2.0 * r + 1.0) * std::pow(1.0 - alpha, m - 1.0);
+  return (a - b) / (a + b);
+}
+
+double Hill1979StressRatio(double r, double m, double beta) {
+  const double e = std::pow((beta + 1.0) * (2.0 * r + 1.0), 1.0 / (m - 1.0));
+  const double d = std::pow(1.0 - beta, 1.0 / (m - 1.0));
+  return (e - d) / (d + e);
+}
+
+double Hill1979StressFactor(double r, double m, double alpha) {
+  const double sum = std::pow(1.0 - alpha, m) * (2.0 * r + 1.0) + std::pow(1.0 + alpha, m);
+  return std::pow(sum / (2.0 * r + 2.0), -1.0 / m);
+}
+
+double Hill1979StressFactorSlope(double r, double m, double alpha) {
+  const double a = std::pow(1.0 + alpha, m - 1.0);
+  const double b = std::pow(1.0 - alpha, m - 1.0) * (2.0 * r + 1.0);
+  const double phi = Hill1979StressFactor(r, m, alpha);
+  const double phiByAlpha = std::pow(phi, m + 1.0) * (a - b) / (-2.0 * (r + 1.0));
+  const double alphaByBeta =
+      (b + a) * (b + a) / (4.0 * std::pow(1.0 - alpha * alpha, m - 2.0) * (2.0 * r + 1.0) * (m - 1.0));
+  return phiByAlpha * alphaByBeta;
+}
+
+boost::shared_ptr<XemSMYieldCriterion> MakeYieldCriterion(const boost::shared_ptr<YieldParams>& params) {
+  if (!params) return {};
+  switch (params->type) {
+    case YieldType::VonMises:
+      return boost::make_shared<XemSMYCVonMises>(boost::static_pointer_cast<YCVonMisesParams>(params));
+    case YieldType::Hill1979:
+      return boost::make_shared<XemSMYCHill1979>(boost::static_pointer_cast<YCHill1979Params>(params));
+  }
+  return {};
+}
+
+}  // namespace Xem::MaterialUtil::SheetMetalForming

@@ -1,0 +1,232 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <initializer_list>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/near.h"
+#include "xem/sheet_metal.h"
+
+namespace Xem::Testing {
+namespace {
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
+/// Arguments of one call: von Mises and a deep-drawing steel unless the test says otherwise.
+struct Call {
+  PointArray curve;
+  DoubleArray settings, yieldParameters, hardeningParameters;
+  PointArray hardeningCurve;
+  std::int32_t curveType = 0, yieldType = 100, hardeningType = 200;
+
+  Call() {
+    Fill(settings, {11.0, 1e-4, 0.01});
+    Fill(hardeningParameters, {518.968, 0.0007648, 0.28985, 0.0});
+  }
+  void UseHill(double r, double m) {
+    yieldType = 101;
+    Fill(yieldParameters, {r, m});
+  }
+  void UseAluminium() {
+    hardeningType = 201;
+    Fill(hardeningParameters, {120.0, 555.5, 1.106, 0.5232});
+  }
+  std::int32_t Run() {
+    return FormingLimitCurve(curve, curveType, settings, yieldType, yieldParameters, hardeningType,
+                             hardeningParameters);
+  }
+  std::int32_t RunTable() {
+    return FormingLimitCurveCustomHR(curve, curveType, settings, yieldType, yieldParameters, hardeningType,
+                                     hardeningCurve);
+  }
+};
+
+void ExpectCurve(const PointArray& curve, const std::vector<std::pair<double, double>>& expected) {
+  ASSERT_EQ(curve.GetSize(), static_cast<std::int64_t>(expected.size()));
+  for (std::int64_t i = 0; i < curve.GetSize(); ++i) {
+    EXPECT_NEAR(curve[i].first, expected[static_cast<std::size_t>(i)].first, 1e-6) << i;
+    EXPECT_NEAR(curve[i].second, expected[static_cast<std::size_t>(i)].second, 1e-6) << i;
+  }
+}
+
+// References from an independent computation of the march.
+TEST(FormingLimit, MatchesAnIndependentMarch) {
+  Call call;
+  EXPECT_EQ(call.Run(), 0);
+  ExpectCurve(call.curve, {{0.6856, -0.2974639},
+                           {0.6005, -0.2230989},
+                           {0.5166, -0.1551097},
+                           {0.4356, -0.0947594},
+                           {0.3592, -0.0429437},
+                           {0.2958814, 0.0},
+                           {0.3509, 0.0481932},
+                           {0.4186, 0.1192772},
+                           {0.4904, 0.2190607},
+                           {0.5644, 0.3539613},
+                           {0.6389, 0.5314443}});
+  call.UseAluminium();
+  EXPECT_EQ(call.Run(), 0);
+  ExpectCurve(call.curve, {{0.6003, -0.2586984},
+                           {0.5217, -0.1925831},
+                           {0.4446, -0.132675},
+                           {0.3704, -0.0801568},
+                           {0.3008, -0.0358438},
+                           {0.244502, 0.0},
+                           {0.2932, 0.0401174},
+                           {0.3535, 0.1000843},
+                           {0.4165, 0.1844353},
+                           {0.4803, 0.2977918},
+                           {0.5429, 0.4450843}});
+  // Hill: alpha = 0.5 is left of plane strain and has a point, alpha = 1 can't end and has none.
+  call.UseHill(0.57, 1.8);
+  EXPECT_EQ(call.Run(), 0);
+  ExpectCurve(call.curve, {{0.503, -0.1603311},
+                           {0.4378, -0.1143015},
+                           {0.3749, -0.0739029},
+                           {0.3152, -0.0393374},
+                           {0.2592, -0.0105651},
+                           {0.2386369, 0.0},
+                           {0.2648, 0.0152873},
+                           {0.3167, 0.0514588},
+                           {0.3722, 0.102803},
+                           {0.4303, 0.174116},
+                           {0.4892, 0.2734418}});
+}
+
+TEST(FormingLimit, PlaneStrainLimitOfAPowerLawIsItsExponent) {
+  for (const double n : {0.18, 0.22, 0.29}) {
+    Call call;
+    Fill(call.settings, {41.0, 1e-4, 0.01});
+    Fill(call.hardeningParameters, {500.0, 0.0, n, 0.0});
+    call.Run();
+    ASSERT_EQ(call.curve.GetSize(), 41);
+    EXPECT_EQ(call.curve[20].second, 0.0);
+    EXPECT_NEAR(call.curve[20].first, n, 2e-3);  // the tolerance ends the neighbouring paths a little early
+  }
+}
+
+TEST(FormingLimit, HillWithUnitAnisotropyAndSquaresIsVonMises) {
+  Call vonMises, hill;
+  hill.UseHill(1.0, 2.0);
+  vonMises.Run();
+  hill.Run();
+  ASSERT_EQ(hill.curve.GetSize(), 11);
+  for (std::int64_t i = 0; i < 11; ++i) {
+    EXPECT_NEAR(hill.curve[i].first, vonMises.curve[i].first, 2e-4) << i;
+    EXPECT_NEAR(hill.curve[i].second, vonMises.curve[i].second, 2e-4) << i;
+  }
+}
+
+TEST(FormingLimit, ADenseTableGivesTheCurveOfItsLaw) {
+  Call law, table;
+  law.Run();
+  for (int i = 0; i <= 2000; ++i) {
+    const double strain = 0.001 * i;
+    table.hardeningCurve.Add({strain, 518.968 * std::pow(0.0007648 + strain, 0.28985)});
+  }
+  table.hardeningType = 298;
+  EXPECT_EQ(table.RunTable(), 0);
+  ASSERT_EQ(table.curve.GetSize(), 11);
+  for (std::int64_t i = 0; i < 11; ++i) EXPECT_NEAR(table.curve[i].first, law.curve[i].first, 1e-3) << i;
+  // The array of the hardening curve may take the result.
+  FormingLimitCurveCustomHR(table.hardeningCurve, 0, table.settings, 100, table.yieldParameters, 298,
+                            table.hardeningCurve);
+  ASSERT_EQ(table.hardeningCurve.GetSize(), 11);
+  EXPECT_EQ(table.hardeningCurve[3].first, table.curve[3].first);
+}
+
+TEST(FormingLimit, UnknownCodesLeaveTheCurveUntouched) {
+  struct Case {
+    std::int32_t curveType, yieldType, hardeningType;
+    bool custom;
+  };
+  for (const Case c : {Case{1, 100, 200, false},
+                       {-1, 101, 200, false},
+                       {0, 102, 200, false},
+                       {0, 100, 202, false},
+                       {0, 100, 298, false},
+                       {0, 100, 299, false},
+                       {0, 100, 200, true},
+                       {0, 100, 201, true},
+                       {0, 100, 299, true},
+                       {1, 100, 298, true},
+                       {0, 0, 298, true}}) {
+    Call call;
+    call.settings.RemoveAll();  // not even read
+    call.curve.Add({7.0, 8.0});
+    call.curveType = c.curveType;
+    call.yieldType = c.yieldType;
+    call.hardeningType = c.hardeningType;
+    EXPECT_EQ(c.custom ? call.RunTable() : call.Run(), 0);
+    ASSERT_EQ(call.curve.GetSize(), 1);
+    EXPECT_EQ(call.curve[0].second, 8.0);
+  }
+}
+
+TEST(FormingLimit, BadArgumentsThrowAndKeepTheCurve) {
+  const auto expectThrow = [](const char* what, void (*spoil)(Call&), bool custom = false) {
+    Call call;
+    call.curve.Add({7.0, 8.0});
+    call.hardeningType = custom ? 298 : 200;
+    spoil(call);
+    EXPECT_THROW(custom ? call.RunTable() : call.Run(), CInvalidArgException) << what;
+    ASSERT_EQ(call.curve.GetSize(), 1) << what;
+    EXPECT_EQ(call.curve[0].second, 8.0) << what;
+  };
+  expectThrow("two settings", [](Call& c) { Fill(c.settings, {11.0, 1e-4}); });
+  expectThrow("Hill without exponent", [](Call& c) {
+    c.yieldType = 101;
+    Fill(c.yieldParameters, {1.0});
+  });
+  expectThrow("three constants", [](Call& c) { Fill(c.hardeningParameters, {500.0, 0.0, 0.2}); });
+  expectThrow(
+      "no table", [](Call&) {}, true);
+  expectThrow(
+      "table of one point",
+      [](Call& c) {
+        c.hardeningCurve.Add({0.0, 100.0});
+      },
+      true);
+  expectThrow("no number of paths", [](Call& c) { Fill(c.settings, {kNan, 1e-4, 0.01}); });
+  expectThrow("negative", [](Call& c) { Fill(c.settings, {-5.0, 1e-4, 0.01}); });
+  expectThrow("huge", [](Call& c) { Fill(c.settings, {1e300, 1e-4, 0.01}); });
+  expectThrow("no path", [](Call& c) { Fill(c.settings, {0.5, 1e-4, 0.01}); });
+  expectThrow("one path", [](Call& c) { Fill(c.settings, {1.0, 1e-4, 0.01}); });
+  expectThrow("one left path", [](Call& c) { Fill(c.settings, {3.0, 1e-4, 0.01}); });
+  expectThrow("all within the tolerance", [](Call& c) { Fill(c.settings, {11.0, 1e-4, 2.0}); });
+  expectThrow("no increment", [](Call& c) { Fill(c.settings, {11.0, 0.0, 0.01}); });
+  expectThrow("no tolerance", [](Call& c) { Fill(c.settings, {11.0, 1e-4, 0.0}); });
+}
+
+TEST(FormingLimit, PathCountIsTruncated) {
+  Call call;
+  Fill(call.settings, {4.999, 1e-3, 0.03});
+  call.Run();
+  ASSERT_EQ(call.curve.GetSize(), 5);
+  EXPECT_EQ(call.curve[2].second, 0.0);  // two on the left, plane strain, two on the right
+}
+
+TEST(FormingLimit, AStrainRatioThatIsNotANumberEndsItsPath) {
+  // Without any strength the first turn is 0 / 0: every path ends after one step, whose strains are stored.
+  Call call;
+  Fill(call.hardeningParameters, {0.0, 0.01, 0.2, 0.0});
+  EXPECT_EQ(call.Run(), 0);
+  ASSERT_EQ(call.curve.GetSize(), 11);
+  EXPECT_EQ(call.curve[0].first, 1e-4);
+  EXPECT_EQ(call.curve[0].second, -0.5e-4);
+}
+
+TEST(FormingLimit, StrainsAreAddedUpStepByStep) {
+  Call call;
+  call.Run();
+  double sum = 0.0;
+  for (int i = 0; i < 6856; ++i) sum += 1e-4;
+  EXPECT_EQ(call.curve[0].first, sum);
+}
+
+}  // namespace
+}  // namespace Xem::Testing

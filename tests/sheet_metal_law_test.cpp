@@ -1,0 +1,358 @@
+#include <gtest/gtest.h>
+
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sheetmetal/forming_limit.h"
+#include "sheetmetal/hardening_rule.h"
+#include "sheetmetal/params.h"
+#include "sheetmetal/table.h"
+#include "sheetmetal/yield_criterion.h"
+#include "support/allocations.h"
+#include "support/near.h"
+
+namespace Xem::Testing {
+namespace {
+
+using namespace MaterialUtil::SheetMetalForming;
+using Points = std::vector<_T_FUNT_BASE>;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
+double Difference(const std::function<double(double)>& function, double at, double step) {
+  return (function(at + step) - function(at - step)) / (2.0 * step);
+}
+
+// --- Yield criteria -------------------------------------------------------------------------------------------------
+
+struct YieldCase {
+  const char* name;
+  boost::shared_ptr<XemSMYieldCriterion> criterion;
+  /// Equivalent stress of two principal stresses, written down independently of the class.
+  std::function<double(double, double)> equivalent;
+};
+
+YieldCase Hill(double r, double m) {
+  const std::vector<double> values{r, m};
+  return {"Hill 1979", MakeYieldCriterion(MakeYieldParams(101, values)), [r, m](double s1, double s2) {
+            const double sum = (2.0 * r + 1.0) * std::pow(std::abs(s1 - s2), m) + std::pow(std::abs(s1 + s2), m);
+            return std::pow(sum / (2.0 * (r + 1.0)), 1.0 / m);
+          }};
+}
+
+YieldCase VonMises() {
+  return {"von Mises", MakeYieldCriterion(MakeYieldParams(100, {})),
+          [](double s1, double s2) { return std::sqrt(s1 * s1 - s1 * s2 + s2 * s2); }};
+}
+
+class Yield : public testing::TestWithParam<YieldCase> {};
+
+INSTANTIATE_TEST_SUITE_P(Criteria, Yield,
+                         testing::Values(VonMises(), Hill(1.0, 2.0), Hill(2.275, 2.5), Hill(0.57, 1.8),
+                                         Hill(1.4, 4.0)));
+
+TEST_P(Yield, RatiosFollowTheNormalOfTheYieldLocus) {
+  const char* name = GetParam().name;
+  const auto criterion = GetParam().criterion;
+  const auto equivalent = GetParam().equivalent;
+  // Towards equibiaxial stress the slope of the sharper criteria grows beyond what differences can show.
+  for (double alpha = 0.05; alpha < 0.91; alpha += 0.05) {
+    const double d1 = Difference([&](double s) { return equivalent(s, alpha); }, 1.0, 1e-6);
+    const double d2 = Difference([&](double s) { return equivalent(1.0, s); }, alpha, 1e-6);
+    ExpectNear(criterion->StrainRatio(alpha), d2 / d1, Tolerance::Derivative, name);
+    ExpectNear(criterion->StressRatio(criterion->StrainRatio(alpha)), alpha, Tolerance::Rounding, name);
+    ExpectNear(criterion->StressFactor(alpha), 1.0 / equivalent(1.0, alpha), Tolerance::Rounding, name);
+    const double factorByAlpha = Difference([&](double a) { return criterion->StressFactor(a); }, alpha, 1e-6);
+    const double betaByAlpha = Difference([&](double a) { return criterion->StrainRatio(a); }, alpha, 1e-6);
+    ExpectNear(criterion->StressFactorSlope(alpha), factorByAlpha / betaByAlpha, Tolerance::Derivative, name);
+  }
+}
+
+TEST(YieldCriteria, VonMisesAtTheCornersOfTheLimitDiagram) {
+  const auto criterion = VonMises().criterion;
+  EXPECT_EQ(criterion->StrainRatio(0.0), -0.5);
+  EXPECT_EQ(criterion->StrainRatio(0.5), 0.0);
+  EXPECT_EQ(criterion->StrainRatio(1.0), 1.0);
+  EXPECT_EQ(criterion->StressFactor(0.0), 1.0);
+  EXPECT_EQ(criterion->StressFactor(1.0), 1.0);
+  EXPECT_EQ(criterion->StressFactorSlope(0.5), 0.0);
+  // One rounding away from plane strain the slope is proportional to beta: -4.5 / 3^1.5.
+  const double alpha = criterion->StressRatio(1e-9);
+  ExpectDigits(criterion->StressFactorSlope(alpha), -4.5 / std::pow(3.0, 1.5) * criterion->StrainRatio(alpha), 1e-8);
+}
+
+TEST(YieldCriteria, HillSlopeAtEquibiaxialStressDependsOnTheExponent) {
+  EXPECT_TRUE(std::isinf(Hill(2.0, 2.5).criterion->StressFactorSlope(1.0)));
+  EXPECT_EQ(Hill(2.0, 1.8).criterion->StressFactorSlope(1.0), 0.0);
+  EXPECT_TRUE(std::isfinite(Hill(2.0, 2.0).criterion->StressFactorSlope(1.0)));
+}
+
+// --- Hardening rules ------------------------------------------------------------------------------------------------
+
+struct BundledRule {
+  std::string alloy;
+  std::int32_t code;
+  std::vector<double> constants;
+};
+
+/// The rows of data/hardening_constants.csv.
+std::vector<BundledRule> BundledRules() {
+  std::ifstream stream(std::string(XEM_DATA_DIR) + "/hardening_constants.csv");
+  std::vector<BundledRule> rules;
+  bool header = true;
+  for (std::string line; std::getline(stream, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    if (std::exchange(header, false)) continue;
+    std::stringstream fields(line);
+    std::string alloy, law, constants;
+    std::getline(fields, alloy, ',');
+    std::getline(fields, law, ',');
+    std::getline(fields, constants, ',');
+    std::stringstream list(constants);
+    std::vector<double> values;
+    for (std::string item; std::getline(list, item, ';');) values.push_back(std::stod(item.substr(item.find('=') + 1)));
+    rules.push_back({alloy, law == "ghosh" ? 200 : 201, values});
+  }
+  return rules;
+}
+
+TEST(HardeningRules, SlopesOfTheBundledConstantsMatchDifferences) {
+  const auto rules = BundledRules();
+  ASSERT_EQ(rules.size(), 7u);
+  for (const BundledRule& bundled : rules) {
+    const auto rule = MakeHardeningRule(MakeHardeningParams(bundled.code, bundled.constants));
+    const auto stress = [&](double strain) { return rule->FlowStress(strain); };
+    double before = stress(0.001);
+    for (const double strain : {0.01, 0.05, 0.1, 0.2, 0.5}) {
+      ExpectNear(rule->HardeningSlope(strain), Difference(stress, strain, 1e-4 * strain), Tolerance::Derivative,
+                 bundled.alloy.c_str());
+      EXPECT_GE(stress(strain), before) << bundled.alloy;
+      before = stress(strain);
+    }
+  }
+}
+
+TEST(HardeningRules, TheTwoLawsAgreeOnTheSameAlloy) {
+  // Both sets of constants of AA6016-T4 describe one flow curve, whose stresses at 10 and 20 % are near 240 and 285
+  // MPa.
+  const std::vector<double> ghosh{417.854, 0.01, 0.245, 0.0}, saturating{120.0, 555.5, 1.106, 0.5232};
+  const auto first = MakeHardeningRule(MakeHardeningParams(200, ghosh));
+  const auto second = MakeHardeningRule(MakeHardeningParams(201, saturating));
+  for (const double strain : {0.05, 0.1, 0.2, 0.3}) {
+    EXPECT_NEAR(first->FlowStress(strain), second->FlowStress(strain), 0.03 * first->FlowStress(strain)) << strain;
+  }
+}
+
+TEST(HardeningRules, RulesWithoutRateTableIgnoreTheRate) {
+  const std::vector<double> constants{500.0, 0.0, 0.2, 0.0};
+  const Points table{{0.0, 200.0}, {1.0, 400.0}};
+  for (const auto& params :
+       {MakeHardeningParams(200, constants), MakeHardeningParams(201, constants), MakeHardeningParams(298, table)}) {
+    const auto rule = MakeHardeningRule(params);
+    EXPECT_EQ(rule->FlowStress(0.1, 100.0), rule->FlowStress(0.1));
+    EXPECT_EQ(rule->RateDerivative(0.1, 100.0), 1.0);
+  }
+  EXPECT_EQ(MakeHardeningRule(MakeHardeningParams(200, constants))->FlowStress(0.1), 500.0 * std::pow(0.1, 0.2));
+}
+
+TEST(HardeningRules, ARateTableScalesTheFlowCurve) {
+  const Points flow{{0.0, 200.0}, {1.0, 400.0}}, rates{{0.0, 1.0}, {10.0, 1.5}};
+  const auto rule = MakeHardeningRule(boost::make_shared<HRCustomCurve>(flow, rates));
+  ExpectNear(rule->FlowStress(0.5, 4.0), 300.0 * 1.2, Tolerance::Rounding);
+  ExpectNear(rule->RateDerivative(0.5, 4.0), 300.0 * 0.05, Tolerance::Rounding);
+  EXPECT_THROW(HRCustomCurve(flow, Points{{0.0, 1.0}}), CInvalidArgException);
+}
+
+TEST(HardeningRules, ConcavityIsClaimedOnlyWhereTheCurveFlattens) {
+  const auto concaveFrom = [](std::int32_t code, std::vector<double> constants, double strain) {
+    return MakeHardeningRule(MakeHardeningParams(code, constants))->IsConcaveFrom(strain);
+  };
+  EXPECT_TRUE(concaveFrom(200, {500.0, 0.01, 0.2, 30.0}, 0.1));
+  EXPECT_FALSE(concaveFrom(200, {500.0, 0.01, 1.2, 0.0}, 0.1));
+  EXPECT_FALSE(concaveFrom(200, {500.0, -0.2, 0.2, 0.0}, 0.1));
+  EXPECT_TRUE(concaveFrom(201, {120.0, 555.5, 1.1, 0.5}, 0.01));
+  EXPECT_FALSE(concaveFrom(201, {500.0, 400.0, 1.1, 0.5}, 0.01));
+  // S-shaped: the slope of this one rises until (0.875 / (56.2 * 1.875))^(1 / 1.875) = 0.0777.
+  EXPECT_FALSE(concaveFrom(201, {343.2, 499.2, 56.2, 1.875}, 0.077));
+  EXPECT_TRUE(concaveFrom(201, {343.2, 499.2, 56.2, 1.875}, 0.079));
+  const Points table{{0.0, 100.0}, {0.5, 120.0}, {1.0, 200.0}};
+  const auto rule = MakeHardeningRule(MakeHardeningParams(298, table));
+  EXPECT_FALSE(rule->IsConcaveFrom(0.7));
+  EXPECT_TRUE(rule->IsConcaveFrom(1.0));
+}
+
+TEST(Records, UnknownCodesYieldNothingAndShortArraysThrow) {
+  const std::vector<double> four{1.0, 2.0, 3.0, 4.0};
+  const Points table{{0.0, 1.0}, {1.0, 2.0}};
+  for (const std::int32_t code : {0, 99, 102, 200}) EXPECT_FALSE(MakeYieldParams(code, four)) << code;
+  for (const std::int32_t code : {0, 100, 202, 298, 299}) EXPECT_FALSE(MakeHardeningParams(code, four)) << code;
+  for (const std::int32_t code : {200, 201, 299}) EXPECT_FALSE(MakeHardeningParams(code, table)) << code;
+  EXPECT_FALSE(MakeLimitCurveParams(1, four));
+  EXPECT_FALSE(MakeYieldCriterion({}));
+  EXPECT_FALSE(MakeHardeningRule({}));
+  EXPECT_FALSE(MakeFormingLimitCurve(MakeLimitCurveParams(0, four), {}, MakeHardeningParams(200, four)));
+  for (std::size_t count = 0; count < 4; ++count) {
+    const std::vector<double> few(four.begin(), four.begin() + static_cast<std::ptrdiff_t>(count));
+    EXPECT_THROW(MakeHardeningParams(200, few), CInvalidArgException);
+    EXPECT_THROW(MakeHardeningParams(201, few), CInvalidArgException);
+    if (count < 3) {
+      EXPECT_THROW(MakeLimitCurveParams(0, few), CInvalidArgException);
+    }
+    if (count < 2) {
+      EXPECT_THROW(MakeYieldParams(101, few), CInvalidArgException);
+      EXPECT_THROW(MakeHardeningParams(298, Points(count)), CInvalidArgException);
+    }
+  }
+}
+
+// --- Tables ---------------------------------------------------------------------------------------------------------
+
+const Points kTable{{0.0, 100.0}, {0.1, 200.0}, {0.3, 260.0}, {0.35, 275.0}, {1.0, 340.0}};
+
+/// Straight search, straight interpolation.
+double PlainValue(const Points& table, double q) {
+  std::size_t k = 1;
+  while (k + 1 < table.size() && table[k].first < q) ++k;
+  const double weight = (q - table[k - 1].first) / (table[k].first - table[k - 1].first);
+  return (1.0 - weight) * table[k - 1].second + weight * table[k].second;
+}
+
+TEST(Table, ValuesLieOnTheSegmentsAndTheirContinuations) {
+  for (const _T_FUNT_BASE& point : kTable) EXPECT_EQ(TableValue(kTable, point.first), point.second);
+  for (double q = -0.5; q < 1.5; q += 0.013)
+    ExpectNear(TableValue(kTable, q), PlainValue(kTable, q), Tolerance::Rounding);
+  EXPECT_TRUE(std::isnan(TableValue(kTable, kNan)));
+  EXPECT_TRUE(std::isnan(TableSlope(kTable, kNan)));
+}
+
+TEST(Table, SlopesSpanTheNeighboursOfTheNextPoint) {
+  struct Case {
+    double at;
+    std::size_t from, to;
+  };
+  for (const Case c : {Case{-1.0, 0, 1},
+                       {0.0, 0, 1},
+                       {0.05, 0, 2},
+                       {0.1, 0, 2},
+                       {0.2, 1, 3},
+                       {0.3, 1, 3},
+                       {0.31, 2, 4},
+                       {0.35, 2, 4},
+                       {0.5, 3, 4},
+                       {1.0, 3, 4},
+                       {9.0, 3, 4}}) {
+    const double expected = (kTable[c.to].second - kTable[c.from].second) / (kTable[c.to].first - kTable[c.from].first);
+    EXPECT_EQ(TableSlope(kTable, c.at), expected) << c.at;
+  }
+  const Points two{{0.0, 1.0}, {2.0, 5.0}};
+  for (const double q : {-1.0, 0.0, 1.0, 2.0, 3.0}) EXPECT_EQ(TableSlope(two, q), 2.0) << q;
+}
+
+TEST(Table, DisorderNeverReadsOutside) {
+  // Exactly sized storage, so that the sanitizers see a step over either end.
+  const std::vector<Points> disorders{{{1.0, 1.0}, {0.0, 2.0}},
+                                      {{0.0, 1.0}, {0.0, 2.0}, {0.0, 3.0}},
+                                      {{3.0, 1.0}, {2.0, 2.0}, {1.0, 3.0}, {0.0, 4.0}},
+                                      {{0.0, 1.0}, {kNan, 2.0}, {1.0, 3.0}},
+                                      {{kNan, 1.0}, {1.0, 2.0}, {kNan, 3.0}}};
+  for (Points table : disorders) {
+    table.shrink_to_fit();
+    for (const double q : {-1.0, 0.0, 0.5, 1.0, 2.5, 9.0, kNan, HUGE_VAL, -HUGE_VAL}) {
+      TableValue(table, q);
+      TableSlope(table, q);
+    }
+  }
+}
+
+// --- Paths ----------------------------------------------------------------------------------------------------------
+
+XemFLCMMFC March(double delta, double tol, const boost::shared_ptr<YieldParams>& yield,
+                 const boost::shared_ptr<HardeningParams>& hardening, std::int32_t count = 11) {
+  return {boost::make_shared<FLCMMFCParams>(count, delta, tol), hardening, yield};
+}
+
+const std::vector<double> kSteel{518.968, 0.0007648, 0.28985, 0.0};
+
+TEST(Paths, ThoseThatCannotEndAreSeenAtOnce) {
+  const std::vector<double> hillSharp{2.0, 2.5}, hillBlunt{2.0, 1.8}, notANumber{kNan, 0.1, 0.2, 0.0};
+  const auto steel = MakeHardeningParams(200, kSteel);
+  const auto aluminium = MakeHardeningParams(201, std::vector<double>{120.0, 555.5, 1.106, 0.5232});
+  const Points twoPoints{{0.0, 100.0}, {0.5, 300.0}};
+  const auto vonMises = MakeYieldParams(100, {});
+  struct Case {
+    const char* name;
+    XemFLCMMFC curve;
+    double alpha;
+  };
+  const Case cases[] = {
+      {"infinite slope", March(1e-4, 0.01, MakeYieldParams(101, hillSharp), steel), 1.0},
+      {"slope zero", March(1e-4, 0.01, MakeYieldParams(101, hillBlunt), steel), 1.0},
+      {"no increment", March(0.0, 0.01, vonMises, steel), 0.2},
+      {"backwards", March(-1e-4, 0.01, vonMises, steel), 0.2},
+      {"increment not a number", March(kNan, 0.01, vonMises, steel), 0.2},
+      {"stress not a number", March(1e-4, 0.01, vonMises, MakeHardeningParams(200, notANumber)), 0.2},
+      {"jumped to negative stress, power law", March(1.0, 1e-3, vonMises, steel), 0.2},
+      {"jumped to negative stress, saturating law", March(0.1, 1e-3, vonMises, aluminium), 0.2},
+      {"jumped to negative stress, table", March(0.5, 1e-3, vonMises, MakeHardeningParams(298, twoPoints)), 0.2},
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.curve.March(c.alpha, 5000).end, PathEnd::Never) << c.name;
+}
+
+TEST(Paths, SlowOnesAreGivenUpAndPlaneStrainIsSkipped) {
+  const auto curve = March(1e-9, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(200, kSteel));
+  EXPECT_EQ(curve.March(0.2, 5000).end, PathEnd::OutOfSteps);
+  EXPECT_EQ(curve.March(0.5, 5000).end, PathEnd::PlaneStrainFromTheStart);
+  // Negative stress strains until the offset is overcome: not a number at first, but not for ever.
+  const std::vector<double> late{500.0, -0.05, 0.2, 0.0};
+  const auto patient = March(1e-4, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(200, late));
+  EXPECT_EQ(patient.March(0.2, 20000).end, PathEnd::Reached);
+}
+
+TEST(Paths, OnlyHillAtEquibiaxialStressHasNoLimit) {
+  for (const double m : {1.8, 2.5, 6.0}) {
+    const std::vector<double> hill{1.5, m};
+    const auto curve = March(1e-4, 0.01, MakeYieldParams(101, hill), MakeHardeningParams(200, kSteel), 21);
+    const std::vector<StrainPath> paths = curve.MarchAll();
+    for (const StrainPath& path : paths)
+      EXPECT_EQ(path.end != PathEnd::Never, path.alpha < 1.0) << m << ' ' << path.alpha;
+  }
+}
+
+TEST(Paths, LimitsConvergeAsTheIncrementShrinks) {
+  const auto limit = [](double delta) {
+    return March(delta, 0.03, MakeYieldParams(100, {}), MakeHardeningParams(200, kSteel)).March(0.2, 1000000).major;
+  };
+  const double coarse = limit(4e-4), medium = limit(2e-4), fine = limit(1e-4);
+  EXPECT_LT(std::abs(fine - medium), 1e-3);
+  EXPECT_LT(std::abs(medium - coarse), 2e-3);
+}
+
+TEST(Paths, StepsAllocateNothing) {
+  Points table;
+  for (int i = 0; i <= 1000; ++i) table.emplace_back(0.001 * i, 500.0 * std::pow(0.001 * (i + 1), 0.2));
+  for (const auto& hardening : {MakeHardeningParams(200, kSteel), MakeHardeningParams(298, table)}) {
+    const auto curve = March(1e-4, 0.01, MakeYieldParams(100, {}), hardening);
+    const std::int64_t before = AllocationCount();
+    EXPECT_EQ(curve.March(0.2, 100000).end, PathEnd::Reached);
+    EXPECT_EQ(AllocationCount(), before);
+  }
+}
+
+TEST(Paths, FewerThanTwoLeftPointsHaveNoPlaneStrainPoint) {
+  StrainPath left;
+  left.end = PathEnd::Reached;
+  StrainPath right = left;
+  right.right = true;
+  EXPECT_THROW(LimitPoints(std::vector<StrainPath>{left, right, right}), CInvalidArgException);
+  ExpectNear(PlaneStrainLimit({0.5, -0.2}, {0.4, -0.1}), 0.3, Tolerance::Rounding);
+}
+
+}  // namespace
+}  // namespace Xem::Testing
