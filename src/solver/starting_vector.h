@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "solver/levenberg_marquardt.h"
+
+/// Starting vectors for sums of exponential-type terms, which converge from a sensible start only: the nonlinear
+/// quantities (exponents, times) are seeded and the coefficients follow by linear least squares.
+namespace Xem::MaterialUtil {
+
+/// Coefficients c of the terms at given nonlinear quantities, one per term, that minimise the absolute residuals
+///
+///   sum over all points of (measured - baseline - LinearDesignRows(nonlinear) c)^2
+///
+/// by normal equations. Throws LAPACK's `info` as an int when their matrix is singular, so with fewer points than
+/// terms.
+Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const double> nonlinear, double baseline);
+
+/// Seeds of the pairs (mu, alpha): one term (0, 2); more terms (0, 2), (0, -2), (0, 6), (0, 10), ... Entries beyond the
+/// pairs hold the last listed value, 2 for one term and -2 for more.
+void WriteOgdenSeeds(std::int32_t terms, std::span<double> parameters);
+
+/// The whole starting vector of an Ogden series: seeds, then moduli by LinearCoefficients, each with the sign of its
+/// exponent. Throws CInvalidArgException when mask or parameters are shorter than the pairs.
+void StartOgden(const TestFunctionList& testFunctions, std::int32_t terms, const FixedTermMask& mask,
+                std::span<double> parameters);
+
+/// Either variant of the solver, with the starting vector of an Ogden series (mu_1, alpha_1, mu_2, alpha_2, ...).
+template <class Variant>
+class LMMethodOgdenTmpl final : public Variant {
+ public:
+  using Variant::Variant;
+  void InitialGuess(const FixedTermMask& mask, std::span<double> parameters) override {
+    StartOgden(this->testFunctions_, this->termCount_, mask, parameters);
+  }
+};
+
+}  // namespace Xem::MaterialUtil
