@@ -182,6 +182,10 @@ TEST(Constraints, OgdenEndsWithAPositiveSumOrWithoutNegativeProducts) {
   }
   std::vector<double> notANumber{NAN, 2.0};
   EXPECT_FALSE(ConstrainOgden(1, notANumber));
+  const double tiny = std::numeric_limits<double>::denorm_min();
+  std::vector<double> shrinking{tiny, 1.0, -1.0, 1.0};  // 0.75 times the smallest number is that number again
+  EXPECT_TRUE(ConstrainOgden(2, shrinking));
+  EXPECT_EQ(shrinking[2], -tiny);
 }
 
 TEST(Constraints, BlatzKoModulusIsPositive) {

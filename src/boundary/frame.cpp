@@ -1,7 +1,11 @@
 #include "boundary/frame.h"
 
 #include <algorithm>
+#include <boost/make_shared.hpp>
 #include <cstddef>
+
+#include "solver/linalg/numbers.h"
+#include "testdata/volumetric_test_data.h"
 
 namespace Xem::MaterialUtil {
 namespace {
@@ -10,6 +14,24 @@ constexpr std::int32_t kDefaultGridPoints = 50;
 
 /// An ordinate that the filter for unmeasured points lets through; it has no other meaning.
 constexpr double kPlaceholder = -1.0;
+
+/// Whatever `make` makes of each mode that is switched on, in order.
+template <class List, class Make>
+List ForEachSwitchedOn(const ModeSwitches& switches, Make make) {
+  List list;
+  for (std::size_t m = 0; m < kModeCount; ++m) {
+    if (switches[m] != 0) list.push_back(make(m));
+  }
+  return list;
+}
+
+template <class Target>
+void Load3(const Point3Array& curve, LateralStretches lateral, Target& target) {
+  target.SetTestData3(curve);
+  if (lateral == LateralStretches::FromExponent) target.ComputeLateralStretches();
+}
+
+constexpr ModeSwitches kEveryMode{1, 1, 1, 1};
 
 }  // namespace
 
@@ -20,25 +42,40 @@ void RequireMode(const ModeSwitches& switches) {
 }
 
 TestDataList LoadTestData(const InputCurves& curves, const ModeSwitches& switches) {
-  TestDataList list;
-  for (std::size_t m = 0; m < kModeCount; ++m) {
-    if (switches[m] == 0) continue;
+  return ForEachSwitchedOn<TestDataList>(switches, [&](std::size_t m) {
     const auto data = MakeTestData(kAllModes[m]);
     data->SetTestData(*curves[m]);
-    list.push_back(data);
-  }
-  return list;
+    return data;
+  });
 }
 
 TestFunctionList LoadTestFunctions(const InputCurves& curves, const ModeSwitches& switches, ModelType model) {
-  TestFunctionList list;
-  for (std::size_t m = 0; m < kModeCount; ++m) {
-    if (switches[m] == 0) continue;
+  return ForEachSwitchedOn<TestFunctionList>(switches, [&](std::size_t m) {
     const auto function = MakeTestFunction(kAllModes[m], model);
     function->SetTestData(*curves[m]);
-    list.push_back(function);
-  }
-  return list;
+    return function;
+  });
+}
+
+LateralStretches LateralFromValue(double lateralValue) {
+  return IsNegligible(lateralValue) ? LateralStretches::Measured : LateralStretches::FromExponent;
+}
+
+TestDataList LoadTestData(const InputCurves3& curves, const ModeSwitches& switches, LateralStretches lateral) {
+  return ForEachSwitchedOn<TestDataList>(switches, [&](std::size_t m) {
+    const auto data = MakeTestData(kAllModes[m]);
+    Load3(*curves[m], lateral, *data);
+    return data;
+  });
+}
+
+TestFunctionList LoadTestFunctions(const InputCurves3& curves, const ModeSwitches& switches, ModelType model,
+                                   LateralStretches lateral) {
+  return ForEachSwitchedOn<TestFunctionList>(switches, [&](std::size_t m) {
+    const auto function = MakeTestFunction(kAllModes[m], model);
+    Load3(*curves[m], lateral, *function);
+    return function;
+  });
 }
 
 void FillDefaultGrid(PointArray& curve, double lower, double upper) {
@@ -50,13 +87,35 @@ void FillDefaultGrid(PointArray& curve, double lower, double upper) {
 }
 
 TestDataList LoadForEvaluation(const InputCurves& curves, const OutputCurves& out, double lower, double upper) {
-  TestDataList list;
-  for (std::size_t m = 0; m < kModeCount; ++m) {
+  return ForEachSwitchedOn<TestDataList>(kEveryMode, [&](std::size_t m) {
     const auto data = MakeTestData(kAllModes[m]);
     if (curves[m]->IsEmpty()) FillDefaultGrid(*out[m], lower, upper);
     data->SetTestData(curves[m]->IsEmpty() ? *out[m] : *curves[m]);
-    list.push_back(data);
-  }
+    return data;
+  });
+}
+
+TestDataList LoadForEvaluation(const InputCurves3& curves, const OutputCurves& out, LateralStretches lateral,
+                               double lower, double upper) {
+  return ForEachSwitchedOn<TestDataList>(kEveryMode, [&](std::size_t m) {
+    const auto data = MakeTestData(kAllModes[m]);
+    if (curves[m]->IsEmpty()) {
+      FillDefaultGrid(*out[m], lower, upper);
+      data->SetTestData(*out[m]);
+      data->ComputeLateralStretches();
+    } else {
+      Load3(*curves[m], lateral, *data);
+    }
+    return data;
+  });
+}
+
+TestDataList LoadVolumetric(const PointArray& curve) {
+  TestDataList list;
+  if (curve.IsEmpty()) return list;
+  const auto data = boost::make_shared<XemMaterialTestDataVolumetric>();
+  data->SetTestData(curve);
+  list.push_back(data);
   return list;
 }
 

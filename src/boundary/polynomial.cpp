@@ -44,7 +44,7 @@ std::int32_t ComputeStress4Polynominal(const Xem::PointArray& uniaxial, const Xe
   const Vector parameters = CopyIn(coefficients, PolynomialTermCount(order));
   const OutputCurves out{&uniaxialOut, &equibiaxialOut, &pureShearOut, &simpleShearOut};
   const TestDataList testData =
-      LoadForEvaluation({&uniaxial, &equibiaxial, &pureShear, &simpleShear}, out, lower, upper);
+      LoadForEvaluation(InputCurves{&uniaxial, &equibiaxial, &pureShear, &simpleShear}, out, lower, upper);
   const XemMaterialCurveFittingPolynomial model(testData, order);
   WriteStresses(ComputeStresses(model, parameters.Span()).Span(), out);
   return 0;

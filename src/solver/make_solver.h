@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "solver/levenberg_marquardt.h"
+#include "solver/starting_vector.h"
 
 namespace Xem::MaterialUtil {
 
@@ -22,6 +23,16 @@ inline boost::shared_ptr<LevenbergMarquardtMethod> MakeSolver(ResidualKind resid
     return boost::make_shared<LevenbergMarquardtMethodAbsolute>(testFunctions, termCount, applyConstraints);
   }
   return boost::make_shared<LevenbergMarquardtMethodRelative>(testFunctions, termCount, applyConstraints);
+}
+
+/// With the starting vector of an Ogden series; constraints on.
+inline boost::shared_ptr<LevenbergMarquardtMethod> MakeOgdenSolver(ResidualKind residual,
+                                                                   const TestFunctionList& testFunctions,
+                                                                   std::int32_t terms) {
+  if (residual == ResidualKind::Absolute) {
+    return boost::make_shared<LMMethodOgdenTmpl<LevenbergMarquardtMethodAbsolute>>(testFunctions, terms, true);
+  }
+  return boost::make_shared<LMMethodOgdenTmpl<LevenbergMarquardtMethodRelative>>(testFunctions, terms, true);
 }
 
 }  // namespace Xem::MaterialUtil

@@ -28,6 +28,12 @@ double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::spa
   return stress;
 }
 
+double PolynomialShearModulus(std::span<const double> coefficients) {
+  const double c10 = coefficients.empty() ? 0.0 : coefficients[0];
+  const double c01 = coefficients.size() < 2 ? 0.0 : coefficients[1];
+  return 2.0 * (c10 + c01);
+}
+
 OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch, double logStretch) {
   if (!(stretch > 0.0)) {  // no logarithm: the powers themselves, which are finite for whole exponents
     const double axial = std::pow(stretch, alpha - 1.0);
@@ -45,6 +51,12 @@ double OgdenStress(double lateralExponent, std::span<const double> pairs, double
     stress += pairs[i] * EvaluateOgdenTerm(lateralExponent, pairs[i + 1], stretch, logStretch).value;
   }
   return stress;
+}
+
+double OgdenShearModulus(std::span<const double> pairs) {
+  double sum = 0.0;
+  for (std::size_t i = 0; i + 1 < pairs.size(); i += 2) sum += pairs[i] * pairs[i + 1];
+  return 0.5 * sum;
 }
 
 }  // namespace Xem::MaterialUtil

@@ -60,6 +60,9 @@ void ForEachTermStress(const ModeKinematics& mode, std::int32_t order, double st
 double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::span<const double> coefficients,
                         double stretch);
 
+/// Initial shear modulus 2 (C10 + C01); missing coefficients count as 0.
+double PolynomialShearModulus(std::span<const double> coefficients);
+
 /// One Ogden term (Ogden 1972) for unit modulus, lambda^(alpha - 1) - lambda^(alpha e - 1), e being the lateral
 /// exponent of the mode, and its derivative with respect to alpha. One exponential serves both.
 struct OgdenTerm {
@@ -71,5 +74,8 @@ OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch
 
 /// Nominal stress of `pairs.size() / 2` Ogden terms (mu_k, alpha_k).
 double OgdenStress(double lateralExponent, std::span<const double> pairs, double stretch, double logStretch);
+
+/// Initial shear modulus, half the sum of mu_k alpha_k.
+double OgdenShearModulus(std::span<const double> pairs);
 
 }  // namespace Xem::MaterialUtil

@@ -49,10 +49,16 @@ bool ConstrainOgden(std::int32_t terms, std::span<double> pairs) {
     if (positive + negative > 0.0 || !anyNegative) return changed;
     changed = true;
     const double factor = 0.75 * std::abs(positive / negative);
+    bool moved = false;
     for (std::int32_t k = 0; k < terms; ++k) {
       const auto i = static_cast<std::size_t>(2 * k);
-      if (pairs[i] * pairs[i + 1] < 0.0) (pairs[i] >= 0.0 ? pairs[i + 1] : pairs[i]) *= factor;
+      if (!(pairs[i] * pairs[i + 1] < 0.0)) continue;
+      double& shrunk = pairs[i] >= 0.0 ? pairs[i + 1] : pairs[i];
+      const double before = shrunk;
+      shrunk *= factor;
+      moved = moved || shrunk != before;
     }
+    if (!moved) return changed;  // the smallest number of all times 0.75 is rounded to itself
   }
 }
 

@@ -1,0 +1,70 @@
+#include "stability/report.h"
+
+#include <algorithm>
+#include <cwchar>
+
+#include "solver/linalg/numbers.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+struct Line {
+  const wchar_t* label;
+  const wchar_t* phrase;
+  double StabilityLimits::*limit;
+};
+
+constexpr const wchar_t* kTension = L"unstable at a nominal strain larger than = ";
+constexpr const wchar_t* kCompression = L"unstable at a nominal strain less than   = ";
+
+// Hosts parse these lines: spelling and inner spaces stay as they are.
+constexpr Line kLines[] = {
+    {L"Uniaxial   tension     : ", kTension, &StabilityLimits::uniaxialTension},
+    {L"Uniaxial   compression : ", kCompression, &StabilityLimits::uniaxialCompression},
+    {L"Equbiaxial tension     : ", kTension, &StabilityLimits::equibiaxialTension},
+    {L"Equbiaxial compression : ", kCompression, &StabilityLimits::equibiaxialCompression},
+    {L"Pure shear tension     : ", kTension, &StabilityLimits::pureShearTension},
+    {L"Pure shear compression : ", kCompression, &StabilityLimits::pureShearCompression},
+};
+
+std::wstring FourDecimals(double value) {
+  wchar_t buffer[32];
+  const int length = std::swprintf(buffer, 32, L"%.4f", value);
+  return {buffer, buffer + std::max(length, 0)};
+}
+
+StabilityReport Report(XemMaterialStabilityBase& checker, std::span<const double> coefficients,
+                       std::span<const double> volumetric, double lower, double upper) {
+  checker.SetParameters(coefficients, volumetric);
+  checker.CheckStability(lower, upper);
+  return {checker.Limits(), WriteStabilityReport(checker.Limits())};
+}
+
+}  // namespace
+
+std::wstring WriteStabilityReport(const StabilityLimits& limits) {
+  std::wstring text;
+  bool unstable = false;
+  for (const Line& line : kLines) {
+    const double limit = limits.*line.limit;
+    unstable = unstable || limit != 0.0;
+    text += line.label;
+    text += IsNegligible(limit) ? L"stable \n" : line.phrase + FourDecimals(limit) + L" \n";
+  }
+  if (unstable) text += L"\nUNSTABLE  HYPERELASTIC  MATERIAL\n";
+  return text;
+}
+
+StabilityReport ReportPolynomialStability(std::int32_t order, std::span<const double> coefficients,
+                                          std::span<const double> volumetric, double lower, double upper) {
+  XemMaterialStabilityPolynomial checker(order);
+  return Report(checker, coefficients, volumetric, lower, upper);
+}
+
+StabilityReport ReportOgdenStability(std::int32_t terms, std::span<const double> pairs,
+                                     std::span<const double> volumetric, double lower, double upper) {
+  XemMaterialStabilityOgden checker(terms);
+  return Report(checker, pairs, volumetric, lower, upper);
+}
+
+}  // namespace Xem::MaterialUtil

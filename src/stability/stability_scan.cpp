@@ -1,0 +1,143 @@
+#include "stability/stability_scan.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+#include "solver/linalg/lapack.h"
+#include "solver/linalg/numbers.h"
+#include "stability/ogden_tangent.h"
+#include "stability/polynomial_tangent.h"
+#include "testdata/strain_energy.h"
+#include "xem/array.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+// Deliberate: the two models have different floors in compression.
+constexpr double kLowestPolynomialStrain = -0.6;
+constexpr double kLowestOgdenStrain = -0.5;
+constexpr double kHighestStrain = 9.0;
+constexpr double kStep = 0.01;
+
+/// Principal stretches of a mode, volume kept.
+using Deformation = std::array<double, 3> (*)(double stretch);
+
+std::array<double, 3> UniaxialStretches(double stretch) {
+  return {stretch, 1.0 / std::sqrt(stretch), 1.0 / std::sqrt(stretch)};
+}
+std::array<double, 3> EquibiaxialStretches(double stretch) { return {stretch, stretch, 1.0 / (stretch * stretch)}; }
+std::array<double, 3> PureShearStretches(double stretch) { return {stretch, 1.0, 1.0 / stretch}; }
+
+/// The tangent at one stretch after another, with work arrays made once.
+class Probe {
+ public:
+  explicit Probe(const XemMaterialStabilityBase& model) : model_(model) {}
+
+  bool IsUnstable(Deformation deformation, double stretch) {
+    const std::array<double, 3> stretches = deformation(stretch);
+    for (std::size_t i = 0; i < 3; ++i) {
+      gradient_(static_cast<std::int64_t>(i), static_cast<std::int64_t>(i)) = stretches[i];
+    }
+    model_.ComputeTangent(gradient_, tangent_, stress_, 1.0, 0.0, 0.0);
+    return eigenvalues_.Compute(tangent_).front() < 0.0;
+  }
+
+ private:
+  const XemMaterialStabilityBase& model_;
+  Matrix gradient_{3, 3};
+  Matrix tangent_{6, 6};
+  Vector6 stress_{};
+  SymmetricEigenvalues eigenvalues_{6};
+};
+
+// Deliberate: both scans step by repeated addition, so strains are not exact multiples of the step.
+double ScanCompression(Probe& probe, Deformation deformation, double lowest) {
+  for (double stretch = 0.99; stretch >= lowest; stretch -= kStep) {
+    if (probe.IsUnstable(deformation, stretch)) return stretch - 1.0;
+  }
+  return 0.0;
+}
+
+double ScanTension(Probe& probe, Deformation deformation, double highest) {
+  for (double stretch = 1.01; stretch <= highest; stretch += kStep) {
+    if (probe.IsUnstable(deformation, stretch)) return stretch - 1.0;
+  }
+  return 0.0;
+}
+
+Matrix3 Small(const Matrix& matrix) {
+  Matrix3 small{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < 3; ++j)
+      small[i][j] = matrix(static_cast<std::int64_t>(i), static_cast<std::int64_t>(j));
+  }
+  return small;
+}
+
+void CopyOut(const Tangent& from, Matrix& tangent, std::span<double> stress) {
+  for (std::size_t i = 0; i < 6; ++i) {
+    stress[i] = from.stress[i];
+    for (std::size_t j = 0; j < 6; ++j) {
+      tangent(static_cast<std::int64_t>(i), static_cast<std::int64_t>(j)) = from.stiffness[i][j];
+    }
+  }
+}
+
+/// The first `count` coefficients.
+Vector Take(std::span<const double> coefficients, std::int32_t count) {
+  if (coefficients.size() < static_cast<std::size_t>(count)) {
+    throw CInvalidArgException("the coefficient array is shorter than the model");
+  }
+  return Vector(coefficients.first(static_cast<std::size_t>(count)));
+}
+
+}  // namespace
+
+void XemMaterialStabilityBase::CheckStability(double lower, double upper) {
+  const double lowestStretch = 1.0 + (lower < 0.0 ? std::max(lower, lowest_) : lowest_);
+  // An upper limit of 0 is not negative, so it stays and leaves no tension to scan.
+  const double highestStretch = 1.0 + (upper >= 0.0 ? std::min(upper, kHighestStrain) : kHighestStrain);
+  Probe probe(*this);
+  limits_ = {};
+  limits_.uniaxialCompression = ScanCompression(probe, UniaxialStretches, lowestStretch);
+  limits_.uniaxialTension = ScanTension(probe, UniaxialStretches, highestStretch);
+  limits_.equibiaxialCompression = ScanCompression(probe, EquibiaxialStretches, lowestStretch);
+  limits_.equibiaxialTension = ScanTension(probe, EquibiaxialStretches, highestStretch);
+  limits_.pureShearCompression = ScanCompression(probe, PureShearStretches, lowestStretch);
+  limits_.pureShearTension = ScanTension(probe, PureShearStretches, highestStretch);
+}
+
+XemMaterialStabilityPolynomial::XemMaterialStabilityPolynomial(std::int32_t order)
+    : XemMaterialStabilityBase(kLowestPolynomialStrain), order_(order), coefficients_(PolynomialTermCount(order)) {}
+
+void XemMaterialStabilityPolynomial::ComputeTangent(const Matrix& deformationGradient, Matrix& tangent,
+                                                    std::span<double> stress, double, double, double) const {
+  CopyOut(PolynomialTangent(order_, coefficients_.Span(), volumetric_.Span(), Small(deformationGradient)), tangent,
+          stress);
+}
+
+void XemMaterialStabilityPolynomial::SetParameters(std::span<const double> coefficients,
+                                                   std::span<const double> volumetric) {
+  coefficients_ = Take(coefficients, PolynomialTermCount(order_));
+  volumetric_ = Vector(volumetric);
+}
+
+XemMaterialStabilityOgden::XemMaterialStabilityOgden(std::int32_t terms)
+    : XemMaterialStabilityBase(kLowestOgdenStrain),
+      terms_(terms),
+      pairs_(CheckedParameterCount(2 * std::int64_t{terms})) {}
+
+void XemMaterialStabilityOgden::ComputeTangent(const Matrix& deformationGradient, Matrix& tangent,
+                                               std::span<double> stress, double, double, double) const {
+  CopyOut(OgdenTangent(pairs_.Span(), volumetric_.Span(), Small(deformationGradient)), tangent, stress);
+}
+
+void XemMaterialStabilityOgden::SetParameters(std::span<const double> coefficients,
+                                              std::span<const double> volumetric) {
+  pairs_ = Take(coefficients, 2 * terms_);
+  volumetric_ = Vector(volumetric);
+}
+
+}  // namespace Xem::MaterialUtil

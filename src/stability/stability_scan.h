@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "solver/linalg/matrix.h"
+#include "solver/linalg/vector.h"
+#include "stability/voigt.h"
+
+namespace Xem::MaterialUtil {
+
+/// Nominal strain at which each mode first fails; exactly 0 where it does not within the scan.
+struct StabilityLimits {
+  double uniaxialCompression = 0.0;
+  double equibiaxialCompression = 0.0;
+  double pureShearCompression = 0.0;
+  double uniaxialTension = 0.0;
+  double equibiaxialTension = 0.0;
+  double pureShearTension = 0.0;
+};
+
+/// Scans uniaxial, equibiaxial and pure-shear deformations, isochoric, in compression and tension for the first nominal
+/// strain at which the tangent is not positive definite (Drucker 1959). Virtual operations stand in slot order.
+class XemMaterialStabilityBase {
+ public:
+  /// Material tangent (6 x 6) and stress (6) at a deformation gradient (3 x 3). The last three arguments have no
+  /// meaning; the scan passes 1, 0 and 0.
+  virtual void ComputeTangent(const Matrix& deformationGradient, Matrix& tangent, std::span<double> stress,
+                              double factor, double zero1, double zero2) const = 0;
+  /// Takes the coefficients of the model and of the volumetric energy; throws CInvalidArgException for too few.
+  virtual void SetParameters(std::span<const double> coefficients, std::span<const double> volumetric) = 0;
+
+  /// Scans from 1 % strain in steps of 1 % to the limits. A lower limit that is not negative and an upper limit that
+  /// is negative, and NaN for either, mean the widest range; wider ones are cut.
+  void CheckStability(double lower, double upper);
+
+  const StabilityLimits& Limits() const { return limits_; }
+
+ protected:
+  /// `lowest` is the widest lower limit of the model.
+  explicit XemMaterialStabilityBase(double lowest) : lowest_(lowest) {}
+  ~XemMaterialStabilityBase() = default;
+
+ private:
+  double lowest_;
+  StabilityLimits limits_;
+};
+
+class XemMaterialStabilityPolynomial final : public XemMaterialStabilityBase {
+ public:
+  explicit XemMaterialStabilityPolynomial(std::int32_t order);
+  void ComputeTangent(const Matrix& deformationGradient, Matrix& tangent, std::span<double> stress, double factor,
+                      double zero1, double zero2) const override;
+  void SetParameters(std::span<const double> coefficients, std::span<const double> volumetric) override;
+
+ private:
+  std::int32_t order_;
+  Vector coefficients_;
+  Vector volumetric_;
+};
+
+class XemMaterialStabilityOgden final : public XemMaterialStabilityBase {
+ public:
+  explicit XemMaterialStabilityOgden(std::int32_t terms);
+  void ComputeTangent(const Matrix& deformationGradient, Matrix& tangent, std::span<double> stress, double factor,
+                      double zero1, double zero2) const override;
+  void SetParameters(std::span<const double> coefficients, std::span<const double> volumetric) override;
+
+ private:
+  std::int32_t terms_;
+  Vector pairs_;
+  Vector volumetric_;
+};
+
+}  // namespace Xem::MaterialUtil

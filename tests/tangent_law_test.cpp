@@ -1,0 +1,258 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <ostream>
+#include <random>
+#include <vector>
+
+#include "solver/linalg/lapack.h"
+#include "stability/ogden_tangent.h"
+#include "stability/polynomial_tangent.h"
+#include "stability/symmetric3.h"
+#include "stability/volumetric_energy.h"
+#include "support/near.h"
+#include "testdata/strain_energy.h"
+
+namespace Xem::Testing {
+namespace {
+
+using namespace MaterialUtil;
+
+Matrix3 Diagonal(double a, double b, double c) { return {{{a, 0.0, 0.0}, {0.0, b, 0.0}, {0.0, 0.0, c}}}; }
+
+Matrix3 Product(const Matrix3& a, const Matrix3& b) {
+  Matrix3 c{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < 3; ++j) {
+      for (std::size_t k = 0; k < 3; ++k) c[i][j] += a[i][k] * b[k][j];
+    }
+  }
+  return c;
+}
+
+double Determinant(const Matrix3& f) {
+  return f[0][0] * (f[1][1] * f[2][2] - f[1][2] * f[2][1]) - f[0][1] * (f[1][0] * f[2][2] - f[1][2] * f[2][0]) +
+         f[0][2] * (f[1][0] * f[2][1] - f[1][1] * f[2][0]);
+}
+
+/// exp(size d) f, to third order, for the strain rate d of a Voigt direction (shear doubled): no spin.
+Matrix3 Strained(const Matrix3& f, std::size_t direction, double size) {
+  const auto [k, l] = kVoigt[direction];
+  Matrix3 d{};
+  d[k][l] += 0.5 * size;
+  d[l][k] += 0.5 * size;
+  const Matrix3 d2 = Product(d, d);
+  Matrix3 step = Diagonal(1.0, 1.0, 1.0);
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < 3; ++j) step[i][j] += d[i][j] + d2[i][j] / 2.0;
+  }
+  return Product(step, f);
+}
+
+std::vector<double> Eigenvalues(const Matrix6& k) {
+  Matrix copy(6, 6);
+  for (std::size_t i = 0; i < 6; ++i) {
+    for (std::size_t j = 0; j < 6; ++j) copy(static_cast<int>(i), static_cast<int>(j)) = k[i][j];
+  }
+  SymmetricEigenvalues solver(6);
+  const auto values = solver.Compute(copy);
+  return {values.begin(), values.end()};
+}
+
+const std::vector<double> kVolumetric{3.0, 20.0};
+
+double VolumetricEnergy(double j) {
+  return kVolumetric[0] * std::pow(j - 1.0, 2) + kVolumetric[1] * std::pow(j - 1.0, 4);
+}
+
+struct Material {
+  const char* name;
+  std::function<Tangent(const Matrix3&)> tangent;
+  std::function<double(const Matrix3&)> energy;
+};
+
+void PrintTo(const Material& material, std::ostream* out) { *out << material.name; }
+
+Material Polynomial() {
+  static const std::vector<double> c{0.4, 0.1, -0.02, 0.03, 0.01, 1e-3, -2e-3, 3e-3, 4e-4};
+  return {"polynomial", [](const Matrix3& f) { return PolynomialTangent(3, c, kVolumetric, f); },
+          [](const Matrix3& f) {
+            double i1 = 0.0;
+            double squares = 0.0;
+            Matrix3 transposed{};
+            for (std::size_t i = 0; i < 3; ++i) {
+              for (std::size_t j = 0; j < 3; ++j) transposed[i][j] = f[j][i];
+            }
+            const Matrix3 right = Product(transposed, f);
+            for (std::size_t i = 0; i < 3; ++i) {
+              i1 += right[i][i];
+              for (std::size_t j = 0; j < 3; ++j) squares += right[i][j] * right[i][j];
+            }
+            const double j = Determinant(f);
+            const double a = i1 * std::pow(j, -2.0 / 3.0) - 3.0;
+            const double b = (i1 * i1 - squares) / 2.0 * std::pow(j, -4.0 / 3.0) - 3.0;
+            double w = VolumetricEnergy(j);
+            std::size_t k = 0;
+            ForEachTerm(3, [&](int p, int q) { w += c[k++] * std::pow(a, p) * std::pow(b, q); });
+            return w;
+          }};
+}
+
+Material Ogden() {
+  static const std::vector<double> pairs{0.6, 1.3, -0.1, -2.2, 0.02, 5.0};
+  return {"Ogden", [](const Matrix3& f) { return OgdenTangent(pairs, kVolumetric, f); },
+          [](const Matrix3& f) {
+            Matrix3 transposed{};
+            for (std::size_t i = 0; i < 3; ++i) {
+              for (std::size_t j = 0; j < 3; ++j) transposed[i][j] = f[j][i];
+            }
+            Matrix right(3, 3);
+            const Matrix3 product = Product(transposed, f);
+            for (int i = 0; i < 3; ++i) {
+              for (int j = 0; j < 3; ++j) {
+                right(i, j) = product[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
+              }
+            }
+            SymmetricEigenvalues solver(3);
+            const double j = Determinant(f);
+            double w = VolumetricEnergy(j);
+            for (const double square : solver.Compute(right)) {
+              const double stretch = std::sqrt(square) / std::cbrt(j);
+              for (std::size_t k = 0; k < pairs.size(); k += 2) {
+                w += pairs[k] / pairs[k + 1] * (std::pow(stretch, pairs[k + 1]) - 1.0);
+              }
+            }
+            return w;
+          }};
+}
+
+class TangentLaw : public testing::TestWithParam<Material> {};
+INSTANTIATE_TEST_SUITE_P(BothModels, TangentLaw, testing::Values(Polynomial(), Ogden()));
+
+/// Deformations with rotation, shear and change of volume, and some with equal principal stretches.
+std::vector<Matrix3> Deformations() {
+  std::vector<Matrix3> list{Diagonal(1.0, 1.0, 1.0), Diagonal(1.5, 1.5, 0.4), Diagonal(1.3, 0.9, 0.9)};
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> entry(-0.4, 0.4);
+  for (int n = 0; n < 6; ++n) {
+    Matrix3 f = Diagonal(1.2, 1.0, 0.9);
+    for (auto& row : f) {
+      for (double& x : row) x += entry(random);
+    }
+    list.push_back(f);
+  }
+  return list;
+}
+
+// Power conjugacy: the stress is the derivative of the energy with respect to the logarithmic strain.
+TEST_P(TangentLaw, StressIsTheDerivativeOfTheEnergy) {
+  const double step = 1e-5;
+  for (const Matrix3& f : Deformations()) {
+    const Tangent tangent = GetParam().tangent(f);
+    for (std::size_t q = 0; q < 6; ++q) {
+      const double slope =
+          (GetParam().energy(Strained(f, q, step)) - GetParam().energy(Strained(f, q, -step))) / (2.0 * step);
+      ExpectNear(tangent.stress[q], slope, Tolerance::Derivative);
+    }
+  }
+}
+
+// Without spin the Jaumann rate is the plain rate, so the tangent is the difference quotient of the stress.
+TEST_P(TangentLaw, StiffnessIsTheDerivativeOfTheStress) {
+  const double step = 1e-5;
+  for (const Matrix3& f : Deformations()) {
+    const Tangent tangent = GetParam().tangent(f);
+    for (std::size_t q = 0; q < 6; ++q) {
+      const Tangent above = GetParam().tangent(Strained(f, q, step));
+      const Tangent below = GetParam().tangent(Strained(f, q, -step));
+      for (std::size_t p = 0; p < 6; ++p) {
+        ExpectNear(tangent.stiffness[p][q], (above.stress[p] - below.stress[p]) / (2.0 * step), Tolerance::Derivative);
+      }
+    }
+  }
+}
+
+TEST(Tangent, MooneyRivlinEqualsItsOgdenTwin) {
+  const std::vector<double> mooney{0.4, 0.1};
+  const std::vector<double> twin{0.8, 2.0, -0.2, -2.0};
+  for (const Matrix3& f : Deformations()) {
+    const Tangent a = PolynomialTangent(1, mooney, kVolumetric, f);
+    const Tangent b = OgdenTangent(twin, kVolumetric, f);
+    for (std::size_t p = 0; p < 6; ++p) {
+      ExpectNear(a.stress[p], b.stress[p], 1e-11);
+      for (std::size_t q = 0; q < 6; ++q) ExpectNear(a.stiffness[p][q], b.stiffness[p][q], 1e-11);
+    }
+  }
+}
+
+TEST(Tangent, WorkedNumbers) {
+  const auto expectNear = [](const std::vector<double>& actual, const std::vector<double>& expected) {
+    for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(actual[i], expected[i], 1e-6 * expected.back());
+  };
+  const Vector bulk = DefaultVolumetricCoefficients(1, 1.0);
+  ExpectNear(bulk[0], 299.0 / 6.0, 1e-14);
+  const std::vector<double> mooney{0.4, 0.1};
+  const Matrix6 undeformed = PolynomialTangent(1, mooney, bulk.Span(), Diagonal(1, 1, 1)).stiffness;
+  for (std::size_t i = 0; i < 3; ++i) {
+    ExpectNear(undeformed[i][i], 101.0, Tolerance::Rounding);
+    ExpectNear(undeformed[i][(i + 1) % 3], 99.0, Tolerance::Rounding);
+    ExpectNear(undeformed[i + 3][i + 3], 1.0, Tolerance::Rounding);
+  }
+  expectNear(Eigenvalues(PolynomialTangent(1, mooney, bulk.Span(), Diagonal(1.2, 1.0, 1.0 / 1.2)).stiffness),
+             {0.921778, 1.067222, 1.145444, 1.827502, 2.351757, 299.0});
+  // Ogden's constants for Treloar's rubber, equibiaxial: two equal stretches.
+  const std::vector<double> pairs{0.63, 1.3, 0.0012, 5.0, -0.01, -2.0};
+  const Vector rubber = DefaultVolumetricCoefficients(1, OgdenShearModulus(pairs));
+  ExpectDigits(rubber[0], 21.054583, Tolerance::SixDigits);
+  expectNear(Eigenvalues(OgdenTangent(pairs, rubber.Span(), Diagonal(1.5, 1.5, 1.0 / 2.25)).stiffness),
+             {0.538388, 0.538388, 0.720927, 0.738451, 1.441854, 126.3275});
+}
+
+TEST(Symmetric3, ReproducesMatricesWithDistinctAndRepeatedEigenvalues) {
+  std::mt19937 random(3);
+  std::uniform_real_distribution<double> entry(-1.0, 1.0);
+  std::vector<Matrix3> matrices{Diagonal(1, 1, 1), Diagonal(0, 0, 0), Diagonal(2, 2, 5), Diagonal(1e200, 1e-200, 0)};
+  matrices.push_back({{{2.0, 1.0, 1.0}, {1.0, 2.0, 1.0}, {1.0, 1.0, 2.0}}});        // 1, 1, 4
+  matrices.push_back({{{1.0, 1e-9, 0.0}, {1e-9, 1.0, -1e-9}, {0.0, -1e-9, 1.0}}});  // nearly equal
+  matrices.push_back({{{1.0, 0.0, 0.5}, {0.0, 1.0, 0.0}, {0.5, 0.0, 1.0}}});
+  for (int n = 0; n < 200; ++n) {
+    Matrix3 a{};
+    for (std::size_t i = 0; i < 3; ++i) {
+      for (std::size_t j = 0; j <= i; ++j) a[i][j] = a[j][i] = entry(random) * std::pow(10.0, n % 7 - 3);
+    }
+    matrices.push_back(a);
+  }
+  for (const Matrix3& a : matrices) {
+    const Eigensystem3 e = DecomposeSymmetric3(a);
+    double norm = 0.0;
+    for (const auto& row : a) {
+      for (const double x : row) norm = std::max(norm, std::abs(x));
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+      for (std::size_t j = 0; j < 3; ++j) {
+        double image = 0.0;
+        double product = 0.0;
+        for (std::size_t k = 0; k < 3; ++k) {
+          image += e.vectors[i][k] * e.values[k] * e.vectors[j][k];
+          product += e.vectors[k][i] * e.vectors[k][j];
+        }
+        EXPECT_NEAR(image, a[i][j], 1e-14 * norm);
+        EXPECT_NEAR(product, i == j ? 1.0 : 0.0, 1e-14);
+      }
+    }
+  }
+}
+
+TEST(Symmetric3, NotANumberComesBackInBoundedTime) {
+  for (const double bad : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+    const Eigensystem3 e = DecomposeSymmetric3({{{1.0, 0.5, bad}, {0.5, 1.0, 0.2}, {bad, 0.2, 1.0}}});
+    EXPECT_TRUE(std::isnan(e.values[0] + e.values[1] + e.values[2]));
+  }
+}
+
+}  // namespace
+}  // namespace Xem::Testing
