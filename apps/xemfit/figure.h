@@ -15,11 +15,18 @@ struct DrawnCurve {
   std::vector<double> unstableX, unstable;  ///< the model beyond a stability limit
 };
 
+struct Range {
+  double lower = 0.0;
+  double upper = 1.0;
+};
+
 struct DrawnPanel {
   std::string title;
   Axis x;
   Axis y;
   std::vector<DrawnCurve> curves;
+  Range xRange;  ///< what the axes show
+  Range yRange;
 };
 
 struct Figure {

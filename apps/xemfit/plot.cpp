@@ -48,11 +48,12 @@ bool HasPoints(const std::vector<double>& values) {
 
 std::string AxisLabel(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " (" + axis.unit + ")"); }
 
-std::string AxisCommands(char axis, const Axis& description) {
-  std::string text = fmt::format("set {}label {} noenhanced\n", axis, Literal(AxisLabel(description)));
-  text += description.logarithmic ? fmt::format("set logscale {0}\nset format {0} '10^{{%T}}'\nset m{0}tics 10\n", axis)
-                                  : fmt::format("unset logscale {0}\nset format {0} '%g'\nset m{0}tics 2\n", axis);
-  return text;
+std::string AxisCommands(char axis, const Axis& description, const Range& range) {
+  const char* scale = description.logarithmic ? "set logscale {0}\nset format {0} '10^{{%T}}'\nset m{0}tics 10\n"
+                                              : "unset logscale {0}\nset format {0} '%g'\nset m{0}tics 2\n";
+  return fmt::format("set {}label {} noenhanced\n", axis, Literal(AxisLabel(description))) +
+         fmt::format(fmt::runtime(scale), axis) +
+         fmt::format("set {}range [{}:{}]\n", axis, Exactly(range.lower), Exactly(range.upper));
 }
 
 /// Names of the data blocks of a curve.
@@ -140,7 +141,8 @@ std::string Script(const Figure& figure, const std::string& extension) {
                        "set tics nomirror out scale 0.8 textcolor rgb '#202020'\n"
                        "set grid xtics ytics lt 1 lw 0.6 lc rgb '#dddddd'\n"
                        "set key bmargin center horizontal Left reverse noenhanced samplen 2.5 spacing 1.2 width 2\n"
-                       "set offsets graph 0.02, graph 0.02, graph 0.03, graph 0.03\n";
+                       "set xlabel offset 0,0.2\n"
+                       "set bmargin 5.8\n";
   for (std::size_t i = 0; i < figure.panels.size(); ++i) script += PanelData(figure.panels[i], i);
   const bool several = figure.panels.size() > 1;
   if (several) {
@@ -150,7 +152,7 @@ std::string Script(const Figure& figure, const std::string& extension) {
   for (std::size_t i = 0; i < figure.panels.size(); ++i) {
     const DrawnPanel& panel = figure.panels[i];
     script += fmt::format("set title {} font ',16' noenhanced\n", Literal(several ? panel.title : figure.title));
-    script += AxisCommands('x', panel.x) + AxisCommands('y', panel.y) + PanelPlot(panel, i);
+    script += AxisCommands('x', panel.x, panel.xRange) + AxisCommands('y', panel.y, panel.yRange) + PanelPlot(panel, i);
   }
   if (several) script += "unset multiplot\n";
   return script;
