@@ -77,6 +77,7 @@ class CommandLine {
   CommandLine() : app_("Material parameters from test curves", "xemfit"), verbs_(MakeVerbs()) {
     Prepare(app_, Examples(*verbs_.front()) +
                       "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable.");
+    app_.require_subcommand(0, 1);
     for (const auto& verb : verbs_) Add(*verb);
   }
 
@@ -93,7 +94,7 @@ class CommandLine {
     for (const auto& [app, verb] : commands_) {
       if (app->parsed()) return RunAndExplain(*verb);
     }
-    return Tell(ExitCode::Usage, "name a command; see xemfit --help");
+    return Tell(ExitCode::Usage, "name a command; see " + Deepest() + " --help");
   }
 
  private:
@@ -113,7 +114,7 @@ class CommandLine {
     CLI::App*& group = groups_[verb.Text().group];
     if (!group) {
       group = app_.add_subcommand(verb.Text().group, AboutGroup(verb.Text().group));
-      group->require_subcommand(1);
+      group->require_subcommand(0, 1);
       Prepare(*group, "Each command has its own --help.");
     }
     CLI::App* app = group->add_subcommand(verb.Text().name, verb.Text().about);

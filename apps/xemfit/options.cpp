@@ -110,10 +110,13 @@ std::vector<double> ParseGrid(const std::string& text, const std::string& option
     Refuse(fmt::format("{}: the count of {} must be between 2 and {}", option, Quoted(text), kLargestGrid));
   }
   if (!(from < to)) Refuse(fmt::format("{}: in {} the first number must be below the second", option, Quoted(text)));
+  const double span = to - from;
+  if (!std::isfinite(span * count))
+    Refuse(fmt::format("{}: the numbers of {} are too far apart", option, Quoted(text)));
   std::vector<double> grid;
   grid.reserve(static_cast<std::size_t>(count));
-  const double intervals = count - 1;
-  for (int i = 0; i < count; ++i) grid.push_back(from * ((intervals - i) / intervals) + to * (i / intervals));
+  for (int i = 0; i + 1 < count; ++i) grid.push_back(from + span * i / (count - 1));
+  grid.push_back(to);
   return grid;
 }
 
