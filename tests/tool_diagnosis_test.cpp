@@ -114,7 +114,7 @@ const std::vector<Complaint> kComplaints{
     {"BackwardRange", {"--model", "polynomial:3..1", "--uniaxial", "a.csv"}, kGood, kUsage, {"--model", "\"3..1\""}},
     {"OrderInWords", {"--model", "polynomial:two", "--uniaxial", "a.csv"}, kGood, kUsage, {"--model", "\"two\""}},
     {"UnknownOption", FitOneWith({"--frobnicate"}), kGood, kUsage, {"--frobnicate", "--help"}},
-    {"UnknownResidual", FitOneWith({"--residual", "squared"}), kGood, kUsage, {"--residual"}},
+    {"UnknownResidual", FitOneWith({"--residual", "squared"}), kGood, kUsage, {"--residual", "absolute, relative"}},
     {"HoldWithoutValue", FitOneWith({"--hold", "C10"}), kGood, kUsage, {"--hold", "\"C10\""}},
     {"HoldTwice", FitOneWith({"--hold", "C10=1", "--hold", "C10=2"}), kGood, kUsage, {"--hold", "twice"}},
     {"HoldInWords", FitOneWith({"--hold", "C10=one"}), kGood, kUsage, {"--hold", "\"one\""}},
@@ -161,7 +161,11 @@ const std::vector<Complaint> kComplaints{
      {"--grid", "above -1"}},
     {"NoCommand", {"hyper"}, kGood, kUsage, {"name a command", "xemfit hyper --help"}},
     {"UnknownCommand", {"hyper", "juggle", "stones"}, kGood, kUsage, {"juggle"}},
-    {"TwoCommands", {"hyper", "stress", "--grid", "0:1:3", "--parameters", "a.csv", "fit"}, kGood, kUsage, {"fit"}},
+    {"TwoCommands",
+     {"hyper", "stress", "--grid", "0:1:3", "--parameters", "a.csv", "fit"},
+     kGood,
+     kUsage,
+     {"expected: fit"}},
 };
 
 class Diagnosis : public testing::TestWithParam<Complaint> {};

@@ -48,6 +48,7 @@ const std::vector<Spelling> kSpellings{
     {"Stretch", "stretch,stress_MPa\n1.5,0.25\n2,0.5\n3,0.75\n", {}, "MPa"},
     {"StrainBeforeStretch", "stretch,strain,stress_MPa\n9,0.5,0.25\n9,1,0.5\n9,2,0.75\n", {}, "MPa"},
     {"Percent", "strain_percent,stress_MPa\n50,0.25\n100,0.5\n200,0.75\n", {}, "MPa"},
+    {"LatinOne", "strain,stress_N/mm\xb2\n0.5,0.25\n1,0.5\n2,0.75\n", {}, "N/mm²"},
     {"UnknownUnit", "strain,stress_dyn\n0.5,0.25\n1,0.5\n2,0.75\n", {}, "dyn"},
     {"NoUnit", "strain,stress\n0.5,0.25\n1,0.5\n2,0.75\n", {}, ""},
     {"ColumnsByHand",

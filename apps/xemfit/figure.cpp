@@ -164,7 +164,9 @@ std::string Title(const Report& report) {
   const std::string label = ModelLabel(report.result);
   const Fit::Measures& measures = report.result.measures;
   if (!report.fitted || !std::isfinite(measures.r2)) return label;
-  return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}", label, measures.r2, measures.rmse);
+  // One error in one unit; panels of different quantities have none in common.
+  const std::string unit = report.panels.size() == 1 ? ' ' + report.panels.front().y.unit : "";
+  return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}{}", label, measures.r2, measures.rmse, unit);
 }
 
 }  // namespace
@@ -176,10 +178,13 @@ Figure MakeFigure(const Report& report) {
   if (panels.empty()) panels.emplace_back();
   for (const Panel& panel : panels) {
     DrawnPanel drawn{panel.title, panel.x, panel.y, {}, {}, {}};
-    for (const Fit::CurveResult& curve : report.result.curves) {
+    const auto& curves = report.result.curves;
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+      const Fit::CurveResult& curve = curves[i];
       const auto& names = panel.curves;
       if (!names.empty() && std::find(names.begin(), names.end(), curve.name) == names.end()) continue;
       drawn.curves.push_back(Draw(report.result, curve, panel.x));
+      drawn.curves.back().index = i;
     }
     SetRanges(drawn);
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));

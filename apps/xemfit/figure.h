@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,8 @@ namespace Xem::Tool {
 /// A curve ready to be drawn.
 struct DrawnCurve {
   std::string legend;
-  std::vector<double> x, y;                 ///< measured points
+  std::size_t index = 0;     ///< among the curves of the result, so that a curve looks the same in every panel
+  std::vector<double> x, y;  ///< measured points
   std::vector<double> stableX, stable;      ///< the model; NaN where the line breaks
   std::vector<double> unstableX, unstable;  ///< the model beyond a stability limit
 };
