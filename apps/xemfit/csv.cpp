@@ -157,8 +157,10 @@ std::string ReadInput(const std::string& path) {
 
 CsvTable ReadCsv(const std::string& path) { return ParseCsv(ReadInput(path), SourceName(path)); }
 
-CsvTable ParseCsv(std::string_view text, const std::string& source) {
-  RefuseOtherEncodings(text, source);
+CsvTable ParseCsv(std::string_view original, const std::string& source) {
+  RefuseOtherEncodings(original, source);
+  const std::string converted = AsUtf8(original);
+  std::string_view text = converted;
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   CsvTable table;
   table.source = source;

@@ -17,16 +17,11 @@ constexpr int kLinePoints = 400;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-struct Range {
-  double lower = -kInfinity;
-  double upper = kInfinity;
-};
-
 double Or(double value, double otherwise) { return std::isnan(value) ? otherwise : value; }
 
 /// Strains between which the model is stable in the mode of a curve.
 Range StableRange(const Fit::Result& result, const std::string& curve) {
-  if (!result.stability) return {};
+  if (!result.stability) return {-kInfinity, kInfinity};
   const Fit::Stability& limits = *result.stability;
   if (curve == "uniaxial") return {Or(limits.uniaxialCompression, -kInfinity), Or(limits.uniaxialTension, kInfinity)};
   if (curve == "equibiaxial") {
@@ -35,7 +30,7 @@ Range StableRange(const Fit::Result& result, const std::string& curve) {
   if (curve == "pure_shear") {
     return {Or(limits.pureShearCompression, -kInfinity), Or(limits.pureShearTension, kInfinity)};
   }
-  return {};
+  return {-kInfinity, kInfinity};
 }
 
 /// Abscissae of the model's line, the stability limits among them.
@@ -110,11 +105,68 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
   return drawn;
 }
 
+/// Smallest and largest of some numbers, each moved into `within` first.
+class Extent {
+ public:
+  explicit Extent(bool logarithmic) : logarithmic_(logarithmic) {}
+  void Add(const std::vector<double>& values, const Range& within = {-kInfinity, kInfinity}) {
+    for (const double value : values) {
+      if (!std::isfinite(value) || (logarithmic_ && value <= 0.0)) continue;
+      lower_ = std::min(lower_, std::clamp(value, within.lower, within.upper));
+      upper_ = std::max(upper_, std::clamp(value, within.lower, within.upper));
+    }
+  }
+  bool Empty() const { return !(lower_ <= upper_); }
+  Range Whole() const { return {lower_, upper_}; }
+
+  /// With some air around it, but not across a zero at its end.
+  Range Padded(double share) const {
+    if (Empty()) return logarithmic_ ? Range{1.0, 10.0} : Range{0.0, 1.0};
+    if (logarithmic_) {
+      const double factor = std::pow(std::max(upper_ / lower_, 1.5), share);
+      return {lower_ / factor, upper_ * factor};
+    }
+    const double span = upper_ > lower_ ? upper_ - lower_ : std::max(std::abs(upper_), 1.0);
+    const auto moved = [](double end, double air) { return end * (end + air) <= 0.0 ? 0.0 : end + air; };
+    return {moved(lower_, -share * span), moved(upper_, share * span)};
+  }
+
+ private:
+  bool logarithmic_;
+  double lower_ = kInfinity;
+  double upper_ = -kInfinity;
+};
+
+/// The axes show every measured point. A line that runs away is cut off one measured span beyond the points.
+void SetRanges(DrawnPanel& panel) {
+  Extent x(panel.x.logarithmic);
+  Extent y(panel.y.logarithmic);
+  for (const DrawnCurve& curve : panel.curves) {
+    x.Add(curve.x);
+    x.Add(curve.stableX);
+    y.Add(curve.y);
+  }
+  Range within{-kInfinity, kInfinity};
+  if (!y.Empty() && !panel.y.logarithmic) {
+    const Range points = y.Whole();
+    const double span = points.upper - points.lower;
+    if (span > 0.0) within = {points.lower - span, points.upper + span};
+  }
+  for (const DrawnCurve& curve : panel.curves) {
+    y.Add(curve.stable, within);
+    y.Add(curve.unstable, within);
+  }
+  panel.xRange = x.Padded(0.03);
+  panel.yRange = y.Padded(0.05);
+}
+
 std::string Title(const Report& report) {
   const std::string label = ModelLabel(report.result);
   const Fit::Measures& measures = report.result.measures;
   if (!report.fitted || !std::isfinite(measures.r2)) return label;
-  return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}", label, measures.r2, measures.rmse);
+  // One error in one unit; panels of different quantities have none in common.
+  const std::string unit = report.panels.size() == 1 ? ' ' + report.panels.front().y.unit : "";
+  return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}{}", label, measures.r2, measures.rmse, unit);
 }
 
 }  // namespace
@@ -125,12 +177,16 @@ Figure MakeFigure(const Report& report) {
   std::vector<Panel> panels = report.panels;
   if (panels.empty()) panels.emplace_back();
   for (const Panel& panel : panels) {
-    DrawnPanel drawn{panel.title, panel.x, panel.y, {}};
-    for (const Fit::CurveResult& curve : report.result.curves) {
+    DrawnPanel drawn{panel.title, panel.x, panel.y, {}, {}, {}};
+    const auto& curves = report.result.curves;
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+      const Fit::CurveResult& curve = curves[i];
       const auto& names = panel.curves;
       if (!names.empty() && std::find(names.begin(), names.end(), curve.name) == names.end()) continue;
       drawn.curves.push_back(Draw(report.result, curve, panel.x));
+      drawn.curves.back().index = i;
     }
+    SetRanges(drawn);
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));
   }
   return figure;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -10,9 +11,15 @@ namespace Xem::Tool {
 /// A curve ready to be drawn.
 struct DrawnCurve {
   std::string legend;
-  std::vector<double> x, y;                 ///< measured points
+  std::size_t index = 0;     ///< among the curves of the result, so that a curve looks the same in every panel
+  std::vector<double> x, y;  ///< measured points
   std::vector<double> stableX, stable;      ///< the model; NaN where the line breaks
   std::vector<double> unstableX, unstable;  ///< the model beyond a stability limit
+};
+
+struct Range {
+  double lower = 0.0;
+  double upper = 1.0;
 };
 
 struct DrawnPanel {
@@ -20,6 +27,8 @@ struct DrawnPanel {
   Axis x;
   Axis y;
   std::vector<DrawnCurve> curves;
+  Range xRange;  ///< what the axes show
+  Range yRange;
 };
 
 struct Figure {

@@ -52,9 +52,8 @@ class HyperFit final : public Verb {
     for (std::size_t i = 0; i < kModes.size(); ++i) {
       app.add_option(kModes[i].option, files_[i], kModes[i].about)->type_name("FILE");
     }
-    app.add_option("--condition-limit", conditionLimit_, "Engine export: limit of the linear solve's condition number")
-        ->check(CLI::NonNegativeNumber.description(""))
-        ->type_name("NUMBER");
+    AddNumber(app, "--condition-limit", "Engine export: limit of the linear solve's condition number", 0.0,
+              conditionLimit_);
   }
 
   Report Run() override {

@@ -75,8 +75,9 @@ int RunAndExplain(Verb& verb) {
 class CommandLine {
  public:
   CommandLine() : app_("Material parameters from test curves", "xemfit"), verbs_(MakeVerbs()) {
-    Prepare(app_, "Examples:\n" + verbs_.front()->Text().examples +
+    Prepare(app_, Examples(*verbs_.front()) +
                       "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable.");
+    app_.require_subcommand(0, 1);
     for (const auto& verb : verbs_) Add(*verb);
   }
 
@@ -93,10 +94,16 @@ class CommandLine {
     for (const auto& [app, verb] : commands_) {
       if (app->parsed()) return RunAndExplain(*verb);
     }
-    return Tell(ExitCode::Usage, "name a command; see xemfit --help");
+    return Tell(ExitCode::Usage, "name a command; see " + Deepest() + " --help");
   }
 
  private:
+  static std::string Examples(const Verb& verb) {
+    std::string text = "Examples:";
+    for (const std::string& line : Split(verb.Text().examples, '\n')) text += "\n  " + line;
+    return text;
+  }
+
   static void Prepare(CLI::App& app, const std::string& footer) {
     app.set_version_flag("--version", kVersion, "Print the version and exit");
     app.footer(footer);
@@ -106,14 +113,12 @@ class CommandLine {
   void Add(Verb& verb) {
     CLI::App*& group = groups_[verb.Text().group];
     if (!group) {
-      group = app_.add_subcommand(verb.Text().group);
-      group->require_subcommand(1);
+      group = app_.add_subcommand(verb.Text().group, AboutGroup(verb.Text().group));
+      group->require_subcommand(0, 1);
       Prepare(*group, "Each command has its own --help.");
     }
-    const std::string& about = verb.Text().about;
-    group->description(group->get_description().empty() ? about : group->get_description() + "; " + about);
-    CLI::App* app = group->add_subcommand(verb.Text().name, about);
-    Prepare(*app, "Examples:\n" + verb.Text().examples);
+    CLI::App* app = group->add_subcommand(verb.Text().name, verb.Text().about);
+    Prepare(*app, Examples(verb));
     verb.Attach(*app);
     commands_.emplace_back(app, &verb);
   }

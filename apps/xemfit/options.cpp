@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -64,22 +65,36 @@ void AddPairs(CLI::App& app, const std::string& option, const std::string& what,
   });
 }
 
+void AddWord(CLI::App& app, const std::string& option, const std::string& help, const std::vector<std::string>& words,
+             const std::function<void(std::size_t)>& take) {
+  const auto parse = [option, words, take](const std::string& text) {
+    const auto word = std::find(words.begin(), words.end(), text);
+    if (word == words.end()) Refuse(fmt::format("{}: {} is not one of {}", option, Quoted(text), Join(words, ", ")));
+    take(static_cast<std::size_t>(word - words.begin()));
+  };
+  app.add_option_function<std::string>(option, parse, help)->type_name(Join(words, "|"));
+}
+
+void AddNumber(CLI::App& app, const std::string& option, const std::string& help, double lowest, double& value) {
+  const auto parse = [option, lowest, &value](const std::string& text) {
+    const auto number = ParseNumber(text);
+    if (!number || !std::isfinite(*number)) Refuse(fmt::format("{}: {} is not a number", option, Quoted(text)));
+    if (*number < lowest) Refuse(fmt::format("{}: {} must be at least {}", option, Printable(text), lowest));
+    value = *number;
+  };
+  app.add_option_function<std::string>(option, parse, help)->type_name("NUMBER");
+}
+
 void AddInputOptions(CLI::App& app, InputOptions& options) {
   AddPairs(app, "--column", "ROLE=NAME", "Column of a role; x and y stand for abscissa and ordinate", options.columns);
   AddPairs(app, "--select", "COLUMN=VALUE", "Use only rows with this value in a column", options.selection);
 }
 
 void AddFitOptions(CLI::App& app, FitOptions& options) {
-  app.add_option("--residual", options.fit.residual, "What is minimised: measured - fitted, or 1 - fitted / measured")
-      ->transform(CLI::Transformer(std::map<std::string, Fit::Residual>{{"absolute", Fit::Residual::Absolute},
-                                                                        {"relative", Fit::Residual::Relative}})
-                      .description(""))
-      ->type_name("absolute|relative");
-  app.add_option("--engine", options.fit.engine, "Best fit, or exactly what the library's exported function returns")
-      ->transform(CLI::Transformer(
-                      std::map<std::string, Fit::Engine>{{"best", Fit::Engine::Best}, {"export", Fit::Engine::Export}})
-                      .description(""))
-      ->type_name("best|export");
+  AddChoice(app, "--residual", "What is minimised: measured - fitted, or 1 - fitted / measured", options.fit.residual,
+            {{"absolute", Fit::Residual::Absolute}, {"relative", Fit::Residual::Relative}});
+  AddChoice(app, "--engine", "Best fit, or exactly what the library's exported function returns", options.fit.engine,
+            {{"best", Fit::Engine::Best}, {"export", Fit::Engine::Export}});
   AddPairs(app, "--hold", "NAME=VALUE", "Keep a parameter at a value", options.fit.held);
   AddPairs(app, "--start", "NAME=VALUE", "Starting value of a parameter, tried besides the automatic ones",
            options.fit.start);
@@ -110,10 +125,13 @@ std::vector<double> ParseGrid(const std::string& text, const std::string& option
     Refuse(fmt::format("{}: the count of {} must be between 2 and {}", option, Quoted(text), kLargestGrid));
   }
   if (!(from < to)) Refuse(fmt::format("{}: in {} the first number must be below the second", option, Quoted(text)));
+  const double span = to - from;
+  if (!std::isfinite(span * count))
+    Refuse(fmt::format("{}: the numbers of {} are too far apart", option, Quoted(text)));
   std::vector<double> grid;
   grid.reserve(static_cast<std::size_t>(count));
-  const double intervals = count - 1;
-  for (int i = 0; i < count; ++i) grid.push_back(from * ((intervals - i) / intervals) + to * (i / intervals));
+  for (int i = 0; i + 1 < count; ++i) grid.push_back(from + span * i / (count - 1));
+  grid.push_back(to);
   return grid;
 }
 

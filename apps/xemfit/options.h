@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "xem/fit/result.h"
@@ -40,6 +43,22 @@ void AddPairs(CLI::App& app, const std::string& option, const std::string& what,
               std::map<std::string, std::string>& pairs);
 void AddPairs(CLI::App& app, const std::string& option, const std::string& what, const std::string& help,
               std::map<std::string, double>& pairs);
+
+/// An option with one of `words`, handed over by its index.
+void AddWord(CLI::App& app, const std::string& option, const std::string& help, const std::vector<std::string>& words,
+             const std::function<void(std::size_t)>& take);
+
+/// An option with a finite number of at least `lowest`. Throws Failure (Usage) for anything else.
+void AddNumber(CLI::App& app, const std::string& option, const std::string& help, double lowest, double& value);
+
+/// An option with one of a few words. Throws Failure (Usage) listing them for any other.
+template <class Value>
+void AddChoice(CLI::App& app, const std::string& option, const std::string& help, Value& value,
+               std::vector<std::pair<std::string, Value>> choices) {
+  std::vector<std::string> words;
+  for (const auto& choice : choices) words.push_back(choice.first);
+  AddWord(app, option, help, words, [&value, choices](std::size_t chosen) { value = choices[chosen].second; });
+}
 
 /// FROM:TO:COUNT as equally spaced numbers. Throws Failure (Usage) naming `option`.
 std::vector<double> ParseGrid(const std::string& text, const std::string& option);

@@ -44,11 +44,15 @@ bool IsReplaceable(const fs::path& path) {
   return !fs::exists(status) || fs::is_regular_file(status);
 }
 
-/// The file that a path leads to, through symbolic links.
+/// The file that a path leads to, through symbolic links, even where it does not exist yet.
 fs::path Target(const std::string& path) {
+  constexpr int kMostLinks = 32;
   std::error_code error;
-  const fs::path target = fs::weakly_canonical(fs::absolute(path), error);
-  return error ? fs::path(path) : target;
+  fs::path target = fs::absolute(path);
+  for (int links = 0; links < kMostLinks && fs::is_symlink(target, error); ++links) {
+    target = target.parent_path() / fs::read_symlink(target, error);
+  }
+  return target;
 }
 
 mode_t NewFileMode() {

@@ -48,11 +48,12 @@ bool HasPoints(const std::vector<double>& values) {
 
 std::string AxisLabel(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " (" + axis.unit + ")"); }
 
-std::string AxisCommands(char axis, const Axis& description) {
-  std::string text = fmt::format("set {}label {} noenhanced\n", axis, Literal(AxisLabel(description)));
-  text += description.logarithmic ? fmt::format("set logscale {0}\nset format {0} '10^{{%T}}'\nset m{0}tics 10\n", axis)
-                                  : fmt::format("unset logscale {0}\nset format {0} '%g'\nset m{0}tics 2\n", axis);
-  return text;
+std::string AxisCommands(char axis, const Axis& description, const Range& range) {
+  const char* scale = description.logarithmic ? "set logscale {0}\nset format {0} '10^{{%T}}'\nset m{0}tics 10\n"
+                                              : "unset logscale {0}\nset format {0} '%g'\nset m{0}tics 2\n";
+  return fmt::format("set {}label {} noenhanced\n", axis, Literal(AxisLabel(description))) +
+         fmt::format(fmt::runtime(scale), axis) +
+         fmt::format("set {}range [{}:{}]\n", axis, Exactly(range.lower), Exactly(range.upper));
 }
 
 /// Names of the data blocks of a curve.
@@ -86,7 +87,7 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
     const DrawnCurve& curve = panel.curves[i];
     const Blocks blocks = BlocksOf(number, i);
     const auto line = [&](const std::string& block, const char* dash) {
-      parts.push_back(fmt::format("${} with lines lw 2.2 {} lc rgb '{}' notitle", block, dash, Colour(i)));
+      parts.push_back(fmt::format("${} with lines lw 2.2 {} lc rgb '{}' notitle", block, dash, Colour(curve.index)));
     };
     if (HasPoints(curve.stable)) line(blocks.stable, "dt 1");
     if (HasPoints(curve.unstable)) line(blocks.unstable, "dt 2");
@@ -96,14 +97,23 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
     const DrawnCurve& curve = panel.curves[i];
     const bool points = HasPoints(curve.y);
     anyPoints |= points;
-    const std::string style = points ? fmt::format("points pt {} ps 1.1", PointType(i)) : std::string("lines lw 2.2");
+    const std::string style =
+        points ? fmt::format("points pt {} ps 1.1", PointType(curve.index)) : std::string("lines lw 2.2");
     parts.push_back(fmt::format("{} with {} lc rgb '{}' title {}",
-                                points ? '$' + BlocksOf(number, i).points : std::string("NaN"), style, Colour(i),
-                                Literal(curve.legend)));
+                                points ? '$' + BlocksOf(number, i).points : std::string("NaN"), style,
+                                Colour(curve.index), Literal(curve.legend)));
   }
   if (anyPoints) parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '#606060' title 'fitted'");
   if (anyDashes) parts.push_back("NaN with lines lw 2.2 dt 2 lc rgb '#606060' title 'unstable'");
   return "plot " + Join(parts, ", \\\n     ") + '\n';
+}
+
+/// Room for tics, label and the rows of the key.
+double BottomMargin(const DrawnPanel& panel, bool several) {
+  const std::size_t entries = panel.curves.size() + 2;
+  const std::size_t entriesPerRow = several ? 4 : 6;
+  const std::size_t rows = (entries + entriesPerRow - 1) / entriesPerRow;
+  return 4.5 + 1.3 * static_cast<double>(rows);
 }
 
 struct Layout {
@@ -140,7 +150,7 @@ std::string Script(const Figure& figure, const std::string& extension) {
                        "set tics nomirror out scale 0.8 textcolor rgb '#202020'\n"
                        "set grid xtics ytics lt 1 lw 0.6 lc rgb '#dddddd'\n"
                        "set key bmargin center horizontal Left reverse noenhanced samplen 2.5 spacing 1.2 width 2\n"
-                       "set offsets graph 0.02, graph 0.02, graph 0.03, graph 0.03\n";
+                       "set xlabel offset 0,0.2\n";
   for (std::size_t i = 0; i < figure.panels.size(); ++i) script += PanelData(figure.panels[i], i);
   const bool several = figure.panels.size() > 1;
   if (several) {
@@ -150,7 +160,8 @@ std::string Script(const Figure& figure, const std::string& extension) {
   for (std::size_t i = 0; i < figure.panels.size(); ++i) {
     const DrawnPanel& panel = figure.panels[i];
     script += fmt::format("set title {} font ',16' noenhanced\n", Literal(several ? panel.title : figure.title));
-    script += AxisCommands('x', panel.x) + AxisCommands('y', panel.y) + PanelPlot(panel, i);
+    script += fmt::format("set bmargin {}\n", BottomMargin(panel, several)) + AxisCommands('x', panel.x, panel.xRange) +
+              AxisCommands('y', panel.y, panel.yRange) + PanelPlot(panel, i);
   }
   if (several) script += "unset multiplot\n";
   return script;

@@ -10,7 +10,7 @@
 namespace Xem::Tool {
 namespace {
 
-constexpr std::size_t kLongestQuote = 200;
+constexpr std::size_t kLongestQuote = 300;
 
 template <class Number>
 std::optional<Number> Parse(std::string_view text) {
@@ -20,6 +20,28 @@ std::optional<Number> Parse(std::string_view text) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
   return value;
+}
+
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+/// Length of the UTF-8 sequence that a byte begins; 0 when it begins none.
+std::size_t SequenceLength(char first) {
+  const auto byte = static_cast<unsigned char>(first);
+  if (byte < 0x80) return 1;
+  if (byte >= 0xC2 && byte < 0xE0) return 2;
+  if (byte >= 0xE0 && byte < 0xF0) return 3;
+  return byte >= 0xF0 && byte < 0xF5 ? 4 : 0;
+}
+
+bool IsUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = SequenceLength(text.front());
+    if (length == 0 || length > text.size()) return false;
+    const std::string_view rest = text.substr(1, length - 1);
+    if (!std::all_of(rest.begin(), rest.end(), IsContinuation)) return false;
+    text.remove_prefix(length);
+  }
+  return true;
 }
 
 }  // namespace
@@ -67,12 +89,25 @@ std::string Exactly(double value) { return fmt::format("{}", value); }
 
 std::string Shortly(double value) { return fmt::format("{:.6g}", value); }
 
+std::string AsUtf8(std::string_view text) {
+  if (IsUtf8(text)) return std::string(text);
+  std::string converted;
+  for (const char letter : text) {
+    const auto byte = static_cast<unsigned char>(letter);
+    if (byte >= 0x80) converted += static_cast<char>(0xC0 | (byte >> 6));
+    converted += byte < 0x80 ? letter : static_cast<char>(0x80 | (byte & 0x3F));
+  }
+  return converted;
+}
+
 std::string Printable(std::string_view text) {
-  std::string printable(text.substr(0, kLongestQuote));
+  std::size_t length = std::min(text.size(), kLongestQuote);
+  while (length > 0 && length < text.size() && IsContinuation(text[length])) --length;
+  std::string printable(text.substr(0, length));
   for (char& letter : printable) {
     if (std::iscntrl(static_cast<unsigned char>(letter))) letter = ' ';
   }
-  return text.size() > kLongestQuote ? printable + "..." : printable;
+  return length < text.size() ? printable + "..." : printable;
 }
 
 std::string Quoted(std::string_view text) { return '"' + Printable(text) + '"'; }

@@ -26,6 +26,9 @@ std::string Exactly(double value);
 /// Six digits, for people.
 std::string Shortly(double value);
 
+/// Text in any encoding as UTF-8: what is not UTF-8 already is taken as Latin-1.
+std::string AsUtf8(std::string_view text);
+
 /// Without line breaks and other control characters, and not longer than a message can bear.
 std::string Printable(std::string_view text);
 /// The same in double quotes.

@@ -103,5 +103,7 @@ std::string UseOneAbscissaUnit(const std::vector<MeasuredCurve*>& curves, std::v
 using VerbList = std::vector<std::unique_ptr<Verb>>;
 /// Every verb, in the order of the help.
 VerbList MakeVerbs();
+/// One line on a group of verbs.
+std::string AboutGroup(const std::string& group);
 
 }  // namespace Xem::Tool

@@ -1,5 +1,8 @@
 #include "verbs.h"
 
+#include <map>
+#include <string>
+
 namespace Xem::Tool {
 
 VerbList MakeVerbs() {
@@ -16,6 +19,19 @@ VerbList MakeVerbs() {
   // soil
 
   return verbs;
+}
+
+std::string AboutGroup(const std::string& group) {
+  static const std::map<std::string, std::string> about{
+      {"hyper", "Rubber-like elasticity: fit, evaluate and check strain-energy models"},
+      {"volume", "Volumetric behaviour of rubber"},
+      {"prony", "Relaxation: fit and convert Prony series"},
+      {"creep", "Creep laws of metals"},
+      {"cyclic", "Stiffness and damping of soil under cyclic shear"},
+      {"forming", "Forming limits of sheet metal"},
+      {"retention", "Water retention of unsaturated soil"},
+  };
+  return about.at(group);
 }
 
 }  // namespace Xem::Tool

@@ -40,7 +40,7 @@ HyperelasticCurves ScreenHyperelastic(const HyperelasticData& data) {
     Curve named = *given[m];
     named.name = Kinematics(mode).name;
     Curve kept = Screen(
-        named, "stress", [mode](double strain, double) { return ObjectToStrain(mode, strain); }, 1, screened.dropped);
+        named, "stress", [mode](double strain, double) { return ObjectToStrain(mode, strain); }, 2, screened.dropped);
     NoteOddities(kept, screened.notes);
     NotePercent(kept, screened.notes);
     screened.modes.push_back(mode);

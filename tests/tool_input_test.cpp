@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "support/near.h"
+#include "support/run_tool.h"
+
+// What xemfit reads: the same numbers, however they are written down.
+namespace Xem::Testing {
+namespace {
+
+using Json = nlohmann::json;
+
+/// The JSON result of a fit of a.csv as a uniaxial curve.
+Json FitOne(const std::string& file, const std::vector<std::string>& more = {}, const std::string& input = "") {
+  const TemporaryFolder folder;
+  folder.Write("a.csv", file);
+  std::vector<std::string> arguments{"hyper", "fit", "--model", "polynomial:1", "--json", "-"};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  if (input.empty()) arguments.insert(arguments.end(), {"--uniaxial", "a.csv"});
+  const ToolRun run = RunTool(arguments, folder.Path(), input);
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_EQ(run.errors, "");
+  return Json::parse(run.output, nullptr, false);
+}
+
+struct Spelling {
+  const char* name;
+  std::string file;
+  std::vector<std::string> options;
+  std::string unit;
+};
+
+// All of them say: stress 0.25, 0.5, 0.75 at strain 0.5, 1, 2, in the unit given.
+const std::vector<Spelling> kSpellings{
+    {"Plain", "strain,stress_MPa\n0.5,0.25\n1,0.5\n2,0.75\n", {}, "MPa"},
+    {"Semicolon", "strain;stress_MPa\n0.5;0.25\n1;0.5\n2;0.75\n", {}, "MPa"},
+    {"Tab", "strain\tstress_MPa\n0.5\t0.25\n1\t0.5\n2\t0.75\n", {}, "MPa"},
+    {"WindowsAndMark", "\xEF\xBB\xBFstrain,stress_MPa\r\n0.5,0.25\r\n\r\n1,0.5\r\n2,0.75", {}, "MPa"},
+    {"OldMac", "strain,stress_MPa\r0.5,0.25\r1,0.5\r2,0.75\r", {}, "MPa"},
+    {"QuotedAndCommented",
+     "# by: us\n\"strain\",\"stress_MPa\"\n0.5,\"0.25\"\n# pause\n +1 ,5e-1\n2,0.75\n",
+     {},
+     "MPa"},
+    {"Brackets", "Nominal strain [-],Nominal stress (MPa)\n0.5,0.25\n1,0.5\n2,0.75\n", {}, "MPa"},
+    {"Stretch", "stretch,stress_MPa\n1.5,0.25\n2,0.5\n3,0.75\n", {}, "MPa"},
+    {"StrainBeforeStretch", "stretch,strain,stress_MPa\n9,0.5,0.25\n9,1,0.5\n9,2,0.75\n", {}, "MPa"},
+    {"Percent", "strain_percent,stress_MPa\n50,0.25\n100,0.5\n200,0.75\n", {}, "MPa"},
+    {"LatinOne", "strain,stress_N/mm\xb2\n0.5,0.25\n1,0.5\n2,0.75\n", {}, "N/mm²"},
+    {"UnknownUnit", "strain,stress_dyn\n0.5,0.25\n1,0.5\n2,0.75\n", {}, "dyn"},
+    {"NoUnit", "strain,stress\n0.5,0.25\n1,0.5\n2,0.75\n", {}, ""},
+    {"ColumnsByHand",
+     "lambda,load_kPa,stress_MPa\n1.5,0.25,9\n2,0.5,9\n3,0.75,9\n",
+     {"--column", "x=lambda,stress=load_kPa"},
+     "kPa"},
+    {"Selected",
+     "angle,strain,stress_MPa\n0,9,9\n45,0.5,0.25\n45,1,0.5\n90,7,7\n45.0,2,0.75\n",
+     {"--select", "angle=45"},
+     "MPa"},
+    {"FurtherColumnsMayHoldText",
+     "specimen,strain,stress_MPa,remark\nA,0.5,0.25,\nA,1,0.5,slip\nA,2,0.75\n",
+     {},
+     "MPa"},
+};
+
+class Spellings : public testing::TestWithParam<Spelling> {};
+
+INSTANTIATE_TEST_SUITE_P(Csv, Spellings, testing::ValuesIn(kSpellings),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_P(Spellings, AreReadAlike) {
+  const Json result = FitOne(GetParam().file, GetParam().options);
+  ASSERT_TRUE(result.is_object());
+  const Json& curve = result["curves"][0];
+  const double shift = std::string(GetParam().name) == "ColumnsByHand" ? 1.0 : 0.0;  // lambda is not a known name
+  const std::vector<double> strains{0.5 + shift, 1.0 + shift, 2.0 + shift};
+  ASSERT_EQ(curve["x"].size(), 3u);
+  for (std::size_t i = 0; i < 3; ++i) ExpectNear(curve["x"][i], strains[i], Tolerance::Rounding);
+  EXPECT_EQ(curve["measured"], Json({0.25, 0.5, 0.75}));
+  EXPECT_EQ(result["parameters"][0]["unit"], GetParam().unit);
+}
+
+TEST(Csv, StandardInputIsACurveToo) {
+  const Json result = FitOne("", {"--uniaxial", "-"}, "strain,stress\n0.5,0.25\n1,0.5\n2,0.75\n");
+  EXPECT_EQ(result["curves"][0]["points"], 3);
+}
+
+TEST(Csv, DroppedPointsKeepTheirLineInTheFile) {
+  const Json result = FitOne("# comment\nstrain,stress\n0,0\n0.5,0.25\n\n# pause\n1,0\n2,0.75\n");
+  EXPECT_EQ(result["dropped"], Json::parse(R"([{"curve": "uniaxial", "row": 3, "reason": "zero stress"},
+                                               {"curve": "uniaxial", "row": 7, "reason": "zero stress"}])"));
+}
+
+struct Conversion {
+  const char* unit;
+  double perMegapascal;
+};
+
+class Units : public testing::TestWithParam<Conversion> {};
+
+INSTANTIATE_TEST_SUITE_P(Stress, Units,
+                         testing::Values(Conversion{"Pa", 1e6}, Conversion{"kPa", 1e3}, Conversion{"GPa", 1e-3},
+                                         Conversion{"psi", 145.03773773}, Conversion{"ksi", 0.14503773773}));
+
+TEST_P(Units, OfFurtherCurvesBecomeTheFirstOnes) {
+  const TemporaryFolder folder;
+  const std::string scaled = std::to_string(GetParam().perMegapascal * 0.5);
+  folder.Write("a.csv", "strain,stress_MPa\n0.5,0.25\n1,0.5\n");
+  folder.Write("b.csv", std::string("strain,stress_") + GetParam().unit + "\n0.5," + scaled + "\n1," + scaled + "\n");
+  const ToolRun run = RunTool(
+      {"hyper", "fit", "--model", "polynomial:1", "--uniaxial", "a.csv", "--pure-shear", "b.csv", "--json", "-"},
+      folder.Path());
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  const Json result = Json::parse(run.output);
+  EXPECT_EQ(result["parameters"][1]["unit"], "MPa");
+  EXPECT_NEAR(result["curves"][1]["measured"][0], 0.5, 1e-3 / GetParam().perMegapascal + 1e-6);
+  EXPECT_NE(result["notes"].dump().find(std::string("from ") + GetParam().unit + " to MPa"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace Xem::Testing
