@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <exception>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
