@@ -27,13 +27,6 @@ std::vector<ModelName> Families() {
   return names;
 }
 
-Fit::CyclicForm FormCalled(const std::string& name) {
-  if (name == "strain") return Fit::CyclicForm::Strain;
-  if (name == "log-strain") return Fit::CyclicForm::LogStrain;
-  if (name == "stress") return Fit::CyclicForm::Stress;
-  return Fit::CyclicForm::Ordinate;
-}
-
 /// A value of the fitted curves, NaN where the family has none.
 double ValueAt(const Fit::Result& result, const char* curve, double strain) {
   try {
@@ -89,27 +82,29 @@ class CyclicFit final : public Verb {
         ->type_name("NAME");
     app.add_option("--stiffness", stiffnessFile_, "Shear strain, G/Gmax")->type_name("FILE");
     app.add_option("--damping", dampingFile_, "Shear strain, damping ratio")->type_name("FILE");
-    app.add_option("--form", form_,
-                   "What is compared: ordinate (default: R and h at the measured strains); power and engine export "
-                   "also strain, log-strain, stress")
-        ->check(CLI::IsMember({"ordinate", "strain", "log-strain", "stress"}).description(""))
-        ->type_name("FORM");
+    AddChoice(app, "--form",
+              "What is compared: ordinate (R and h at the measured strains, the default); with family power or engine "
+              "export also strain, log-strain, stress",
+              form_,
+              {{"ordinate", Fit::CyclicForm::Ordinate},
+               {"strain", Fit::CyclicForm::Strain},
+               {"log-strain", Fit::CyclicForm::LogStrain},
+               {"stress", Fit::CyclicForm::Stress}});
     app.add_option("--overlay", overlays_, "Draw published curves too: " + PublishedCyclicNames())
         ->delimiter(',')
         ->type_name("NAME");
   }
 
   Report Run() override {
-    const std::vector<ModelChoice> choices = ParseModels(families_, Families());
+    const std::vector<ModelChoice> choices = ParseModels(families_, Families(), "--family");
     std::vector<PublishedCyclic> published;
     for (const std::string& name : overlays_) published.push_back(PublishedCyclicCalled(name));
     const Fit::CyclicData data = ReadData();
     const Fit::Options options = FitOptions();
-    const Fit::CyclicForm form = FormCalled(form_);
 
     std::vector<Candidate> candidates;
     for (const ModelChoice& choice : choices) {
-      candidates.push_back({choice.Label(), [&data, &options, form, name = choice.name] {
+      candidates.push_back({choice.Label(), [&data, &options, form = form_, name = choice.name] {
                               return Fit::FitCyclic(data, Fit::CyclicFamilyCalled(name), options, form);
                             }});
     }
@@ -120,7 +115,7 @@ class CyclicFit final : public Verb {
     report.amend = [amend = report.amend, result = report.result, published](Json& document) {
       if (amend) amend(document);
       document["table"] = TableJson(result);
-      document["overlays"] = OverlaysJson(published);
+      if (!published.empty()) document["overlays"] = OverlaysJson(published);
     };
     return report;
   }
@@ -165,7 +160,7 @@ class CyclicFit final : public Verb {
   std::string families_;
   std::string stiffnessFile_;
   std::string dampingFile_;
-  std::string form_ = "ordinate";
+  Fit::CyclicForm form_ = Fit::CyclicForm::Ordinate;
   std::vector<std::string> overlays_;
 };
 

@@ -26,7 +26,7 @@ inline constexpr AcceptedName kTime[] = {{"time"}, {"t"}};
 inline constexpr AcceptedName kModulusRatio[] = {{"g"}, {"relative_modulus"}, {"normalised_modulus"}};
 inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
                                                    {"modulus_reduction"}, {"stiffness_ratio"}};
-inline constexpr AcceptedName kDamping[] = {{"damping"}, {"damping_ratio"}};
+inline constexpr AcceptedName kDamping[] = {{"damping_ratio"}, {"damping"}};
 inline constexpr AcceptedName kSuction[] = {{"suction"}, {"matric_suction"}};
 inline constexpr AcceptedName kWaterContent[] = {{"theta"}, {"volumetric_water_content"}, {"water_content"}};
 }  // namespace Names

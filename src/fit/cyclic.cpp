@@ -350,6 +350,14 @@ void NoteUnusual(const Result& result, std::vector<std::string>& notes) {
                                                          : "percent, such as shear_strain_percent"));
 }
 
+/// The generalised equation says what it makes of zero strain.
+void NoteIntercept(CyclicFamily family, const Result& result, std::vector<std::string>& notes) {
+  constexpr double kVisible = 0.01;
+  if (family != CyclicFamily::Ghe || std::abs(result.Value("C1_0") - 1.0) < kVisible) return;
+  notes.push_back("the fitted stiffness ratio at zero strain is C1_0 = " + Text(result.Value("C1_0")) +
+                  "; hold C1_0 = 1 for a curve that begins at 1");
+}
+
 /// A flexible family may overshoot between and at the points.
 void NoteRise(const Result& result, const Curve& stiffness, std::vector<std::string>& notes) {
   if (stiffness.Empty()) return;
@@ -399,6 +407,7 @@ Result FitCyclic(const CyclicData& data, CyclicFamily family, const Options& opt
   if (family == CyclicFamily::Power) result.derived["exponent"] = ExponentOfLargestDamping(parameters[kLargestDamping]);
   result.notes.insert(result.notes.begin(), screened.notes.begin(), screened.notes.end());
   NoteUnusual(result, result.notes);
+  NoteIntercept(family, result, result.notes);
   NoteRise(result, screened.stiffness, result.notes);
   return result;
 }
