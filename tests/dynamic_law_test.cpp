@@ -7,6 +7,7 @@
 #include "dynamic/ghe_fit.h"
 #include "dynamic/stiffness_damping_law.h"
 #include "solver/linalg/numbers.h"
+#include "support/gradients.h"
 #include "support/near.h"
 #include "xem/array.h"
 
@@ -71,6 +72,27 @@ TEST(PowerLaw, RatioInvertsTheStrainOfARatio) {
       ExpectDigits(StiffnessRatioAt(CyclicFamily::PowerLaw, parameters, strain), ratio, Tolerance::Rounding);
       ExpectNear(DampingRatioAt(CyclicFamily::PowerLaw, parameters, strain), LargestDamping(exponent) * (1.0 - ratio),
                  Tolerance::Rounding);
+    }
+  }
+}
+
+TEST(CurvesAgainstStrain, GradientsMatchCentralDifferences) {
+  struct Case {
+    const char* name;
+    Comparison curve;
+  };
+  for (const Case c : {Case{"power stiffness", PowerLawStiffness},
+                       {"power damping", PowerLawDamping},
+                       {"hyperbolic stiffness", HyperbolicStiffness},
+                       {"hyperbolic damping", HyperbolicDamping}}) {
+    for (const double strain : {0.01, 0.4, 0.9, 30.0}) {
+      const std::vector<double> at{0.8, 1.3};
+      const auto value = [&](std::span<const double> p) { return c.curve({p[0], p[1], 1.0}, strain, 0.3).predicted; };
+      const auto differences = CentralDifferences(value, at);
+      const ComparedPoint point = c.curve({at[0], at[1], 1.0}, strain, 0.3);
+      EXPECT_EQ(point.observed, 0.3) << c.name;
+      ExpectNear(point.byReferenceStrain, differences[0], Tolerance::Derivative, c.name);
+      ExpectNear(point.byExponent, differences[1], Tolerance::Derivative, c.name);
     }
   }
 }

@@ -144,10 +144,7 @@ TEST(GheFit, RelativeResidualsDoNotKnowTheForm) {
   Fill(stress.stiffness, Clay().stiffness);
   EXPECT_EQ(ratio.Fit(), 0);
   EXPECT_EQ(stress.Fit(), 0);
-  // The stress form starts where the stiffness form stopped and takes a few more steps.
-  for (std::int64_t i = 0; i < ratio.curveOut.GetSize(); ++i) {
-    ExpectDigits(stress.curveOut[i].second, ratio.curveOut[i].second, 1e-5);
-  }
+  EXPECT_EQ(Values(stress.fitted), Values(ratio.fitted));
   ExpectDigits(ratio.measures[1], 1e-7, Tolerance::Rounding);  // 1e-8 per point
 }
 

@@ -167,35 +167,37 @@ std::vector<std::string> Names(const std::vector<ModelName>& known) {
   return names;
 }
 
-void AddChoices(const std::string& text, const std::vector<ModelName>& known, std::vector<ModelChoice>& choices) {
+void AddChoices(const std::string& text, const std::vector<ModelName>& known, const std::string& option,
+                std::vector<ModelChoice>& choices) {
   const auto colon = text.find(':');
   const std::string name(Trimmed(std::string_view(text).substr(0, colon)));
   const auto model = std::find_if(known.begin(), known.end(), [&](const ModelName& one) { return one.name == name; });
   if (model == known.end()) {
-    throw Failure(ExitCode::Usage, fmt::format("--model: there is no model {}; the models are {}", Quoted(name),
+    throw Failure(ExitCode::Usage, fmt::format("{}: there is no model {}; the models are {}", option, Quoted(name),
                                                Join(Names(known), ", ")));
   }
   if (model->highestTerms == 0) {
     if (colon != std::string::npos) {
-      throw Failure(ExitCode::Usage, fmt::format("--model: {} takes no number of terms", name));
+      throw Failure(ExitCode::Usage, fmt::format("{}: {} takes no number of terms", option, name));
     }
     choices.push_back({name, 0});
     return;
   }
   if (colon == std::string::npos) {
     throw Failure(ExitCode::Usage,
-                  fmt::format("--model: {0} needs a number of terms, such as {0}:2 or {0}:1..3", name));
+                  fmt::format("{0}: {1} needs a number of terms, such as {1}:2 or {1}:1..3", option, name));
   }
   const CountRange range =
-      ParseCountRange(text.substr(colon + 1), model->lowestTerms, model->highestTerms, "--model " + name);
+      ParseCountRange(text.substr(colon + 1), model->lowestTerms, model->highestTerms, option + " " + name);
   for (int terms = range.from; terms <= range.to; ++terms) choices.push_back({name, terms});
 }
 
 }  // namespace
 
-std::vector<ModelChoice> ParseModels(const std::string& text, const std::vector<ModelName>& known) {
+std::vector<ModelChoice> ParseModels(const std::string& text, const std::vector<ModelName>& known,
+                                     const std::string& option) {
   std::vector<ModelChoice> choices;
-  for (const std::string& part : Split(text, ',')) AddChoices(part, known, choices);
+  for (const std::string& part : Split(text, ',')) AddChoices(part, known, option, choices);
   return choices;
 }
 

@@ -23,8 +23,9 @@ struct ModelChoice {
 };
 
 /// "polynomial:1..3,ogden:2" as single models. Throws Failure (Usage) for an unknown name, a missing or impossible
-/// count.
-std::vector<ModelChoice> ParseModels(const std::string& text, const std::vector<ModelName>& known);
+/// count; messages begin with `option`.
+std::vector<ModelChoice> ParseModels(const std::string& text, const std::vector<ModelName>& known,
+                                     const std::string& option = "--model");
 
 /// One of several models for the same data.
 struct Candidate {

@@ -146,6 +146,10 @@ void SetRanges(DrawnPanel& panel) {
     x.Add(curve.stableX);
     y.Add(curve.y);
   }
+  for (const Overlay& overlay : panel.overlays) {
+    x.Add(overlay.x);
+    y.Add(overlay.y);
+  }
   Range within{-kInfinity, kInfinity};
   if (!y.Empty() && !panel.y.logarithmic) {
     const Range points = y.Whole();
@@ -177,7 +181,7 @@ Figure MakeFigure(const Report& report) {
   std::vector<Panel> panels = report.panels;
   if (panels.empty()) panels.emplace_back();
   for (const Panel& panel : panels) {
-    DrawnPanel drawn{panel.title, panel.x, panel.y, {}, {}, {}};
+    DrawnPanel drawn{panel.title, panel.x, panel.y, {}, panel.overlays, {}, {}};
     const auto& curves = report.result.curves;
     for (std::size_t i = 0; i < curves.size(); ++i) {
       const Fit::CurveResult& curve = curves[i];

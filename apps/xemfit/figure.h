@@ -27,6 +27,7 @@ struct DrawnPanel {
   Axis x;
   Axis y;
   std::vector<DrawnCurve> curves;
+  std::vector<Overlay> overlays;
   Range xRange;  ///< what the axes show
   Range yRange;
 };

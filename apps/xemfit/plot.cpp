@@ -66,6 +66,8 @@ Blocks BlocksOf(std::size_t panel, std::size_t curve) {
   return {"points" + id, "stable" + id, "unstable" + id};
 }
 
+std::string OverlayBlock(std::size_t panel, std::size_t overlay) { return fmt::format("overlay{}_{}", panel, overlay); }
+
 std::string PanelData(const DrawnPanel& panel, std::size_t number) {
   std::string text;
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
@@ -75,6 +77,9 @@ std::string PanelData(const DrawnPanel& panel, std::size_t number) {
     if (HasPoints(curve.stable)) text += DataBlock(blocks.stable, curve.stableX, curve.stable);
     if (HasPoints(curve.unstable)) text += DataBlock(blocks.unstable, curve.unstableX, curve.unstable);
   }
+  for (std::size_t i = 0; i < panel.overlays.size(); ++i) {
+    text += DataBlock(OverlayBlock(number, i), panel.overlays[i].x, panel.overlays[i].y);
+  }
   return text;
 }
 
@@ -83,6 +88,13 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
   std::vector<std::string> parts;
   bool anyPoints = false;
   bool anyDashes = false;
+  // Overlays lie below everything else: thin, grey and with open points.
+  constexpr int kOpenPoints[] = {6, 4, 8, 10, 12};
+  for (std::size_t i = 0; i < panel.overlays.size(); ++i) {
+    parts.push_back(fmt::format("${} with linespoints lw 1.2 dt 3 pt {} ps 1 lc rgb '#808080' title {}",
+                                OverlayBlock(number, i), kOpenPoints[i % std::size(kOpenPoints)],
+                                Literal(panel.overlays[i].legend)));
+  }
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
     const DrawnCurve& curve = panel.curves[i];
     const Blocks blocks = BlocksOf(number, i);

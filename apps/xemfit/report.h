@@ -19,21 +19,29 @@ struct Axis {
   bool fromZero = false;  ///< the fitted line begins at zero even where no point is measured
 };
 
+/// A curve drawn for comparison that takes no part in the fit.
+struct Overlay {
+  std::string legend;
+  std::vector<double> x, y;
+};
+
 /// One set of axes with some curves of the result.
 struct Panel {
   std::string title;
   Axis x;
   Axis y;
   std::vector<std::string> curves;  ///< names; empty: all
+  std::vector<Overlay> overlays = {};
 };
 
 /// What a verb hands over for output. Table, JSON, curve file and plot are all made from it.
 struct Report {
   Fit::Result result;
   std::vector<Panel> panels;
-  std::vector<std::string> sections;  ///< blocks of text before the table, such as a comparison
-  bool fitted = true;                 ///< false: there is no fit to tell of, the table is `sections` and notes alone
-  std::function<void(Json&)> amend;   ///< adds keys to the JSON document
+  std::vector<std::string> sections;    ///< blocks of text before the table, such as a comparison
+  std::vector<std::string> appendices;  ///< blocks of text after the table and before the notes
+  bool fitted = true;                   ///< false: there is no fit to tell of, the table is `sections` and notes alone
+  std::function<void(Json&)> amend;     ///< adds keys to the JSON document
 };
 
 /// "polynomial:2", or the bare name where a model has no terms.

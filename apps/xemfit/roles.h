@@ -24,8 +24,9 @@ inline constexpr AcceptedName kShearStrain[] = {{"shear_strain"}, {"gamma"}, {"s
 inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"}, {"shear_stress"}};
 inline constexpr AcceptedName kTime[] = {{"time"}, {"t"}};
 inline constexpr AcceptedName kModulusRatio[] = {{"g"}, {"relative_modulus"}, {"normalised_modulus"}};
-inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"}, {"modulus_reduction"}, {"stiffness_ratio"}};
-inline constexpr AcceptedName kDamping[] = {{"damping"}, {"damping_ratio"}};
+inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
+                                                   {"modulus_reduction"}, {"stiffness_ratio"}};
+inline constexpr AcceptedName kDamping[] = {{"damping_ratio"}, {"damping"}};
 inline constexpr AcceptedName kSuction[] = {{"suction"}, {"matric_suction"}};
 inline constexpr AcceptedName kWaterContent[] = {{"theta"}, {"volumetric_water_content"}, {"water_content"}};
 }  // namespace Names

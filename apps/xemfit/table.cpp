@@ -100,6 +100,7 @@ std::string TableText(const Report& report) {
   std::string text;
   for (const std::string& section : report.sections) text += section + (report.fitted ? "\n" : "");
   if (report.fitted) text += FitText(report.result);
+  for (const std::string& appendix : report.appendices) text += '\n' + appendix;
   return text + Notes(report.result);
 }
 

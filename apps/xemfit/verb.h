@@ -70,6 +70,9 @@ class Verb {
   /// Options of the fit; to be asked for after the curves are read, because weights must name one of them.
   Fit::Options FitOptions() const;
 
+  /// True when --weight was given.
+  bool HasWeights() const { return !fit_.weights.empty(); }
+
   /// Reads the columns of two roles (and a third into `lateral`) from a file. Throws Failure with file, line and
   /// column.
   MeasuredCurve ReadCurve(const std::string& path, const std::string& curveName, const Role& x, const Role& y,

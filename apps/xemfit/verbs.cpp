@@ -13,6 +13,7 @@ VerbList MakeVerbs() {
   // viscoelastic
 
   // dynamic
+  AddCyclicVerbs(verbs);
 
   // sheet metal
 

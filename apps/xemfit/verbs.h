@@ -11,6 +11,7 @@ void AddHyperVerbs(VerbList& verbs);
 // viscoelastic
 
 // dynamic
+void AddCyclicVerbs(VerbList& verbs);
 
 // sheet metal
 

@@ -1,10 +1,7 @@
 #include "xem/dynamic.h"
 
-#include <boost/make_shared.hpp>
-
 #include "boundary/frame.h"
 #include "dynamic/dynamic_fit.h"
-#include "dynamic/dynamic_test_functions.h"
 #include "solver/linalg/numbers.h"
 
 using namespace Xem::MaterialUtil;
@@ -55,10 +52,7 @@ std::int32_t CurveFitting4DynamicMatShearStiff(const Xem::DoubleArray& options, 
                                                Xem::DoubleArray& fitted, Xem::PointArray& curveOut) {
   if (options.GetSize() < kOptionCount) return 0;
   const DynamicFitRequest request = ReadRequest(options, parameters, flags);
-  const auto function = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
-  function->SetParameters(request.working, request.modelOptions);
-  function->SetTestData(stiffness);
-  return FitOneCurve(request, {function}, fitted, curveOut);
+  return FitOneCurve(request, {LoadStiffness(request, 1.0, Points(stiffness))}, fitted, curveOut);
 }
 
 std::int32_t CurveFitting4DynamicMatDamping(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
@@ -67,10 +61,7 @@ std::int32_t CurveFitting4DynamicMatDamping(const Xem::DoubleArray& options, con
                                             Xem::PointArray& curveOut) {
   if (options.GetSize() < kOptionCount) return 0;
   const DynamicFitRequest request = ReadRequest(options, parameters, flags);
-  const auto function = boost::make_shared<XemDynamicMatDampingTestFunction>();
-  function->SetParameters(request.working, request.modelOptions);
-  function->SetTestData(Points(damping), Points(stiffness));
-  return FitOneCurve(request, {function}, fitted, curveOut);
+  return FitOneCurve(request, {LoadDamping(request, 1.0, Points(damping), Points(stiffness))}, fitted, curveOut);
 }
 
 std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, Xem::DoubleArray& parameters,
@@ -94,17 +85,10 @@ std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, 
     weights[1] *= DampingWeightFactor(Points(damping), parameters[1]);
   }
 
+  const auto stiffnessFunction = LoadStiffness(request, weights[0], Points(stiffness));
+  const auto dampingFunction = LoadDamping(request, weights[1], Points(damping), Points(stiffness));
   TestFunctionList functions;
-  auto working = request.working;
-  const auto stiffnessFunction = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
-  working[2] = weights[0];
-  stiffnessFunction->SetParameters(working, request.modelOptions);
-  stiffnessFunction->SetTestData(stiffness);
   if (weights[0] > kLeastWeight) functions.push_back(stiffnessFunction);
-  const auto dampingFunction = boost::make_shared<XemDynamicMatDampingTestFunction>();
-  working[2] = weights[1];
-  dampingFunction->SetParameters(working, request.modelOptions);
-  dampingFunction->SetTestData(Points(damping), Points(stiffness));
   if (weights[1] > kLeastWeight) functions.push_back(dampingFunction);
 
   Vector solution = request.start;

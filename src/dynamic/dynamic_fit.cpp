@@ -1,8 +1,10 @@
 #include "dynamic/dynamic_fit.h"
 
 #include <algorithm>
+#include <boost/make_shared.hpp>
 #include <cstddef>
 
+#include "dynamic/dynamic_test_functions.h"
 #include "solver/linalg/numbers.h"
 #include "xem/array.h"
 
@@ -10,6 +12,11 @@ namespace Xem::MaterialUtil {
 namespace {
 
 constexpr double kTolerance = 0.001;
+
+std::array<double, 3> WithWeight(std::array<double, 3> working, double weight) {
+  working[2] = weight;
+  return working;
+}
 
 }  // namespace
 
@@ -38,6 +45,23 @@ DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<c
   // Deliberate: the sum of the flags decides, so flags 2 and 0 fix everything and flags 2 and 2 do not.
   request.everythingFixed = sum == static_cast<std::int64_t>(count);
   return request;
+}
+
+boost::shared_ptr<XemMaterialTestFunctionBase> LoadStiffness(const DynamicFitRequest& request, double weight,
+                                                             std::span<const _T_FUNT_BASE> stiffness) {
+  const auto function = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
+  function->SetParameters(WithWeight(request.working, weight), request.modelOptions);
+  function->SetTestData(stiffness);
+  return function;
+}
+
+boost::shared_ptr<XemMaterialTestFunctionBase> LoadDamping(const DynamicFitRequest& request, double weight,
+                                                           std::span<const _T_FUNT_BASE> damping,
+                                                           std::span<const _T_FUNT_BASE> stiffness) {
+  const auto function = boost::make_shared<XemDynamicMatDampingTestFunction>();
+  function->SetParameters(WithWeight(request.working, weight), request.modelOptions);
+  function->SetTestData(damping, stiffness);
+  return function;
 }
 
 std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <span>
 
@@ -27,6 +28,13 @@ struct DynamicFitRequest {
 /// a power law with fewer than 2 parameters.
 DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<const double> parameters,
                                     std::span<const double> flags);
+
+/// Loaded test functions of a fit, with the weight of their curve.
+boost::shared_ptr<XemMaterialTestFunctionBase> LoadStiffness(const DynamicFitRequest& request, double weight,
+                                                             std::span<const _T_FUNT_BASE> stiffness);
+boost::shared_ptr<XemMaterialTestFunctionBase> LoadDamping(const DynamicFitRequest& request, double weight,
+                                                           std::span<const _T_FUNT_BASE> damping,
+                                                           std::span<const _T_FUNT_BASE> stiffness);
 
 /// Improves `parameters` unless everything is fixed; returns the solver status, 0 without a solve.
 std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,

@@ -119,8 +119,11 @@ GheMeasures FitGhe(const GheRequest& request, std::span<const _T_FUNT_BASE> stif
   const auto byRatio = LoadGhe(request, GheForm::Stiffness, stiffness);
   GheMeasures measures = Fit(request.residual, request.mask, byRatio, true, parameters);
   if (request.form == GheForm::Stress) {
-    const auto byStress = LoadGhe(request, GheForm::Stress, stiffness);
-    measures = Fit(request.residual, request.mask, byStress, true, parameters);
+    // Relative residuals do not know the form (the strain cancels): the result stands, only measures differ.
+    const bool again = request.residual == ResidualKind::Absolute;
+    const std::int32_t status = measures.status;
+    measures = Fit(request.residual, request.mask, LoadGhe(request, GheForm::Stress, stiffness), again, parameters);
+    if (!again) measures.status = status;
   }
   GheParameters fitted{};
   byRatio->Output(parameters, fitted, curve);

@@ -303,7 +303,8 @@ void FillStrainGrid(std::span<_T_FUNT_BASE> curve) {
     const double exponent = i == 0 ? first : first + static_cast<double>(i) * (last - first) / intervals;
     const double strain = std::pow(10.0, exponent);
     const double decade = std::pow(10.0, std::floor(std::log10(strain)));
-    curve[i] = _T_FUNT_BASE(std::round(10.0 * strain / decade) / 10.0 * decade, 0.0);
+    curve[i].first = std::round(10.0 * strain / decade) / 10.0 * decade;
+    curve[i].second = 0.0;
   }
 }
 

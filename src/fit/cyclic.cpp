@@ -1,0 +1,434 @@
+#include "xem/fit/cyclic.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+#include <numeric>
+#include <utility>
+
+#include "dynamic/dynamic_fit.h"
+#include "dynamic/ghe_fit.h"
+#include "fit/assemble.h"
+#include "fit/cyclic_functions.h"
+#include "fit/problem.h"
+#include "fit/screening.h"
+
+namespace Xem::Fit {
+namespace {
+
+using namespace MaterialUtil;
+using namespace CyclicIndex;
+
+constexpr const char* kStiffness = "stiffness";
+constexpr const char* kDamping = "damping";
+
+/// Numbers above these are percent: no soil is strained beyond 100 %, stiffer than at rest or damped by more than half.
+constexpr double kLargestStrain = 1.0;
+constexpr double kLargestRatio = 1.5;
+constexpr double kLargestDampingRatio = 0.5;
+/// Reference strains of soils lie well inside.
+constexpr double kUsualReferenceStrains[] = {1e-6, 2e-2};
+
+constexpr double kSmallestHmax = 1e-3;
+constexpr double kLargestHmax = 0.63;  // below 2 / pi, where the exponent is infinite
+
+struct Screened {
+  Curve stiffness;
+  Curve damping;
+  std::vector<DroppedPoint> dropped;
+  std::vector<std::string> notes;
+
+  std::vector<Curve> Curves() const {
+    std::vector<Curve> curves;
+    if (!stiffness.Empty()) curves.push_back(stiffness);
+    if (!damping.Empty()) curves.push_back(damping);
+    return curves;
+  }
+};
+
+void RefusePercent(const Curve& curve, const std::vector<double>& values, double largest, const std::string& what,
+                   const char* remedy) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (!std::isfinite(values[i]) || values[i] <= largest) continue;
+    throw Error(ErrorKind::BadData, "curve " + curve.name + ": " + what + " " + Text(values[i]) + " in row " +
+                                        std::to_string(curve.Row(i)) + " looks like percent; " + remedy);
+  }
+}
+
+/// Why a point cannot be compared in a form, or an empty text.
+std::string ObjectToForm(CyclicCurve curve, CyclicForm form, double ordinate, double heldHmax) {
+  if (form != CyclicForm::Strain && form != CyclicForm::LogStrain) return {};
+  if (curve == CyclicCurve::Stiffness) {
+    return ordinate < 1.0 ? "" : "stiffness ratio " + Text(ordinate) + " is not below 1, where the model has no strain";
+  }
+  if (ordinate < heldHmax) return {};
+  return "damping " + Text(ordinate) + " is not below hmax = " + Text(heldHmax) + ", where the model has no strain";
+}
+
+Curve ScreenCurve(Curve curve, CyclicCurve kind, CyclicForm form, double heldHmax, const Curve& stiffness,
+                  Screened& screened) {
+  const bool isStiffness = kind == CyclicCurve::Stiffness;
+  const std::string ordinate = isStiffness ? "stiffness ratio" : "damping";
+  curve.name = isStiffness ? kStiffness : kDamping;
+  RefusePercent(curve, curve.x, kLargestStrain, "strain", "name the column shear_strain_percent or divide by 100");
+  RefusePercent(curve, curve.y, isStiffness ? kLargestRatio : kLargestDampingRatio, ordinate,
+                isStiffness ? "name the column G_over_Gmax_percent or divide by 100"
+                            : "name the column damping_percent or divide by 100");
+  const auto [lowest, highest] = std::minmax_element(stiffness.x.begin(), stiffness.x.end());
+  const auto objection = [&, lowest = lowest, highest = highest](double x, double y) -> std::string {
+    if (!(x > 0.0)) return "strain " + Text(x) + " is not above 0";
+    if (y < 0.0) return ordinate + " " + Text(y) + " is negative";
+    if (!isStiffness && form == CyclicForm::Stress && (x < *lowest || x > *highest)) {
+      return "strain " + Text(x) + " lies outside the stiffness curve, which gives the stress";
+    }
+    return ObjectToForm(kind, form, y, heldHmax);
+  };
+  Curve kept = Screen(curve, ordinate, objection, 1, screened.dropped);
+  NoteOddities(kept, screened.notes);
+  return kept;
+}
+
+Screened ScreenCyclic(const CyclicData& data, CyclicForm form, const Options& options) {
+  if (data.stiffness.Empty() && data.damping.Empty()) throw Error(ErrorKind::BadData, "there is no test curve to fit");
+  if (form == CyclicForm::Stress && data.stiffness.Empty()) {
+    throw Error(ErrorKind::BadInput, "the stress form needs the stiffness curve for the damping curve");
+  }
+  const auto held = options.held.find("hmax");
+  const double heldHmax = held == options.held.end() ? 1.0 : held->second;
+  Screened screened;
+  if (!data.stiffness.Empty()) {
+    screened.stiffness = ScreenCurve(data.stiffness, CyclicCurve::Stiffness, form, heldHmax, {}, screened);
+  }
+  if (!data.damping.Empty()) {
+    screened.damping = ScreenCurve(data.damping, CyclicCurve::Damping, form, heldHmax, screened.stiffness, screened);
+  }
+  return screened;
+}
+
+void RequireForm(CyclicFamily family, CyclicForm form, Engine engine) {
+  const bool known = form == CyclicForm::Ordinate || family == CyclicFamily::Power ||
+                     (engine == Engine::Export && family == CyclicFamily::Hyperbolic && form != CyclicForm::Stress) ||
+                     (engine == Engine::Export && family == CyclicFamily::Ghe && form == CyclicForm::Stress);
+  if (known) return;
+  throw Error(ErrorKind::BadInput, "family " + CyclicFamilyNames()[static_cast<std::size_t>(family)] +
+                                       " does not have this form; use ordinate");
+}
+
+double LargestOrdinate(const Curve& curve) {
+  return curve.Empty() ? 0.0 : *std::max_element(curve.y.begin(), curve.y.end());
+}
+
+std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm form, const Screened& screened) {
+  std::vector<FreeOrHeld> parameters{{"gamma_r", "", 1e-9, 10.0, family == CyclicFamily::Ghe}};
+  if (family == CyclicFamily::Power) {
+    const bool strains = form == CyclicForm::Strain || form == CyclicForm::LogStrain;
+    const double lowest = strains ? LargestOrdinate(screened.damping) * (1.0 + 1e-6) : 0.0;
+    parameters.push_back({"hmax", "", std::max(kSmallestHmax, lowest), kLargestHmax});
+  }
+  if (family == CyclicFamily::Ghe) {
+    for (const char* name : {"C1_0", "C1_inf", "C2_0", "C2_inf", "alpha", "beta"}) {
+      parameters.push_back({name, "", 1e-3, 1e3});
+    }
+    if (!screened.damping.Empty()) {
+      parameters.push_back({"hmax", "", 1e-4, 1.0});
+      parameters.push_back({"kappa", "", 0.01, 10.0});
+    }
+  }
+  return parameters;
+}
+
+/// Reference strains to start from: around the strain at half stiffness, or spread over the strains of the damping.
+std::vector<double> StartingStrains(const Screened& screened) {
+  if (!screened.stiffness.Empty()) {
+    const double half = HalfStiffnessStrain(CorePoints(screened.stiffness));
+    return {half, 0.3 * half, 3.0 * half};
+  }
+  const auto [lowest, highest] = std::minmax_element(screened.damping.x.begin(), screened.damping.x.end());
+  std::vector<double> strains;
+  for (const double share : {0.5, 0.25, 0.75, 1.0}) {
+    strains.push_back(*lowest * std::pow(*highest / *lowest, share));
+  }
+  return strains;
+}
+
+/// The default, a curve that falls off like one of clay, and one near the hyperbola.
+constexpr GheParameters kGheStarts[] = {
+    kGheDefaults, {1.0, 0.55, 0.85, 1.35, 1.7, 0.56}, {1.0, 0.9, 0.9, 1.1, 1.0, 1.0}};
+
+std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const Screened& screened,
+                                                 const Options& options) {
+  std::vector<std::vector<double>> starts;
+  if (family == CyclicFamily::Ghe) {
+    const auto stiffness = CorePoints(screened.stiffness);
+    std::vector<double> damping;
+    if (!screened.damping.Empty()) {
+      const std::array<std::int32_t, 2> mask{0, 0};
+      XemGHEModelDampingTestFunction function;
+      function.SetParameters({}, mask);
+      function.SetTestData(CorePoints(screened.damping), stiffness);
+      damping = StartGheDamping(std::array{0.0, 0.0}, mask, function);
+    }
+    // The starts are meant for strains over that at half stiffness; over another strain they are rescaled.
+    const double half = HalfStiffnessStrain(stiffness);
+    const auto held = options.held.find("gamma_r");
+    const double scale = held == options.held.end() ? 1.0 : half / held->second;
+    for (GheParameters six : kGheStarts) {
+      for (const std::size_t k : {2U, 3U, 4U, 5U}) six[k] *= scale;
+      starts.push_back({half});
+      starts.back().insert(starts.back().end(), six.begin(), six.end());
+      starts.back().insert(starts.back().end(), damping.begin(), damping.end());
+    }
+    return starts;
+  }
+  for (const double strain : StartingStrains(screened)) {
+    if (family == CyclicFamily::Hyperbolic) {
+      starts.push_back({strain});
+      continue;
+    }
+    for (const double hmax : {0.2, 0.1, 0.35}) starts.push_back({strain, hmax});
+  }
+  return starts;
+}
+
+/// Held values into every start, and one more start with the values that the caller proposes.
+std::vector<std::vector<double>> CompleteStarts(const Options& options, std::vector<std::vector<double>> starts,
+                                                Problem& problem) {
+  Options heldOnly = options;
+  heldOnly.start.clear();
+  std::vector<double> proposed = starts.front();
+  ApplyOptions(options, problem, proposed);
+  for (auto& start : starts) ApplyOptions(heldOnly, problem, start);
+  if (!options.start.empty()) starts.push_back(proposed);
+  for (const auto& [name, value] : options.held) {
+    const auto parameter = std::find_if(problem.parameters.begin(), problem.parameters.end(),
+                                        [&name = name](const FreeOrHeld& p) { return p.name == name; });
+    if (value >= parameter->lower && value <= parameter->upper) continue;
+    throw Error(ErrorKind::BadInput, "parameter " + name + " cannot be held at " + Text(value) + ": its range is " +
+                                         Text(parameter->lower) + " to " + Text(parameter->upper));
+  }
+  return starts;
+}
+
+double InverseDeviation(const Curve& curve) {
+  const auto count = static_cast<double>(curve.y.size());
+  const double mean = std::accumulate(curve.y.begin(), curve.y.end(), 0.0) / count;
+  double squares = 0.0;
+  for (const double y : curve.y) squares += (y - mean) * (y - mean);
+  return squares > 0.0 ? std::sqrt(count / squares) : 1.0;
+}
+
+Problem MakeProblem(CyclicFamily family, CyclicForm form, const Screened& screened, const CyclicData& data,
+                    const Options& options, std::vector<std::string>& notes) {
+  Problem problem;
+  problem.residual = options.residual;
+  problem.parameters = CyclicModelParameters(family, form, screened);
+  const auto stiffness = CorePoints(screened.stiffness);
+  const auto add = [&](const Curve& curve, CyclicCurve kind) {
+    if (curve.Empty()) return;
+    const auto points = CorePoints(curve);
+    problem.functions.push_back(family == CyclicFamily::Ghe
+                                    ? MakeGheFunction(kind, points)
+                                    : MakeCyclicFunction(family, kind, form, points, stiffness));
+    problem.weights.push_back(curve.weight);
+  };
+  add(screened.stiffness, CyclicCurve::Stiffness);
+  add(screened.damping, CyclicCurve::Damping);
+  problem.termCount = static_cast<std::int32_t>(problem.parameters.size());
+  const bool ordinates = form == CyclicForm::Ordinate || form == CyclicForm::Stress;
+  if (problem.functions.size() == 2 && data.balance && ordinates && options.residual == Residual::Absolute &&
+      options.engine == Engine::Best) {
+    problem.weights[0] *= InverseDeviation(screened.stiffness);
+    problem.weights[1] *= InverseDeviation(screened.damping);
+    notes.push_back("curves weighted by the inverse variance of their ordinates: stiffness " +
+                    Text(problem.weights[0] * problem.weights[0]) + ", damping " +
+                    Text(problem.weights[1] * problem.weights[1]));
+  }
+  return problem;
+}
+
+/// Only held values can say what the damping curve alone does not.
+void RequireDetermined(CyclicFamily family, const Screened& screened, const Problem& problem) {
+  if (family == CyclicFamily::Ghe && screened.stiffness.Empty()) {
+    for (std::size_t k = kGheFirst; k < kGheLargestDamping; ++k) {
+      if (problem.parameters[k].held) continue;
+      throw Error(ErrorKind::BadData,
+                  "curve damping: it does not determine the stiffness of family ghe; give the stiffness curve too, or "
+                  "hold gamma_r, C1_0, C1_inf, C2_0, C2_inf, alpha and beta");
+    }
+  }
+  if (problem.PointCount() < problem.FreeCount()) {
+    throw Error(ErrorKind::BadData, std::to_string(problem.PointCount()) + " usable points cannot determine " +
+                                        std::to_string(problem.FreeCount()) +
+                                        " parameters; hold some or choose a smaller family");
+  }
+}
+
+std::vector<double> Flags(const Problem& problem) {
+  std::vector<double> flags;
+  for (const FreeOrHeld& parameter : problem.parameters) flags.push_back(parameter.held ? 1.0 : 0.0);
+  return flags;
+}
+
+/// The two exported families from `parameters`; returns the status. A free reference strain starts from the stiffness
+/// curve, always for two curves and where none was given for one.
+std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Problem& problem, const Screened& screened,
+                              bool strainGiven, std::vector<double>& parameters) {
+  const bool power = family == CyclicFamily::Power;
+  const int usual = power ? 2 : 0;
+  const int code = form == CyclicForm::Ordinate ? usual : static_cast<int>(form) - 1;
+  const double variant = problem.residual == Residual::Absolute ? 1.0 : 0.0;
+  const auto stiffness = CorePoints(screened.stiffness);
+  const auto damping = CorePoints(screened.damping);
+  const bool both = !stiffness.empty() && !damping.empty();
+  if (!problem.parameters[kReferenceStrain].held && (both || !strainGiven)) {
+    parameters[kReferenceStrain] = InitialReferenceStrain(static_cast<ResidualForm>(code), stiffness);
+  }
+  const DynamicFitRequest request =
+      PrepareDynamicFit(std::array{power ? 0.0 : 1.0, static_cast<double>(code), variant}, parameters, Flags(problem));
+  TestFunctionList functions;
+  if (!stiffness.empty()) functions.push_back(LoadStiffness(request, screened.stiffness.weight, stiffness));
+  if (!damping.empty()) {
+    const double factor = power && both ? DampingWeightFactor(damping, parameters[kLargestDamping]) : 1.0;
+    functions.push_back(LoadDamping(request, screened.damping.weight * factor, damping, stiffness));
+  }
+  Vector solution = request.start;
+  const std::int32_t status = SolveDynamicFit(request, functions, solution.Span());
+  functions.front()->Output(solution.Span(), parameters, {});
+  return status;
+}
+
+/// The generalised equation, then its damping over the measured stiffness; returns the first status that is not 0.
+std::int32_t RunGheExport(CyclicForm form, const Problem& problem, const Screened& screened,
+                          std::vector<double>& parameters) {
+  const ResidualKind residual =
+      problem.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
+  std::vector<std::int32_t> mask;
+  for (const FreeOrHeld& parameter : problem.parameters) mask.push_back(parameter.held ? 1 : 0);
+  const auto stiffness = CorePoints(screened.stiffness);
+  const GheRequest request{.referenceStrain = parameters[kReferenceStrain],
+                           .form = form == CyclicForm::Stress ? GheForm::Stress : GheForm::Stiffness,
+                           .residual = residual,
+                           .mask = std::span(mask).subspan(kGheFirst, kGheParameterCount)};
+  const std::span<double> all(parameters);
+  std::int32_t status = FitGhe(request, stiffness, all.subspan(kGheFirst, kGheParameterCount), {}).status;
+  if (screened.damping.Empty()) return status;
+  const auto function = boost::make_shared<XemGHEModelDampingTestFunction>();
+  const auto dampingMask = std::span<const std::int32_t>(mask).subspan(kGheLargestDamping);
+  function->SetParameters({}, dampingMask);
+  function->SetTestData(CorePoints(screened.damping), stiffness);
+  const std::int32_t dampingStatus =
+      FitGheDamping(residual, dampingMask, function, all.subspan(kGheLargestDamping)).status;
+  return status != 0 ? status : dampingStatus;
+}
+
+Minimum RunExport(CyclicFamily family, CyclicForm form, const Problem& problem, const Screened& screened,
+                  std::vector<double> start, bool strainGiven) {
+  Minimum minimum;
+  minimum.parameters = std::move(start);
+  try {
+    const std::int32_t status = family == CyclicFamily::Ghe ? RunGheExport(form, problem, screened, minimum.parameters)
+                                                            : RunDynamicExport(family, form, problem, screened,
+                                                                               strainGiven, minimum.parameters);
+    minimum.converged = status == 0;
+  } catch (int info) {
+    throw Error(ErrorKind::NotConverged, "the export fails on these curves: LAPACK reports " + std::to_string(info) +
+                                             "; points with ratio 1 or damping above hmax may be the reason");
+  }
+  minimum.objective = Objective(problem, minimum.parameters);
+  minimum.atBound.assign(problem.parameters.size(), false);
+  return minimum;
+}
+
+void NoteUnusual(const Result& result, std::vector<std::string>& notes) {
+  const double reference = result.Value("gamma_r");
+  if (reference >= kUsualReferenceStrains[0] && reference <= kUsualReferenceStrains[1]) return;
+  notes.push_back("gamma_r = " + Text(reference) + " is unusual for a soil; check whether the strains are " +
+                  (reference < kUsualReferenceStrains[0] ? "fractions already, not percent"
+                                                         : "percent, such as shear_strain_percent"));
+}
+
+/// The generalised equation says what it makes of zero strain.
+void NoteIntercept(CyclicFamily family, const Result& result, std::vector<std::string>& notes) {
+  constexpr double kVisible = 0.01;
+  if (family != CyclicFamily::Ghe || std::abs(result.Value("C1_0") - 1.0) < kVisible) return;
+  notes.push_back("the fitted stiffness ratio at zero strain is C1_0 = " + Text(result.Value("C1_0")) +
+                  "; hold C1_0 = 1 for a curve that begins at 1");
+}
+
+/// A flexible family may overshoot between and at the points.
+void NoteRise(const Result& result, const Curve& stiffness, std::vector<std::string>& notes) {
+  if (stiffness.Empty()) return;
+  constexpr int kSteps = 200;
+  constexpr double kVisible = 1e-3;
+  const auto [lowest, highest] = std::minmax_element(stiffness.x.begin(), stiffness.x.end());
+  double trough = result.evaluate(kStiffness, *lowest);
+  for (int i = 1; i <= kSteps; ++i) {
+    const double strain = *lowest * std::pow(*highest / *lowest, static_cast<double>(i) / kSteps);
+    const double ratio = result.evaluate(kStiffness, strain);
+    trough = std::min(trough, ratio);
+    if (ratio < trough + kVisible) continue;
+    notes.push_back("the fitted stiffness rises with strain near " + Text(strain) +
+                    "; the data are too few for this family: hold parameters (such as C1_0 = 1) or take a smaller one");
+    return;
+  }
+}
+
+double EvaluateCurve(CyclicFamily family, const std::vector<double>& parameters, const std::string& curve,
+                     double strain) {
+  if (curve == kStiffness) return CyclicOrdinate(family, CyclicCurve::Stiffness, parameters, strain);
+  const bool known = family != CyclicFamily::Ghe || parameters.size() > kGheLargestDamping;
+  if (curve == kDamping && known) return CyclicOrdinate(family, CyclicCurve::Damping, parameters, strain);
+  throw Error(ErrorKind::BadInput, "the fitted model has no curve " + curve);
+}
+
+}  // namespace
+
+Result FitCyclic(const CyclicData& data, CyclicFamily family, const Options& options, CyclicForm form) {
+  const bool plain = options.engine == Engine::Export;
+  RequireForm(family, form, options.engine);
+  Screened screened = ScreenCyclic(data, plain ? CyclicForm::Ordinate : form, options);
+  Problem problem = MakeProblem(family, plain ? CyclicForm::Ordinate : form, screened, data, options, screened.notes);
+  const auto starts = CompleteStarts(options, AutomaticStarts(family, screened, options), problem);
+  RequireDetermined(family, screened, problem);
+
+  const Minimum minimum =
+      plain ? RunExport(family, form, problem, screened, options.start.empty() ? starts.front() : starts.back(),
+                        options.start.count("gamma_r") > 0)
+            : Minimise(problem, starts);
+  const std::vector<double> parameters = minimum.parameters;
+  Result result = Assemble(problem, minimum, screened.Curves(), std::move(screened.dropped),
+                           [family, parameters](const std::string& curve, double strain) {
+                             return EvaluateCurve(family, parameters, curve, strain);
+                           });
+  result.model = CyclicFamilyNames()[static_cast<std::size_t>(family)];
+  if (family == CyclicFamily::Power) result.derived["exponent"] = ExponentOfLargestDamping(parameters[kLargestDamping]);
+  result.notes.insert(result.notes.begin(), screened.notes.begin(), screened.notes.end());
+  NoteUnusual(result, result.notes);
+  NoteIntercept(family, result, result.notes);
+  NoteRise(result, screened.stiffness, result.notes);
+  return result;
+}
+
+const std::vector<std::string>& CyclicFamilyNames() {
+  static const std::vector<std::string> names{"power", "hyperbolic", "ghe"};
+  return names;
+}
+
+CyclicFamily CyclicFamilyCalled(const std::string& name) {
+  const auto& names = CyclicFamilyNames();
+  const auto found = std::find(names.begin(), names.end(), name);
+  if (found == names.end()) {
+    throw Error(ErrorKind::BadInput, "unknown family " + name + ": use power, hyperbolic or ghe");
+  }
+  return static_cast<CyclicFamily>(found - names.begin());
+}
+
+const std::vector<double>& CyclicTableStrains() {
+  static const std::vector<double> strains{1e-6, 3e-6, 1e-5, 3e-5, 1e-4, 3e-4, 1e-3, 3e-3, 1e-2, 3e-2, 1e-1};
+  return strains;
+}
+
+}  // namespace Xem::Fit

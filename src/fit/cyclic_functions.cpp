@@ -1,0 +1,189 @@
+#include "fit/cyclic_functions.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <numbers>
+
+#include "dynamic/ghe_law.h"
+#include "solver/linalg/numbers.h"
+
+namespace Xem::Fit {
+namespace {
+
+using namespace MaterialUtil;
+using namespace CyclicIndex;
+
+CyclicParameters ModelParameters(CyclicFamily family, std::span<const double> parameters) {
+  CyclicParameters model{.referenceStrain = parameters[kReferenceStrain]};
+  if (family == CyclicFamily::Power) model.exponent = ExponentOfLargestDamping(parameters[kLargestDamping]);
+  return model;
+}
+
+/// da / dhmax
+double ExponentSlope(double largestDamping) {
+  const double complement = 2.0 - std::numbers::pi * largestDamping;
+  return 4.0 * std::numbers::pi / (complement * complement);
+}
+
+Comparison OrdinateComparison(CyclicFamily family, CyclicCurve curve) {
+  const bool stiffness = curve == CyclicCurve::Stiffness;
+  if (family == CyclicFamily::Power) return stiffness ? PowerLawStiffness : PowerLawDamping;
+  return stiffness ? HyperbolicStiffness : HyperbolicDamping;
+}
+
+Comparison ChooseComparison(CyclicFamily family, CyclicCurve curve, CyclicForm form) {
+  const auto choose = [curve](ResidualForm core) {
+    return curve == CyclicCurve::Stiffness ? StiffnessComparison(MaterialUtil::CyclicFamily::PowerLaw, core)
+                                           : DampingComparison(MaterialUtil::CyclicFamily::PowerLaw, core);
+  };
+  switch (form) {
+    case CyclicForm::Ordinate:
+      break;
+    case CyclicForm::Strain:
+      return choose(ResidualForm::Strain);
+    case CyclicForm::LogStrain:
+      return choose(ResidualForm::LogStrain);
+    case CyclicForm::Stress:
+      return choose(ResidualForm::Stress);
+  }
+  return OrdinateComparison(family, curve);
+}
+
+double StoredAbscissa(CyclicCurve curve, CyclicForm form, const _T_FUNT_BASE& point,
+                      std::span<const _T_FUNT_BASE> stiffness) {
+  if (form == CyclicForm::LogStrain) return std::log(point.first);
+  if (form != CyclicForm::Stress) return point.first;
+  return curve == CyclicCurve::Stiffness ? point.first * point.second : NormalisedStressAt(stiffness, point.first);
+}
+
+class CyclicFunction final : public XemMaterialTestFunctionBase {
+ public:
+  CyclicFunction(CyclicFamily family, CyclicCurve curve, CyclicForm form, std::span<const _T_FUNT_BASE> points,
+                 std::span<const _T_FUNT_BASE> stiffness)
+      : family_(family), comparison_(ChooseComparison(family, curve, form)) {
+    curve_.Load(points, KeepMeasured(), AsItStands);
+    for (std::int32_t i = 0; i < PointCount(); ++i) {
+      curve_.stretch[i] = StoredAbscissa(curve, form, points[static_cast<std::size_t>(i)], stiffness);
+      curve_.lateralStretch[i] = curve_.stress[i];  // the ordinate; `stress` is what is compared
+      curve_.stress[i] = comparison_({1.0, 1.0, 1.0}, curve_.stretch[i], curve_.stress[i]).observed;
+    }
+  }
+
+  void ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
+                         std::span<double> gradient) const override {
+    Row(ModelParameters(family_, parameters), parameters, point, gradient);
+  }
+
+  void EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point, double& measured,
+                     double& model) const override {
+    measured = curve_.stress[point];
+    model = Compare(ModelParameters(family_, parameters), point).predicted;
+  }
+
+  void GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> measured,
+                     std::span<double> model, std::span<double> gradients) const override {
+    const CyclicParameters at = ModelParameters(family_, parameters);
+    const std::size_t width = parameters.size();
+    for (std::size_t i = 0; i < measured.size(); ++i) {
+      const std::int32_t point = first + static_cast<std::int32_t>(i);
+      measured[i] = curve_.stress[point];
+      model[i] = Row(at, parameters, point, gradients.subspan(i * width, width));
+    }
+  }
+
+ private:
+  ComparedPoint Compare(const CyclicParameters& at, std::int32_t point) const {
+    return comparison_(at, curve_.stretch[point], curve_.lateralStretch[point]);
+  }
+  double Row(const CyclicParameters& at, std::span<const double> parameters, std::int32_t point,
+             std::span<double> gradient) const {
+    const ComparedPoint compared = Compare(at, point);
+    gradient[kReferenceStrain] = compared.byReferenceStrain;
+    if (family_ == CyclicFamily::Power) {
+      gradient[kLargestDamping] = compared.byExponent * ExponentSlope(parameters[kLargestDamping]);
+    }
+    return compared.predicted;
+  }
+
+  CyclicFamily family_;
+  Comparison comparison_;
+};
+
+/// Value of the generalised equation or of its damping, with derivatives.
+double GheRow(CyclicCurve curve, std::span<const double> p, double strain, std::span<double> gradient) {
+  const auto six = gradient.subspan(kGheFirst, kGheParameterCount);
+  const double ratio = GheRatioAndGradient(p.subspan(kGheFirst, kGheParameterCount), strain / p[kReferenceStrain], six);
+  gradient[kReferenceStrain] = 0.0;
+  if (curve == CyclicCurve::Stiffness) {
+    std::fill(gradient.begin() + kGheLargestDamping, gradient.end(), 0.0);
+    return ratio;
+  }
+  const double loss = 1.0 - ratio;
+  if (loss < kNegligible) {
+    std::fill(gradient.begin(), gradient.end(), 0.0);
+    return 0.0;
+  }
+  const double unit = std::pow(loss, p[kGheExponent]);
+  const double damping = p[kGheLargestDamping] * unit;
+  for (double& entry : six) entry *= -damping * p[kGheExponent] / loss;
+  gradient[kGheLargestDamping] = unit;
+  gradient[kGheExponent] = damping * std::log(loss);
+  return damping;
+}
+
+class GheFunction final : public XemMaterialTestFunctionBase {
+ public:
+  GheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points) : curveKind_(curve) {
+    curve_.Load(points, KeepMeasured(), AsItStands);
+  }
+
+  void ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
+                         std::span<double> gradient) const override {
+    GheRow(curveKind_, parameters, curve_.stretch[point], gradient);
+  }
+
+  void EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point, double& measured,
+                     double& model) const override {
+    measured = curve_.stress[point];
+    model = CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.stretch[point]);
+  }
+
+  void GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> measured,
+                     std::span<double> model, std::span<double> gradients) const override {
+    const std::size_t width = parameters.size();
+    for (std::size_t i = 0; i < measured.size(); ++i) {
+      const std::int32_t point = first + static_cast<std::int32_t>(i);
+      measured[i] = curve_.stress[point];
+      model[i] = GheRow(curveKind_, parameters, curve_.stretch[point], gradients.subspan(i * width, width));
+    }
+  }
+
+ private:
+  CyclicCurve curveKind_;
+};
+
+}  // namespace
+
+TestFunctionList::value_type MakeCyclicFunction(CyclicFamily family, CyclicCurve curve, CyclicForm form,
+                                                std::span<const _T_FUNT_BASE> points,
+                                                std::span<const _T_FUNT_BASE> stiffness) {
+  return boost::make_shared<CyclicFunction>(family, curve, form, points, stiffness);
+}
+
+TestFunctionList::value_type MakeGheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points) {
+  return boost::make_shared<GheFunction>(curve, points);
+}
+
+double CyclicOrdinate(CyclicFamily family, CyclicCurve curve, std::span<const double> parameters, double strain) {
+  if (family != CyclicFamily::Ghe) {
+    return OrdinateComparison(family, curve)(ModelParameters(family, parameters), strain, 0.0).predicted;
+  }
+  const double ratio =
+      GheRatio(parameters.subspan(kGheFirst, kGheParameterCount), strain / parameters[kReferenceStrain]);
+  if (curve == CyclicCurve::Stiffness) return ratio;
+  return GheDamping(parameters[kGheLargestDamping], parameters[kGheExponent], 1.0 - ratio);
+}
+
+}  // namespace Xem::Fit
