@@ -187,6 +187,23 @@ void NoteTable(const Hardening& hardening, const boost::shared_ptr<HardeningPara
   }
 }
 
+/// Necking by Considere's condition, slope = stress, at the very start and again later: a yield plateau, at which the
+/// criterion sees a neck near plane strain.
+void NotePlateau(const boost::shared_ptr<HardeningParams>& record, FormingLimit& limit) {
+  const auto rule = MakeHardeningRule(record);
+  const auto hardens = [&](double strain) { return rule->HardeningSlope(strain) > rule->FlowStress(strain); };
+  if (hardens(limit.settings.increment)) return;
+  constexpr int kSamples = 200;
+  for (int i = 1; i <= kSamples; ++i) {
+    if (!hardens(limit.largestStrain * i / kSamples)) continue;
+    limit.notes.push_back(
+        "the flow curve starts flat and hardens later: near plane strain the criterion takes the plateau for a neck, "
+        "and "
+        "limits there have no meaning; take a law without a plateau, such as swift, or leave the plateau out");
+    return;
+  }
+}
+
 void RequireFinite(const FormingLimit& limit) {
   const auto finite = [](double value) { return std::isfinite(value); };
   if (std::all_of(limit.majorStrain.begin(), limit.majorStrain.end(), finite) &&
@@ -229,6 +246,7 @@ FormingLimit ComputeFormingLimit(const Hardening& hardening, const YieldCriterio
   RequireFinite(limit);
   NoteSettings(limit.settings, limit);
   NoteLostPaths(paths, yield, limit);
+  NotePlateau(hardeningRecord, limit);
   NoteTable(hardening, hardeningRecord, limit);
   return limit;
 }
