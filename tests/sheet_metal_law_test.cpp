@@ -16,6 +16,7 @@
 #include "sheetmetal/table.h"
 #include "sheetmetal/yield_criterion.h"
 #include "support/allocations.h"
+#include "support/gradients.h"
 #include "support/near.h"
 
 namespace Xem::Testing {
@@ -137,6 +138,27 @@ TEST(HardeningRules, SlopesOfTheBundledConstantsMatchDifferences) {
       before = stress(strain);
     }
   }
+}
+
+TEST(HardeningRules, GradientsInTheConstantsMatchDifferences) {
+  const std::vector<double> ghosh{500.0, 0.01, 0.25, 40.0}, saturating{120.0, 555.5, 1.106, 0.5232};
+  for (const double strain : {0.001, 0.02, 0.3, 1.0}) {
+    std::vector<double> gradient(4);
+    GhoshGradient(ghosh[0], ghosh[1], ghosh[2], strain, gradient);
+    auto differences = CentralDifferences(
+        [&](std::span<const double> c) { return GhoshStress(c[0], c[1], c[2], c[3], strain); }, ghosh);
+    for (std::size_t k = 0; k < 4; ++k) ExpectNear(gradient[k], differences[k], Tolerance::Derivative, "Ghosh");
+    HockettSherbyGradient(saturating[0], saturating[1], saturating[2], saturating[3], strain, gradient);
+    differences = CentralDifferences(
+        [&](std::span<const double> c) { return HockettSherbyStress(c[0], c[1], c[2], c[3], strain); }, saturating);
+    for (std::size_t k = 0; k < 4; ++k) ExpectNear(gradient[k], differences[k], Tolerance::Derivative, "saturating");
+  }
+  // Where the derivatives are not defined the fit sees zeros, never something that is not a number.
+  std::vector<double> gradient(4, kNan);
+  GhoshGradient(500.0, 0.0, 0.25, 0.0, gradient);
+  for (const double entry : gradient) EXPECT_TRUE(std::isfinite(entry));
+  HockettSherbyGradient(120.0, 555.5, 1.106, 0.5, 0.0, gradient);
+  for (const double entry : gradient) EXPECT_TRUE(std::isfinite(entry));
 }
 
 TEST(HardeningRules, TheTwoLawsAgreeOnTheSameAlloy) {

@@ -46,8 +46,8 @@ Match MatchName(const std::string& column, std::string_view accepted) {
   return {Fit::UnknownUnit, suffix};
 }
 
-ColumnChoice Choice(std::size_t index, const std::string& unit, double offset) {
-  ColumnChoice choice{index, unit, 1.0, offset};
+ColumnChoice Choice(std::size_t index, const std::string& unit, const AcceptedName& name) {
+  ColumnChoice choice{index, unit, 1.0, name.offset, name.name};
   if (const auto fraction = ConversionFactor(unit, "-")) {
     choice.scale = *fraction;
     choice.unit.clear();
@@ -85,11 +85,11 @@ ColumnChoice ChooseByHand(const CsvTable& table, const Role& role, const std::st
   const std::string name = Normalised(table.columns[index]);
   for (const AcceptedName& accepted : role.accepted) {
     const Match match = MatchName(name, accepted.name);
-    if (match.fit != Fit::Not) return Choice(index, match.unit, accepted.offset);
+    if (match.fit != Fit::Not) return Choice(index, match.unit, accepted);
   }
   const auto suffix = name.rfind('_');
   const auto unit = suffix == std::string::npos ? std::nullopt : KnownUnit(name.substr(suffix + 1));
-  return Choice(index, unit.value_or(""), 0.0);
+  return Choice(index, unit.value_or(""), {});
 }
 
 std::string AcceptedNames(const Role& role) {
@@ -135,7 +135,7 @@ ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::op
     }
     if (bestMatch.fit == Fit::Not) continue;
     RequireOnce(table, best);
-    return Choice(best, bestMatch.unit, accepted.offset);
+    return Choice(best, bestMatch.unit, accepted);
   }
   throw Failure(
       ExitCode::BadData,
@@ -154,7 +154,7 @@ std::optional<Quantity> MetadataQuantity(const CsvTable& table, const Role& role
         throw Failure(ExitCode::BadData,
                       fmt::format("{}, comment {}: {} is not a number", table.source, Printable(key), Quoted(text)));
       }
-      const ColumnChoice choice = Choice(0, match.unit, accepted.offset);
+      const ColumnChoice choice = Choice(0, match.unit, accepted);
       return Quantity{*value * choice.scale + choice.offset, choice.unit};
     }
   }

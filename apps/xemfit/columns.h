@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "csv.h"
 #include "roles.h"
@@ -17,6 +18,7 @@ struct ColumnChoice {
   std::string unit;
   double scale = 1.0;
   double offset = 0.0;
+  std::string_view accepted;  ///< the name of the role that the column goes by; empty for any other column
 };
 
 /// The column for a role by its name, or the column called `wanted`. Throws Failure: BadData when no column or more

@@ -25,6 +25,12 @@ std::string CurvesCsv(const std::string& command, const Report& report) {
     text += fmt::format("# x: {}\n# measured: {}\n", Printable(AxisText(report.panels.front().x)),
                         Printable(AxisText(report.panels.front().y)));
   }
+  for (std::size_t i = 1; i < report.panels.size(); ++i) {
+    const Panel& panel = report.panels[i];
+    if (panel.curves.empty() || AxisText(panel.x) == AxisText(report.panels.front().x)) continue;
+    text += fmt::format("# x of {0}: {1}\n# measured and fitted of {0}: {2}\n", Printable(Join(panel.curves, ", ")),
+                        Printable(AxisText(panel.x)), Printable(AxisText(panel.y)));
+  }
   text += "curve,x,measured,fitted\n";
   for (const Fit::CurveResult& curve : report.result.curves) {
     for (std::size_t i = 0; i < curve.x.size(); ++i) {

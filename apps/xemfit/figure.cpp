@@ -93,7 +93,7 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
     drawn.y = curve.measured;
   }
   const Range stable = StableRange(result, curve.name);
-  if (!result.evaluate) {
+  if (!result.evaluate || curve.measured.empty()) {
     AddLine(curve.x, curve.fitted, stable, drawn);
     return drawn;
   }
@@ -150,6 +150,7 @@ void SetRanges(DrawnPanel& panel) {
     x.Add(overlay.x);
     y.Add(overlay.y);
   }
+  if (panel.y.fromZero && !panel.y.logarithmic) y.Add({0.0});
   Range within{-kInfinity, kInfinity};
   if (!y.Empty() && !panel.y.logarithmic) {
     const Range points = y.Whole();
@@ -165,11 +166,13 @@ void SetRanges(DrawnPanel& panel) {
 }
 
 std::string Title(const Report& report) {
+  const bool single = report.panels.size() == 1;
+  if (!report.fitted && single && !report.panels.front().title.empty()) return report.panels.front().title;
   const std::string label = ModelLabel(report.result);
   const Fit::Measures& measures = report.result.measures;
   if (!report.fitted || !std::isfinite(measures.r2)) return label;
   // One error in one unit; panels of different quantities have none in common.
-  const std::string unit = report.panels.size() == 1 ? ' ' + report.panels.front().y.unit : "";
+  const std::string unit = single ? ' ' + report.panels.front().y.unit : "";
   return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}{}", label, measures.r2, measures.rmse, unit);
 }
 
@@ -181,7 +184,7 @@ Figure MakeFigure(const Report& report) {
   std::vector<Panel> panels = report.panels;
   if (panels.empty()) panels.emplace_back();
   for (const Panel& panel : panels) {
-    DrawnPanel drawn{panel.title, panel.x, panel.y, {}, panel.overlays, {}, {}};
+    DrawnPanel drawn{panel.title, panel.x, panel.y, {}, panel.overlays, {}, {}, {}, panel.lines};
     const auto& curves = report.result.curves;
     for (std::size_t i = 0; i < curves.size(); ++i) {
       const Fit::CurveResult& curve = curves[i];
@@ -189,6 +192,9 @@ Figure MakeFigure(const Report& report) {
       if (!names.empty() && std::find(names.begin(), names.end(), curve.name) == names.end()) continue;
       drawn.curves.push_back(Draw(report.result, curve, panel.x));
       drawn.curves.back().index = i;
+      for (const Mark& mark : panel.marks) {
+        if (mark.curve == curve.name) drawn.marks.push_back({mark.x, mark.y, mark.label, i});
+      }
     }
     SetRanges(drawn);
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));

@@ -22,6 +22,14 @@ struct Range {
   double upper = 1.0;
 };
 
+/// A point with a name of its own.
+struct DrawnMark {
+  double x = 0.0;
+  double y = 0.0;
+  std::string label;
+  std::size_t index = 0;  ///< of its curve, among the curves of the result
+};
+
 struct DrawnPanel {
   std::string title;
   Axis x;
@@ -30,6 +38,8 @@ struct DrawnPanel {
   std::vector<Overlay> overlays;
   Range xRange;  ///< what the axes show
   Range yRange;
+  std::vector<DrawnMark> marks;
+  std::string lines;  ///< what they are
 };
 
 struct Figure {
@@ -37,8 +47,8 @@ struct Figure {
   std::vector<DrawnPanel> panels;
 };
 
-/// Evaluates the curves of a report on a fine grid over what was measured; curves whose model cannot be evaluated are
-/// drawn through their fitted points. Used by every kind of picture.
+/// Evaluates the curves of a report on a fine grid over what was measured; curves without measured points
+/// and those whose model cannot be evaluated are drawn through their own points. Used by every kind of picture.
 Figure MakeFigure(const Report& report);
 
 }  // namespace Xem::Tool

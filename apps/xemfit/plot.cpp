@@ -115,9 +115,26 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
                                 points ? '$' + BlocksOf(number, i).points : std::string("NaN"), style,
                                 Colour(curve.index), Literal(curve.legend)));
   }
-  if (anyPoints) parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '#606060' title 'fitted'");
+  if (anyPoints) {
+    parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '#606060' title " + Literal(panel.lines));
+  }
   if (anyDashes) parts.push_back("NaN with lines lw 2.2 dt 2 lc rgb '#606060' title 'unstable'");
   return "plot " + Join(parts, ", \\\n     ") + '\n';
+}
+
+/// Names stand on alternate sides of their points, so that neighbours leave each other room.
+std::string MarkCommands(const DrawnPanel& panel) {
+  std::string text = "unset label\n";
+  bool right = true;
+  for (const DrawnMark& mark : panel.marks) {
+    text += fmt::format(
+        "set label {} at {},{} {} noenhanced textcolor rgb '{}' point pt 6 ps 1.8 lw 2.2 lc rgb '{}' offset {},-1 "
+        "front boxed\n",
+        Literal(mark.label), Exactly(mark.x), Exactly(mark.y), right ? "left" : "right", Colour(mark.index),
+        Colour(mark.index), right ? "1.2" : "-1.2");
+    right = !right;
+  }
+  return text;
 }
 
 /// Room for tics, label and the rows of the key.
@@ -162,7 +179,8 @@ std::string Script(const Figure& figure, const std::string& extension) {
                        "set tics nomirror out scale 0.8 textcolor rgb '#202020'\n"
                        "set grid xtics ytics lt 1 lw 0.6 lc rgb '#dddddd'\n"
                        "set key bmargin center horizontal Left reverse noenhanced samplen 2.5 spacing 1.2 width 2\n"
-                       "set xlabel offset 0,0.2\n";
+                       "set xlabel offset 0,0.2\n"
+                       "set style textbox opaque fc rgb 'white' noborder margins 0.3,0.1\n";
   for (std::size_t i = 0; i < figure.panels.size(); ++i) script += PanelData(figure.panels[i], i);
   const bool several = figure.panels.size() > 1;
   if (several) {
@@ -173,7 +191,7 @@ std::string Script(const Figure& figure, const std::string& extension) {
     const DrawnPanel& panel = figure.panels[i];
     script += fmt::format("set title {} font ',16' noenhanced\n", Literal(several ? panel.title : figure.title));
     script += fmt::format("set bmargin {}\n", BottomMargin(panel, several)) + AxisCommands('x', panel.x, panel.xRange) +
-              AxisCommands('y', panel.y, panel.yRange) + PanelPlot(panel, i);
+              AxisCommands('y', panel.y, panel.yRange) + MarkCommands(panel) + PanelPlot(panel, i);
   }
   if (several) script += "unset multiplot\n";
   return script;

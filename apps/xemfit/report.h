@@ -16,7 +16,15 @@ struct Axis {
   std::string label;
   std::string unit;
   bool logarithmic = false;
-  bool fromZero = false;  ///< the fitted line begins at zero even where no point is measured
+  bool fromZero = false;  ///< on x the fitted line begins at zero even where no point is measured, on y the axis does
+};
+
+/// A named point in a panel.
+struct Mark {
+  double x = 0.0;
+  double y = 0.0;
+  std::string label;
+  std::string curve;  ///< whose colour it takes
 };
 
 /// A curve drawn for comparison that takes no part in the fit.
@@ -32,6 +40,8 @@ struct Panel {
   Axis y;
   std::vector<std::string> curves;  ///< names; empty: all
   std::vector<Overlay> overlays = {};
+  std::vector<Mark> marks = {};
+  std::string lines = "fitted";  ///< what the lines are, where there are measured points as well
 };
 
 /// What a verb hands over for output. Table, JSON, curve file and plot are all made from it.

@@ -27,6 +27,17 @@ inline constexpr AcceptedName kModulusRatio[] = {{"g"}, {"relative_modulus"}, {"
 inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
                                                    {"modulus_reduction"}, {"stiffness_ratio"}};
 inline constexpr AcceptedName kDamping[] = {{"damping_ratio"}, {"damping"}};
+inline constexpr AcceptedName kTensileStrain[] = {
+    {"plastic_strain"}, {"true_plastic_strain"}, {"equivalent_plastic_strain"},
+    {"true_strain"},    {"logarithmic_strain"},  {"engineering_strain"},
+    {"nominal_strain"}, {"stretch", -1.0},       {"strain"}};
+inline constexpr AcceptedName kTensileStress[] = {{"true_stress"},        {"cauchy_stress"},  {"flow_stress"},
+                                                  {"engineering_stress"}, {"nominal_stress"}, {"stress"}};
+inline constexpr AcceptedName kFlowStrain[] = {
+    {"plastic_strain"}, {"true_plastic_strain"}, {"equivalent_plastic_strain"}, {"strain"}};
+inline constexpr AcceptedName kFlowStress[] = {{"true_stress"}, {"cauchy_stress"}, {"flow_stress"}, {"stress"}};
+inline constexpr AcceptedName kMinorStrain[] = {{"minor_strain"}, {"minor"}, {"e2"}, {"eps2"}};
+inline constexpr AcceptedName kMajorStrain[] = {{"major_strain"}, {"major"}, {"e1"}, {"eps1"}};
 inline constexpr AcceptedName kSuction[] = {{"suction"}, {"matric_suction"}};
 inline constexpr AcceptedName kWaterContent[] = {{"theta"}, {"volumetric_water_content"}, {"water_content"}};
 }  // namespace Names
@@ -45,7 +56,13 @@ inline constexpr Role kModulusRatio{"g", Names::kModulusRatio};
 inline constexpr Role kStiffnessRatio{"G_over_Gmax", Names::kStiffnessRatio};
 inline constexpr Role kDamping{"damping", Names::kDamping};
 
-// Sheet metal
+// Sheet metal. The name that a column of a tensile test goes by tells its measure.
+inline constexpr Role kTensileStrain{"strain", Names::kTensileStrain};
+inline constexpr Role kTensileStress{"stress", Names::kTensileStress};
+inline constexpr Role kFlowStrain{"plastic_strain", Names::kFlowStrain};
+inline constexpr Role kFlowStress{"flow_stress", Names::kFlowStress};
+inline constexpr Role kMinorStrain{"minor_strain", Names::kMinorStrain};
+inline constexpr Role kMajorStrain{"major_strain", Names::kMajorStrain};
 
 // Unsaturated soil
 inline constexpr Role kSuction{"suction", Names::kSuction};

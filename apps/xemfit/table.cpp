@@ -46,8 +46,13 @@ void AddMeasures(const std::string& name, const Fit::Measures& measures, TextTab
 
 std::string MeasuresTable(const Fit::Result& result) {
   TextTable table({{"Curve", Align::Left}, {"Points"}, {"Dropped"}, {"R2"}, {"RMSE"}, {"SSE"}});
-  for (const Fit::CurveResult& curve : result.curves) AddMeasures(curve.name, curve.measures, table);
-  if (result.curves.size() > 1) AddMeasures("all", result.measures, table);
+  int fitted = 0;
+  for (const Fit::CurveResult& curve : result.curves) {
+    if (curve.measures.points == 0) continue;  // computed, not fitted
+    AddMeasures(curve.name, curve.measures, table);
+    ++fitted;
+  }
+  if (fitted > 1) AddMeasures("all", result.measures, table);
   return table.Text() + fmt::format("AICc {}\n", Brief(result.measures.aicc));
 }
 

@@ -88,9 +88,11 @@ std::string Verb::ReadText(const std::string& path) {
   return ReadInput(path);
 }
 
-CsvTable Verb::ReadTable(const std::string& path) {
+CsvTable Verb::ReadTable(const std::string& path) { return ReadTable(path, input_.selection); }
+
+CsvTable Verb::ReadTable(const std::string& path, const std::map<std::string, std::string>& selection) {
   CsvTable table = ParseCsv(ReadText(path), SourceName(path));
-  SelectRows(table, input_.selection);
+  SelectRows(table, selection);
   return table;
 }
 
@@ -113,8 +115,13 @@ void Verb::RefuseUnusedColumns() const {
 
 MeasuredCurve Verb::ReadCurve(const std::string& path, const std::string& curveName, const Role& x, const Role& y,
                               const Role* lateral) {
+  return CurveFrom(ReadTable(path), curveName, x, y, lateral);
+}
+
+MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const Role& x, const Role& y,
+                              const Role* lateral) {
   MeasuredCurve measured;
-  measured.table = ReadTable(path);
+  measured.table = std::move(read);
   const CsvTable& table = measured.table;
   const ColumnChoice xColumn = ChooseColumn(table, x, WantedColumn(x, 'x'));
   const ColumnChoice yColumn = ChooseColumn(table, y, WantedColumn(y, 'y'));
@@ -136,6 +143,8 @@ MeasuredCurve Verb::ReadCurve(const std::string& path, const std::string& curveN
   }
   measured.xUnit = xColumn.unit;
   measured.yUnit = yColumn.unit;
+  measured.xName = xColumn.accepted;
+  measured.yName = yColumn.accepted;
   sources_.emplace_back(curveName, table.source);
   return measured;
 }

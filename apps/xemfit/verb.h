@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -34,6 +35,8 @@ struct MeasuredCurve {
   CsvTable table;  ///< metadata and further columns
   std::string xUnit;
   std::string yUnit;
+  std::string_view xName;  ///< names of the roles that the columns go by; empty for columns called otherwise
+  std::string_view yName;
 };
 
 /// One `xemfit GROUP NAME`: declares its options, then turns them into a report.
@@ -77,8 +80,12 @@ class Verb {
   /// column.
   MeasuredCurve ReadCurve(const std::string& path, const std::string& curveName, const Role& x, const Role& y,
                           const Role* lateral = nullptr);
-  /// A table whose columns the verb chooses itself, after --select.
+  /// The same from a table that was read before.
+  MeasuredCurve CurveFrom(CsvTable table, const std::string& curveName, const Role& x, const Role& y,
+                          const Role* lateral = nullptr);
+  /// A table whose columns the verb chooses itself, after --select or a selection of its own.
   CsvTable ReadTable(const std::string& path);
+  CsvTable ReadTable(const std::string& path, const std::map<std::string, std::string>& selection);
   /// The contents of any other input.
   std::string ReadText(const std::string& path);
 

@@ -16,6 +16,7 @@ VerbList MakeVerbs() {
   AddCyclicVerbs(verbs);
 
   // sheet metal
+  AddFormingVerbs(verbs);
 
   // soil
 

@@ -14,6 +14,7 @@ void AddHyperVerbs(VerbList& verbs);
 void AddCyclicVerbs(VerbList& verbs);
 
 // sheet metal
+void AddFormingVerbs(VerbList& verbs);
 
 // soil
 

@@ -73,6 +73,7 @@ StrainPath XemFLCMMFC::March(double alpha, std::int64_t mostSteps) const {
     path.major += params_->delta;
     path.minor += state.beta * params_->delta;
     const bool goesOn = Advance(state);
+    path.strain = state.strain;
     // A strain ratio that is not a number ends the path, too.
     if (!(std::abs(state.beta) >= params_->tol)) {
       path.end = PathEnd::Reached;

@@ -27,6 +27,7 @@ struct StrainPath {
   PathEnd end = PathEnd::OutOfSteps;
   double major = 0.0;
   double minor = 0.0;
+  double strain = 0.0;  ///< equivalent
 };
 
 class XemFLC {

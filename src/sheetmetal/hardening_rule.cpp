@@ -11,12 +11,31 @@ double GhoshStress(double K, double e0, double n, double p, double strain) { ret
 
 double GhoshSlope(double K, double e0, double n, double strain) { return n * K * std::pow(e0 + strain, n - 1.0); }
 
+void GhoshGradient(double K, double e0, double n, double strain, std::span<double> gradient) {
+  const double offset = e0 + strain;
+  const double power = std::pow(offset, n);
+  const bool atZero = offset == 0.0;
+  gradient[0] = power;
+  gradient[1] = atZero ? 0.0 : n * K * power / offset;
+  gradient[2] = atZero ? 0.0 : K * power * std::log(offset);
+  gradient[3] = -1.0;
+}
+
 double HockettSherbyStress(double si, double ss, double N, double p, double strain) {
   return ss - (ss - si) * std::exp(-N * std::pow(strain, p));
 }
 
 double HockettSherbySlope(double si, double ss, double N, double p, double strain) {
   return std::exp(-N * std::pow(strain, p)) * std::pow(strain, p - 1.0) * N * p * (ss - si);
+}
+
+void HockettSherbyGradient(double si, double ss, double N, double p, double strain, std::span<double> gradient) {
+  const double power = std::pow(strain, p);
+  const double decay = std::exp(-N * power);
+  gradient[0] = decay;
+  gradient[1] = 1.0 - decay;
+  gradient[2] = (ss - si) * decay * power;
+  gradient[3] = strain == 0.0 ? 0.0 : (ss - si) * decay * N * power * std::log(strain);
 }
 
 double XemSMHardeningRule::FlowStress(double strain, double rate) const {

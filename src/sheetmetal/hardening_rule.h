@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/shared_ptr.hpp>
+#include <span>
 
 #include "sheetmetal/params.h"
 
@@ -11,11 +12,15 @@ namespace Xem::MaterialUtil::SheetMetalForming {
 /// e0 = 0 as well Hollomon's (1945). Slope: n K (e0 + eps)^(n-1).
 double GhoshStress(double K, double e0, double n, double p, double strain);
 double GhoshSlope(double K, double e0, double n, double strain);
+/// dsigma/d(K, e0, n, p). At e0 + eps = 0 the unbounded derivatives count as 0.
+void GhoshGradient(double K, double e0, double n, double strain, std::span<double> gradient);
 
 /// Saturating law (Hockett and Sherby 1975): sigma = ss - (ss - si) exp(-N eps^p).
 /// Slope: exp(-N eps^p) eps^(p-1) N p (ss - si).
 double HockettSherbyStress(double si, double ss, double N, double p, double strain);
 double HockettSherbySlope(double si, double ss, double N, double p, double strain);
+/// dsigma/d(si, ss, N, p).
+void HockettSherbyGradient(double si, double ss, double N, double p, double strain, std::span<double> gradient);
 
 class XemSMHardeningRule {
  public:

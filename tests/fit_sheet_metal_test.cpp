@@ -1,0 +1,230 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/fit_curves.h"
+#include "support/near.h"
+#include "xem/fit/sheet_metal.h"
+
+namespace Xem::Testing {
+namespace {
+
+using Fit::ErrorKind;
+using Fit::TensileData;
+
+TensileData Sgcc(const std::string& angle) {
+  TensileData data;
+  data.curve =
+      FitCurve(BundledCurve("sgcc_flow_curve.csv", "plastic_strain", "true_stress_MPa", "angle_deg", angle), "sgcc");
+  data.stressUnit = "MPa";
+  return data;
+}
+
+/// A tensile test of Swift's law 500 (0.008 + eps)^0.22, as a machine records it: elastic part, uniform strain, and
+/// engineering values that fall beyond the maximum force.
+constexpr double kModulus = 205000.0;
+
+TensileData EngineeringTest() {
+  TensileData data;
+  data.curve.name = "test";
+  data.strain = Fit::StrainMeasure::Engineering;
+  data.stress = Fit::StressMeasure::Engineering;
+  data.youngsModulus = kModulus;
+  const auto add = [&](double stress, double plastic) {
+    const double strain = plastic + stress / kModulus;
+    data.curve.x.push_back(std::expm1(strain));
+    data.curve.y.push_back(stress / std::exp(strain));
+  };
+  const double yieldStress = 500.0 * std::pow(0.008, 0.22);
+  for (int i = 0; i < 10; ++i) add(0.1 * i * yieldStress, 0.0);
+  for (int i = 0; i <= 100; ++i) add(500.0 * std::pow(0.008 + 0.003 * i, 0.22), 0.003 * i);
+  return data;
+}
+
+ErrorKind KindOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const Fit::Error& error) {
+    return error.Kind();
+  }
+  ADD_FAILURE() << "nothing was thrown";
+  return ErrorKind::BadInput;
+}
+
+bool Notes(const std::vector<std::string>& notes, const std::string& part) {
+  return std::any_of(notes.begin(), notes.end(),
+                     [&](const std::string& note) { return note.find(part) != std::string::npos; });
+}
+
+// References from a general least-squares program started from many points.
+TEST(HardeningFit, ReachesTheMinimumOfMeasuredCurves) {
+  struct Case {
+    const char* angle;
+    std::vector<double> values;
+    std::vector<double> errors;
+    double rmse;
+  };
+  for (const Case& c : {Case{"00",
+                             {343.22177841, 499.16423543, 56.19953804, 1.87486239},
+                             {1.37517262, 3.52084417, 10.80585789, 0.0735955},
+                             3.1036275341294735},
+                        Case{"45",
+                             {244.8966673, 385.66674144, 74.41103518, 1.936769},
+                             {1.6252698, 2.73543087, 16.43506442, 0.08776399},
+                             3.6305612573535417}}) {
+    const Fit::Result result = Fit::FitHardening("hockett-sherby", Sgcc(c.angle));
+    EXPECT_TRUE(result.converged);
+    for (std::size_t k = 0; k < 4; ++k) {
+      ExpectDigits(result.parameters[k].value, c.values[k], 1e-4, c.angle);
+      ExpectDigits(result.parameters[k].standardError, c.errors[k], 1e-3, c.angle);
+    }
+    ExpectDigits(result.measures.rmse, c.rmse, 1e-6, c.angle);
+  }
+}
+
+TEST(HardeningFit, RecoversPlantedConstants) {
+  TensileData data;
+  data.curve.name = "planted";
+  const std::vector<std::pair<std::string, std::vector<double>>> laws{
+      {"ghosh", {600.0, 0.02, 0.35, 100.0}},
+      {"swift", {518.968, 0.0007648, 0.28985, 0.0}},
+      {"hockett-sherby", {120.0, 555.5, 1.106, 0.5232}}};
+  for (const auto& [law, constants] : laws) {
+    data.curve.x.clear();
+    data.curve.y.clear();
+    for (int i = 0; i <= 40; ++i) {
+      data.curve.x.push_back(0.006 * i);
+      data.curve.y.push_back(Fit::FlowStress({law, constants, {}}, data.curve.x.back()));
+    }
+    const Fit::Result result = Fit::FitHardening(law, data);
+    for (std::size_t k = 0; k < 4; ++k) ExpectNear(result.parameters[k].value, constants[k], 1e-6, law.c_str());
+  }
+}
+
+TEST(HardeningFit, HoldsAndStartsByName) {
+  Fit::Options options;
+  options.held["p"] = 50.0;
+  options.start["n"] = 0.3;
+  const Fit::Result result = Fit::FitHardening("ghosh", Sgcc("00"), options);
+  EXPECT_EQ(result.Value("p"), 50.0);
+  EXPECT_TRUE(result.parameters[3].held);
+  options.held = {{"si", 1.0}};
+  EXPECT_EQ(KindOf([&] { Fit::FitHardening("ghosh", Sgcc("00"), options); }), ErrorKind::BadInput);
+  EXPECT_EQ(KindOf([&] { Fit::FitHardening("voce", Sgcc("00")); }), ErrorKind::BadInput);
+  options = {};
+  options.engine = Fit::Engine::Export;
+  EXPECT_EQ(KindOf([&] { Fit::FitHardening("ghosh", Sgcc("00"), options); }), ErrorKind::BadInput);
+}
+
+TEST(FlowCurveFromTest, EngineeringValuesBecomeTrueOnesWithoutElasticPart) {
+  const Fit::Result result = Fit::FitHardening("swift", EngineeringTest());
+  ExpectDigits(result.Value("K"), 500.0, 1e-8);
+  ExpectDigits(result.Value("n"), 0.22, 1e-8);
+  const auto dropped = [&](const std::string& reason) {
+    return std::count_if(result.dropped.begin(), result.dropped.end(),
+                         [&](const Fit::DroppedPoint& point) { return point.reason.find(reason) == 0; });
+  };
+  EXPECT_EQ(dropped("zero stress"), 1);
+  EXPECT_EQ(dropped("plastic strain below 0.002") + dropped("negative plastic strain"), 10);
+  // Considere: the force is largest at the true strain n - e0, near 0.212.
+  EXPECT_EQ(dropped("beyond the maximum force"), 100 - 70);
+}
+
+TEST(FlowCurveFromTest, SaysWhatItCannotConvert) {
+  TensileData data = EngineeringTest();
+  data.youngsModulus = 0.0;
+  EXPECT_TRUE(Notes(Fit::MakeFlowCurve(data).notes, "elastic strain is not removed"));
+  for (double& x : data.curve.x) x *= 100.0;
+  EXPECT_TRUE(Notes(Fit::MakeFlowCurve(data).notes, "look like percent"));
+  data.strain = Fit::StrainMeasure::Plastic;
+  EXPECT_EQ(KindOf([&] { Fit::MakeFlowCurve(data); }), ErrorKind::BadInput);
+  data.stress = Fit::StressMeasure::True;
+  data.youngsModulus = kModulus;
+  EXPECT_EQ(KindOf([&] { Fit::MakeFlowCurve(data); }), ErrorKind::BadInput);
+  data.youngsModulus = -1.0;
+  EXPECT_EQ(KindOf([&] { Fit::MakeFlowCurve(data); }), ErrorKind::BadInput);
+  data.youngsModulus = 0.0;
+  data.curve.x.assign(data.curve.x.size(), -0.1);
+  EXPECT_EQ(KindOf([&] { Fit::MakeFlowCurve(data); }), ErrorKind::BadData);
+}
+
+const Fit::Hardening kSteel{"ghosh", {518.968, 0.0007648, 0.28985, 0.0}, {}};
+
+TEST(LimitCurve, DefaultsAreSafe) {
+  const Fit::FormingLimit limit = Fit::ComputeFormingLimit(kSteel, {});
+  EXPECT_EQ(limit.settings.paths, 41);
+  ExpectDigits(limit.settings.tolerance, 0.01, Tolerance::Rounding);
+  EXPECT_EQ(limit.majorStrain.size(), 41u);
+  EXPECT_EQ(limit.minorStrain[limit.planeStrain], 0.0);
+  EXPECT_NEAR(limit.PlaneStrainLimit(), 0.28985, 3e-3);
+  EXPECT_TRUE(limit.notes.empty());
+  EXPECT_TRUE(std::is_sorted(limit.minorStrain.begin(), limit.minorStrain.end()));
+  EXPECT_EQ(Fit::LimitAt(limit, 0.0), limit.PlaneStrainLimit());
+  EXPECT_NEAR(Fit::LimitAt(limit, 0.1), 0.40, 0.02);
+  EXPECT_TRUE(std::isnan(Fit::LimitAt(limit, 0.9)));
+  // A small r moves plane strain towards uniaxial tension: the left side still gets its points.
+  EXPECT_GE(Fit::ComputeFormingLimit(kSteel, {"hill1979", 0.1, 2.0}).planeStrain, 6u);
+}
+
+TEST(LimitCurve, NotesTellWhatIsDoubtful) {
+  Fit::FormingLimitSettings settings;
+  settings.tolerance = 0.004;
+  EXPECT_TRUE(Notes(Fit::ComputeFormingLimit(kSteel, {}, settings).notes, "half the square root"));
+  settings.increment = 3e-3;
+  settings.tolerance = 1e-3;
+  settings.paths = 41;
+  EXPECT_TRUE(Notes(Fit::ComputeFormingLimit(kSteel, {}, settings).notes, "jumped across plane strain"));
+  EXPECT_TRUE(Notes(Fit::ComputeFormingLimit(kSteel, {"hill1979", 2.0, 2.5}).notes, "equibiaxial path has no limit"));
+  const Fit::Result plateau = Fit::FitHardening("hockett-sherby", Sgcc("00"));
+  Fit::Hardening flat{"hockett-sherby", {}, {}};
+  for (const auto& parameter : plateau.parameters) flat.constants.push_back(parameter.value);
+  EXPECT_TRUE(Notes(Fit::ComputeFormingLimit(flat, {}).notes, "starts flat"));
+}
+
+TEST(LimitCurve, TablesAreSortedAndJudged) {
+  Fit::Hardening table{"table", {}, {}};
+  table.table.name = "rows";
+  for (int i = 200; i >= 0; --i) {
+    table.table.x.push_back(0.005 * i);
+    table.table.y.push_back(Fit::FlowStress(kSteel, 0.005 * i));
+  }
+  const Fit::FormingLimit limit = Fit::ComputeFormingLimit(table, {});
+  EXPECT_NEAR(limit.PlaneStrainLimit(), 0.28985, 5e-3);
+  EXPECT_TRUE(Notes(limit.notes, "continued straight on")) << limit.largestStrain;
+  table.table.y[100] += 3.0;
+  EXPECT_TRUE(Notes(Fit::ComputeFormingLimit(table, {}).notes, "slope of the table"));
+  table.table.x[100] = table.table.x[101];
+  EXPECT_EQ(KindOf([&] { Fit::ComputeFormingLimit(table, {}); }), ErrorKind::BadData);
+  table.table.x.resize(1);
+  table.table.y.resize(1);
+  EXPECT_EQ(KindOf([&] { Fit::ComputeFormingLimit(table, {}); }), ErrorKind::BadData);
+}
+
+TEST(LimitCurve, RefusesWhatMakesNoSense) {
+  const auto refuses = [](const Fit::Hardening& hardening, const Fit::YieldCriterion& yield,
+                          const Fit::FormingLimitSettings& settings) {
+    return KindOf([&] { Fit::ComputeFormingLimit(hardening, yield, settings); }) == ErrorKind::BadInput;
+  };
+  EXPECT_TRUE(refuses({"ghosh", {500.0, 0.01, 0.2}, {}}, {}, {}));
+  EXPECT_TRUE(refuses({"ghosh", {-500.0, 0.01, 0.2, 0.0}, {}}, {}, {}));
+  EXPECT_TRUE(refuses({"ghosh", {500.0, -0.01, 0.2, 0.0}, {}}, {}, {}));
+  EXPECT_TRUE(refuses({"hockett-sherby", {100.0, 200.0, std::nan(""), 0.5}, {}}, {}, {}));
+  EXPECT_TRUE(refuses({"voce", {}, {}}, {}, {}));
+  EXPECT_TRUE(refuses(kSteel, {"tresca", 1.0, 2.0}, {}));
+  EXPECT_TRUE(refuses(kSteel, {"hill1979", 0.0, 2.0}, {}));
+  EXPECT_TRUE(refuses(kSteel, {"hill1979", 1.0, 1.0}, {}));
+  EXPECT_TRUE(refuses(kSteel, {}, {3, 1e-4, 0.0}));
+  EXPECT_TRUE(refuses(kSteel, {}, {41, 0.0, 0.0}));
+  EXPECT_TRUE(refuses(kSteel, {}, {41, 1e-4, 2.0}));
+  EXPECT_TRUE(refuses(kSteel, {}, {1000000, 1e-4, 0.0}));
+  EXPECT_EQ(Fit::MeanAnisotropy(2.2, 2.0, 2.9), 2.275);
+}
+
+}  // namespace
+}  // namespace Xem::Testing
