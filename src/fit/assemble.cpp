@@ -41,15 +41,6 @@ void SetMeasures(const Sums& sums, double total, Measures& measures) {
   measures.r2 = 1.0 - sums.residual / total;
 }
 
-double CorrectedInformation(double objective, int points, int freeParameters) {
-  const int k = freeParameters + 1;
-  if (points - k - 1 <= 0) return std::numeric_limits<double>::quiet_NaN();
-  const double m = points;
-  // A perfect fit would be minus infinity; the smallest number keeps comparisons meaningful.
-  const double perPoint = std::max(objective / m, std::numeric_limits<double>::min());
-  return m * std::log(perPoint) + 2.0 * k + 2.0 * k * (k + 1.0) / (m - k - 1.0);
-}
-
 int DroppedFrom(const std::string& curve, const std::vector<DroppedPoint>& dropped) {
   return static_cast<int>(
       std::count_if(dropped.begin(), dropped.end(), [&](const DroppedPoint& point) { return point.curve == curve; }));
@@ -70,6 +61,15 @@ std::size_t IndexOf(const std::string& name, const char* option, const Problem& 
 }
 
 }  // namespace
+
+double CorrectedInformation(double objective, int points, int freeParameters) {
+  const int k = freeParameters + 1;
+  if (points - k - 1 <= 0) return std::numeric_limits<double>::quiet_NaN();
+  const double m = points;
+  // A perfect fit would be minus infinity; the smallest number keeps comparisons meaningful.
+  const double perPoint = std::max(objective / m, std::numeric_limits<double>::min());
+  return m * std::log(perPoint) + 2.0 * k + 2.0 * k * (k + 1.0) / (m - k - 1.0);
+}
 
 std::string Text(double value) {
   char buffer[32];

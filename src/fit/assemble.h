@@ -18,6 +18,9 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
 /// that the model does not have; the message lists those that it has.
 void ApplyOptions(const Options& options, Problem& problem, std::vector<double>& start);
 
+/// The corrected Akaike criterion, see Measures.
+double CorrectedInformation(double objective, int points, int freeParameters);
+
 /// A number for messages, six digits.
 std::string Text(double value);
 

@@ -186,9 +186,9 @@ int Problem::FreeCount() const {
       std::count_if(parameters.begin(), parameters.end(), [](const FreeOrHeld& parameter) { return !parameter.held; }));
 }
 
-Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts) {
+Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts, int mostEvaluations) {
   WeightedResiduals residuals(problem);
-  TrustRegion polish(residuals, problem.parameters);
+  TrustRegion polish(residuals, problem.parameters, mostEvaluations);
   std::vector<double> values(residuals.PointCount());
   Minimum best;
   for (const auto& start : starts) {

@@ -43,8 +43,8 @@ struct Minimum {
 
 /// From every start: the core's solver, then a trust-region polish within the ranges; returns the best minimum, the
 /// earliest on ties. Starts that lead nowhere (singular, not finite) are skipped; throws Error (NotConverged) when all
-/// do.
-Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts);
+/// do. `mostEvaluations` bounds the polish of each start, for fits that only rank models; 0: no haste.
+Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts, int mostEvaluations = 0);
 
 /// Weighted sum of squares at given parameters.
 double Objective(const Problem& problem, std::span<const double> parameters);

@@ -31,8 +31,9 @@ struct TrustRegionCallback {
   }
 };
 
-TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters)
+TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters, int mostEvaluations)
     : residuals_(residuals),
+      mostEvaluations_(mostEvaluations),
       parameters_(parameters),
       full_(parameters.size()),
       clipped_(parameters.size()),
@@ -72,13 +73,15 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
 
   const int m = static_cast<int>(points);
   const int n = static_cast<int>(free_.size());
-  const int maximumEvaluations = 400 * (n + 1);
+  const int maximumEvaluations = mostEvaluations_ > 0 ? mostEvaluations_ - evaluations_ : 400 * (n + 1);
+  if (maximumEvaluations <= 0) return false;
   int evaluations = 0;
   int jacobians = 0;
   const int info = lmder(TrustRegionCallback::Evaluate, this, m, n, point_.data(), values_.data(), jacobian_.data(), m,
                          1e-15, 1e-13, 0.0, maximumEvaluations, diagonal_.data(), 1, 100.0, 0, &evaluations, &jacobians,
                          pivots_.data(), qtf_.data(), work1_.data(), work2_.data(), work3_.data(), work4_.data());
   minimum.iterations += jacobians;
+  evaluations_ += evaluations;
   Expand(point_.data());
   residuals_.Residuals(full_, values_);
   double objective = 0.0;
@@ -121,6 +124,7 @@ bool TrustRegion::UpdateBounds(Minimum& minimum) {
 void TrustRegion::Run(Minimum& minimum) {
   minimum.atBound.assign(parameters_.size(), false);
   std::fill(released_.begin(), released_.end(), 0);
+  evaluations_ = 0;
   residuals_.Residuals(minimum.parameters, values_);
   minimum.objective = 0.0;
   for (const double r : values_) minimum.objective += r * r;

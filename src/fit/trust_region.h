@@ -25,7 +25,8 @@ class ResidualFunction {
 /// Buffers are made once and serve any number of runs.
 class TrustRegion {
  public:
-  TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters);
+  /// `mostEvaluations` of the residuals end a run, wherever it is; 0: 400 per parameter between two changes of bounds.
+  TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters, int mostEvaluations = 0);
 
   /// Improves `minimum` in place; its parameters must be inside their ranges. With fewer points than free parameters it
   /// does nothing.
@@ -40,6 +41,8 @@ class TrustRegion {
   bool UpdateBounds(Minimum& minimum);
 
   ResidualFunction& residuals_;
+  const int mostEvaluations_;
+  int evaluations_ = 0;  // of the run
   std::span<const FreeOrHeld> parameters_;
   std::vector<std::size_t> free_;  // indices of the parameters being moved
   std::vector<double> full_;       // all parameters, inside their ranges

@@ -7,13 +7,21 @@
 #include <vector>
 
 namespace Xem::MaterialUtil {
+namespace {
+
+/// exp(-x) is zero from here on, and slow to say so.
+constexpr double kGone = 746.0;
+
+}  // namespace
 
 PronyTerm EvaluatePronyTerm(double relaxationTime, double time) {
   const double ratio = time / relaxationTime;
   // For short times exp(-x) - 1 would lose its digits, for long times 1 + (exp(-x) - 1) would.
   PronyTerm term;
   double remaining = 0.0;
-  if (ratio < 0.5) {
+  if (ratio > kGone) {
+    term.value = -1.0;
+  } else if (ratio < 0.5) {
     term.value = std::expm1(-ratio);
     remaining = term.value + 1.0;
   } else {

@@ -1,0 +1,93 @@
+#ifndef XEM_FIT_VISCOELASTIC_H
+#define XEM_FIT_VISCOELASTIC_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "xem/fit/result.h"
+
+/// Curves over time: relaxation, creep, and strain histories as relaxation curves.
+namespace Xem::Fit {
+
+/// What the ordinates of a relaxation curve are divided by to become ratios to the instantaneous modulus.
+enum class Normalise {
+  Nothing,  ///< they are ratios already
+  First,    ///< the value at the earliest time
+  Value,    ///< a given modulus
+};
+
+struct RelaxationData {
+  Curve curve;  ///< time, relaxation modulus; no name: "relaxation"
+  Normalise normalise = Normalise::Nothing;
+  double modulus = 1.0;  ///< for Normalise::Value
+  std::string timeUnit;
+};
+
+inline constexpr int kAutomaticTerms = 0;
+inline constexpr int kMostPronyTerms = 40;
+
+/// Fits the Prony series g(t) = 1 - sum g_i (1 - exp(-t / tau_i)), g_i >= 0, sum g_i <= 1, to a relaxation curve.
+///
+/// Starts come from a non-negative spectrum over the measured decades and, besides, from times spread evenly over them;
+/// all times then move, from a tenth of the shortest to ten times the longest measured time. Terms that the curve does
+/// not support (equal times, no contribution, no better by the corrected Akaike criterion) are taken away, and a note
+/// says so; not where parameters are held or started. With kAutomaticTerms the number of terms is chosen by that
+/// criterion, at most three for every two measured decades, and three more.
+///
+/// Parameters are g1 ..., tau1 ..., by rising time, in the unit of time; `derived` has "g_infinity" and, after
+/// normalisation, "instantaneous_modulus" and "long_term_modulus". The curve's fitted values are ratios.
+///
+/// Throws Error: BadInput for an impossible number of terms or option, BadData for a curve with fewer usable points
+/// than parameters or with values that are not ratios.
+XEM_FIT_EXPORT Result FitProny(const RelaxationData& data, int terms, const Options& options = {});
+
+/// A series of parameters g1 ... gn, tau1 ... taun at a time. Throws Error (BadInput) for an odd number of parameters.
+XEM_FIT_EXPORT double PronyModulus(const std::vector<double>& parameters, double time);
+
+enum class CreepTerms { Primary, Secondary, Both };
+
+enum class Tertiary {
+  Drop,  ///< points of an accelerating last stage are left out, and named
+  Keep,  ///< they are fitted like the others
+};
+
+/// A creep test at one stress.
+struct CreepTest {
+  Curve curve;  ///< time, creep strain (without the instantaneous strain)
+  double stress = 0.0;
+};
+
+struct CreepData {
+  std::vector<CreepTest> tests;  ///< names must differ
+  Tertiary tertiary = Tertiary::Drop;
+  std::string timeUnit;
+  std::string stressUnit;
+};
+
+/// Fits the creep law eps = C1 s^C2 t^C4 + C5 s^C6 t to one or more tests.
+///
+/// C1, C5 >= 0, C2 and C6 within 0 ... 25, C4 within 0.01 ... 0.999 (2 without the secondary term). Tests at two or
+/// more stresses identify C2 and C6; with one stress these keep the held values or 1, are marked as not identifiable,
+/// and C1 and C5 refer to them. The fit works in units of its own, so results do not depend on those of stress and
+/// time.
+///
+/// Parameters are C1, C2, C4, C5, C6 as far as they belong to the terms; `derived` has "m" and, per test, "a" and "b"
+/// of eps = a t^m + b t, with the test's name after an underscore when there are several.
+///
+/// Engine::Export takes one test; with absolute residuals it is the linearised export with the held C2 and C6, with
+/// relative residuals the iterative one, which fits both terms.
+///
+/// Throws Error: BadInput for names and options that make no sense, BadData for tests without usable points or a
+/// stress that is not positive, NotConverged when an export fails.
+XEM_FIT_EXPORT Result FitCreep(const CreepData& data, CreepTerms terms, const Options& options = {});
+
+/// (time, reference / stress) for a record (time, strain); `stress` is the stress of a fitted model at a strain. Points
+/// without a stress are dropped, and named. The result has one curve with `x` and `fitted` and nothing else. Throws
+/// Error: BadInput for a reference that is not a number other than zero, BadData when no point is left.
+XEM_FIT_EXPORT Result ConvertToRelaxation(const Curve& record, double reference,
+                                          const std::function<double(double strain)>& stress);
+
+}  // namespace Xem::Fit
+
+#endif

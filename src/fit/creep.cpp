@@ -1,0 +1,467 @@
+#include "viscoelastic/creep.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <cstddef>
+#include <map>
+#include <numeric>
+#include <set>
+#include <span>
+#include <utility>
+
+#include "fit/assemble.h"
+#include "fit/non_negative.h"
+#include "fit/problem.h"
+#include "fit/screening.h"
+#include "fit/tertiary.h"
+#include "viscoelastic/creep_law.h"
+#include "xem/fit/viscoelastic.h"
+
+namespace Xem::Fit {
+namespace {
+
+using namespace MaterialUtil;
+
+using Constants = std::array<double, kCreepConstants>;
+
+constexpr double kLargestStressExponent = 25.0;
+constexpr double kLeastTimeExponent = 0.01;
+/// Beside a secondary term the primary one must not become a straight line.
+constexpr double kMostTimeExponent = 0.999;
+constexpr double kMostTimeExponentAlone = 2.0;
+
+/// The stress exponents where one stress leaves them open.
+constexpr double kConventionalExponent = 1.0;
+
+/// Time exponents to start from.
+constexpr double kStartExponents[] = {0.15, 0.25, 0.35, 0.5, 0.65, 0.8};
+
+bool HasPrimary(CreepTerms terms) { return terms != CreepTerms::Secondary; }
+bool HasSecondary(CreepTerms terms) { return terms != CreepTerms::Primary; }
+
+/// The tests as they are fitted.
+struct Screened {
+  std::vector<Curve> curves;
+  std::vector<double> stresses;
+  std::vector<DroppedPoint> dropped;
+  std::vector<std::string> notes;
+
+  bool OneStress() const {
+    return std::all_of(stresses.begin(), stresses.end(), [&](double stress) { return stress == stresses.front(); });
+  }
+};
+
+std::string ObjectToCreep(double time, double strain) {
+  if (time <= 0.0) return "time " + Text(time) + " is not positive";
+  if (strain <= 0.0) return "strain " + Text(strain) + " is not positive";
+  return {};
+}
+
+Curve SortedByTime(const Curve& curve) {
+  std::vector<std::size_t> order(curve.x.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return curve.x[a] < curve.x[b]; });
+  Curve sorted;
+  for (const std::size_t i : order) {
+    sorted.x.push_back(curve.x[i]);
+    sorted.y.push_back(curve.y[i]);
+  }
+  return sorted;
+}
+
+/// Takes the points of an accelerating last stage out of `curve`.
+void DropTertiary(Curve& curve, int fewest, Screened& screened) {
+  const Curve sorted = SortedByTime(curve);
+  const auto first = FirstTertiaryPoint(sorted);
+  if (!first) return;
+  const double onset = sorted.x[*first];
+  if (static_cast<int>(*first) < fewest) return;
+  const auto objection = [onset](double time, double) {
+    return time >= onset ? "tertiary stage, from time " + Text(onset) + " on" : std::string();
+  };
+  const std::size_t before = screened.dropped.size();
+  curve = Screen(curve, "strain", objection, fewest, screened.dropped);
+  screened.notes.push_back("curve " + curve.name + ": creep accelerates from time " + Text(onset) + " on; " +
+                           std::to_string(screened.dropped.size() - before) +
+                           " points of this tertiary stage, which the law does not have, were left out");
+}
+
+Screened ScreenTests(const CreepData& data, int fewest, bool dropTertiary) {
+  if (data.tests.empty()) throw Error(ErrorKind::BadData, "there is no creep test to fit");
+  Screened screened;
+  std::set<std::string> names;
+  for (const CreepTest& test : data.tests) {
+    Curve curve = test.curve;
+    if (curve.name.empty()) curve.name = "creep";
+    if (!names.insert(curve.name).second) {
+      throw Error(ErrorKind::BadInput, "two creep tests are called " + curve.name + "; give each its own name");
+    }
+    if (!(test.stress > 0.0) || !std::isfinite(test.stress)) {
+      throw Error(ErrorKind::BadData, "curve " + curve.name + ": stress " + Text(test.stress) + " is not positive");
+    }
+    Curve kept = Screen(curve, "strain", ObjectToCreep, fewest, screened.dropped);
+    NoteOddities(kept, screened.notes);
+    if (dropTertiary) DropTertiary(kept, fewest, screened);
+    screened.curves.push_back(std::move(kept));
+    screened.stresses.push_back(test.stress);
+  }
+  return screened;
+}
+
+/// The units that the fit works in: geometric means, so that numbers are of the order of 1. One stress or time is
+/// `stress` or `time` of the caller's.
+struct Units {
+  double stress = 1.0;
+  double time = 1.0;
+
+  Constants FromOwn(Constants c) const {
+    c[kC1] /= std::pow(stress, c[kC2]) * std::pow(time, c[kC4]);
+    c[kC5] /= std::pow(stress, c[kC6]) * time;
+    return c;
+  }
+};
+
+double GeometricMean(const std::vector<double>& values) {
+  double sum = 0.0;
+  for (const double value : values) sum += std::log(value);
+  return std::exp(sum / static_cast<double>(values.size()));
+}
+
+Units WorkingUnits(const Screened& screened) {
+  std::vector<double> times;
+  for (const Curve& curve : screened.curves) times.insert(times.end(), curve.x.begin(), curve.x.end());
+  return {GeometricMean(screened.stresses), GeometricMean(times)};
+}
+
+/// C1 ... C7 with their ranges; what the terms do not have is held.
+std::vector<FreeOrHeld> Describe(CreepTerms terms, bool oneStress) {
+  std::vector<FreeOrHeld> parameters(kCreepConstants);
+  for (std::size_t k = 0; k < parameters.size(); ++k) parameters[k].name = "C" + std::to_string(k + 1);
+  parameters[kC1].lower = parameters[kC5].lower = 0.0;
+  for (const int k : {kC2, kC6}) {
+    parameters[static_cast<std::size_t>(k)].lower = 0.0;
+    parameters[static_cast<std::size_t>(k)].upper = kLargestStressExponent;
+    parameters[static_cast<std::size_t>(k)].held = oneStress;
+  }
+  parameters[kC4].lower = kLeastTimeExponent;
+  parameters[kC4].upper = HasSecondary(terms) ? kMostTimeExponent : kMostTimeExponentAlone;
+  parameters[kC3].held = parameters[kC7].held = true;
+  if (!HasPrimary(terms)) parameters[kC1].held = parameters[kC2].held = parameters[kC4].held = true;
+  if (!HasSecondary(terms)) parameters[kC5].held = parameters[kC6].held = true;
+  return parameters;
+}
+
+std::vector<int> Shown(CreepTerms terms) {
+  if (terms == CreepTerms::Primary) return {kC1, kC2, kC4};
+  if (terms == CreepTerms::Secondary) return {kC5, kC6};
+  return {kC1, kC2, kC4, kC5, kC6};
+}
+
+/// Only constants of the law's chosen terms can be held or started.
+void RequireNames(const Options& options, CreepTerms terms) {
+  std::string known;
+  std::set<std::string> names;
+  for (const int k : Shown(terms)) {
+    names.insert("C" + std::to_string(k + 1));
+    known += (known.empty() ? "C" : ", C") + std::to_string(k + 1);
+  }
+  for (const auto* values : {&options.held, &options.start}) {
+    for (const auto& [name, value] : *values) {
+      if (names.count(name) == 0) {
+        throw Error(ErrorKind::BadInput, "the creep law has no constant " + name + " here; it has " + known);
+      }
+      const bool positive = name == "C1" || name == "C4" || name == "C5";
+      if (positive && value < 0.0) throw Error(ErrorKind::BadInput, name + " must not be negative");
+    }
+  }
+}
+
+Problem MakeProblem(const Screened& screened, const Units& units, std::vector<FreeOrHeld> parameters,
+                    Residual residual) {
+  Problem problem;
+  problem.residual = residual;
+  problem.termCount = kCreepConstants;
+  problem.parameters = std::move(parameters);
+  for (std::size_t i = 0; i < screened.curves.size(); ++i) {
+    Curve scaled = screened.curves[i];
+    for (double& time : scaled.x) time /= units.time;
+    const double stress = screened.stresses[i] / units.stress;
+    const std::int32_t unused = 0;
+    const auto function = boost::make_shared<XemMaterialCreepType300>();
+    function->SetParameters({&stress, 1}, {&unused, 1});
+    function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(scaled)));
+    problem.functions.push_back(function);
+    problem.weights.push_back(scaled.weight);
+  }
+  return problem;
+}
+
+/// a >= 0 and b >= 0 of a t^m + b t for one test and a given m, t in working units.
+CreepLine FitLine(const Curve& curve, const Units& units, double exponent, CreepTerms terms, Residual residual) {
+  const std::int32_t columns = HasPrimary(terms) && HasSecondary(terms) ? 2 : 1;
+  Matrix design(static_cast<std::int32_t>(curve.x.size()), columns);
+  std::vector<double> target(curve.x.size());
+  for (std::size_t i = 0; i < curve.x.size(); ++i) {
+    const auto row = static_cast<std::int64_t>(i);
+    const double scale = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
+    const double time = curve.x[i] / units.time;
+    if (HasPrimary(terms)) design(row, 0) = std::pow(time, exponent) * scale;
+    if (HasSecondary(terms)) design(row, columns - 1) = time * scale;
+    target[i] = curve.y[i] * scale;
+  }
+  const std::vector<double> solution = SolveNonNegative(design, target);
+  CreepLine line;
+  line.exponent = exponent;
+  if (HasPrimary(terms)) line.amplitude = solution.front();
+  if (HasSecondary(terms)) line.rate = solution.back();
+  return line;
+}
+
+/// C and n of value = C stress^n by the logarithms of the positive values; few of them leave n as it is.
+void FitPower(const std::vector<double>& stresses, const std::vector<double>& values, bool fitExponent, double& factor,
+              double& exponent) {
+  std::vector<double> logStress, logValue;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (!(values[i] > 0.0)) continue;
+    logStress.push_back(std::log(stresses[i]));
+    logValue.push_back(std::log(values[i]));
+  }
+  if (values.empty() || logValue.empty()) return;
+  const double slope = FitRate(logStress, logValue);
+  if (fitExponent && std::isfinite(slope)) exponent = std::clamp(slope, 0.0, kLargestStressExponent);
+  double sum = 0.0;
+  for (std::size_t i = 0; i < logValue.size(); ++i) sum += logValue[i] - exponent * logStress[i];
+  factor = std::exp(sum / static_cast<double>(logValue.size()));
+}
+
+/// One start in working units, for a time exponent.
+Constants Start(const Screened& screened, const Units& units, double exponent, CreepTerms terms, Residual residual,
+                const Constants& given, const std::vector<FreeOrHeld>& parameters) {
+  std::vector<double> stresses, amplitudes, rates;
+  double typicalRate = 0.0;
+  for (std::size_t i = 0; i < screened.curves.size(); ++i) {
+    const Curve& curve = screened.curves[i];
+    const CreepLine line = FitLine(curve, units, exponent, terms, residual);
+    stresses.push_back(screened.stresses[i] / units.stress);
+    amplitudes.push_back(line.amplitude);
+    rates.push_back(line.rate);
+    typicalRate += curve.y.back() / (curve.x.back() / units.time);
+  }
+  Constants start = given;
+  if (HasPrimary(terms)) {
+    start[kC4] = exponent;
+    start[kC1] = 1e-3 * typicalRate;
+    FitPower(stresses, amplitudes, !parameters[kC2].held, start[kC1], start[kC2]);
+  }
+  if (HasSecondary(terms)) {
+    start[kC5] = 1e-3 * typicalRate;
+    FitPower(stresses, rates, !parameters[kC6].held, start[kC5], start[kC6]);
+  }
+  return start;
+}
+
+/// Held constants in the caller's units; the others at what the law has without them.
+Constants GivenConstants(const Options& options, CreepTerms terms) {
+  Constants given{};
+  if (HasPrimary(terms)) given[kC2] = kConventionalExponent;
+  if (HasSecondary(terms)) given[kC6] = kConventionalExponent;
+  if (!HasPrimary(terms)) given[kC4] = 1.0;
+  for (const auto& [name, value] : options.held) given[static_cast<std::size_t>(name[1] - '1')] = value;
+  return given;
+}
+
+Minimum RunBest(const Screened& screened, CreepTerms terms, const Options& options,
+                std::vector<FreeOrHeld>& parameters) {
+  RequireNames(options, terms);
+  const auto mentions = [&](const char* name) { return options.held.count(name) + options.start.count(name) > 0; };
+  // A factor that the caller gives binds the units: they are his then.
+  const Units units = mentions("C1") || mentions("C5") ? Units{} : WorkingUnits(screened);
+  for (const auto& [name, value] : options.held) parameters[static_cast<std::size_t>(name[1] - '1')].held = true;
+  const Constants given = GivenConstants(options, terms);
+  const Problem problem = MakeProblem(screened, units, parameters, options.residual);
+
+  std::vector<std::vector<double>> starts;
+  const auto add = [&](Constants start) {
+    for (const auto& [name, value] : options.held) start[static_cast<std::size_t>(name[1] - '1')] = value;
+    starts.emplace_back(start.begin(), start.end());
+  };
+  for (const double exponent : kStartExponents) {
+    add(Start(screened, units, parameters[kC4].held ? given[kC4] : exponent, terms, options.residual, given,
+              parameters));
+    if (parameters[kC4].held) break;
+  }
+  if (!options.start.empty()) {
+    Constants start;
+    std::copy(starts.front().begin(), starts.front().end(), start.begin());
+    for (const auto& [name, value] : options.start) start[static_cast<std::size_t>(name[1] - '1')] = value;
+    add(start);
+  }
+  Minimum minimum = Minimise(problem, starts);
+  Constants own;
+  std::copy(minimum.parameters.begin(), minimum.parameters.end(), own.begin());
+  const Constants constants = units.FromOwn(own);
+  minimum.parameters.assign(constants.begin(), constants.end());
+  return minimum;
+}
+
+void RequirePlainCreep(const Screened& screened, CreepTerms terms, const Options& options) {
+  const bool exponentsOnly = std::all_of(options.held.begin(), options.held.end(),
+                                         [](const auto& held) { return held.first == "C2" || held.first == "C6"; });
+  if (screened.curves.size() != 1) throw Error(ErrorKind::BadInput, "the export engine fits one creep test at a time");
+  if (!options.start.empty() || !exponentsOnly || screened.curves.front().weight != 1.0) {
+    throw Error(ErrorKind::BadInput, "the export engine knows no starting values or weights and holds C2 and C6 only");
+  }
+  if (options.residual == Residual::Relative && (terms != CreepTerms::Both || !options.held.empty())) {
+    throw Error(ErrorKind::BadInput,
+                "the iterative export, which has relative residuals, fits both terms and holds nothing");
+  }
+}
+
+Minimum RunLinearisedExport(const Screened& screened, CreepTerms terms, const Constants& given) {
+  CreepType type = CreepType::Both;
+  if (terms == CreepTerms::Primary) type = CreepType::Primary;
+  if (terms == CreepTerms::Secondary) type = CreepType::Secondary;
+  XemMaterialTestDataCreep data({type, screened.stresses.front(), given[kC2], given[kC6]});
+  data.SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(screened.curves.front())));
+  std::array<double, 3> fit{};
+  double determination = 0.0;
+  data.FitCreepLaw(fit, data.Stress(), data.Stretch(), &determination);
+  Minimum minimum;
+  const auto constants = data.Constants(fit);
+  minimum.parameters.assign(constants.begin(), constants.end());
+  minimum.parameters.resize(kCreepConstants, 0.0);
+  minimum.converged = true;
+  return minimum;
+}
+
+Minimum RunIterativeExport(const Screened& screened) {
+  const auto function = boost::make_shared<XemMaterialCreepType300>();
+  const double stress = screened.stresses.front();
+  const std::int32_t unused = 0;
+  function->SetParameters({&stress, 1}, {&unused, 1});
+  function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(screened.curves.front())));
+  Minimum minimum;
+  minimum.parameters.resize(kCreepConstants);
+  double determination = 0.0;
+  try {
+    minimum.converged = FitCreepConstants(function, minimum.parameters, determination) == 0;
+  } catch (int info) {
+    throw Error(ErrorKind::NotConverged, "the export fails at stress " + Text(stress) + ": LAPACK reports " +
+                                             std::to_string(info) +
+                                             "; give the stress in a unit that makes it 0.1 to 0.5");
+  }
+  return minimum;
+}
+
+Minimum RunExport(const Screened& screened, CreepTerms terms, const Options& options,
+                  std::vector<FreeOrHeld>& parameters) {
+  RequirePlainCreep(screened, terms, options);
+  Minimum minimum;
+  if (options.residual == Residual::Relative) {
+    parameters[kC2].held = parameters[kC6].held = false;
+    minimum = RunIterativeExport(screened);
+  } else {
+    minimum = RunLinearisedExport(screened, terms, GivenConstants(options, terms));
+  }
+  const auto& values = minimum.parameters;
+  if (!std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); })) {
+    throw Error(ErrorKind::NotConverged, "the export returns numbers that are not finite for curve " +
+                                             screened.curves.front().name +
+                                             "; the secondary strain exceeds the measured one");
+  }
+  minimum.atBound.assign(values.size(), false);
+  return minimum;
+}
+
+/// Leaves only the constants of the chosen terms in the result.
+void KeepShown(CreepTerms terms, Result& result) {
+  const std::vector<int> shown = Shown(terms);
+  std::vector<Parameter> parameters;
+  std::vector<std::vector<double>> correlation;
+  for (const int i : shown) {
+    parameters.push_back(result.parameters[static_cast<std::size_t>(i)]);
+    std::vector<double> row;
+    for (const int j : shown) {
+      row.push_back(result.correlation[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)]);
+    }
+    correlation.push_back(std::move(row));
+  }
+  result.parameters = std::move(parameters);
+  result.correlation = std::move(correlation);
+}
+
+std::string FactorUnit(const std::string& stressUnit, const std::string& stressExponent, const std::string& timeUnit,
+                       const std::string& timeExponent) {
+  std::string unit;
+  if (!stressUnit.empty()) unit = stressUnit + "^-" + stressExponent;
+  if (!timeUnit.empty()) unit += (unit.empty() ? "" : " ") + timeUnit + "^-" + timeExponent;
+  return unit;
+}
+
+/// One stress cannot tell its exponents.
+void MarkOpenExponents(const Options& options, Result& result) {
+  std::string open;
+  for (Parameter& parameter : result.parameters) {
+    const bool exponent = parameter.name == "C2" || parameter.name == "C6";
+    if (!exponent || !parameter.held || options.held.count(parameter.name) > 0) continue;
+    parameter.identifiable = false;
+    open += (open.empty() ? "" : " and ") + parameter.name;
+  }
+  if (open.empty()) return;
+  result.notes.push_back("one stress does not tell the stress exponents: " + open + " = " +
+                         Text(kConventionalExponent) +
+                         " by convention; hold them at known values or add tests at other stresses. a, m and b hold "
+                         "whatever the exponents are");
+}
+
+void AddLines(const Screened& screened, CreepTerms terms, const std::vector<double>& constants, Result& result) {
+  for (std::size_t i = 0; i < screened.curves.size(); ++i) {
+    const std::string suffix = screened.curves.size() > 1 ? "_" + screened.curves[i].name : "";
+    const double stress = screened.stresses[i];
+    if (HasPrimary(terms)) result.derived["a" + suffix] = constants[kC1] * std::pow(stress, constants[kC2]);
+    if (HasSecondary(terms)) result.derived["b" + suffix] = constants[kC5] * std::pow(stress, constants[kC6]);
+  }
+  if (HasPrimary(terms)) result.derived["m"] = constants[kC4];
+}
+
+}  // namespace
+
+Result FitCreep(const CreepData& data, CreepTerms terms, const Options& options) {
+  constexpr int kFewestPoints = 2;
+  const bool exported = options.engine == Engine::Export;
+  Screened screened = ScreenTests(data, kFewestPoints, !exported && data.tertiary == Tertiary::Drop);
+  std::vector<FreeOrHeld> parameters = Describe(terms, screened.OneStress());
+  parameters[kC1].unit = FactorUnit(data.stressUnit, "C2", data.timeUnit, "C4");
+  parameters[kC5].unit = FactorUnit(data.stressUnit, "C6", data.timeUnit, "1");
+  Minimum minimum =
+      exported ? RunExport(screened, terms, options, parameters) : RunBest(screened, terms, options, parameters);
+
+  const Problem problem = MakeProblem(screened, Units{}, parameters, options.residual);
+  minimum.objective = Objective(problem, minimum.parameters);
+  std::map<std::string, double> stresses;
+  for (std::size_t i = 0; i < screened.curves.size(); ++i) stresses[screened.curves[i].name] = screened.stresses[i];
+  const std::vector<double> constants = minimum.parameters;
+  Result result = Assemble(problem, minimum, screened.curves, std::move(screened.dropped),
+                           [constants, stresses](const std::string& name, double time) {
+                             const auto stress = stresses.find(name);
+                             if (stress == stresses.end())
+                               throw Error(ErrorKind::BadInput, "there is no curve " + name);
+                             return MaterialUtil::CreepStrain(constants, stress->second, time);
+                           });
+  result.model = "creep";
+  KeepShown(terms, result);
+  if (screened.OneStress()) MarkOpenExponents(options, result);
+  AddLines(screened, terms, constants, result);
+  if (HasSecondary(terms) && constants[kC5] == 0.0) {
+    result.notes.push_back("the curves show no secondary stage: C5 is 0 and C6 has no meaning");
+  }
+  if (HasPrimary(terms) && constants[kC1] == 0.0) {
+    result.notes.push_back("the curves show no primary stage: C1 is 0, C2 and C4 have no meaning");
+  }
+  result.notes.insert(result.notes.end(), screened.notes.begin(), screened.notes.end());
+  return result;
+}
+
+}  // namespace Xem::Fit

@@ -1,0 +1,568 @@
+#include "viscoelastic/prony.h"
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <numbers>
+#include <numeric>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "fit/assemble.h"
+#include "fit/problem.h"
+#include "fit/prony_shares.h"
+#include "fit/prony_spectrum.h"
+#include "fit/screening.h"
+#include "fit/uncertainty.h"
+#include "viscoelastic/relaxation.h"
+#include "xem/fit/viscoelastic.h"
+
+namespace Xem::Fit {
+namespace {
+
+using namespace MaterialUtil;
+
+/// Times may leave the measured ones by this factor.
+constexpr double kBeyondMeasured = 10.0;
+
+/// Neighbouring times closer than this in their logarithm are one time.
+constexpr double kSameTime = 0.02;
+
+/// Smaller coefficients contribute nothing.
+constexpr double kNoCoefficient = 1e-9;
+
+/// A root-mean-square misfit below this is rounding: no reason to add a term.
+constexpr double kRounding = 1e-11;
+
+/// Up to this number of terms each fit also starts from the one with a term less.
+constexpr int kMostTermsInChain = 12;
+
+/// Enough for every series that the data support; a series with too many terms could creep on for ever.
+constexpr int kRankingEvaluations = 300;
+
+/// More terms than lines of the spectrum plus this many are not worth a try.
+constexpr int kBeyondSpectrum = 2;
+
+/// Differences of the criterion up to this are no preference (Burnham and Anderson 2002).
+constexpr double kEquallyGood = 2.0;
+
+/// A fitted series: coordinates of PronyShares.
+struct SeriesFit {
+  int terms = 0;
+  Minimum minimum;
+  double information = 0.0;  ///< corrected Akaike criterion
+};
+
+/// Everything about one curve that fits with different numbers of terms share.
+class PronyFitter {
+ public:
+  PronyFitter(const Curve& curve, Residual residual, LogRange range)
+      : curve_(curve), points_(CorePoints(curve)), residual_(residual), range_(range) {}
+
+  Problem MakeProblem(const std::vector<FreeOrHeld>& series) const {
+    const std::size_t terms = series.size() / 2;
+    std::vector<bool> held(terms);
+    for (std::size_t i = 0; i < terms; ++i) held[i] = series[i].held;
+    Problem problem;
+    problem.functions.push_back(boost::make_shared<PronyInShares>(PronyShares(held), points_));
+    problem.weights.push_back(curve_.weight);
+    problem.residual = residual_;
+    problem.termCount = static_cast<std::int32_t>(terms);
+    problem.parameters = series;
+    for (std::size_t k = 0; k < series.size(); ++k) {
+      if (series[k].held) continue;
+      const bool coefficient = k < terms;
+      problem.parameters[k].lower = coefficient ? 0.0 : range_.from - std::log(kBeyondMeasured);
+      problem.parameters[k].upper = coefficient ? 1.0 : range_.to + std::log(kBeyondMeasured);
+    }
+    return problem;
+  }
+
+  /// The best minimum from starts g_1 ... g_n, tau_1 ... tau_n.
+  SeriesFit Fit(const std::vector<FreeOrHeld>& series, const std::vector<std::vector<double>>& starts,
+                int mostEvaluations = 0) const {
+    const Problem problem = MakeProblem(series);
+    std::vector<bool> held(series.size() / 2);
+    for (std::size_t i = 0; i < held.size(); ++i) held[i] = series[i].held;
+    const PronyShares shares(held);
+    std::vector<std::vector<double>> coordinates;
+    for (const auto& start : starts) coordinates.push_back(shares.FromSeries(start));
+    SeriesFit fit;
+    fit.terms = static_cast<int>(held.size());
+    fit.minimum = Minimise(problem, coordinates, mostEvaluations);
+    const double points = problem.PointCount();
+    const double floor = points * (kRounding * curve_.weight) * (kRounding * curve_.weight);
+    fit.information =
+        CorrectedInformation(std::max(fit.minimum.objective, floor), problem.PointCount(), problem.FreeCount());
+    return fit;
+  }
+
+  const Curve& Points() const { return curve_; }
+  const LogRange& Range() const { return range_; }
+  Residual Kind() const { return residual_; }
+
+ private:
+  const Curve& curve_;
+  std::vector<_T_FUNT_BASE> points_;
+  Residual residual_;
+  LogRange range_;
+};
+
+std::vector<FreeOrHeld> SeriesParameters(int terms, const std::string& timeUnit) {
+  std::vector<FreeOrHeld> parameters(2 * static_cast<std::size_t>(terms));
+  for (int i = 0; i < terms; ++i) {
+    parameters[static_cast<std::size_t>(i)].name = "g" + std::to_string(i + 1);
+    FreeOrHeld& time = parameters[static_cast<std::size_t>(terms + i)];
+    time.name = "tau" + std::to_string(i + 1);
+    time.unit = timeUnit;
+  }
+  return parameters;
+}
+
+std::vector<double> ToSeries(const SeriesFit& fit) {
+  std::vector<double> series(fit.minimum.parameters.size());
+  PronyShares(std::vector<bool>(static_cast<std::size_t>(fit.terms), false)).ToSeries(fit.minimum.parameters, series);
+  return series;
+}
+
+Spectrum ToSpectrum(const std::vector<double>& series) {
+  const std::size_t terms = series.size() / 2;
+  Spectrum spectrum;
+  for (std::size_t i = 0; i < terms; ++i) spectrum.push_back({series[i], std::log(series[terms + i])});
+  std::stable_sort(spectrum.begin(), spectrum.end(),
+                   [](const SpectrumLine& a, const SpectrumLine& b) { return a.logTime < b.logTime; });
+  return spectrum;
+}
+
+/// As a start: lines without a coefficient get a small one, so that their times can move.
+std::vector<double> AsStart(const Spectrum& spectrum) {
+  double sum = 0.0;
+  for (const SpectrumLine& line : spectrum) sum += line.g;
+  const double least = std::max(1e-3 * sum, 1e-6) / static_cast<double>(std::max<std::size_t>(1, spectrum.size()));
+  std::vector<double> start(2 * spectrum.size());
+  for (std::size_t i = 0; i < spectrum.size(); ++i) {
+    start[i] = std::max(spectrum[i].g, least);
+    start[spectrum.size() + i] = std::exp(spectrum[i].logTime);
+  }
+  return start;
+}
+
+std::vector<double> LogTimes(const Spectrum& spectrum) {
+  std::vector<double> times;
+  for (const SpectrumLine& line : spectrum) times.push_back(line.logTime);
+  return times;
+}
+
+/// Fits with any number of terms, each computed once.
+class TermLadder {
+ public:
+  explicit TermLadder(const PronyFitter& fitter)
+      : fitter_(fitter),
+        dense_(DenseSpectrum(fitter.Points(), fitter.Kind(), fitter.Range())),
+        fits_(kMostPronyTerms) {}
+
+  const SeriesFit& With(int terms) {
+    auto& fit = fits_[static_cast<std::size_t>(terms) - 1];
+    if (fit) return *fit;
+    std::vector<std::vector<double>> starts = SpectrumStarts(static_cast<std::size_t>(terms));
+    if (terms > 1 && terms <= kMostTermsInChain) AddSplits(With(terms - 1), starts);
+    fit = fitter_.Fit(SeriesParameters(terms, ""), starts, kRankingEvaluations);
+    return *fit;
+  }
+
+  /// More are not supported by the data for certain.
+  int MostTerms() const { return std::min(kMostPronyTerms, static_cast<int>(dense_.size()) + kBeyondSpectrum); }
+
+  std::vector<std::vector<double>> SpectrumStarts(std::size_t terms) const {
+    std::vector<std::vector<double>> starts;
+    const auto add = [&](const Spectrum& spectrum) {
+      if (spectrum.size() == terms) starts.push_back(AsStart(spectrum));
+    };
+    // Merging moves times and picking leaves some of the curve unexplained, so coefficients are fitted again.
+    const auto again = [&](const Spectrum& spectrum) {
+      return FitSpectrum(fitter_.Points(), fitter_.Kind(), LogTimes(spectrum));
+    };
+    add(again(SplitTo(MergedTo(dense_, terms), terms)));
+    if (dense_.size() > terms && terms <= static_cast<std::size_t>(kMostTermsInChain)) {
+      add(again(LargestOf(dense_, terms)));
+    }
+    add(FitSpectrum(fitter_.Points(), fitter_.Kind(), SpreadTimes(fitter_.Range(), terms)));
+    return starts;
+  }
+
+ private:
+  /// A term more than `fewer`: in the widest gaps between its times, and at the ends.
+  void AddSplits(const SeriesFit& fewer, std::vector<std::vector<double>>& starts) const {
+    const Spectrum lines = ToSpectrum(ToSeries(fewer));
+    std::vector<double> borders = LogTimes(lines);
+    borders.insert(borders.begin(), fitter_.Range().from);
+    borders.push_back(fitter_.Range().to);
+    double best = std::numeric_limits<double>::infinity();
+    Spectrum chosen;
+    for (std::size_t k = 0; k + 1 < borders.size(); ++k) {
+      std::vector<double> times = LogTimes(lines);
+      times.push_back(0.5 * (borders[k] + borders[k + 1]));
+      std::sort(times.begin(), times.end());
+      const Spectrum candidate = FitSpectrum(fitter_.Points(), fitter_.Kind(), times);
+      const double misfit = Misfit(candidate);
+      if (misfit < best) {
+        best = misfit;
+        chosen = candidate;
+      }
+    }
+    if (!chosen.empty()) starts.push_back(AsStart(chosen));
+  }
+
+  double Misfit(const Spectrum& spectrum) const {
+    const Curve& curve = fitter_.Points();
+    double sum = 0.0;
+    for (std::size_t i = 0; i < curve.x.size(); ++i) {
+      double value = 1.0;
+      for (const SpectrumLine& line : spectrum) {
+        value += line.g * EvaluatePronyTerm(std::exp(line.logTime), curve.x[i]).value;
+      }
+      const double scale = fitter_.Kind() == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
+      sum += (value - curve.y[i]) * scale * (value - curve.y[i]) * scale;
+    }
+    return sum;
+  }
+
+  const PronyFitter& fitter_;
+  Spectrum dense_;
+  std::vector<std::optional<SeriesFit>> fits_;
+};
+
+/// Why the curve does not support as many terms, or an empty text.
+std::string Unsupported(const SeriesFit& fit, TermLadder& ladder) {
+  const Spectrum lines = ToSpectrum(ToSeries(fit));
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    if (lines[i].g <= kNoCoefficient) return "a coefficient became 0";
+    if (i > 0 && lines[i].logTime - lines[i - 1].logTime < kSameTime) {
+      return "two times came together at " + Text(std::exp(lines[i].logTime));
+    }
+  }
+  if (ladder.With(fit.terms - 1).information <= fit.information) return "the misfit does not justify it";
+  return {};
+}
+
+/// The number of terms asked for, less those that the curve does not support.
+int SupportedTerms(int wanted, TermLadder& ladder, std::vector<std::string>& notes) {
+  int terms = std::min(wanted, ladder.MostTerms());
+  std::string reasons;
+  if (terms < wanted) reasons = "its spectrum has " + std::to_string(terms - kBeyondSpectrum) + " lines";
+  while (terms > 1) {
+    const std::string reason = Unsupported(ladder.With(terms), ladder);
+    if (reason.empty()) break;
+    reasons += (reasons.empty() ? "" : "; ") + std::to_string(terms) + ": " + reason;
+    --terms;
+  }
+  if (terms < wanted) {
+    notes.push_back(std::to_string(wanted) + " terms were asked for, the data support " + std::to_string(terms) + " (" +
+                    reasons + ")");
+  }
+  return terms;
+}
+
+/// The physical problem g_1 ... tau_n of the core over all points, for uncertainty and measures.
+Problem PhysicalProblem(const Curve& curve, Residual residual, std::vector<FreeOrHeld> parameters) {
+  const auto function = boost::make_shared<XemHyperViscoElasticRelaxation>();
+  function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curve)));
+  Problem problem;
+  problem.functions.push_back(function);
+  problem.weights.push_back(curve.weight);
+  problem.residual = residual;
+  problem.termCount = static_cast<std::int32_t>(parameters.size() / 2);
+  problem.parameters = std::move(parameters);
+  return problem;
+}
+
+/// A minimum in shares as one in coefficients and times; sorted by time if `sorted`.
+Minimum Physical(const SeriesFit& fit, const std::vector<FreeOrHeld>& series, bool sorted) {
+  const auto terms = static_cast<std::size_t>(fit.terms);
+  std::vector<bool> held(terms);
+  for (std::size_t i = 0; i < terms; ++i) held[i] = series[i].held;
+  std::vector<double> values(2 * terms);
+  PronyShares(held).ToSeries(fit.minimum.parameters, values);
+
+  std::vector<std::size_t> order(terms);
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  if (sorted) {
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::size_t a, std::size_t b) { return values[terms + a] < values[terms + b]; });
+  }
+  Minimum physical = fit.minimum;
+  for (std::size_t i = 0; i < terms; ++i) {
+    physical.parameters[i] = values[order[i]];
+    physical.parameters[terms + i] = values[terms + order[i]];
+    physical.atBound[i] = fit.minimum.atBound[order[i]];
+    physical.atBound[terms + i] = fit.minimum.atBound[terms + order[i]];
+  }
+  return physical;
+}
+
+/// Every coefficient differs from 0 and every time is known better than its own size.
+bool Determined(const SeriesFit& fit, const PronyFitter& fitter) {
+  const std::vector<FreeOrHeld> series = SeriesParameters(fit.terms, "");
+  const Problem problem = PhysicalProblem(fitter.Points(), fitter.Kind(), series);
+  const Uncertainty uncertainty = EstimateUncertainty(problem, Physical(fit, series, true));
+  for (std::size_t k = 0; k < series.size(); ++k) {
+    const Parameter& parameter = uncertainty.parameters[k];
+    const bool coefficient = k < series.size() / 2;
+    if (coefficient ? !(parameter.lower > 0.0) : !(parameter.standardError < parameter.value)) return false;
+  }
+  return true;
+}
+
+/// The smallest number of terms that is as good as the best one, with nothing in it left open.
+int BestTerms(const PronyFitter& fitter, TermLadder& ladder, std::vector<std::string>& notes) {
+  constexpr int kPatience = 2;
+  constexpr int kFirstStep = 8;
+  const auto points = static_cast<int>(fitter.Points().x.size());
+  const int byDecades = static_cast<int>(std::ceil(1.5 * fitter.Range().Decades())) + 3;
+  const int most = std::max(1, std::min({byDecades, (points - 2) / 2, ladder.MostTerms()}));
+  const auto better = [&](int terms, int best) {
+    return ladder.With(terms).information < ladder.With(best).information && Determined(ladder.With(terms), fitter);
+  };
+  int best = 1;
+  int terms = 2;
+  for (; terms <= std::min(most, kMostTermsInChain) && terms <= best + kPatience; ++terms) {
+    if (better(terms, best)) best = terms;
+  }
+  // Longer series, for many decades: the criterion has one valley, which steps of halving length find.
+  const bool open = terms > kMostTermsInChain && terms <= best + kPatience;
+  for (int step = open ? kFirstStep : 0; step > 0;) {
+    if (best + step <= most && better(best + step, best)) {
+      best += step;
+    } else if (best - step >= 1 && better(best - step, best)) {
+      best -= step;
+    } else {
+      step /= 2;
+    }
+  }
+  const double least = ladder.With(best).information;
+  int chosen = best;
+  while (chosen > 1 && ladder.With(chosen - 1).information <= least + kEquallyGood) --chosen;
+  while (chosen > 1 && !Unsupported(ladder.With(chosen), ladder).empty()) --chosen;
+  notes.push_back(
+      "the number of terms was chosen by the corrected Akaike criterion among those whose terms are determined");
+  if (best == most && most < (points - 2) / 2) {
+    notes.push_back("more than " + std::to_string(most) + " terms may describe the curve still better; ask for them");
+  }
+  return chosen;
+}
+
+/// The earliest usable point.
+std::size_t Earliest(const Curve& curve) {
+  std::size_t earliest = curve.x.size();
+  for (std::size_t i = 0; i < curve.x.size(); ++i) {
+    if (!std::isfinite(curve.x[i]) || !std::isfinite(curve.y[i]) || curve.x[i] < 0.0) continue;
+    if (earliest == curve.x.size() || curve.x[i] < curve.x[earliest]) earliest = i;
+  }
+  return earliest;
+}
+
+/// The modulus that ordinates are divided by; 1 for ratios.
+double ReferenceModulus(const RelaxationData& data, const Curve& curve) {
+  double modulus = 1.0;
+  if (data.normalise == Normalise::Value) modulus = data.modulus;
+  if (data.normalise == Normalise::First && curve.y.size() == curve.x.size()) {
+    const std::size_t earliest = Earliest(curve);
+    if (earliest < curve.x.size()) modulus = curve.y[earliest];
+  }
+  if (modulus > 0.0 && std::isfinite(modulus)) return modulus;
+  throw Error(
+      data.normalise == Normalise::Value ? ErrorKind::BadInput : ErrorKind::BadData,
+      "curve " + curve.name + ": cannot be normalised by " + Text(modulus) + ", which is not a positive modulus");
+}
+
+/// The usable points as ratios. `modulus` receives what they were divided by.
+Curve ScreenRelaxation(const RelaxationData& data, double& modulus, std::vector<DroppedPoint>& dropped,
+                       std::vector<std::string>& notes) {
+  Curve curve = data.curve;
+  if (curve.name.empty()) curve.name = "relaxation";
+  modulus = ReferenceModulus(data, curve);
+  for (double& value : curve.y) value /= modulus;
+  std::size_t above = 0;
+  double largest = 0.0;
+  for (const double value : curve.y) {
+    if (value > 1.5) ++above;
+    if (std::isfinite(value)) largest = std::max(largest, value);
+  }
+  if (2 * above > curve.y.size()) {
+    throw Error(ErrorKind::BadData, "curve " + curve.name + ": values up to " + Text(largest * modulus) +
+                                        " are not ratios to the instantaneous modulus; normalise them by the first "
+                                        "value or by a given one");
+  }
+  const std::size_t reference = data.normalise == Normalise::First ? Earliest(curve) : curve.x.size();
+  const double referenceTime = reference < curve.x.size() ? curve.x[reference] : -1.0;
+  Curve kept = Screen(
+      curve, "modulus",
+      [&](double time, double value) -> std::string {
+        if (time == referenceTime && value == 1.0) return "the point that the curve is normalised by";
+        if (time <= 0.0) return "time " + Text(time) + " is not positive";
+        if (value >= 1.0) return "ratio " + Text(value) + " is not below 1";
+        return {};
+      },
+      1, dropped);
+  NoteOddities(kept, notes);
+  if (referenceTime > 0.0) {
+    notes.push_back("curve " + curve.name + ": normalised by its value at time " + Text(referenceTime) +
+                    "; what relaxed before is not seen");
+  }
+  return kept;
+}
+
+void RequireTerms(int terms, const Curve& curve) {
+  if (terms != kAutomaticTerms && (terms < 1 || terms > kMostPronyTerms)) {
+    throw Error(ErrorKind::BadInput,
+                std::to_string(terms) + " terms are not between 1 and " + std::to_string(kMostPronyTerms));
+  }
+  const int least = std::max(2, 2 * terms);
+  if (static_cast<int>(curve.x.size()) < least) {
+    throw Error(ErrorKind::BadData, "curve " + curve.name + ": " + std::to_string(curve.x.size()) +
+                                        " usable points are too few for " + std::to_string(least) + " parameters");
+  }
+}
+
+/// With held or starting values the number of terms and their order are the caller's.
+SeriesFit FitAsNamed(const PronyFitter& fitter, const Options& options, std::vector<FreeOrHeld>& series) {
+  const std::size_t terms = series.size() / 2;
+  Problem named;
+  named.parameters = series;
+  std::vector<std::vector<double>> starts = TermLadder(fitter).SpectrumStarts(terms);
+  const std::vector<double> spread = starts.back();
+  Options asked;
+  asked.held = options.held;
+  for (auto& start : starts) ApplyOptions(asked, named, start);
+  if (!options.start.empty()) {
+    starts.push_back(spread);
+    asked.start = options.start;
+    ApplyOptions(asked, named, starts.back());
+  }
+  series = named.parameters;
+  double heldSum = 0.0;
+  for (const auto& start : starts) {
+    for (std::size_t i = 0; i < terms; ++i) {
+      if (start[terms + i] > 0.0) continue;
+      throw Error(ErrorKind::BadInput, series[terms + i].name + " must be positive, not " + Text(start[terms + i]));
+    }
+  }
+  for (std::size_t i = 0; i < terms; ++i) {
+    if (!series[i].held) continue;
+    heldSum += starts.front()[i];
+    if (starts.front()[i] < 0.0 || heldSum > 1.0) {
+      throw Error(ErrorKind::BadInput, "held coefficients must be 0 or more and add up to 1 at most");
+    }
+  }
+  return fitter.Fit(series, starts);
+}
+
+void RequirePlainProny(const RelaxationData& data, int terms, const Options& options) {
+  if (!options.held.empty() || !options.start.empty() || data.curve.weight != 1.0) {
+    throw Error(ErrorKind::BadInput, "the export engine knows no held values, starting values or weights");
+  }
+  if (terms == kAutomaticTerms) throw Error(ErrorKind::BadInput, "the export engine needs a number of terms");
+}
+
+Minimum RunExport(const Curve& curve, Residual residual, int terms) {
+  const auto function = boost::make_shared<XemHyperViscoElasticRelaxation>();
+  function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curve)));
+  Minimum minimum;
+  minimum.parameters.resize(2 * static_cast<std::size_t>(terms));
+  const auto kind = residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
+  try {
+    minimum.converged = FitRelaxation(function, kind, minimum.parameters) == 0;
+  } catch (int info) {
+    throw Error(ErrorKind::NotConverged, "the export fails on curve " + curve.name + ": LAPACK reports " +
+                                             std::to_string(info) + "; fit fewer terms");
+  }
+  minimum.atBound.assign(minimum.parameters.size(), false);
+  return minimum;
+}
+
+void NoteLimits(const Minimum& minimum, const Curve& curve, std::vector<std::string>& notes) {
+  const std::size_t terms = minimum.parameters.size() / 2;
+  double sum = 0.0;
+  for (std::size_t i = 0; i < terms; ++i) sum += minimum.parameters[i];
+  if (sum > 1.0 - 1e-9) {
+    notes.push_back("the coefficients add up to 1, the most they can: the modulus vanishes at long times");
+  }
+  const double last = *std::max_element(curve.x.begin(), curve.x.end());
+  if (terms > 0 && minimum.parameters.back() > last) {
+    notes.push_back("tau" + std::to_string(terms) + " lies beyond the last measured time " + Text(last) +
+                    ": the long-term modulus is extrapolated");
+  }
+}
+
+}  // namespace
+
+double PronyModulus(const std::vector<double>& parameters, double time) {
+  if (parameters.size() % 2 != 0) {
+    throw Error(ErrorKind::BadInput, "a Prony series has as many coefficients as times, so not " +
+                                         std::to_string(parameters.size()) + " parameters");
+  }
+  return MaterialUtil::PronyModulus(parameters, time);
+}
+
+Result FitProny(const RelaxationData& data, int terms, const Options& options) {
+  std::vector<DroppedPoint> dropped;
+  std::vector<std::string> notes;
+  double modulus = 1.0;
+  const Curve curve = ScreenRelaxation(data, modulus, dropped, notes);
+  RequireTerms(terms, curve);
+
+  std::vector<FreeOrHeld> series;
+  Minimum minimum;
+  if (options.engine == Engine::Export) {
+    RequirePlainProny(data, terms, options);
+    series = SeriesParameters(terms, data.timeUnit);
+    minimum = RunExport(curve, options.residual, terms);
+  } else {
+    const Curve thinned = Thinned(curve);
+    const LogRange range = MeasuredRange(curve);
+    const PronyFitter coarse(thinned, options.residual, range);
+    const PronyFitter fine(curve, options.residual, range);
+    const bool named = !options.held.empty() || !options.start.empty();
+    if (named && terms == kAutomaticTerms) {
+      throw Error(ErrorKind::BadInput, "held and starting values need a number of terms");
+    }
+    SeriesFit fit;
+    if (named) {
+      series = SeriesParameters(terms, data.timeUnit);
+      fit = FitAsNamed(fine, options, series);
+    } else {
+      TermLadder ladder(coarse);
+      terms = terms == kAutomaticTerms ? BestTerms(coarse, ladder, notes) : SupportedTerms(terms, ladder, notes);
+      series = SeriesParameters(terms, data.timeUnit);
+      fit = ladder.With(terms);
+      fit = fine.Fit(series, {ToSeries(fit)});
+    }
+    minimum = Physical(fit, series, !named);
+  }
+
+  const Problem problem = PhysicalProblem(curve, options.residual, series);
+  minimum.objective = Objective(problem, minimum.parameters);
+  const std::vector<double> values = minimum.parameters;
+  NoteLimits(minimum, curve, notes);
+  Result result = Assemble(problem, minimum, {curve}, std::move(dropped),
+                           [values, name = curve.name](const std::string& called, double time) {
+                             if (called != name) throw Error(ErrorKind::BadInput, "there is no curve " + called);
+                             return MaterialUtil::PronyModulus(values, time);
+                           });
+  result.model = "prony";
+  result.terms = static_cast<int>(series.size() / 2);
+  double sum = 0.0;
+  for (int i = 0; i < result.terms; ++i) sum += values[static_cast<std::size_t>(i)];
+  result.derived["g_infinity"] = 1.0 - sum;
+  if (data.normalise != Normalise::Nothing) {
+    result.derived["instantaneous_modulus"] = modulus;
+    result.derived["long_term_modulus"] = modulus * (1.0 - sum);
+  }
+  result.notes.insert(result.notes.end(), notes.begin(), notes.end());
+  return result;
+}
+
+}  // namespace Xem::Fit

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "xem/fit/result.h"
+
+/// Discrete relaxation spectra: where a Prony fit starts from.
+namespace Xem::Fit {
+
+struct SpectrumLine {
+  double g = 0.0;
+  double logTime = 0.0;  ///< natural logarithm of tau
+};
+/// By rising time.
+using Spectrum = std::vector<SpectrumLine>;
+
+/// Natural logarithms of the shortest and longest time.
+struct LogRange {
+  double from = 0.0;
+  double to = 0.0;
+  double Decades() const;
+};
+LogRange MeasuredRange(const Curve& curve);
+
+/// Coefficients g >= 0 that fit a relaxation curve best for given times.
+Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes);
+
+/// The same over a dense grid of times, with neighbouring lines taken together: about as many lines as the curve shows.
+Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range);
+
+/// Takes neighbours together until `count` lines are left, those first that change the curve least.
+Spectrum MergedTo(Spectrum spectrum, std::size_t count);
+/// Keeps the `count` largest lines.
+Spectrum LargestOf(Spectrum spectrum, std::size_t count);
+/// Splits the largest line in two until there are `count`.
+Spectrum SplitTo(Spectrum spectrum, std::size_t count);
+
+/// `count` times at equal steps of their logarithm, in the middle of equal parts of the range.
+std::vector<double> SpreadTimes(const LogRange& range, std::size_t count);
+
+/// A curve of at most a few hundred points: means over equal steps of the logarithm of time. Curves that are small
+/// already come back as they are.
+Curve Thinned(const Curve& curve);
+
+}  // namespace Xem::Fit
