@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <utility>
 
