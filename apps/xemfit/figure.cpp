@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -14,6 +16,7 @@ namespace Xem::Tool {
 namespace {
 
 constexpr int kLinePoints = 400;
+constexpr int kOtherScalePoints = 200;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
@@ -33,15 +36,26 @@ Range StableRange(const Fit::Result& result, const std::string& curve) {
   return {-kInfinity, kInfinity};
 }
 
-/// Abscissae of the model's line, the stability limits among them.
+/// Numbers from `from` to `to`, equally spaced on one kind of axis.
+void AddSpaced(double from, double to, int count, bool logarithmic, std::vector<double>& grid) {
+  for (int i = 0; i < count; ++i) {
+    const double share = static_cast<double>(i) / (count - 1);
+    grid.push_back(logarithmic ? from * std::pow(to / from, share) : from * (1.0 - share) + to * share);
+  }
+}
+
+/// Abscissae of the model's line, the stability limits among them. Close enough to each other on the other kind of axis
+/// too, to which a page can be switched.
 std::vector<double> LineGrid(const std::vector<double>& measured, const Axis& axis, const Range& stable) {
   const auto usable = [&](double x) { return std::isfinite(x) && (!axis.logarithmic || x > 0.0); };
   double lowest = kInfinity;
   double highest = -kInfinity;
+  double lowestPositive = kInfinity;
   for (const double x : measured) {
     if (!usable(x)) continue;
     lowest = std::min(lowest, x);
     highest = std::max(highest, x);
+    if (x > 0.0) lowestPositive = std::min(lowestPositive, x);
   }
   if (axis.fromZero && !axis.logarithmic) {
     lowest = std::min(lowest, 0.0);
@@ -49,15 +63,15 @@ std::vector<double> LineGrid(const std::vector<double>& measured, const Axis& ax
   }
   std::vector<double> grid;
   if (!(lowest < highest)) return grid;
-  for (int i = 0; i < kLinePoints; ++i) {
-    const double share = static_cast<double>(i) / (kLinePoints - 1);
-    grid.push_back(axis.logarithmic ? lowest * std::pow(highest / lowest, share)
-                                    : lowest * (1.0 - share) + highest * share);
+  AddSpaced(lowest, highest, kLinePoints, axis.logarithmic, grid);
+  if (lowestPositive < highest && std::isfinite(highest / lowestPositive)) {
+    AddSpaced(lowestPositive, highest, kOtherScalePoints, !axis.logarithmic, grid);
   }
   for (const double limit : {stable.lower, stable.upper}) {
     if (limit > lowest && limit < highest) grid.push_back(limit);
   }
   std::sort(grid.begin(), grid.end());
+  grid.erase(std::unique(grid.begin(), grid.end()), grid.end());
   return grid;
 }
 
@@ -91,6 +105,10 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
   if (!curve.measured.empty()) {
     drawn.x = curve.x;
     drawn.y = curve.measured;
+    if (curve.fitted.size() == curve.measured.size()) {
+      std::transform(curve.measured.begin(), curve.measured.end(), curve.fitted.begin(),
+                     std::back_inserter(drawn.residual), std::minus<>());
+    }
   }
   const Range stable = StableRange(result, curve.name);
   if (!result.evaluate || curve.measured.empty()) {
@@ -176,7 +194,14 @@ std::string Title(const Report& report) {
   return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}{}", label, measures.r2, measures.rmse, unit);
 }
 
+/// Okabe and Ito (2008).
+constexpr const char* kColours[] = {"#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000"};
+
 }  // namespace
+
+std::string CurveColour(std::size_t curve) { return kColours[curve % std::size(kColours)]; }
+
+std::string AxisLabel(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " (" + axis.unit + ")"); }
 
 Figure MakeFigure(const Report& report) {
   Figure figure;
@@ -200,6 +225,28 @@ Figure MakeFigure(const Report& report) {
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));
   }
   return figure;
+}
+
+Figure ResidualFigure(const Figure& figure) {
+  Figure residuals{"measured - fitted", {}};
+  for (const DrawnPanel& panel : figure.panels) {
+    DrawnPanel drawn{panel.title, panel.x, {"residual", panel.y.unit, false, false}, {}, {}, {}};
+    for (const DrawnCurve& curve : panel.curves) {
+      if (curve.residual.empty()) continue;
+      DrawnCurve difference;
+      difference.legend = curve.legend;
+      difference.index = curve.index;
+      difference.x = curve.x;
+      difference.y = curve.residual;
+      difference.stableX = {panel.xRange.lower, panel.xRange.upper};
+      difference.stable = {0.0, 0.0};
+      drawn.curves.push_back(std::move(difference));
+    }
+    SetRanges(drawn);
+    drawn.xRange = panel.xRange;
+    if (!drawn.curves.empty()) residuals.panels.push_back(std::move(drawn));
+  }
+  return residuals;
 }
 
 }  // namespace Xem::Tool

@@ -11,8 +11,9 @@ namespace Xem::Tool {
 /// A curve ready to be drawn.
 struct DrawnCurve {
   std::string legend;
-  std::size_t index = 0;     ///< among the curves of the result, so that a curve looks the same in every panel
-  std::vector<double> x, y;  ///< measured points
+  std::size_t index = 0;         ///< among the curves of the result, so that a curve looks the same in every panel
+  std::vector<double> x, y;      ///< measured points
+  std::vector<double> residual;  ///< measured - fitted at the points
   std::vector<double> stableX, stable;      ///< the model; NaN where the line breaks
   std::vector<double> unstableX, unstable;  ///< the model beyond a stability limit
 };
@@ -50,5 +51,13 @@ struct Figure {
 /// Evaluates the curves of a report on a fine grid over what was measured; curves without measured points
 /// and those whose model cannot be evaluated are drawn through their own points. Used by every kind of picture.
 Figure MakeFigure(const Report& report);
+
+/// Measured - fitted over the same abscissae, about a line at zero. Panels without residuals are left out.
+Figure ResidualFigure(const Figure& figure);
+
+/// Colours that people with colour-vision deficiencies tell apart, by the curve's place in its panel.
+std::string CurveColour(std::size_t curve);
+/// "nominal stress (MPa)"
+std::string AxisLabel(const Axis& axis);
 
 }  // namespace Xem::Tool

@@ -38,8 +38,7 @@ int Tell(ExitCode code, const std::string& sentence) {
   return static_cast<int>(code);
 }
 
-int RunVerb(Verb& verb) {
-  const std::string command = verb.Text().group + ' ' + verb.Text().name;
+int RunVerb(Verb& verb, const std::vector<std::string>& arguments) {
   CheckOutputs(verb.Output(), {});
   const Report report = verb.Run();
   verb.RefuseUnusedColumns();
@@ -48,7 +47,7 @@ int RunVerb(Verb& verb) {
   if (verb.RequiresStable() && !result.stability) {
     throw Failure(ExitCode::Other, "--require-stable: model " + ModelLabel(result) + " has no stability report");
   }
-  WriteOutputs(command, report, verb.Output());
+  WriteOutputs({verb.Text().group + ' ' + verb.Text().name, arguments}, report, verb.Output());
   if (report.fitted && !result.converged)
     return Tell(ExitCode::NotConverged, "the fit did not converge: " + result.status);
   if (verb.RequiresStable() && !result.stability->Stable()) {
@@ -57,9 +56,9 @@ int RunVerb(Verb& verb) {
   return static_cast<int>(ExitCode::Fitted);
 }
 
-int RunAndExplain(Verb& verb) {
+int RunAndExplain(Verb& verb, const std::vector<std::string>& arguments) {
   try {
-    return RunVerb(verb);
+    return RunVerb(verb, arguments);
   } catch (const Failure& failure) {
     return Tell(failure.Code(), failure.what());
   } catch (const Fit::Error& error) {
@@ -92,7 +91,7 @@ class CommandLine {
       return Tell(failure.Code(), failure.what());
     }
     for (const auto& [app, verb] : commands_) {
-      if (app->parsed()) return RunAndExplain(*verb);
+      if (app->parsed()) return RunAndExplain(*verb, {arguments, arguments + argumentCount});
     }
     return Tell(ExitCode::Usage, "name a command; see " + Deepest() + " --help");
   }

@@ -107,6 +107,8 @@ void AddOutputOptions(CLI::App& app, OutputOptions& options) {
   app.add_option("--curves", options.curves, "Write measured and fitted curves as CSV")->type_name("FILE");
   app.add_option("--plot", options.plot, "Draw measured points and fitted curves (.png, .svg or .pdf)")
       ->type_name("FILE");
+  app.add_option("--report", options.report, "Write the whole result as one page that opens in a browser, offline")
+      ->type_name("FILE.html");
   app.add_flag("-q,--quiet", options.quiet, "Print no table");
 }
 

@@ -30,6 +30,7 @@ struct OutputOptions {
   std::string json;
   std::string curves;
   std::string plot;
+  std::string report;
   bool quiet = false;
 };
 

@@ -15,7 +15,9 @@
 
 #include "curves.h"
 #include "json.h"
+#include "page.h"
 #include "plot.h"
+#include "shell.h"
 #include "table.h"
 #include "text.h"
 
@@ -138,7 +140,7 @@ struct NamedOutput {
 std::vector<NamedOutput> Requested(const OutputOptions& options) {
   std::vector<NamedOutput> outputs;
   for (const NamedOutput& output : {NamedOutput{"--json", options.json}, NamedOutput{"--curves", options.curves},
-                                    NamedOutput{"--plot", options.plot}}) {
+                                    NamedOutput{"--plot", options.plot}, NamedOutput{"--report", options.report}}) {
     if (!output.path.empty()) outputs.push_back(output);
   }
   return outputs;
@@ -179,10 +181,11 @@ void CheckOutputs(const OutputOptions& options, const std::vector<std::string>& 
     }
   }
   if (!options.plot.empty()) RequirePlotFormat(options.plot);
+  if (!options.report.empty()) RequirePageFormat(options.report);
   for (const NamedOutput& output : outputs) CheckPlace(output);
 }
 
-void WriteOutputs(const std::string& command, const Report& report, const OutputOptions& options) {
+void WriteOutputs(const Invocation& invocation, const Report& report, const OutputOptions& options) {
   std::string standardOutput;
   std::vector<PendingFile> files;
   const auto send = [&](const std::string& path, const std::string& bytes) {
@@ -194,9 +197,12 @@ void WriteOutputs(const std::string& command, const Report& report, const Output
     }
   };
   const std::string plot = options.plot.empty() ? "" : DrawPlot(report, options.plot);
-  if (!options.json.empty()) send(options.json, JsonDocument(command, report));
-  if (!options.curves.empty()) send(options.curves, CurvesCsv(command, report));
+  const std::string page =
+      options.report.empty() ? "" : ReportPage(invocation.command, ShellCommand(invocation.arguments), report);
+  if (!options.json.empty()) send(options.json, JsonDocument(invocation.command, report));
+  if (!options.curves.empty()) send(options.curves, CurvesCsv(invocation.command, report));
   send(options.plot, plot);
+  send(options.report, page);
   if (standardOutput.empty() && !options.quiet) standardOutput = TableText(report);
   WriteStandardOutput(standardOutput);
   for (PendingFile& file : files) file.Commit();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "failure.h"
 #include "report.h"
@@ -8,11 +9,17 @@
 
 namespace Xem::Tool {
 
+/// How the tool was called.
+struct Invocation {
+  std::string command;                 ///< "hyper fit"
+  std::vector<std::string> arguments;  ///< as typed, the program first
+};
+
 /// Refuses, before anything is computed, outputs that clash with each other or with an input, formats that are unknown
 /// and places that cannot be written. Throws Failure.
 void CheckOutputs(const OutputOptions& options, const std::vector<std::string>& inputs);
 
 /// Writes everything that a run leaves behind: all files or none, then standard output.
-void WriteOutputs(const std::string& command, const Report& report, const OutputOptions& options);
+void WriteOutputs(const Invocation& invocation, const Report& report, const OutputOptions& options);
 
 }  // namespace Xem::Tool

@@ -10,18 +10,14 @@
 #include <vector>
 
 #include "failure.h"
-#include "figure.h"
 #include "process.h"
 #include "text.h"
 
 namespace Xem::Tool {
 namespace {
 
-/// Colours that people with colour-vision deficiencies tell apart (Okabe and Ito 2008).
-constexpr const char* kColours[] = {"#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000"};
 constexpr int kPointTypes[] = {7, 5, 9, 13, 11, 6, 4};
 
-std::string Colour(std::size_t curve) { return kColours[curve % std::size(kColours)]; }
 int PointType(std::size_t curve) { return kPointTypes[curve % std::size(kPointTypes)]; }
 
 std::string Extension(const std::string& path) { return Lower(std::filesystem::path(path).extension().string()); }
@@ -45,8 +41,6 @@ std::string DataBlock(const std::string& name, const std::vector<double>& x, con
 bool HasPoints(const std::vector<double>& values) {
   return std::any_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
 }
-
-std::string AxisLabel(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " (" + axis.unit + ")"); }
 
 std::string AxisCommands(char axis, const Axis& description, const Range& range) {
   const char* scale = description.logarithmic ? "set logscale {0}\nset format {0} '10^{{%T}}'\nset m{0}tics 10\n"
@@ -99,7 +93,8 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
     const DrawnCurve& curve = panel.curves[i];
     const Blocks blocks = BlocksOf(number, i);
     const auto line = [&](const std::string& block, const char* dash) {
-      parts.push_back(fmt::format("${} with lines lw 2.2 {} lc rgb '{}' notitle", block, dash, Colour(curve.index)));
+      parts.push_back(
+          fmt::format("${} with lines lw 2.2 {} lc rgb '{}' notitle", block, dash, CurveColour(curve.index)));
     };
     if (HasPoints(curve.stable)) line(blocks.stable, "dt 1");
     if (HasPoints(curve.unstable)) line(blocks.unstable, "dt 2");
@@ -113,7 +108,7 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
         points ? fmt::format("points pt {} ps 1.1", PointType(curve.index)) : std::string("lines lw 2.2");
     parts.push_back(fmt::format("{} with {} lc rgb '{}' title {}",
                                 points ? '$' + BlocksOf(number, i).points : std::string("NaN"), style,
-                                Colour(curve.index), Literal(curve.legend)));
+                                CurveColour(curve.index), Literal(curve.legend)));
   }
   if (anyPoints) {
     parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '#606060' title " + Literal(panel.lines));
@@ -223,17 +218,19 @@ void RequirePlotFormat(const std::string& path) {
 }
 
 std::string DrawPlot(const Report& report, const std::string& path) {
-  const Figure figure = MakeFigure(report);
-  if (figure.panels.empty()) throw Failure(ExitCode::Other, "--plot: there is nothing to draw");
-  const std::string extension = Extension(path);
+  return DrawFigure(MakeFigure(report), Extension(path), "--plot");
+}
+
+std::string DrawFigure(const Figure& figure, const std::string& extension, const std::string& option) {
+  if (figure.panels.empty()) throw Failure(ExitCode::Other, option + ": there is nothing to draw");
   ProcessResult run =
       RunProcess({"gnuplot", "-d", "-"}, Script(figure, extension), {"SOURCE_DATE_EPOCH=0", "LC_ALL=C.UTF-8"});
   if (!run.started) {
     throw Failure(ExitCode::Other,
-                  "--plot needs gnuplot, which was not found on PATH; on Debian: apt install gnuplot-nox");
+                  option + " needs gnuplot, which was not found on PATH; on Debian: apt install gnuplot-nox");
   }
   if (run.exitCode != 0 || run.output.empty()) {
-    throw Failure(ExitCode::Other, "--plot: gnuplot failed: " + FirstLine(run.errors));
+    throw Failure(ExitCode::Other, option + ": gnuplot failed: " + FirstLine(run.errors));
   }
   if (extension == ".pdf") FixDates(run.output);
   return std::move(run.output);

@@ -61,7 +61,7 @@ class Verb {
 
  protected:
   enum class Shares {
-    Output,        ///< --json, --curves, --plot, --quiet
+    Output,        ///< --json, --curves, --plot, --report, --quiet
     InputOutput,   ///< and --column, --select
     FitAndStable,  ///< and the options of a fit, and --require-stable
     Fit,           ///< the same without --require-stable
