@@ -46,9 +46,9 @@ Match MatchName(const std::string& column, std::string_view accepted) {
   return {Fit::UnknownUnit, suffix};
 }
 
-ColumnChoice Choice(std::size_t index, const std::string& unit, const AcceptedName& name) {
-  ColumnChoice choice{index, unit, 1.0, name.offset, name.name};
-  if (const auto fraction = ConversionFactor(unit, "-")) {
+ColumnChoice Choice(std::size_t index, const std::string& suffix, const AcceptedName& name) {
+  ColumnChoice choice{index, suffix.empty() ? std::string(name.unit) : suffix, 1.0, name.offset, name.name};
+  if (const auto fraction = ConversionFactor(choice.unit, "-")) {
     choice.scale = *fraction;
     choice.unit.clear();
   }
@@ -142,6 +142,15 @@ ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::op
       fmt::format("{}, line {}: no column for {} among {}; it may be called {}, with a unit suffix such as "
                   "_MPa, or named by --column {}=NAME",
                   table.source, table.headerLine, role.name, Listed(table.columns), AcceptedNames(role), role.name));
+}
+
+bool HasColumn(const CsvTable& table, const Role& role) {
+  for (const AcceptedName& accepted : role.accepted) {
+    for (const std::string& column : table.columns) {
+      if (MatchName(Normalised(column), accepted.name).fit != Fit::Not) return true;
+    }
+  }
+  return false;
 }
 
 std::optional<Quantity> MetadataQuantity(const CsvTable& table, const Role& role) {

@@ -25,6 +25,9 @@ struct ColumnChoice {
 /// than one fits, Usage when `wanted` is not there.
 ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::optional<std::string>& wanted);
 
+/// True when a column's name fits the role.
+bool HasColumn(const CsvTable& table, const Role& role);
+
 /// The number of a `# key: value` line whose key names `role`, with its unit, such as `# stress_MPa: 500`. Throws
 /// Failure (BadData) when the value is not a number.
 struct Quantity {

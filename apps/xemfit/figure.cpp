@@ -99,7 +99,9 @@ std::string Legend(std::string name) {
   return name;
 }
 
-DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const Axis& axis) {
+/// `lineOver` are the abscissae that the fitted line spans.
+DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const Axis& axis,
+                const std::vector<double>& lineOver) {
   DrawnCurve drawn;
   drawn.legend = Legend(curve.name);
   if (!curve.measured.empty()) {
@@ -115,7 +117,7 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
     AddLine(curve.x, curve.fitted, stable, drawn);
     return drawn;
   }
-  const std::vector<double> grid = LineGrid(curve.x, axis, stable);
+  const std::vector<double> grid = LineGrid(lineOver, axis, stable);
   std::vector<double> line;
   line.reserve(grid.size());
   for (const double x : grid) line.push_back(Evaluated(result, curve.name, x));
@@ -197,6 +199,18 @@ std::string Title(const Report& report) {
 /// Okabe and Ito (2008).
 constexpr const char* kColours[] = {"#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000"};
 
+bool Shows(const Panel& panel, const Fit::CurveResult& curve) {
+  return panel.curves.empty() || std::find(panel.curves.begin(), panel.curves.end(), curve.name) != panel.curves.end();
+}
+
+std::vector<double> AllAbscissae(const Fit::Result& result, const Panel& panel) {
+  std::vector<double> all;
+  for (const Fit::CurveResult& curve : result.curves) {
+    if (Shows(panel, curve)) all.insert(all.end(), curve.x.begin(), curve.x.end());
+  }
+  return all;
+}
+
 }  // namespace
 
 std::string CurveColour(std::size_t curve) { return kColours[curve % std::size(kColours)]; }
@@ -213,9 +227,10 @@ Figure MakeFigure(const Report& report) {
     const auto& curves = report.result.curves;
     for (std::size_t i = 0; i < curves.size(); ++i) {
       const Fit::CurveResult& curve = curves[i];
-      const auto& names = panel.curves;
-      if (!names.empty() && std::find(names.begin(), names.end(), curve.name) == names.end()) continue;
-      drawn.curves.push_back(Draw(report.result, curve, panel.x));
+      if (!Shows(panel, curve)) continue;
+      std::vector<double> lineOver = curve.x;
+      if (panel.oneLine) lineOver = drawn.curves.empty() ? AllAbscissae(report.result, panel) : std::vector<double>();
+      drawn.curves.push_back(Draw(report.result, curve, panel.x, lineOver));
       drawn.curves.back().index = i;
       for (const Mark& mark : panel.marks) {
         if (mark.curve == curve.name) drawn.marks.push_back({mark.x, mark.y, mark.label, i});

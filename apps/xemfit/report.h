@@ -42,6 +42,7 @@ struct Panel {
   std::vector<Overlay> overlays = {};
   std::vector<Mark> marks = {};
   std::string lines = "fitted";  ///< what the lines are, where there are measured points as well
+  bool oneLine = false;          ///< all curves share one fitted line, drawn over all their abscissae
 };
 
 /// What a verb hands over for output. Table, JSON, curve file and plot are all made from it.

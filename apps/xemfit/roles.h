@@ -6,10 +6,12 @@
 /// What the columns of an input file can be, and the names by which they are known: the one place to add a role.
 namespace Xem::Tool {
 
-/// A column name without its unit suffix. The quantity is what the column holds plus `offset`.
+/// A column name without its unit suffix. The quantity is what the column holds plus `offset`; `unit` is that of a name
+/// which says it without a suffix.
 struct AcceptedName {
   std::string_view name;
   double offset = 0.0;
+  std::string_view unit = "";
 };
 
 struct Role {
@@ -38,8 +40,17 @@ inline constexpr AcceptedName kFlowStrain[] = {
 inline constexpr AcceptedName kFlowStress[] = {{"true_stress"}, {"cauchy_stress"}, {"flow_stress"}, {"stress"}};
 inline constexpr AcceptedName kMinorStrain[] = {{"minor_strain"}, {"minor"}, {"e2"}, {"eps2"}};
 inline constexpr AcceptedName kMajorStrain[] = {{"major_strain"}, {"major"}, {"e1"}, {"eps1"}};
-inline constexpr AcceptedName kSuction[] = {{"suction"}, {"matric_suction"}};
+inline constexpr AcceptedName kSuction[] = {
+    {"suction"}, {"matric_suction"}, {"tension"}, {"pressure_head"}, {"pF", 0.0, "pF"}};
 inline constexpr AcceptedName kWaterContent[] = {{"theta"}, {"volumetric_water_content"}, {"water_content"}};
+inline constexpr AcceptedName kSaturation[] = {{"saturation"}, {"degree_of_saturation"}};
+inline constexpr AcceptedName kDiameter[] = {{"diameter"},   {"particle_size"}, {"grain_size"},
+                                             {"sieve_size"}, {"sieve"},         {"size"}};
+inline constexpr AcceptedName kPassing[] = {{"passing"},         {"finer"},          {"fraction_passing"},
+                                            {"percent_passing"}, {"mass_passing"},   {"fraction_finer"},
+                                            {"percent_finer"},   {"cumulative_mass"}};
+inline constexpr AcceptedName kPorosity[] = {{"porosity"}};
+inline constexpr AcceptedName kParticleDensity[] = {{"particle_density"}};
 }  // namespace Names
 
 namespace Roles {
@@ -67,6 +78,11 @@ inline constexpr Role kMajorStrain{"major_strain", Names::kMajorStrain};
 // Unsaturated soil
 inline constexpr Role kSuction{"suction", Names::kSuction};
 inline constexpr Role kWaterContent{"theta", Names::kWaterContent};
+inline constexpr Role kSaturation{"saturation", Names::kSaturation};
+inline constexpr Role kDiameter{"diameter", Names::kDiameter};
+inline constexpr Role kPassing{"passing", Names::kPassing};
+inline constexpr Role kPorosity{"porosity", Names::kPorosity};
+inline constexpr Role kParticleDensity{"particle_density", Names::kParticleDensity};
 }  // namespace Roles
 
 }  // namespace Xem::Tool

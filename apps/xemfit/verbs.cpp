@@ -19,6 +19,7 @@ VerbList MakeVerbs() {
   AddFormingVerbs(verbs);
 
   // soil
+  AddRetentionVerbs(verbs);
 
   return verbs;
 }

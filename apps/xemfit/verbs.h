@@ -17,5 +17,6 @@ void AddCyclicVerbs(VerbList& verbs);
 void AddFormingVerbs(VerbList& verbs);
 
 // soil
+void AddRetentionVerbs(VerbList& verbs);
 
 }  // namespace Xem::Tool

@@ -81,13 +81,14 @@ void ApplyOptions(const Options& options, Problem& problem, std::vector<double>&
   for (const auto& [name, value] : options.start) {
     if (!std::isfinite(value))
       throw Error(ErrorKind::BadInput, "the start of parameter " + name + " is not a finite number");
-    start[IndexOf(name, "start", problem)] = value;
+    const std::size_t k = IndexOf(name, "start", problem);
+    start[k] = value / problem.parameters[k].scale;
   }
   for (const auto& [name, value] : options.held) {
     if (!std::isfinite(value))
       throw Error(ErrorKind::BadInput, "parameter " + name + " cannot be held at a value that is not finite");
     const std::size_t k = IndexOf(name, "hold", problem);
-    start[k] = value;
+    start[k] = value / problem.parameters[k].scale;
     problem.parameters[k].held = true;
   }
 }

@@ -17,6 +17,7 @@ struct FreeOrHeld {
   double lower = -std::numeric_limits<double>::infinity();
   double upper = std::numeric_limits<double>::infinity();
   bool held = false;
+  double scale = 1.0;  ///< the value in `unit` is that of the test functions, and of the range, times this
 };
 
 /// One fit: test functions of the core over the kept points, with a weight each, and the parameters that they share.

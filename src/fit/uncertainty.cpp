@@ -84,7 +84,7 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
     Parameter parameter;
     parameter.name = description.name;
     parameter.unit = description.unit;
-    parameter.value = minimum.parameters[k];
+    parameter.value = minimum.parameters[k] * description.scale;
     parameter.held = description.held || minimum.atBound[k];
     if (minimum.atBound[k]) {
       result.notes.push_back(description.name + " = " + Text(parameter.value) +
@@ -109,7 +109,7 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
       continue;
     }
     const auto ii = static_cast<std::int64_t>(i);
-    parameter.standardError = std::sqrt(variance * shape.covariance(ii, ii));
+    parameter.standardError = problem.parameters[shape.free[i]].scale * std::sqrt(variance * shape.covariance(ii, ii));
     parameter.lower = parameter.value - factor * parameter.standardError;
     parameter.upper = parameter.value + factor * parameter.standardError;
     for (std::size_t j = 0; j < shape.free.size(); ++j) {

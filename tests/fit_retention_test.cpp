@@ -1,0 +1,302 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/fit_curves.h"
+#include "support/near.h"
+#include "xem/fit/soil.h"
+#include "xem/soil.h"
+
+namespace Xem::Testing {
+namespace {
+
+using Fit::Result;
+
+constexpr double kPaPerCentimetre = 0.0980665;
+
+Fit::RetentionData Unsoda(const std::string& soil, bool withGrading = false) {
+  Fit::RetentionData data;
+  data.retention = FitCurve(BundledCurve("unsoda_retention.csv", "suction_cm", "theta", "soil", soil));
+  data.suctionUnit = "cm";
+  if (withGrading) {
+    data.grading = FitCurve(BundledCurve("unsoda_grain_size.csv", "particle_size_um", "fraction_finer", "soil", soil));
+    data.diameterUnit = "um";
+  }
+  return data;
+}
+
+std::vector<double> Values(const Result& result) {
+  std::vector<double> values;
+  for (const Fit::Parameter& parameter : result.parameters) values.push_back(parameter.value);
+  return values;
+}
+
+std::vector<double> Errors(const Result& result) {
+  std::vector<double> errors;
+  for (const Fit::Parameter& parameter : result.parameters) errors.push_back(parameter.standardError);
+  return errors;
+}
+
+/// Points of a model at suctions from 0.1 to `highest` kPa.
+Fit::Curve Planted(const std::string& model, const std::vector<double>& parameters, double highest = 3e4) {
+  Fit::Curve curve;
+  for (int i = 0; i < 23; ++i) {
+    curve.x.push_back(0.1 * std::pow(highest / 0.1, i / 22.0));
+    curve.y.push_back(Fit::RetentionContent(model, parameters, curve.x.back()));
+  }
+  return curve;
+}
+
+struct DatabaseSoil {
+  const char* soil;
+  double rmse;
+  std::vector<double> values;
+  std::vector<double> errors;
+};
+
+// Minima and SSE / (m - p) (J^T J)^-1 with J by differences from another program.
+TEST(FitRetention, DatabaseSoilsReachTheKnownMinima) {
+  for (const DatabaseSoil& soil :
+       {DatabaseSoil{
+            "4521", .0088872, {.352629, .026492, .0211273, 5.40632}, {.00626442, .00493908, .00050884, .462989}},
+        DatabaseSoil{
+            "4170", .0085660, {.401886, .0651496, .0118165, 1.45932}, {.00678985, .0278354, .00303751, .125444}}}) {
+    const Result result = Fit::FitRetention(Unsoda(soil.soil), "van-genuchten");
+    EXPECT_TRUE(result.converged);
+    ExpectAllDigits(Values(result), soil.values, Tolerance::SixDigits);
+    ExpectAllDigits(Errors(result), soil.errors, 1e-4);
+    ExpectDigits(result.measures.rmse, soil.rmse, 1e-5);
+    EXPECT_EQ(result.parameters[2].unit, "1/cm");
+    for (const Fit::Parameter& parameter : result.parameters) EXPECT_TRUE(parameter.identifiable) << parameter.name;
+    ExpectDigits(result.measures.objective, result.measures.sse, Tolerance::Rounding);
+  }
+}
+
+TEST(FitRetention, PlantedParametersComeBack) {
+  struct Case {
+    const char* model;
+    std::vector<double> parameters;
+    std::map<std::string, double> start;
+  };
+  for (const Case& c :
+       {Case{"van-genuchten", {.43, .05, .1, 1.6}, {}}, Case{"van-genuchten-m", {.43, .05, .1, 1.6, .5}, {}},
+        Case{"fredlund-xing", {.45, 20, 1.5, 1.2, 1500}, {}},
+        Case{"fredlund-xing", {.45, 20, 1.5, 1.2, 400}, {{"psi_r", 3000}}},
+        Case{"brooks-corey", {.43, .05, 8, .4}, {}}}) {
+    for (const Fit::Residual residual : {Fit::Residual::Absolute, Fit::Residual::Relative}) {
+      Fit::RetentionData data;
+      data.retention = Planted(c.model, c.parameters);
+      Fit::Options options;
+      options.residual = residual;
+      options.start = c.start;
+      ExpectAllDigits(Values(Fit::FitRetention(data, c.model, options)), c.parameters, 1e-6);
+    }
+  }
+}
+
+TEST(FitRetention, UnitsChangeNumbersNotTheSoil) {
+  const Result reference = Fit::FitRetention(Unsoda("4170"), "van-genuchten");
+  const std::vector<double>& cm = reference.curves[0].x;
+  struct Case {
+    const char* unit;
+    double perCentimetre;
+  };
+  for (const Case& c : {Case{"kPa", kPaPerCentimetre}, Case{"m", .01}, Case{"hPa", 10 * kPaPerCentimetre}}) {
+    Fit::RetentionData data = Unsoda("4170");
+    data.suctionUnit = c.unit;
+    for (double& suction : data.retention.x) suction *= c.perCentimetre;
+    const Result result = Fit::FitRetention(data, "van-genuchten");
+    EXPECT_EQ(result.parameters[2].unit, std::string("1/") + c.unit);
+    ExpectDigits(result.Value("alpha") * c.perCentimetre, reference.Value("alpha"), 1e-6, c.unit);
+    ExpectDigits(result.parameters[2].standardError * c.perCentimetre, reference.parameters[2].standardError, 1e-4);
+    ExpectDigits(result.Value("n"), reference.Value("n"), 1e-6, c.unit);
+    ExpectNear(result.evaluate("retention", 100 * c.perCentimetre), reference.evaluate("retention", 100), 1e-7);
+  }
+  Fit::RetentionData data = Unsoda("4170");
+  data.suctionUnit = "pF";
+  data.water = Fit::WaterMeasure::Saturation;
+  data.porosity = .43;
+  for (double& suction : data.retention.x) suction = std::log10(suction);
+  for (double& water : data.retention.y) water /= .43;
+  const Result result = Fit::FitRetention(data, "van-genuchten");
+  ExpectAllDigits(Values(result), Values(reference), 1e-6);
+  ExpectAllDigits(result.curves[0].x, cm, Tolerance::Rounding);
+  EXPECT_EQ(result.derived.at("porosity"), .43);
+}
+
+TEST(FitRetention, EvaluatesWhatItFitted) {
+  const Result result = Fit::FitRetention(Unsoda("4521"), "fredlund-xing");
+  for (const double suction : {0.0, 3.0, 500.0}) {
+    ExpectNear(result.evaluate("retention", suction),
+               Fit::RetentionContent("fredlund-xing", Values(result), suction, "cm"), Tolerance::Rounding);
+  }
+  ExpectNear(Fit::RetentionContent("brooks-corey", {.4, .1, 20, 1}, 2.0, "pF"), .16, Tolerance::Rounding);
+}
+
+TEST(FitRetention, SaysWhenTheDataDoNotDryFarEnough) {
+  // The same loam measured to 10 and to 3000 m of water: only the latter shows where the curve ends.
+  for (const double highest : {100.0, 3e4}) {
+    Fit::RetentionData data;
+    data.retention = Planted("van-genuchten", {.43, .05, .02, 1.3}, highest);
+    for (std::size_t i = 0; i < data.retention.y.size(); ++i) data.retention.y[i] += i % 2 == 0 ? .002 : -.002;
+    const Result result = Fit::FitRetention(data, "van-genuchten");
+    const bool expected = highest > 1000;
+    EXPECT_EQ(result.parameters[1].identifiable, expected);
+    EXPECT_EQ(std::isfinite(result.parameters[1].standardError), expected);
+    const bool told = std::any_of(result.notes.begin(), result.notes.end(), [](const std::string& note) {
+      return note.find("theta_r is not identifiable") != std::string::npos;
+    });
+    EXPECT_EQ(told, !expected);
+  }
+}
+
+TEST(FitRetention, HeldAndStartingValuesAreInTheUnitOfTheData) {
+  Fit::Options options;
+  options.held = {{"alpha", .017}, {"theta_r", 0.0}};
+  const Result result = Fit::FitRetention(Unsoda("4521"), "van-genuchten", options);
+  EXPECT_EQ(result.Value("alpha"), .017);
+  EXPECT_EQ(result.Value("theta_r"), 0.0);
+  EXPECT_TRUE(result.parameters[1].held && result.parameters[1].identifiable);
+  Fit::Options far;
+  far.start = {{"alpha", 5.0}, {"n", 1.05}};
+  ExpectAllDigits(Values(Fit::FitRetention(Unsoda("4521"), "van-genuchten", far)),
+                  Values(Fit::FitRetention(Unsoda("4521"), "van-genuchten")), 1e-6);
+}
+
+TEST(FitRetention, GradingIsComparedOrFitted) {
+  Fit::RetentionData data = Unsoda("4170", true);
+  const Result measured = Fit::FitRetention(data, "van-genuchten");
+  ASSERT_EQ(measured.curves.size(), 2U);
+  EXPECT_EQ(measured.curves[1].name, "grading");
+  EXPECT_EQ(measured.measures.points, 9);
+  // The wettest measured point stands in for the porosity; both curves speak of one soil.
+  EXPECT_EQ(measured.derived.at("porosity"), .409);
+  EXPECT_LT(measured.curves[1].measures.rmse, .05);
+
+  Fit::RetentionData inMillimetres = data;
+  inMillimetres.diameterUnit = "mm";
+  for (double& diameter : inMillimetres.grading.x) diameter /= 1000;
+  for (double& passing : inMillimetres.grading.y) passing *= 100;
+  ExpectAllDigits(Fit::FitRetention(inMillimetres, "van-genuchten").curves[1].x, measured.curves[1].x, 1e-9);
+
+  data.points = Fit::RetentionPoints::Both;
+  const Result both = Fit::FitRetention(data, "van-genuchten");
+  EXPECT_EQ(both.measures.points, 9 + measured.curves[1].measures.points);
+  data.grading.weight = 1e-6;
+  ExpectAllDigits(Values(Fit::FitRetention(data, "van-genuchten")), Values(measured), 1e-4);
+
+  Fit::RetentionData alone;
+  alone.grading = data.grading;
+  alone.diameterUnit = "um";
+  alone.porosity = .409;
+  alone.points = Fit::RetentionPoints::Grading;
+  const Result derived = Fit::FitRetention(alone, "van-genuchten");
+  EXPECT_EQ(derived.curves.size(), 1U);
+  EXPECT_LT(derived.measures.rmse, .02);
+  EXPECT_EQ(derived.parameters[2].unit, "1/kPa");
+}
+
+TEST(FitRetention, ExportEngineIsTheExport) {
+  const auto points = BundledCurve("unsoda_retention.csv", "suction_kPa", "theta", "soil", "4670");
+  for (int model = 0; model < 4; ++model) {
+    DoubleArray settings, parameters;
+    CArray22 in, out;
+    Fill(settings, {static_cast<double>(model), 0, 1});
+    Fill(in.first, points);
+    ASSERT_EQ(CurveFitting4UnsaturatedSoil(settings, in, parameters, out), 0);
+    Fit::RetentionData data;
+    data.retention = FitCurve(points);
+    const std::string name = Fit::RetentionModels()[static_cast<std::size_t>(model)];
+    Fit::Options options;
+    options.engine = Fit::Engine::Export;
+    const Result same = Fit::FitRetention(data, name, options);
+    EXPECT_EQ(Values(same), Testing::Values(parameters)) << name;
+    EXPECT_LE(Fit::FitRetention(data, name).measures.objective, same.measures.objective * (1 + 1e-12)) << name;
+  }
+}
+
+TEST(FitRetention, BadInputHasAClearOutcome) {
+  struct Case {
+    const char* what;
+    Fit::ErrorKind kind;
+    std::function<void(Fit::RetentionData&)> spoil;
+  };
+  using Data = Fit::RetentionData;
+  using Fit::ErrorKind;
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::vector<Case> cases{
+      {"unit of suction", ErrorKind::BadInput, [](Data& data) { data.suctionUnit = "ft"; }},
+      {"percent", ErrorKind::BadData,
+       [](Data& data) {
+         for (double& y : data.retention.y) y *= 100;
+       }},
+      {"give the porosity", ErrorKind::BadInput, [](Data& data) { data.water = Fit::WaterMeasure::Saturation; }},
+      {"porosity 1.2", ErrorKind::BadInput, [](Data& data) { data.porosity = 1.2; }},
+      {"different suctions", ErrorKind::BadData,
+       [](Data& data) {
+         for (double& x : data.retention.x) x = 30;
+       }},
+      {"different suctions", ErrorKind::BadData,
+       [](Data& data) {
+         for (double& x : data.retention.x) x = 0;
+       }},
+      {"at every suction", ErrorKind::BadData,
+       [](Data& data) {
+         for (double& y : data.retention.y) y = .3;
+       }},
+      {"can be used", ErrorKind::BadData,
+       [nan](Data& data) {
+         for (double& y : data.retention.y) y = nan;
+       }},
+      {"no measured", ErrorKind::BadData, [](Data& data) { data.retention = {}; }},
+      {"no grading", ErrorKind::BadData, [](Data& data) { data.points = Fit::RetentionPoints::Grading; }},
+      {"no grading", ErrorKind::BadData,
+       [](Data& data) {
+         data.points = Fit::RetentionPoints::Grading;
+         data.grading.x = {.5};
+         data.grading.y = {1};
+       }},
+      {"particle density", ErrorKind::BadInput,
+       [nan](Data& data) {
+         data.particleDensity = nan;
+         data.grading.x = {.5, 1};
+         data.grading.y = {.5, 1};
+       }},
+  };
+  for (const Case& c : cases) {
+    Data data = Unsoda("4521");
+    c.spoil(data);
+    try {
+      Fit::FitRetention(data, "van-genuchten");
+      ADD_FAILURE() << c.what;
+    } catch (const Fit::Error& error) {
+      EXPECT_EQ(error.Kind(), c.kind) << error.what();
+      EXPECT_NE(std::string(error.what()).find(c.what), std::string::npos) << error.what();
+    }
+  }
+  EXPECT_THROW(Fit::FitRetention(Unsoda("4521"), "gardner"), Fit::Error);
+  EXPECT_THROW(Fit::RetentionContent("brooks-corey", {.4, .1}, 1.0), Fit::Error);
+}
+
+TEST(FitRetention, OddPointsAreDroppedWithTheirReason) {
+  Fit::RetentionData data = Unsoda("4521");
+  const Result clean = Fit::FitRetention(data, "van-genuchten");
+  data.retention.x.insert(data.retention.x.begin(), {-1, 10, 10, 0});
+  data.retention.y.insert(data.retention.y.begin(), {.3, 0, 1.3, .3526});
+  const Result result = Fit::FitRetention(data, "van-genuchten");
+  ASSERT_EQ(result.dropped.size(), 3U);
+  EXPECT_EQ(result.dropped[2].row, 3);
+  EXPECT_EQ(result.measures.points, clean.measures.points + 1);  // suction 0 is a point
+  ExpectAllDigits(Values(result), Values(clean), 1e-2);
+  for (const double fitted : result.curves[0].fitted) EXPECT_TRUE(std::isfinite(fitted));
+}
+
+}  // namespace
+}  // namespace Xem::Testing
