@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "solver/linalg/lapack.h"
+#include "stability/blatz_ko_tangent.h"
 #include "stability/ogden_tangent.h"
 #include "stability/polynomial_tangent.h"
 #include "stability/symmetric3.h"
@@ -130,8 +131,24 @@ Material Ogden() {
           }};
 }
 
+Material BlatzKo() {
+  return {"Blatz-Ko", [](const Matrix3& f) { return BlatzKoTangent(0.7, f); },
+          [](const Matrix3& f) {
+            // I2 / I3 is the trace of C^-1.
+            const double j = Determinant(f);
+            double cofactors = 0.0;
+            for (std::size_t i = 0; i < 3; ++i) {
+              for (std::size_t k = 0; k < 3; ++k) {
+                const std::size_t r = (i + 1) % 3, s = (i + 2) % 3, u = (k + 1) % 3, v = (k + 2) % 3;
+                cofactors += std::pow(f[r][u] * f[s][v] - f[r][v] * f[s][u], 2);
+              }
+            }
+            return 0.35 * (cofactors / (j * j) + 2.0 * j - 5.0);
+          }};
+}
+
 class TangentLaw : public testing::TestWithParam<Material> {};
-INSTANTIATE_TEST_SUITE_P(BothModels, TangentLaw, testing::Values(Polynomial(), Ogden()));
+INSTANTIATE_TEST_SUITE_P(AllModels, TangentLaw, testing::Values(Polynomial(), Ogden(), BlatzKo()));
 
 /// Deformations with rotation, shear and change of volume, and some with equal principal stretches.
 std::vector<Matrix3> Deformations() {

@@ -46,8 +46,10 @@ Match MatchName(const std::string& column, std::string_view accepted) {
   return {Fit::UnknownUnit, suffix};
 }
 
-ColumnChoice Choice(std::size_t index, const std::string& suffix, const AcceptedName& name) {
-  ColumnChoice choice{index, suffix.empty() ? std::string(name.unit) : suffix, 1.0, name.offset, name.name};
+ColumnChoice Choice(std::size_t index, const std::string& suffix, const AcceptedName& accepted) {
+  ColumnChoice choice{
+      index,        suffix.empty() ? std::string(accepted.unit) : suffix, 1.0, accepted.offset, accepted.convert,
+      accepted.name};
   if (const auto fraction = ConversionFactor(choice.unit, "-")) {
     choice.scale = *fraction;
     choice.unit.clear();
@@ -121,7 +123,8 @@ std::string ValuesOf(const CsvTable& table, std::size_t column) {
 
 }  // namespace
 
-ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::optional<std::string>& wanted) {
+std::optional<ColumnChoice> FindColumn(const CsvTable& table, const Role& role,
+                                       const std::optional<std::string>& wanted) {
   if (wanted) return ChooseByHand(table, role, *wanted);
   for (const AcceptedName& accepted : role.accepted) {
     std::size_t best = 0;
@@ -137,6 +140,11 @@ ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::op
     RequireOnce(table, best);
     return Choice(best, bestMatch.unit, accepted);
   }
+  return std::nullopt;
+}
+
+ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::optional<std::string>& wanted) {
+  if (const auto found = FindColumn(table, role, wanted)) return *found;
   throw Failure(
       ExitCode::BadData,
       fmt::format("{}, line {}: no column for {} among {}; it may be called {}, with a unit suffix such as "
@@ -164,7 +172,7 @@ std::optional<Quantity> MetadataQuantity(const CsvTable& table, const Role& role
                       fmt::format("{}, comment {}: {} is not a number", table.source, Printable(key), Quoted(text)));
       }
       const ColumnChoice choice = Choice(0, match.unit, accepted);
-      return Quantity{*value * choice.scale + choice.offset, choice.unit};
+      return Quantity{choice.Quantity(*value), choice.unit};
     }
   }
   return std::nullopt;

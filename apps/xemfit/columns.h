@@ -11,19 +11,28 @@
 
 namespace Xem::Tool {
 
-/// Where the numbers of a role stand: quantity = cell * scale + offset, in `unit` ("" for fractions and for columns
-/// that name none). An unknown unit suffix is kept as it is.
+/// Where the numbers of a role stand: quantity = convert(cell * scale + offset), in `unit` ("" for fractions and for
+/// columns that name none). An unknown unit suffix is kept as it is.
 struct ColumnChoice {
   std::size_t index = 0;
   std::string unit;
   double scale = 1.0;
   double offset = 0.0;
+  double (*convert)(double) = nullptr;
   std::string_view accepted;  ///< the name of the role that the column goes by; empty for any other column
+
+  double Quantity(double cell) const {
+    const double value = cell * scale + offset;
+    return convert ? convert(value) : value;
+  }
 };
 
 /// The column for a role by its name, or the column called `wanted`. Throws Failure: BadData when no column or more
 /// than one fits, Usage when `wanted` is not there.
 ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::optional<std::string>& wanted);
+/// The same for a column that a file need not have: nothing when no column fits.
+std::optional<ColumnChoice> FindColumn(const CsvTable& table, const Role& role,
+                                       const std::optional<std::string>& wanted);
 
 /// True when a column's name fits the role.
 bool HasColumn(const CsvTable& table, const Role& role);

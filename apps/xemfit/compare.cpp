@@ -13,6 +13,7 @@
 
 #include "failure.h"
 #include "options.h"
+#include "stable_strains.h"
 #include "text.h"
 #include "text_table.h"
 
@@ -34,21 +35,14 @@ int FreeParameters(const Fit::Result& result) {
                                         [](const Fit::Parameter& parameter) { return !parameter.held; }));
 }
 
-/// A stability limit between the smallest and the largest measured strain of a mode.
+/// A stability limit between the smallest and the largest measured strain of a curve.
 bool UnstableWhereMeasured(const Fit::Result& result) {
-  if (!result.stability) return false;
-  const auto within = [&](const char* curveName, double limit) {
-    for (const Fit::CurveResult& curve : result.curves) {
-      if (curve.name != curveName || curve.x.empty() || !std::isfinite(limit)) continue;
-      const auto [lowest, highest] = std::minmax_element(curve.x.begin(), curve.x.end());
-      if (limit > 0.0 ? limit <= *highest : limit >= *lowest) return true;
-    }
-    return false;
-  };
-  const Fit::Stability& limits = *result.stability;
-  return within("uniaxial", limits.uniaxialTension) || within("uniaxial", limits.uniaxialCompression) ||
-         within("equibiaxial", limits.equibiaxialTension) || within("equibiaxial", limits.equibiaxialCompression) ||
-         within("pure_shear", limits.pureShearTension) || within("pure_shear", limits.pureShearCompression);
+  return std::any_of(result.curves.begin(), result.curves.end(), [&](const Fit::CurveResult& curve) {
+    if (curve.x.empty()) return false;
+    const auto [lowest, highest] = std::minmax_element(curve.x.begin(), curve.x.end());
+    const StableStrains stable = StableStrainsOf(result, curve.name);
+    return stable.upper <= *highest || stable.lower >= *lowest;
+  });
 }
 
 std::string DoubtAbout(const Fit::Result& result) {

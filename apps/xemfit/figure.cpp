@@ -10,6 +10,7 @@
 #include <limits>
 #include <utility>
 
+#include "stable_strains.h"
 #include "text.h"
 
 namespace Xem::Tool {
@@ -19,22 +20,6 @@ constexpr int kLinePoints = 400;
 constexpr int kOtherScalePoints = 200;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
-double Or(double value, double otherwise) { return std::isnan(value) ? otherwise : value; }
-
-/// Strains between which the model is stable in the mode of a curve.
-Range StableRange(const Fit::Result& result, const std::string& curve) {
-  if (!result.stability) return {-kInfinity, kInfinity};
-  const Fit::Stability& limits = *result.stability;
-  if (curve == "uniaxial") return {Or(limits.uniaxialCompression, -kInfinity), Or(limits.uniaxialTension, kInfinity)};
-  if (curve == "equibiaxial") {
-    return {Or(limits.equibiaxialCompression, -kInfinity), Or(limits.equibiaxialTension, kInfinity)};
-  }
-  if (curve == "pure_shear") {
-    return {Or(limits.pureShearCompression, -kInfinity), Or(limits.pureShearTension, kInfinity)};
-  }
-  return {-kInfinity, kInfinity};
-}
 
 /// Numbers from `from` to `to`, equally spaced on one kind of axis.
 void AddSpaced(double from, double to, int count, bool logarithmic, std::vector<double>& grid) {
@@ -46,7 +31,7 @@ void AddSpaced(double from, double to, int count, bool logarithmic, std::vector<
 
 /// Abscissae of the model's line, the stability limits among them. Close enough to each other on the other kind of axis
 /// too, to which a page can be switched.
-std::vector<double> LineGrid(const std::vector<double>& measured, const Axis& axis, const Range& stable) {
+std::vector<double> LineGrid(const std::vector<double>& measured, const Axis& axis, const StableStrains& stable) {
   const auto usable = [&](double x) { return std::isfinite(x) && (!axis.logarithmic || x > 0.0); };
   double lowest = kInfinity;
   double highest = -kInfinity;
@@ -85,7 +70,8 @@ double Evaluated(const Fit::Result& result, const std::string& curve, double x) 
 }
 
 /// Splits a line into its stable and unstable parts, which meet at the limits.
-void AddLine(const std::vector<double>& x, const std::vector<double>& y, const Range& range, DrawnCurve& drawn) {
+void AddLine(const std::vector<double>& x, const std::vector<double>& y, const StableStrains& range,
+             DrawnCurve& drawn) {
   for (std::size_t i = 0; i < x.size(); ++i) {
     drawn.stableX.push_back(x[i]);
     drawn.stable.push_back(x[i] >= range.lower && x[i] <= range.upper ? y[i] : kNaN);
@@ -112,7 +98,7 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
                      std::back_inserter(drawn.residual), std::minus<>());
     }
   }
-  const Range stable = StableRange(result, curve.name);
+  const StableStrains stable = StableStrainsOf(result, curve.name);
   if (!result.evaluate || curve.measured.empty()) {
     AddLine(curve.x, curve.fitted, stable, drawn);
     return drawn;
@@ -245,7 +231,10 @@ Figure MakeFigure(const Report& report) {
 Figure ResidualFigure(const Figure& figure) {
   Figure residuals{"measured - fitted", {}};
   for (const DrawnPanel& panel : figure.panels) {
-    DrawnPanel drawn{panel.title, panel.x, {"residual", panel.y.unit, false, false}, {}, {}, {}};
+    DrawnPanel drawn;
+    drawn.title = panel.title;
+    drawn.x = panel.x;
+    drawn.y = {"residual", panel.y.unit, false, false};
     for (const DrawnCurve& curve : panel.curves) {
       if (curve.residual.empty()) continue;
       DrawnCurve difference;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hyper_models.h"
@@ -35,12 +36,17 @@ constexpr std::array<ModeInput, 4> kModes{{
      &Fit::HyperelasticData::simpleShear},
 }};
 
+constexpr const char* kVolumetric = "volumetric";
+
 class HyperFit final : public Verb {
  public:
   HyperFit()
       : Verb({"hyper", "fit", "Fit hyperelastic models to test curves",
               "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --equibiaxial eb.csv --pure-shear ps.csv\n"
-              "xemfit hyper fit --model polynomial:1..3 --uniaxial ut.csv --residual relative --plot fit.png\n"
+              "xemfit hyper fit --model polynomial:1..3,ogden:1..3,blatz-ko --uniaxial ut.csv --residual relative "
+              "--plot "
+              "fit.png\n"
+              "xemfit hyper fit --model ogden:2 --uniaxial ut.csv --volumetric vol.csv --require-stable\n"
               "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --hold C02=0 --json fit.json"},
              Shares::FitAndStable) {}
 
@@ -52,6 +58,12 @@ class HyperFit final : public Verb {
     for (std::size_t i = 0; i < kModes.size(); ++i) {
       app.add_option(kModes[i].option, files_[i], kModes[i].about)->type_name("FILE");
     }
+    app.add_option(
+           "--volumetric", volumetricFile_,
+           "Volumetric test, fitted alongside: linear stretch or volume ratio, pressure (positive in compression)")
+        ->type_name("FILE");
+    app.add_option("--volumetric-terms", volumetricTerms_, "Terms of the volumetric energy, 1 when left out")
+        ->type_name("NUMBER");
     AddNumber(app, "--condition-limit", "Engine export: limit of the linear solve's condition number", 0.0,
               conditionLimit_);
   }
@@ -59,7 +71,7 @@ class HyperFit final : public Verb {
   Report Run() override {
     const std::vector<ModelChoice> choices = ParseHyperModels(models_);
     std::vector<std::string> notes;
-    const Fit::HyperelasticData data = ReadData(notes);
+    const Fit::HyperelasticData data = ReadData(UseLateralStrains(choices), notes);
     Fit::Options options = FitOptions();
     options.conditionLimit = conditionLimit_;
 
@@ -70,29 +82,57 @@ class HyperFit final : public Verb {
           {choice.Label(), [&data, &options, fit, terms = choice.terms] { return fit(data, terms, options); }});
     }
     Report report = FitCandidates(candidates);
-    report.panels = {{"", {"nominal strain", "", false, true}, {"nominal stress", data.stressUnit, false, false}, {}}};
+    report.panels = Panels(report.result, data.stressUnit);
     report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
     return report;
   }
 
-  Fit::HyperelasticData ReadData(std::vector<std::string>& notes) {
+  static bool UseLateralStrains(const std::vector<ModelChoice>& choices) {
+    return std::any_of(choices.begin(), choices.end(), [](const ModelChoice& choice) {
+      return HyperModelCalled(choice.name, "--model").usesLateralStrains;
+    });
+  }
+
+  static std::vector<Panel> Panels(const Fit::Result& result, const std::string& unit) {
+    Panel stress{"stress", {"nominal strain", "", false, true}, {"nominal stress", unit, false, false}, {}};
+    Panel pressure{"volumetric", {"linear stretch", "", false, false}, {"pressure", unit, false, false}, {}};
+    for (const Fit::CurveResult& curve : result.curves) {
+      (curve.name == kVolumetric ? pressure : stress).curves.push_back(curve.name);
+    }
+    if (pressure.curves.empty()) return {stress};
+    return {stress, pressure};
+  }
+
+  Fit::HyperelasticData ReadData(bool lateral, std::vector<std::string>& notes) {
     std::array<MeasuredCurve, kModes.size()> measured;
+    MeasuredCurve volumetric;
     std::vector<MeasuredCurve*> all;
     for (std::size_t i = 0; i < kModes.size(); ++i) {
-      if (!files_[i].empty()) measured[i] = ReadCurve(files_[i], kModes[i].curve, *kModes[i].strain, Roles::kStress);
+      if (!files_[i].empty()) {
+        measured[i] = ReadCurve(files_[i], kModes[i].curve, *kModes[i].strain, Roles::kStress,
+                                lateral ? &Roles::kLateralStrain : nullptr);
+      }
       all.push_back(&measured[i]);
     }
     if (Inputs().empty()) {
       throw Failure(ExitCode::Usage, "give a test curve: --uniaxial, --equibiaxial, --pure-shear or --simple-shear");
     }
+    if (!volumetricFile_.empty()) {
+      volumetric = ReadCurve(volumetricFile_, kVolumetric, Roles::kLinearStretch, Roles::kPressure);
+      all.push_back(&volumetric);
+    }
     Fit::HyperelasticData data;
+    data.volumetricTerms = volumetricTerms_;
     data.stressUnit = UseOneOrdinateUnit(all, notes);
     for (std::size_t i = 0; i < kModes.size(); ++i) data.*kModes[i].data = std::move(measured[i].curve);
+    data.volumetric = std::move(volumetric.curve);
     return data;
   }
 
   std::string models_;
   std::array<std::string, kModes.size()> files_;
+  std::string volumetricFile_;
+  int volumetricTerms_ = 1;
   double conditionLimit_ = 0.0;
 };
 
@@ -120,8 +160,7 @@ class HyperStress final : public Verb {
     const std::vector<double> strains = ParseGrid(grid_, "--grid");
     const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
     const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
-    std::vector<double> values;
-    for (const Fit::Parameter& parameter : stored.parameters) values.push_back(parameter.value);
+    const std::vector<double> values = ValuesOf(stored).model;
 
     Report report;
     report.fitted = false;
@@ -146,6 +185,7 @@ class HyperStress final : public Verb {
 
   std::vector<std::string> Modes(const StoredModel& stored) const {
     std::vector<std::string> modes = modes_.empty() ? stored.curves : Split(modes_, ',');
+    if (modes_.empty()) modes.erase(std::remove(modes.begin(), modes.end(), kVolumetric), modes.end());
     if (modes.empty()) throw Failure(ExitCode::Usage, "--mode: name a mode, such as uniaxial");
     for (std::string& mode : modes) {
       std::replace(mode.begin(), mode.end(), '-', '_');
@@ -193,11 +233,72 @@ class HyperStress final : public Verb {
   std::string grid_;
 };
 
+class HyperCheck final : public Verb {
+ public:
+  HyperCheck()
+      : Verb({"hyper", "check", "Report where a hyperelastic model loses stability",
+              "xemfit hyper check --parameters fit.json\n"
+              "xemfit hyper check --model ogden --parameters fit.json --range -0.5:9 --require-stable"},
+             Shares::OutputAndStable) {}
+
+ private:
+  void Declare(CLI::App& app) override {
+    app.add_option("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--model", model_, "What the model must be, such as ogden")->type_name("NAME");
+    app.add_option("--range", range_, "Nominal strains between which to check; the widest range when left out")
+        ->type_name("FROM:TO");
+  }
+
+  Report Run() override {
+    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
+    if (!model_.empty() && model_ != stored.model) {
+      throw Failure(ExitCode::Usage, fmt::format("--model: {} holds a model {}, not {}", SourceName(parameters_),
+                                                 Quoted(stored.model), Quoted(model_)));
+    }
+    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
+    const StoredValues values = ValuesOf(stored);
+    const auto [lower, upper] = Range();
+
+    Report report;
+    report.fitted = false;
+    Fit::Result& result = report.result;
+    result.model = stored.model;
+    result.terms = stored.terms;
+    result.parameters = stored.parameters;
+    result.stability = model.check(stored.terms, values.model, values.volumetric, lower, upper);
+    result.status = result.stability->Stable() ? "stable" : "unstable";
+    const std::string where = range_.empty()
+                                  ? std::string()
+                                  : fmt::format(" between nominal strains {} and {}", Shortly(lower), Shortly(upper));
+    report.sections = {fmt::format("{}: {}{}\n\n{}", ModelLabel(result), result.status, where, result.stability->text)};
+    return report;
+  }
+
+  std::pair<double, double> Range() const {
+    if (range_.empty()) return {Fit::kLowestStrain, Fit::kHighestStrain};
+    const std::vector<std::string> ends = Split(range_, ':');
+    const auto lower = ParseNumber(ends.front());
+    const auto upper = ParseNumber(ends.back());
+    if (ends.size() != 2 || !lower || !upper || !(*lower <= 0.0) || !(*upper >= 0.0)) {
+      throw Failure(ExitCode::Usage,
+                    fmt::format("--range: {} is not FROM:TO with strains around 0, such as -0.5:9", Quoted(range_)));
+    }
+    return {*lower, *upper};
+  }
+
+  std::string parameters_;
+  std::string model_;
+  std::string range_;
+};
+
 }  // namespace
 
 void AddHyperVerbs(VerbList& verbs) {
   verbs.push_back(std::make_unique<HyperFit>());
   verbs.push_back(std::make_unique<HyperStress>());
+  verbs.push_back(std::make_unique<HyperCheck>());
 }
 
 }  // namespace Xem::Tool

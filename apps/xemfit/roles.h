@@ -1,18 +1,22 @@
 #pragma once
 
+#include <cmath>
 #include <span>
 #include <string_view>
 
 /// What the columns of an input file can be, and the names by which they are known: the one place to add a role.
 namespace Xem::Tool {
 
-/// A column name without its unit suffix. The quantity is what the column holds plus `offset`; `unit` is that of a name
-/// which says it without a suffix.
+/// A column name without its unit suffix. The quantity is what the column holds plus `offset`, turned by `convert`;
+/// `unit` is that of a name which says it without a suffix.
 struct AcceptedName {
   std::string_view name;
   double offset = 0.0;
   std::string_view unit = "";
+  double (*convert)(double) = nullptr;
 };
+
+inline double CubeRoot(double volumeRatio) { return std::cbrt(volumeRatio); }
 
 struct Role {
   std::string_view name;                   ///< in messages and in `--column name=COLUMN`
@@ -24,6 +28,11 @@ inline constexpr AcceptedName kStrain[] = {
     {"nominal_strain"}, {"engineering_strain"}, {"strain"}, {"stretch", -1.0}, {"stretch_ratio", -1.0}};
 inline constexpr AcceptedName kShearStrain[] = {{"shear_strain"}, {"gamma"}, {"strain"}, {"nominal_strain"}};
 inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"}, {"shear_stress"}};
+inline constexpr AcceptedName kLateralStrain[] = {
+    {"lateral_strain"}, {"transverse_strain"}, {"lateral_stretch", -1.0}, {"transverse_stretch", -1.0}};
+inline constexpr AcceptedName kLinearStretch[] = {
+    {"linear_stretch"}, {"stretch"}, {"volume_ratio_J", 0.0, "", CubeRoot}, {"volume_ratio", 0.0, "", CubeRoot}};
+inline constexpr AcceptedName kPressure[] = {{"pressure"}, {"hydrostatic_pressure"}};
 inline constexpr AcceptedName kTime[] = {{"time"}, {"t"}};
 inline constexpr AcceptedName kModulusRatio[] = {{"g"}, {"relative_modulus"}, {"normalised_modulus"}};
 inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
@@ -58,6 +67,9 @@ namespace Roles {
 inline constexpr Role kStrain{"strain", Names::kStrain};
 inline constexpr Role kShearStrain{"shear_strain", Names::kShearStrain};
 inline constexpr Role kStress{"stress", Names::kStress};
+inline constexpr Role kLateralStrain{"lateral_strain", Names::kLateralStrain};
+inline constexpr Role kLinearStretch{"linear_stretch", Names::kLinearStretch};
+inline constexpr Role kPressure{"pressure", Names::kPressure};
 
 // Viscoelastic models
 inline constexpr Role kTime{"time", Names::kTime};

@@ -53,10 +53,10 @@ std::string UseOneUnit(const std::vector<MeasuredCurve*>& curves, const Side& si
 void Verb::Attach(CLI::App& app) {
   Declare(app);
   if (shares_ == Shares::Fit || shares_ == Shares::FitAndStable) AddFitOptions(app, fit_);
-  if (shares_ == Shares::FitAndStable) {
-    app.add_flag("--require-stable", requireStable_, "Exit with code 5 when the fitted model has a stability limit");
+  if (shares_ == Shares::FitAndStable || shares_ == Shares::OutputAndStable) {
+    app.add_flag("--require-stable", requireStable_, "Exit with code 5 when the model has a stability limit");
   }
-  if (shares_ != Shares::Output) AddInputOptions(app, input_);
+  if (shares_ != Shares::Output && shares_ != Shares::OutputAndStable) AddInputOptions(app, input_);
   AddOutputOptions(app, output_);
 }
 
@@ -125,10 +125,9 @@ MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const
   const CsvTable& table = measured.table;
   const ColumnChoice xColumn = ChooseColumn(table, x, WantedColumn(x, 'x'));
   const ColumnChoice yColumn = ChooseColumn(table, y, WantedColumn(y, 'y'));
-  const auto lateralColumn =
-      lateral ? std::optional(ChooseColumn(table, *lateral, WantedColumn(*lateral, 0))) : std::nullopt;
+  const auto lateralColumn = lateral ? FindColumn(table, *lateral, WantedColumn(*lateral, 0)) : std::nullopt;
   const auto number = [&](const CsvRow& row, const ColumnChoice& column) {
-    return NumberAt(table, row, column.index) * column.scale + column.offset;
+    return column.Quantity(NumberAt(table, row, column.index));
   };
 
   Fit::Curve& curve = measured.curve;

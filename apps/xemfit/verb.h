@@ -61,10 +61,11 @@ class Verb {
 
  protected:
   enum class Shares {
-    Output,        ///< --json, --curves, --plot, --report, --quiet
-    InputOutput,   ///< and --column, --select
-    FitAndStable,  ///< and the options of a fit, and --require-stable
-    Fit,           ///< the same without --require-stable
+    Output,           ///< --json, --curves, --plot, --report, --quiet
+    OutputAndStable,  ///< and --require-stable
+    InputOutput,      ///< --column, --select and what Output has
+    FitAndStable,     ///< and the options of a fit, and --require-stable
+    Fit,              ///< the same without --require-stable
   };
   Verb(VerbText text, Shares shares) : text_(std::move(text)), shares_(shares) {}
 
@@ -76,8 +77,8 @@ class Verb {
   /// True when --weight was given.
   bool HasWeights() const { return !fit_.weights.empty(); }
 
-  /// Reads the columns of two roles (and a third into `lateral`) from a file. Throws Failure with file, line and
-  /// column.
+  /// Reads the columns of two roles (and a third, where the file has it, into `lateral`) from a file. Throws Failure
+  /// with file, line and column.
   MeasuredCurve ReadCurve(const std::string& path, const std::string& curveName, const Role& x, const Role& y,
                           const Role* lateral = nullptr);
   /// The same from a table that was read before.

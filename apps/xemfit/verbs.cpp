@@ -9,6 +9,7 @@ VerbList MakeVerbs() {
   VerbList verbs;
   // hyperelastic and stability
   AddHyperVerbs(verbs);
+  AddVolumeVerbs(verbs);
 
   // viscoelastic
 

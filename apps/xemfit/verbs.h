@@ -7,6 +7,7 @@ namespace Xem::Tool {
 
 // hyperelastic and stability
 void AddHyperVerbs(VerbList& verbs);
+void AddVolumeVerbs(VerbList& verbs);
 
 // viscoelastic
 

@@ -6,6 +6,7 @@
 
 #include "fit/assemble.h"
 #include "fit/screening.h"
+#include "fit/shear_stress_function.h"
 
 namespace Xem::Fit {
 namespace {
@@ -25,6 +26,13 @@ void NotePercent(const Curve& curve, std::vector<std::string>& notes) {
   if (largest > kLargestPlausibleStrain) {
     notes.push_back("curve " + curve.name + ": strains up to " + Text(largest) +
                     " look like percent; strain 1 means 100 %");
+  }
+}
+
+/// The core recovers shear strains without their sign; mirrored points have the same residuals.
+void MirrorNegativeShear(std::vector<_T_FUNT_BASE3>& points) {
+  for (_T_FUNT_BASE3& point : points) {
+    if (point.first < 0.0) point = _T_FUNT_BASE3(-point.first, point.second, -point.third);
   }
 }
 
@@ -50,18 +58,41 @@ HyperelasticCurves ScreenHyperelastic(const HyperelasticData& data) {
   return screened;
 }
 
+bool HyperelasticCurves::OnlyShear() const {
+  return std::all_of(modes.begin(), modes.end(), [](DeformationMode mode) {
+    return mode == DeformationMode::PureShear || mode == DeformationMode::SimpleShear;
+  });
+}
+
 Problem MakeHyperelasticProblem(const HyperelasticCurves& screened, ModelType model, std::int32_t termCount,
-                                Residual residual) {
+                                const Options& options) {
   Problem problem;
-  problem.residual = residual;
+  problem.residual = options.residual;
   problem.termCount = termCount;
   for (std::size_t i = 0; i < screened.curves.size(); ++i) {
+    const bool shear = options.engine == Engine::Best && screened.modes[i] == DeformationMode::SimpleShear;
+    std::vector<_T_FUNT_BASE3> points = CorePoints3(screened.curves[i]);
+    if (shear) MirrorNegativeShear(points);
     const auto function = MakeTestFunction(screened.modes[i], model);
-    function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(screened.curves[i])));
-    problem.functions.push_back(function);
+    function->SetTestData3(std::span<const _T_FUNT_BASE3>(points));
+    if (shear && model == ModelType::Ogden) {
+      problem.functions.push_back(MakeShearStressFunction(function));
+    } else {
+      problem.functions.push_back(function);
+    }
     problem.weights.push_back(screened.curves[i].weight);
   }
   return problem;
+}
+
+TestDataList MakeHyperelasticData(const HyperelasticCurves& screened) {
+  TestDataList list;
+  for (std::size_t i = 0; i < screened.curves.size(); ++i) {
+    const auto data = MakeTestData(screened.modes[i]);
+    data->SetTestData3(std::span<const _T_FUNT_BASE3>(CorePoints3(screened.curves[i])));
+    list.push_back(data);
+  }
+  return list;
 }
 
 DeformationMode ModeFromName(const std::string& name) {

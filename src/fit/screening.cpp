@@ -77,4 +77,13 @@ std::vector<_T_FUNT_BASE> CorePoints(const Curve& curve) {
   return points;
 }
 
+std::vector<_T_FUNT_BASE3> CorePoints3(const Curve& curve) {
+  std::vector<_T_FUNT_BASE3> points;
+  points.reserve(curve.x.size());
+  for (std::size_t i = 0; i < curve.x.size(); ++i) {
+    points.emplace_back(curve.x[i], curve.lateral.empty() ? 0.0 : curve.lateral[i], curve.y[i]);
+  }
+  return points;
+}
+
 }  // namespace Xem::Fit

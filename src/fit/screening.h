@@ -23,5 +23,7 @@ void NoteOddities(const Curve& curve, std::vector<std::string>& notes);
 
 /// Two-value points for the core.
 std::vector<_T_FUNT_BASE> CorePoints(const Curve& curve);
+/// Three-value points; lateral strain 0 where the curve has none.
+std::vector<_T_FUNT_BASE3> CorePoints3(const Curve& curve);
 
 }  // namespace Xem::Fit

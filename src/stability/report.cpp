@@ -67,4 +67,9 @@ StabilityReport ReportOgdenStability(std::int32_t terms, std::span<const double>
   return Report(checker, pairs, volumetric, lower, upper);
 }
 
+StabilityReport ReportBlatzKoStability(double modulus, double lower, double upper) {
+  XemMaterialStabilityBlatzKo checker;
+  return Report(checker, {&modulus, 1}, {}, lower, upper);
+}
+
 }  // namespace Xem::MaterialUtil

@@ -7,6 +7,7 @@
 
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/numbers.h"
+#include "stability/blatz_ko_tangent.h"
 #include "stability/ogden_tangent.h"
 #include "stability/polynomial_tangent.h"
 #include "testdata/strain_energy.h"
@@ -138,6 +139,17 @@ void XemMaterialStabilityOgden::SetParameters(std::span<const double> coefficien
                                               std::span<const double> volumetric) {
   pairs_ = Take(coefficients, 2 * terms_);
   volumetric_ = Vector(volumetric);
+}
+
+XemMaterialStabilityBlatzKo::XemMaterialStabilityBlatzKo() : XemMaterialStabilityBase(kLowestPolynomialStrain) {}
+
+void XemMaterialStabilityBlatzKo::ComputeTangent(const Matrix& deformationGradient, Matrix& tangent,
+                                                 std::span<double> stress, double, double, double) const {
+  CopyOut(BlatzKoTangent(modulus_, Small(deformationGradient)), tangent, stress);
+}
+
+void XemMaterialStabilityBlatzKo::SetParameters(std::span<const double> modulus, std::span<const double>) {
+  modulus_ = Take(modulus, 1)[0];
 }
 
 }  // namespace Xem::MaterialUtil

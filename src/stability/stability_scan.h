@@ -72,4 +72,16 @@ class XemMaterialStabilityOgden final : public XemMaterialStabilityBase {
   Vector volumetric_;
 };
 
+/// No export asks for this one; it has a bulk modulus of its own and ignores volumetric coefficients.
+class XemMaterialStabilityBlatzKo final : public XemMaterialStabilityBase {
+ public:
+  XemMaterialStabilityBlatzKo();
+  void ComputeTangent(const Matrix& deformationGradient, Matrix& tangent, std::span<double> stress, double factor,
+                      double zero1, double zero2) const override;
+  void SetParameters(std::span<const double> modulus, std::span<const double> volumetric) override;
+
+ private:
+  double modulus_ = 0.0;
+};
+
 }  // namespace Xem::MaterialUtil

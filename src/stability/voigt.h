@@ -28,7 +28,8 @@ Vector6 Multiply(const Matrix6& a, const Vector6& x);
 /// T L T^T for a symmetric L.
 Matrix6 Transform(const Matrix6& t, const Matrix6& l);
 
-/// The stress part of the Jaumann tangent, (d_ik t_jl + d_il t_jk + d_jk t_il + d_jl t_ik) / 2 in Voigt form.
+/// The map of a strain d to t d + d t, (d_ik t_jl + d_il t_jk + d_jk t_il + d_jl t_ik) / 2 in Voigt form: the stress
+/// part of the Jaumann tangent.
 Matrix6 StressTerms(const Vector6& stress);
 
 }  // namespace Xem::MaterialUtil

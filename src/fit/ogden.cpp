@@ -1,0 +1,367 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <numeric>
+#include <span>
+#include <utility>
+
+#include "fit/assemble.h"
+#include "fit/hyperelastic_curves.h"
+#include "fit/hyperelastic_result.h"
+#include "fit/linear_model.h"
+#include "fit/shear_stress_function.h"
+#include "solver/make_solver.h"
+#include "solver/starting_vector.h"
+#include "testdata/strain_energy.h"
+#include "xem/fit/hyperelastic.h"
+
+namespace Xem::Fit {
+namespace {
+
+using namespace MaterialUtil;
+
+constexpr int kMostTerms = 6;
+constexpr double kLargestExponent = 30.0;
+
+/// Towards an exponent of 0 a term depends on mu alpha alone, and the modulus grows without limit.
+constexpr double kSmallestExponent = 0.05;
+
+/// Two terms of nearly equal exponents can cancel with moduli of any size; beyond this multiple of the shear modulus
+/// they say nothing.
+constexpr double kLargestModulus = 1000.0;
+
+/// Fits whose AICc differs by less are equally good (Burnham and Anderson 2002).
+constexpr double kEquallyGood = 2.0;
+constexpr double kExportTolerance = 1e-4;
+
+/// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave.
+constexpr std::size_t kRefined = 6;
+
+/// Exponents tried for one more term, spread over what rubber and foam need.
+constexpr std::array kTriedExponents{-16.0, -10.0, -6.0, -4.0, -3.0, -2.0, -1.0, -0.4, 0.4,  0.8,
+                                     1.3,   2.0,   2.7,  3.5,  4.5,  5.5,  7.0,  9.0,  12.0, 16.0};
+
+/// Whole sets of exponents to start from; a model takes as many as it has terms.
+constexpr std::array<std::array<double, kMostTerms>, 5> kPatterns{{{2.0, -2.0, 6.0, 10.0, 14.0, 18.0},
+                                                                   {1.3, 5.0, -2.0, 10.0, -6.0, 0.5},
+                                                                   {1.0, -1.0, 4.0, -4.0, 8.0, -8.0},
+                                                                   {1.5, 8.0, -2.3, 4.0, 16.0, -10.0},
+                                                                   {4.5, -0.5, 1.5, -3.0, 12.0, -12.0}}};
+
+void RequireTerms(int terms) {
+  if (terms < 1 || terms > kMostTerms) {
+    throw Error(ErrorKind::BadInput,
+                std::to_string(terms) + " Ogden terms are not between 1 and " + std::to_string(kMostTerms));
+  }
+}
+
+void RequirePairs(int terms, const std::vector<double>& pairs) {
+  RequireTerms(terms);
+  if (static_cast<int>(pairs.size()) != 2 * terms) {
+    throw Error(ErrorKind::BadInput, "an Ogden model of " + std::to_string(terms) + " terms has " +
+                                         std::to_string(2 * terms) + " parameters, not " +
+                                         std::to_string(pairs.size()));
+  }
+}
+
+std::vector<FreeOrHeld> OgdenParameters(int terms, const std::string& unit) {
+  std::vector<FreeOrHeld> parameters;
+  for (int k = 1; k <= terms; ++k) {
+    parameters.push_back({.name = "mu" + std::to_string(k), .unit = unit});
+    parameters.push_back(
+        {.name = "alpha" + std::to_string(k), .unit = "", .lower = -kLargestExponent, .upper = kLargestExponent});
+  }
+  return parameters;
+}
+
+Problem MakeOgdenProblem(const HyperelasticCurves& screened, int terms, const std::string& unit,
+                         const Options& options) {
+  Problem problem = MakeHyperelasticProblem(screened, ModelType::Ogden, terms, options);
+  problem.parameters = OgdenParameters(terms, unit);
+  return problem;
+}
+
+double StressOf(const std::string& mode, std::span<const double> pairs, double strain, Engine engine) {
+  const ModeKinematics& kinematics = Kinematics(ModeFromName(mode));
+  return StressAtStrain(kinematics, strain, engine, [&](double stretch) {
+    const double stress = MaterialUtil::OgdenStress(kinematics.lateralExponent, pairs, stretch, std::log(stretch));
+    const bool convert = engine == Engine::Best && &kinematics == &kSimpleShear;
+    return convert ? stress * ShearStressFactor(stretch) : stress;
+  });
+}
+
+/// A full vector of parameters, and the misfit that it leaves.
+struct Start {
+  std::vector<double> parameters;
+  double objective = std::numeric_limits<double>::infinity();
+};
+
+/// The best moduli for given exponents; held parameters keep their values.
+Start WithBestModuli(const Problem& problem, std::vector<double> parameters) {
+  std::vector<std::size_t> moduli(parameters.size() / 2);
+  for (std::size_t k = 0; k < moduli.size(); ++k) moduli[k] = 2 * k;
+  Start start;
+  try {
+    SolveCoefficients(problem, moduli, parameters);
+    start.objective = Objective(problem, parameters);
+  } catch (int) {
+    // No singular values: exponents far too large for the strains. Such a start is worth nothing.
+  }
+  if (!std::isfinite(start.objective)) start.objective = std::numeric_limits<double>::infinity();
+  start.parameters = std::move(parameters);
+  return start;
+}
+
+/// `held` brings held values and has one entry per parameter; free exponents are taken from `exponents` in turn.
+Start FromExponents(const Problem& problem, const std::vector<double>& held, std::span<const double> exponents) {
+  std::vector<double> parameters = held;
+  std::size_t next = 0;
+  for (std::size_t k = 1; k < parameters.size(); k += 2) {
+    if (!problem.parameters[k].held) parameters[k] = exponents[next++];
+  }
+  return WithBestModuli(problem, std::move(parameters));
+}
+
+/// What the plain export finds, if it finds anything: a start that makes sure to be no worse.
+void AddExportsResult(const Problem& problem, int terms, std::vector<Start>& starts) {
+  Start start;
+  start.parameters.resize(problem.parameters.size());
+  try {
+    const auto residual = problem.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
+    const auto solver = MakeOgdenSolver(residual, problem.functions, terms);
+    const FixedTermMask mask(2 * terms);
+    solver->InitialGuess(mask, start.parameters);
+    solver->SetMask(mask);
+    solver->Solve(start.parameters, kExportTolerance);
+    start.objective = Objective(problem, start.parameters);
+  } catch (int) {
+    return;
+  }
+  if (std::isfinite(start.objective)) starts.push_back(std::move(start));
+}
+
+std::vector<std::vector<double>> BestOf(std::vector<Start> starts, std::size_t count) {
+  std::stable_sort(starts.begin(), starts.end(),
+                   [](const Start& a, const Start& b) { return a.objective < b.objective; });
+  std::vector<std::vector<double>> best;
+  for (Start& start : starts) {
+    if (best.size() < count && std::isfinite(start.objective)) best.push_back(std::move(start.parameters));
+  }
+  return best;
+}
+
+/// The same problem with ranges that keep terms meaningful: exponents on their side of 0, as in `start`, and moduli of
+/// the order of the material's.
+Problem Bounded(Problem problem, const std::vector<double>& start, double shearModulus) {
+  for (std::size_t k = 0; k < start.size(); k += 2) {
+    FreeOrHeld& modulus = problem.parameters[k];
+    modulus.upper = kLargestModulus * shearModulus;
+    modulus.lower = -modulus.upper;
+    (start[k + 1] < 0.0 ? problem.parameters[k + 1].upper : problem.parameters[k + 1].lower) =
+        start[k + 1] < 0.0 ? -kSmallestExponent : kSmallestExponent;
+  }
+  return problem;
+}
+
+/// The minima that the starts lead to, the best first; starts that lead nowhere are left out.
+std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::vector<double>>& starts,
+                                double shearModulus) {
+  std::vector<Minimum> minima;
+  for (const auto& start : starts) {
+    try {
+      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}));
+    } catch (const Error&) {
+      continue;
+    }
+  }
+  if (minima.empty()) {
+    throw Error(ErrorKind::NotConverged,
+                "no starting point led to a finite misfit; check the units of the data or give starting values");
+  }
+  std::stable_sort(minima.begin(), minima.end(),
+                   [](const Minimum& a, const Minimum& b) { return a.objective < b.objective; });
+  return minima;
+}
+
+double ShearModulusScale(const Minimum& oneTerm) { return std::abs(OgdenShearModulus(oneTerm.parameters)); }
+
+/// Nobody has named a parameter: terms are added one by one, each time at the exponents that help most, so that a model
+/// is never worse than the one with a term less.
+std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int terms, const std::string& unit,
+                                    const Options& options) {
+  std::vector<Minimum> minima;
+  double shearModulus = std::numeric_limits<double>::infinity();
+  for (int count = 1; count <= terms; ++count) {
+    const std::vector<double> shorter = minima.empty() ? std::vector<double>() : minima.front().parameters;
+    const Problem problem = MakeOgdenProblem(screened, count, unit, options);
+    const std::vector<double> none(problem.parameters.size(), 0.0);
+    std::vector<Start> tried;
+    for (const auto& pattern : kPatterns) tried.push_back(FromExponents(problem, none, pattern));
+    for (const double exponent : kTriedExponents) {
+      std::vector<double> extended = shorter;
+      extended.insert(extended.end(), {0.0, exponent});
+      tried.push_back(WithBestModuli(problem, std::move(extended)));
+    }
+    std::vector<std::vector<double>> starts = BestOf(std::move(tried), kRefined);
+    std::vector<Start> exports;
+    AddExportsResult(problem, count, exports);
+    for (Start& start : exports) starts.push_back(std::move(start.parameters));
+    if (count > 1) {
+      starts.push_back(shorter);
+      starts.back().insert(starts.back().end(), {0.0, 2.0});
+    }
+    minima = MinimaFrom(problem, starts, shearModulus);
+    if (count == 1) shearModulus = ShearModulusScale(minima.front());
+  }
+  return minima;
+}
+
+/// Some parameters are held or started by name, so the terms keep their places.
+std::vector<Minimum> SearchNamed(const Problem& problem, const std::vector<double>& given, bool started,
+                                 double shearModulus) {
+  std::vector<Start> tried;
+  for (const auto& pattern : kPatterns) {
+    for (std::size_t shift = 0; shift < pattern.size(); ++shift) {
+      auto exponents = pattern;
+      std::rotate(exponents.begin(), exponents.begin() + static_cast<std::ptrdiff_t>(shift), exponents.end());
+      tried.push_back(FromExponents(problem, given, exponents));
+    }
+  }
+  std::vector<std::vector<double>> starts = BestOf(std::move(tried), 2 * kRefined);
+  if (started) starts.insert(starts.begin(), given);
+  return MinimaFrom(problem, starts, shearModulus);
+}
+
+/// True for terms that differ in more than rounding and the last digits of a minimum.
+bool DifferentExponents(const Minimum& a, const Minimum& b) {
+  constexpr double kNotable = 0.5;
+  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
+    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
+  }
+  return false;
+}
+
+/// Says so when another minimum fits equally well: the data of these modes do not decide between them.
+void NoteRival(const Problem& problem, const std::vector<Minimum>& minima, std::vector<std::string>& notes) {
+  const double points = problem.PointCount();
+  for (const Minimum& rival : minima) {
+    if (!(points * std::log(rival.objective / minima.front().objective) < kEquallyGood)) return;
+    if (!rival.converged || !DifferentExponents(rival, minima.front())) continue;
+    std::string values;
+    for (std::size_t k = 0; k < rival.parameters.size(); ++k) {
+      values += (k == 0 ? "" : ", ") + problem.parameters[k].name + " = " + Text(rival.parameters[k]);
+    }
+    notes.push_back("other exponents fit equally well: " + values +
+                    "; the two answer differently in modes that were not measured");
+    return;
+  }
+}
+
+Minimum RunExport(const Problem& problem, const HyperelasticCurves& screened, int terms, const Options& options) {
+  RequirePlainOptions(options, screened.curves);
+  const auto residual = options.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
+  const auto solver = MakeOgdenSolver(residual, problem.functions, terms);
+  const FixedTermMask mask(2 * terms);
+  Minimum minimum;
+  minimum.parameters.resize(problem.parameters.size());
+  try {
+    solver->InitialGuess(mask, minimum.parameters);
+    solver->SetMask(mask);
+    minimum.converged = solver->Solve(minimum.parameters, kExportTolerance) == 0;
+  } catch (int info) {
+    throw Error(ErrorKind::NotConverged, "the export fails on these curves: LAPACK reports " + std::to_string(info) +
+                                             "; fewer terms or another deformation mode may help");
+  }
+  minimum.iterations = solver->Iterations();
+  minimum.objective = Objective(problem, minimum.parameters);
+  minimum.atBound.assign(problem.parameters.size(), false);
+  return minimum;
+}
+
+/// Terms in falling order of their part in the shear modulus; on shear paths alone, where (mu, alpha) and (-mu, -alpha)
+/// are the same curve, exponents become positive.
+void Tidy(bool onlyShear, Minimum& minimum) {
+  const std::vector<double> found = minimum.parameters;
+  const std::vector<bool> atBound = minimum.atBound;
+  std::vector<std::size_t> order(found.size() / 2);
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return std::abs(found[2 * a] * found[2 * a + 1]) > std::abs(found[2 * b] * found[2 * b + 1]);
+  });
+  for (std::size_t k = 0; k < order.size(); ++k) {
+    const std::size_t from = 2 * order[k];
+    const double sign = onlyShear && found[from + 1] < 0.0 ? -1.0 : 1.0;
+    for (const std::size_t part : {std::size_t{0}, std::size_t{1}}) {
+      minimum.parameters[2 * k + part] = sign * found[from + part];
+      minimum.atBound[2 * k + part] = atBound[from + part];
+    }
+  }
+}
+
+}  // namespace
+
+Result FitOgden(const HyperelasticData& data, int terms, const Options& options) {
+  RequireTerms(terms);
+  const SplitOptions split = SplitByModel(data, options);
+  HyperelasticCurves screened = ScreenHyperelastic(data);
+  Problem problem = MakeOgdenProblem(screened, terms, data.stressUnit, options);
+  std::vector<double> given(problem.parameters.size());
+  WriteOgdenSeeds(terms, given);
+  ApplyOptions(split.model, problem, given);
+
+  const bool plain = options.engine == Engine::Export;
+  const bool named = !split.model.held.empty() || !split.model.start.empty();
+  std::vector<Minimum> minima;
+  if (plain) {
+    minima = {RunExport(problem, screened, terms, split.model)};
+  } else {
+    minima = SearchStepwise(screened, named ? 1 : terms, data.stressUnit, options);
+    if (named) {
+      const double shearModulus = ShearModulusScale(minima.front());
+      minima = SearchNamed(problem, given, !split.model.start.empty(), shearModulus);
+    } else {
+      for (Minimum& minimum : minima) Tidy(screened.OnlyShear(), minimum);
+    }
+    NoteRival(problem, minima, screened.notes);
+  }
+  const Minimum& minimum = minima.front();
+
+  const std::vector<double> pairs = minimum.parameters;
+  Result result = Assemble(problem, minimum, screened.curves, std::move(screened.dropped),
+                           [pairs, engine = options.engine](const std::string& mode, double strain) {
+                             return StressOf(mode, pairs, strain, engine);
+                           });
+  result.model = "ogden";
+  result.terms = terms;
+  if (screened.OnlyShear()) {
+    screened.notes.push_back(
+        "pure and simple shear do not tell the sign of an exponent: -alpha with -mu fits equally well but answers "
+        "differently in other modes; add a uniaxial or equibiaxial test");
+  }
+  if (plain && !data.simpleShear.Empty()) {
+    screened.notes.push_back(
+        "the export takes simple-shear stresses as nominal stresses in the direction of greatest stretch");
+  }
+  const auto check = [&](std::span<const double> volumetric) {
+    return ReportOgdenStability(terms, pairs, volumetric, kLowestStrain, kHighestStrain);
+  };
+  CompleteIncompressible(data, screened, split.volumetric, OgdenShearModulus(pairs), check, result);
+  return result;
+}
+
+double OgdenStress(const std::string& mode, int terms, const std::vector<double>& pairs, double strain) {
+  RequirePairs(terms, pairs);
+  return StressOf(mode, pairs, strain, Engine::Best);
+}
+
+Stability CheckOgden(int terms, const std::vector<double>& pairs, const std::vector<double>& volumetric, double lower,
+                     double upper) {
+  RequirePairs(terms, pairs);
+  const std::vector<double> bulk = VolumetricOrDefault(volumetric, OgdenShearModulus(pairs));
+  const ScanRange range = MakeScanRange(lower, upper);
+  return ToStability([&] { return ReportOgdenStability(terms, pairs, bulk, range.lower, range.upper); });
+}
+
+}  // namespace Xem::Fit

@@ -1,0 +1,251 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/fit_curves.h"
+#include "support/near.h"
+#include "xem/fit/hyperelastic.h"
+
+namespace Xem::Testing {
+namespace {
+
+using Fit::Result;
+
+Fit::HyperelasticData Treloar() {
+  const auto curves = TreloarCurves();
+  Fit::HyperelasticData data;
+  data.uniaxial = FitCurve(curves[0]);
+  data.equibiaxial = FitCurve(curves[1]);
+  data.pureShear = FitCurve(curves[2]);
+  data.stressUnit = "MPa";
+  return data;
+}
+
+bool Mentions(const Result& result, const std::string& part) {
+  for (const std::string& note : result.notes) {
+    if (note.find(part) != std::string::npos) return true;
+  }
+  return false;
+}
+
+struct BestMinimum {
+  int terms;
+  Fit::Residual residual;
+  double objective;
+  std::vector<double> pairs;  // where the minimum determines them
+};
+
+void PrintTo(const BestMinimum& minimum, std::ostream* out) {
+  *out << minimum.terms << (minimum.residual == Fit::Residual::Absolute ? " absolute" : " relative");
+}
+
+class OgdenMinimum : public testing::TestWithParam<BestMinimum> {};
+
+// Best of 40 random starts of a variable-projection search by a general least-squares program, exponents unlimited.
+INSTANTIATE_TEST_SUITE_P(
+    Treloar, OgdenMinimum,
+    testing::Values(BestMinimum{1, Fit::Residual::Absolute, 7.481815, {0.09735517, 2.95427666}},
+                    BestMinimum{
+                        2, Fit::Residual::Absolute, 1.576896, {-1.67033529, -0.46480452, 0.00493967, 4.45149084}},
+                    BestMinimum{3,
+                                Fit::Residual::Absolute,
+                                0.20849,
+                                {0.368134204, 1.89159021, -0.00489516344, -2.26210605, 1.05545514e-06, 8.44775781}},
+                    BestMinimum{4, Fit::Residual::Absolute, 0.071249, {}},
+                    BestMinimum{1, Fit::Residual::Relative, 2.4986, {0.3409623, 2.12020587}},
+                    BestMinimum{3,
+                                Fit::Residual::Relative,
+                                0.289448,
+                                {0.64706708, 1.24337386, -0.0071147, -2.15765419, 0.00109024, 5.10588099}},
+                    BestMinimum{4, Fit::Residual::Relative, 0.240337, {}}));
+
+TEST_P(OgdenMinimum, IsFound) {
+  Fit::Options options;
+  options.residual = GetParam().residual;
+  const Result result = Fit::FitOgden(Treloar(), GetParam().terms, options);
+  EXPECT_TRUE(result.converged);
+  EXPECT_LE(result.measures.objective, GetParam().objective * (1.0 + 1e-5));
+  // The general program stops at its own tolerance, which leaves about four digits of the parameters.
+  for (std::size_t k = 0; k < GetParam().pairs.size(); ++k) {
+    ExpectDigits(result.parameters[k].value, GetParam().pairs[k], 5e-4);
+  }
+}
+
+TEST(FitOgden, MoreTermsAndTheExportNeverFitBetter) {
+  for (const auto residual : {Fit::Residual::Absolute, Fit::Residual::Relative}) {
+    for (int modes = 1; modes < 8; ++modes) {
+      Fit::HyperelasticData data = Treloar();
+      if ((modes & 1) == 0) data.uniaxial = {};
+      if ((modes & 2) == 0) data.equibiaxial = {};
+      if ((modes & 4) == 0) data.pureShear = {};
+      double shorter = INFINITY;
+      for (int terms = 1; terms <= 3; ++terms) {
+        Fit::Options options;
+        options.residual = residual;
+        const double best = Fit::FitOgden(data, terms, options).measures.objective;
+        EXPECT_LE(best, shorter * (1.0 + 1e-12)) << "modes " << modes << ", terms " << terms;
+        shorter = best;
+        if (modes != 7 || terms == 3) continue;  // one set of modes is enough for the slower comparison
+        options.engine = Fit::Engine::Export;
+        EXPECT_LE(best, Fit::FitOgden(data, terms, options).measures.objective * (1.0 + 1e-12));
+      }
+    }
+  }
+}
+
+TEST(FitOgden, PlantedTermsComeBackInOrderWithHeldOnesInPlace) {
+  const std::vector<double> planted{0.63, 1.3, -0.01, -2.0, 0.0012, 5.0};  // by falling part in the shear modulus
+  Fit::HyperelasticData data;
+  for (int i = 1; i <= 30; ++i) {
+    const double strain = 0.15 * i;
+    data.uniaxial.x.push_back(strain);
+    data.uniaxial.y.push_back(Fit::OgdenStress("uniaxial", 3, planted, strain));
+    data.equibiaxial.x.push_back(strain / 2.0);
+    data.equibiaxial.y.push_back(Fit::OgdenStress("equibiaxial", 3, planted, strain / 2.0));
+  }
+  const Result free = Fit::FitOgden(data, 3);
+  for (std::size_t k = 0; k < planted.size(); ++k) ExpectDigits(free.parameters[k].value, planted[k], 1e-6);
+  ExpectDigits(free.derived.at("shear_modulus"), 0.4225, 1e-6);
+
+  Fit::Options options;
+  options.held = {{"alpha1", 5.0}, {"mu1", 0.0012}};
+  const Result held = Fit::FitOgden(data, 3, options);
+  EXPECT_EQ(held.Value("alpha1"), 5.0);
+  EXPECT_TRUE(held.parameters[0].held);
+  EXPECT_LT(held.measures.objective, 1e-16);
+  options.held = {{"alpha9", 1.0}};
+  EXPECT_THROW(Fit::FitOgden(data, 3, options), Fit::Error);
+}
+
+// W = 1/2 (I1 - 3): in every model the shear stress of simple shear is the shear strain, of either sign.
+TEST(HyperelasticModels, SimpleShearIsTheShearStressWithItsSign) {
+  Fit::HyperelasticData data;
+  for (int i = -6; i <= 6; ++i) {
+    data.simpleShear.x.push_back(0.25 * i);
+    data.simpleShear.y.push_back(0.25 * i);
+  }
+  const Result ogden = Fit::FitOgden(data, 1);
+  ExpectNear(ogden.Value("mu1"), 1.0, 1e-8);
+  ExpectNear(ogden.Value("alpha1"), 2.0, 1e-8);
+  EXPECT_TRUE(Mentions(ogden, "sign of an exponent"));
+  const Result blatzKo = Fit::FitBlatzKo(data);
+  ExpectNear(blatzKo.Value("mu"), 1.0, Tolerance::Rounding);
+  Fit::Options options;
+  options.held["C01"] = 0.0;
+  const Result polynomial = Fit::FitPolynomial(data, 1, options);
+  ExpectNear(polynomial.Value("C10"), 0.5, Tolerance::Rounding);
+  for (const Result& result : {ogden, blatzKo, polynomial}) {
+    EXPECT_EQ(result.measures.dropped, 1);  // the origin
+    ExpectNear(result.evaluate("simple_shear", -0.75), -0.75, 1e-7);
+    ExpectNear(result.evaluate("simple_shear", 0.75), 0.75, 1e-7);
+  }
+  // The export's engine answers as the export does.
+  options = {};
+  options.engine = Fit::Engine::Export;
+  const Result exported = Fit::FitOgden(data, 1, options);
+  EXPECT_LT(exported.Value("mu1") * exported.Value("alpha1") / 2.0, 0.8);
+}
+
+TEST(FitBlatzKo, TakesMeasuredLateralStrainsOrThoseOfAFreeFace) {
+  const double modulus = 0.22;
+  Fit::HyperelasticData data;
+  for (const double stretch : {0.7, 1.3, 1.8}) {
+    const double lateral = std::pow(stretch, -0.25);
+    data.uniaxial.x.push_back(stretch - 1.0);
+    data.uniaxial.lateral.push_back(lateral - 1.0);
+    data.uniaxial.y.push_back(modulus * (lateral * lateral - std::pow(stretch, -3)));
+    data.pureShear.x.push_back(stretch - 1.0);
+    data.pureShear.y.push_back(modulus * (std::pow(stretch, -1.0 / 3.0) - std::pow(stretch, -3)));
+  }
+  const Result result = Fit::FitBlatzKo(data);
+  ExpectNear(result.Value("mu"), modulus, Tolerance::Rounding);
+  EXPECT_EQ(result.derived.at("poisson_ratio"), 0.25);
+  EXPECT_TRUE(result.stability->Stable());
+  EXPECT_TRUE(Mentions(result, "free of stress"));
+  ExpectNear(Fit::BlatzKoStress("uniaxial", modulus, 0.8), data.uniaxial.y[2], Tolerance::Rounding);
+
+  // Lateral strains of another material change the answer, and the fitted values are those at the measured ones.
+  data.pureShear = {};
+  data.uniaxial.lateral = {0.1, -0.1, -0.2};
+  const Result other = Fit::FitBlatzKo(data);
+  EXPECT_GT(std::abs(other.Value("mu") - modulus), 1e-3);
+  const double lateral = 0.8 * 0.8;
+  ExpectNear(other.curves[0].fitted[2], other.Value("mu") * (lateral - std::pow(1.8, -3)), Tolerance::Rounding);
+  data.uniaxial.lateral[1] = -1.0;
+  EXPECT_THROW(Fit::FitBlatzKo(data), Fit::Error);
+}
+
+Fit::Curve SiliconeVolumetric() {
+  return FitCurve(BundledCurve("silicone_volumetric.csv", "linear_stretch", "pressure_MPa"));
+}
+
+TEST(FitVolumetric, SiliconeRubber) {
+  ExpectDigits(Fit::FitVolumetric({SiliconeVolumetric(), "MPa"}, 1).Value("D1"), 1360.0, 5e-4);
+  const Result result = Fit::FitVolumetric({SiliconeVolumetric(), "MPa"}, 2);
+  ExpectDigits(result.Value("D1"), 1099.34, Tolerance::SixDigits);
+  ExpectDigits(result.Value("D2"), 28547.1, Tolerance::SixDigits);
+  EXPECT_NEAR(result.measures.r2, 0.999648, 1e-6);
+  EXPECT_EQ(result.dropped.size(), 1u);
+  Fit::Options options;
+  options.engine = Fit::Engine::Export;
+  ExpectDigits(Fit::FitVolumetric({SiliconeVolumetric(), ""}, 2, options).Value("D2"), 28547.1, Tolerance::SixDigits);
+  EXPECT_THROW(Fit::FitVolumetric({}, 1), Fit::Error);
+  EXPECT_THROW(Fit::FitVolumetric({SiliconeVolumetric(), ""}, 0), Fit::Error);
+}
+
+TEST(HyperelasticModels, VolumetricDataAreFittedAlongside) {
+  Fit::HyperelasticData data = Treloar();
+  const Result alone = Fit::FitOgden(data, 1);
+  ExpectNear(alone.derived.at("poisson_ratio"), 0.495, 1e-10);
+  EXPECT_TRUE(Mentions(alone, "0.495"));
+  data.volumetric = SiliconeVolumetric();
+  data.volumetricTerms = 2;
+  Fit::Options options;
+  options.held["D2"] = 30000.0;
+  const Result both = Fit::FitOgden(data, 1, options);
+  EXPECT_EQ(both.Value("mu1"), alone.Value("mu1"));
+  EXPECT_EQ(both.Value("D2"), 30000.0);
+  EXPECT_EQ(both.measures.sse, alone.measures.sse);
+  EXPECT_EQ(both.derived.at("bulk_modulus"), 2.0 * both.Value("D1"));
+  const double ratio = both.derived.at("poisson_ratio");
+  ExpectDigits(2.0 * both.derived.at("shear_modulus") * (1.0 + ratio),
+               3.0 * both.derived.at("bulk_modulus") * (1.0 - 2.0 * ratio), 1e-9);  // both are Young's modulus
+  ASSERT_EQ(both.correlation.size(), 4u);
+  EXPECT_EQ(both.correlation[0][2], 0.0);
+  EXPECT_TRUE(std::isnan(both.correlation[3][3]));
+  EXPECT_EQ(both.curves.back().name, "volumetric");
+  ExpectNear(both.evaluate("volumetric", both.curves.back().x[5]), both.curves.back().fitted[5], Tolerance::Exact);
+}
+
+TEST(HyperelasticModels, EveryResultCarriesTheStabilityReport) {
+  const Result polynomial = Fit::FitPolynomial(Treloar(), 2);
+  ASSERT_TRUE(polynomial.stability.has_value());
+  EXPECT_FALSE(polynomial.stability->Stable());
+  EXPECT_NEAR(polynomial.stability->equibiaxialTension, 2.30, 0.02);
+  EXPECT_TRUE(std::isnan(polynomial.stability->uniaxialCompression));
+  EXPECT_NE(polynomial.stability->text.find("UNSTABLE  HYPERELASTIC  MATERIAL"), std::string::npos);
+  EXPECT_TRUE(Fit::FitOgden(Treloar(), 3).stability->Stable());
+  ExpectNear(polynomial.derived.at("shear_modulus"), 2.0 * (polynomial.Value("C10") + polynomial.Value("C01")),
+             Tolerance::Rounding);
+}
+
+TEST(StabilityOfGivenModels, KeepsToTheStrainsAskedFor) {
+  const std::vector<double> softening{0.5, -0.3};
+  ExpectNear(Fit::CheckPolynomial(1, softening).uniaxialTension, 0.30, 1e-12);
+  ExpectNear(Fit::CheckOgden(2, {1.0, 2.0, 0.6, -2.0}).uniaxialCompression, -0.23, 1e-12);
+  // Zero means none of that side here.
+  EXPECT_TRUE(std::isnan(Fit::CheckPolynomial(1, softening, {}, 0.0, 9.0).uniaxialCompression));
+  EXPECT_TRUE(std::isnan(Fit::CheckPolynomial(1, softening, {}, -0.5, 0.0).uniaxialTension));
+  EXPECT_FALSE(Fit::CheckBlatzKo(-1.0).Stable());
+  EXPECT_THROW(Fit::CheckPolynomial(1, softening, {}, 0.1, 9.0), Fit::Error);
+  EXPECT_THROW(Fit::CheckPolynomial(1, softening, {}, NAN, 9.0), Fit::Error);
+  EXPECT_THROW(Fit::CheckOgden(2, softening), Fit::Error);
+  EXPECT_THROW(Fit::CheckOgden(1, {NAN, 2.0}).Stable(), Fit::Error);
+}
+
+}  // namespace
+}  // namespace Xem::Testing
