@@ -25,7 +25,9 @@ inline constexpr AcceptedName kStrain[] = {
 inline constexpr AcceptedName kShearStrain[] = {{"shear_strain"}, {"gamma"}, {"strain"}, {"nominal_strain"}};
 inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"}, {"shear_stress"}};
 inline constexpr AcceptedName kTime[] = {{"time"}, {"t"}};
-inline constexpr AcceptedName kModulusRatio[] = {{"g"}, {"relative_modulus"}, {"normalised_modulus"}};
+inline constexpr AcceptedName kModulusRatio[] = {
+    {"g"}, {"relative_modulus"}, {"normalised_modulus"}, {"relaxation_modulus"}, {"modulus"}, {"E"}, {"stress"}};
+inline constexpr AcceptedName kCreepStrain[] = {{"creep_strain"}, {"creep"}, {"strain"}};
 inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
                                                    {"modulus_reduction"}, {"stiffness_ratio"}};
 inline constexpr AcceptedName kDamping[] = {{"damping_ratio"}, {"damping"}};
@@ -62,6 +64,7 @@ inline constexpr Role kStress{"stress", Names::kStress};
 // Viscoelastic models
 inline constexpr Role kTime{"time", Names::kTime};
 inline constexpr Role kModulusRatio{"g", Names::kModulusRatio};
+inline constexpr Role kCreepStrain{"creep_strain", Names::kCreepStrain};
 
 // Cyclic soil behaviour
 inline constexpr Role kStiffnessRatio{"G_over_Gmax", Names::kStiffnessRatio};

@@ -11,6 +11,8 @@ VerbList MakeVerbs() {
   AddHyperVerbs(verbs);
 
   // viscoelastic
+  AddPronyVerbs(verbs);
+  AddCreepVerbs(verbs);
 
   // dynamic
   AddCyclicVerbs(verbs);

@@ -9,6 +9,8 @@ namespace Xem::Tool {
 void AddHyperVerbs(VerbList& verbs);
 
 // viscoelastic
+void AddPronyVerbs(VerbList& verbs);
+void AddCreepVerbs(VerbList& verbs);
 
 // dynamic
 void AddCyclicVerbs(VerbList& verbs);
