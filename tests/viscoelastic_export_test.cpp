@@ -186,6 +186,7 @@ TEST(Creep, NumbersThatAreNotFiniteAreResults) {
     EXPECT_FALSE(std::isfinite(call.constants[3]));
     CreepCall both(points, 2);
     EXPECT_EQ(both.Fit(), 0);
+    EXPECT_FALSE(std::isfinite(both.constants[3]));
   }
 }
 

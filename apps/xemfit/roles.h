@@ -34,7 +34,9 @@ inline constexpr AcceptedName kLinearStretch[] = {
     {"linear_stretch"}, {"stretch"}, {"volume_ratio_J", 0.0, "", CubeRoot}, {"volume_ratio", 0.0, "", CubeRoot}};
 inline constexpr AcceptedName kPressure[] = {{"pressure"}, {"hydrostatic_pressure"}};
 inline constexpr AcceptedName kTime[] = {{"time"}, {"t"}};
-inline constexpr AcceptedName kModulusRatio[] = {{"g"}, {"relative_modulus"}, {"normalised_modulus"}};
+inline constexpr AcceptedName kModulusRatio[] = {
+    {"g"}, {"relative_modulus"}, {"normalised_modulus"}, {"relaxation_modulus"}, {"modulus"}, {"E"}, {"stress"}};
+inline constexpr AcceptedName kCreepStrain[] = {{"creep_strain"}, {"creep"}, {"strain"}};
 inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
                                                    {"modulus_reduction"}, {"stiffness_ratio"}};
 inline constexpr AcceptedName kDamping[] = {{"damping_ratio"}, {"damping"}};
@@ -74,6 +76,7 @@ inline constexpr Role kPressure{"pressure", Names::kPressure};
 // Viscoelastic models
 inline constexpr Role kTime{"time", Names::kTime};
 inline constexpr Role kModulusRatio{"g", Names::kModulusRatio};
+inline constexpr Role kCreepStrain{"creep_strain", Names::kCreepStrain};
 
 // Cyclic soil behaviour
 inline constexpr Role kStiffnessRatio{"G_over_Gmax", Names::kStiffnessRatio};

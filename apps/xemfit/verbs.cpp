@@ -12,6 +12,8 @@ VerbList MakeVerbs() {
   AddVolumeVerbs(verbs);
 
   // viscoelastic
+  AddPronyVerbs(verbs);
+  AddCreepVerbs(verbs);
 
   // dynamic
   AddCyclicVerbs(verbs);

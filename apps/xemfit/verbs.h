@@ -10,6 +10,8 @@ void AddHyperVerbs(VerbList& verbs);
 void AddVolumeVerbs(VerbList& verbs);
 
 // viscoelastic
+void AddPronyVerbs(VerbList& verbs);
+void AddCreepVerbs(VerbList& verbs);
 
 // dynamic
 void AddCyclicVerbs(VerbList& verbs);

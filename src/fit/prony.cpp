@@ -40,6 +40,9 @@ constexpr double kRounding = 1e-11;
 /// Up to this number of terms each fit also starts from the one with a term less.
 constexpr int kMostTermsInChain = 12;
 
+/// Scatter of a curve that has relaxed completely may take it this far below zero.
+constexpr double kNoiseAroundZero = 0.05;
+
 /// Enough for every series that the data support; a series with too many terms could creep on for ever.
 constexpr int kRankingEvaluations = 300;
 
@@ -404,6 +407,7 @@ Curve ScreenRelaxation(const RelaxationData& data, double& modulus, std::vector<
         if (time == referenceTime && value == 1.0) return "the point that the curve is normalised by";
         if (time <= 0.0) return "time " + Text(time) + " is not positive";
         if (value >= 1.0) return "ratio " + Text(value) + " is not below 1";
+        if (value < -kNoiseAroundZero) return "ratio " + Text(value) + " is below 0";
         return {};
       },
       1, dropped);
@@ -541,6 +545,10 @@ Result FitProny(const RelaxationData& data, int terms, const Options& options) {
       fit = fine.Fit(series, {ToSeries(fit)});
     }
     minimum = Physical(fit, series, !named);
+    for (std::size_t k = 0; k < series.size(); ++k) {
+      // Not through a logarithm and back.
+      if (series[k].held) minimum.parameters[k] = options.held.at(series[k].name);
+    }
   }
 
   const Problem problem = PhysicalProblem(curve, options.residual, series);

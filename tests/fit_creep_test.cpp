@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/fit_curves.h"
+#include "support/near.h"
+#include "xem/fit/viscoelastic.h"
+
+namespace Xem::Testing {
+namespace {
+
+using Fit::CreepTerms;
+using Fit::Result;
+
+Fit::CreepData Metal(double stress, bool withTertiary) {
+  Fit::CreepData data;
+  const auto points = withTertiary
+                          ? BundledCurve("metal_creep_500MPa.csv", "time_h", "creep_strain")
+                          : BundledCurve("metal_creep_500MPa.csv", "time_h", "creep_strain", "primary_secondary", "1");
+  data.tests.push_back({FitCurve(points, "metal"), stress});
+  return data;
+}
+
+Fit::Options Relative() {
+  Fit::Options options;
+  options.residual = Fit::Residual::Relative;
+  return options;
+}
+
+TEST(FitCreep, MetalCurveIsTheSameInEveryStressUnit) {
+  for (const double stress : {500.0, 5e8, 0.5, 72.5, 1.0}) {
+    const Result result = Fit::FitCreep(Metal(stress, false), CreepTerms::Both, Relative());
+    ExpectDigits(result.derived.at("a"), 9.458e-4, 1e-3);
+    ExpectDigits(result.derived.at("m"), 0.3312, 1e-3);
+    ExpectDigits(result.derived.at("b"), 2.677e-5, 1e-3);
+    EXPECT_TRUE(result.converged);
+    EXPECT_EQ(result.dropped.size(), 1u);  // the negative strain
+  }
+}
+
+TEST(FitCreep, OneStressSaysThatItTellsNoExponents) {
+  Fit::Options options = Relative();
+  const Result open = Fit::FitCreep(Metal(500.0, false), CreepTerms::Both, options);
+  ASSERT_EQ(open.parameters.size(), 5u);
+  EXPECT_FALSE(open.parameters[1].identifiable);
+  EXPECT_FALSE(open.parameters[4].identifiable);
+  options.held = {{"C2", 2.0}, {"C6", 3.0}};
+  const Result held = Fit::FitCreep(Metal(500.0, false), CreepTerms::Both, options);
+  EXPECT_TRUE(held.parameters[1].identifiable);
+  EXPECT_TRUE(held.parameters[1].held);
+  ExpectDigits(held.Value("C1"), 9.45814e-4 / 2.5e5, 1e-4);
+  ExpectDigits(held.Value("C5"), 2.677e-5 / 1.25e8, 1e-4);
+}
+
+TEST(FitCreep, TertiaryPointsAreFlaggedAndLeftOut) {
+  const Result result = Fit::FitCreep(Metal(500.0, true), CreepTerms::Both, Relative());
+  // The record marks the points from 107.42 h on, lines 43 to 56 of the file, as tertiary.
+  ASSERT_EQ(result.dropped.size(), 15u);
+  EXPECT_EQ(result.curves[0].x.back(), 104.45);
+  EXPECT_NE(result.dropped.back().reason.find("tertiary"), std::string::npos);
+  ExpectDigits(result.derived.at("m"), 0.3312, 1e-3);
+  Fit::CreepData kept = Metal(500.0, true);
+  kept.tertiary = Fit::Tertiary::Keep;
+  EXPECT_EQ(Fit::FitCreep(kept, CreepTerms::Both, Relative()).dropped.size(), 1u);
+}
+
+constexpr double kC1 = 2e-9, kC2 = 2.1, kC4 = 0.35, kC5 = 3e-22, kC6 = 6.2;
+
+Fit::CreepData Planted(const std::vector<double>& stresses, double scatter, double unit) {
+  std::mt19937 generator(5);
+  std::normal_distribution<double> normal(0.0, 1.0);
+  Fit::CreepData data;
+  for (const double stress : stresses) {
+    Fit::CreepTest test;
+    test.stress = stress * unit;
+    test.curve.name = "s" + std::to_string(static_cast<int>(stress));
+    for (int i = 1; i <= 40; ++i) {
+      const double time = 2.5 * i;
+      const double strain = kC1 * std::pow(stress, kC2) * std::pow(time, kC4) + kC5 * std::pow(stress, kC6) * time;
+      test.curve.x.push_back(time);
+      test.curve.y.push_back(strain * (1.0 + scatter * normal(generator)));
+    }
+    data.tests.push_back(test);
+  }
+  return data;
+}
+
+TEST(FitCreep, SeveralStressesIdentifyTheExponents) {
+  for (const double unit : {1.0, 1e6, 1e-3}) {
+    const Result exact = Fit::FitCreep(Planted({300, 350, 420, 500}, 0.0, unit), CreepTerms::Both, Relative());
+    const std::vector<double> truth{kC1 * std::pow(unit, -kC2), kC2, kC4, kC5 * std::pow(unit, -kC6), kC6};
+    for (std::size_t k = 0; k < truth.size(); ++k) ExpectDigits(exact.parameters[k].value, truth[k], 1e-8);
+    EXPECT_EQ(exact.dropped.size(), 0u);
+  }
+  const Result scattered = Fit::FitCreep(Planted({300, 350, 420, 500}, 0.01, 1.0), CreepTerms::Both, Relative());
+  for (const auto& [name, truth] : {std::pair<const char*, double>{"C2", kC2}, {"C4", kC4}, {"C6", kC6}}) {
+    for (const Fit::Parameter& parameter : scattered.parameters) {
+      if (parameter.name != name) continue;
+      EXPECT_LT(parameter.lower, truth);
+      EXPECT_GT(parameter.upper, truth);
+      EXPECT_LT(parameter.standardError, 0.1 * truth);
+    }
+  }
+}
+
+TEST(FitCreep, SingleTermsAndMissingStages) {
+  Fit::CreepData steady;
+  for (const double stress : {100.0, 200.0}) {
+    Fit::CreepTest test{{}, stress};
+    test.curve.name = std::to_string(stress);
+    for (int i = 1; i <= 20; ++i) {
+      test.curve.x.push_back(i);
+      test.curve.y.push_back(1e-12 * std::pow(stress, 4.0) * i);
+    }
+    steady.tests.push_back(test);
+  }
+  const Result rate = Fit::FitCreep(steady, CreepTerms::Secondary);
+  ExpectDigits(rate.Value("C5"), 1e-12, 1e-9);
+  ExpectDigits(rate.Value("C6"), 4.0, 1e-9);
+
+  Fit::CreepData hardening = Planted({300, 500}, 0.0, 1.0);
+  for (Fit::CreepTest& test : hardening.tests) {
+    for (std::size_t i = 0; i < test.curve.x.size(); ++i) {
+      test.curve.y[i] = kC1 * std::pow(test.stress, kC2) * std::pow(test.curve.x[i], kC4);
+    }
+  }
+  const Result primary = Fit::FitCreep(hardening, CreepTerms::Primary);
+  ExpectDigits(primary.Value("C4"), kC4, 1e-9);
+  const Result both = Fit::FitCreep(hardening, CreepTerms::Both);
+  ExpectDigits(both.Value("C2"), kC2, 1e-6);
+  EXPECT_LT(both.Value("C5") * std::pow(500.0, both.Value("C6")), 1e-12);
+}
+
+TEST(FitCreep, ExportEngineReturnsWhatTheExportsReturn) {
+  Fit::Options options;
+  options.engine = Fit::Engine::Export;
+  options.held = {{"C2", 2.0}, {"C6", 3.0}};
+  const Result linearised = Fit::FitCreep(Metal(500.0, false), CreepTerms::Both, options);
+  ExpectDigits(linearised.Value("C1"), 3.85361e-09, Tolerance::SixDigits);
+  ExpectDigits(linearised.Value("C5"), 2.30565e-13, Tolerance::SixDigits);
+  EXPECT_NEAR(linearised.measures.r2, 0.996729, 1e-6);
+
+  options.held.clear();
+  options.residual = Fit::Residual::Relative;
+  ExpectDigits(Fit::FitCreep(Metal(0.3, false), CreepTerms::Both, options).Value("C4"), 0.331216, Tolerance::SixDigits);
+  EXPECT_THROW(Fit::FitCreep(Metal(500.0, false), CreepTerms::Both, options), Fit::Error);
+  EXPECT_THROW(Fit::FitCreep(Planted({300, 500}, 0.0, 1.0), CreepTerms::Both, options), Fit::Error);
+}
+
+TEST(FitCreep, RefusesWhatItCannotServe) {
+  EXPECT_THROW(Fit::FitCreep({}, CreepTerms::Both), Fit::Error);
+  for (const double stress : {0.0, -5.0, std::nan("")}) {
+    EXPECT_THROW(Fit::FitCreep(Metal(stress, false), CreepTerms::Both), Fit::Error);
+  }
+  Fit::CreepData twice = Metal(500.0, false);
+  twice.tests.push_back(twice.tests.front());
+  EXPECT_THROW(Fit::FitCreep(twice, CreepTerms::Both), Fit::Error);
+  for (const char* name : {"C3", "C7", "C8", "m"}) {
+    Fit::Options options;
+    options.held[name] = 1.0;
+    EXPECT_THROW(Fit::FitCreep(Metal(500.0, false), CreepTerms::Both, options), Fit::Error) << name;
+  }
+}
+
+}  // namespace
+}  // namespace Xem::Testing

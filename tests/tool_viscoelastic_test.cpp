@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "support/near.h"
+#include "support/run_tool.h"
+
+namespace Xem::Testing {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const std::string kPolymer = XEM_DATA_DIR "/polymer_relaxation.csv";
+const std::string kMetal = XEM_DATA_DIR "/metal_creep_500MPa.csv";
+
+Json Fitted(const std::vector<std::string>& arguments, const TemporaryFolder& folder) {
+  std::vector<std::string> all = arguments;
+  all.insert(all.end(), {"--json", "-"});
+  const ToolRun run = RunTool(all, folder.Path());
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  return run.exitCode == 0 ? Json::parse(run.output) : Json();
+}
+
+TEST(PronyVerb, FitsWithUnitsFromTheHeader) {
+  const TemporaryFolder folder;
+  const Json result = Fitted({"prony", "fit", "--terms", "2", kPolymer}, folder);
+  EXPECT_EQ(result["model"], "prony");
+  EXPECT_EQ(result["terms"], 2);
+  EXPECT_EQ(result["parameters"][2]["name"], "tau1");
+  EXPECT_EQ(result["parameters"][2]["unit"], "s");
+  EXPECT_LE(result["measures"]["rmse"].get<double>(), 0.0067);
+  EXPECT_GT(Fitted({"prony", "fit", kPolymer}, folder)["terms"], 3);  // automatic
+}
+
+TEST(PronyVerb, NormalisesRawModuli) {
+  const TemporaryFolder folder;
+  folder.Write("raw.csv", "t_h,E_MPa\n0,1000\n0.1,980\n0.3,940\n1,850\n2,770\n4,700\n8,680\n16,678\n");
+  const Json result = Fitted({"prony", "fit", "--terms", "1", "--normalise", "first", "raw.csv"}, folder);
+  EXPECT_EQ(result["derived"]["instantaneous_modulus"], 1000.0);
+  EXPECT_EQ(result["parameters"][1]["unit"], "h");
+  EXPECT_EQ(result["dropped"][0]["row"], 2);
+  EXPECT_EQ(RunTool({"prony", "fit", "--terms", "1", "--normalise", "1000", "raw.csv"}, folder.Path()).exitCode, 0);
+}
+
+TEST(PronyVerb, ConvertsWithAStoredModelAndFitsTheResult) {
+  const TemporaryFolder folder;
+  folder.Write("test.csv", "strain,stress_MPa\n0.1,0.27355\n0.2,0.505556\n0.4,0.889796\n0.8,1.491358\n1.2,1.993388\n");
+  folder.Write("history.csv", "time_s,strain\n0,0\n1,0.2\n2,0.4\n5,0.8\n");
+  ASSERT_EQ(RunTool({"hyper", "fit", "--model", "polynomial:1", "--hold", "C01=0", "--uniaxial", "test.csv", "--json",
+                     "fit.json"},
+                    folder.Path())
+                .exitCode,
+            0);
+  const Json result = Fitted(
+      {"prony", "convert", "--parameters", "fit.json", "--mode", "uniaxial", "history.csv", "--reference", "0.4"},
+      folder);
+  ASSERT_EQ(result["curves"][0]["fitted"].size(), 3u);
+  ExpectDigits(result["curves"][0]["fitted"][0], 0.4 / 0.505556, 1e-4);
+  EXPECT_EQ(result["dropped"][0]["row"], 2);  // no stress without strain
+  ASSERT_EQ(RunTool({"prony", "convert", "--parameters", "fit.json", "history.csv", "--reference", "0.4", "--curves",
+                     "relaxation.csv"},
+                    folder.Path())
+                .exitCode,
+            0);
+  EXPECT_EQ(RunTool({"prony", "fit", "--terms", "1", "--column", "time=x,g=fitted", "relaxation.csv"}, folder.Path())
+                .exitCode,
+            0);
+}
+
+TEST(CreepVerb, FitsTheMetalCurveWithItsStressFromTheFile) {
+  const TemporaryFolder folder;
+  const Json result = Fitted({"creep", "fit", "--type", "both", "--residual", "relative", kMetal}, folder);
+  ExpectDigits(result["derived"]["a"], 9.458e-4, 1e-2);
+  ExpectDigits(result["derived"]["m"], 0.3312, 1e-2);
+  ExpectDigits(result["derived"]["b"], 2.677e-5, 1e-2);
+  EXPECT_EQ(result["curves"][0]["name"], "metal_creep_500MPa");
+  EXPECT_EQ(result["parameters"][0]["unit"], "MPa^-C2 h^-C4");
+}
+
+TEST(CreepVerb, SeveralFilesInDifferentUnitsIdentifyTheExponents) {
+  const TemporaryFolder folder;
+  folder.Write("a.csv", "# stress_MPa: 100\ntime_h,creep_strain\n1,1e-4\n2,2e-4\n4,4e-4\n8,8e-4\n");
+  folder.Write("b.csv", "# stress_GPa: 0.2\ntime_min,creep_strain_percent\n60,0.08\n120,0.16\n240,0.32\n480,0.64\n");
+  const Json result = Fitted({"creep", "fit", "--type", "secondary", "a.csv", "b.csv"}, folder);
+  ExpectDigits(result["parameters"][1]["value"], 3.0, 1e-9);
+  ExpectDigits(result["parameters"][0]["value"], 1e-10, 1e-9);
+}
+
+struct Complaint {
+  std::vector<std::string> arguments;
+  int exitCode;
+  std::string mentions;
+};
+
+TEST(ViscoelasticVerbs, SayWhatIsWrong) {
+  const TemporaryFolder folder;
+  folder.Write("raw.csv", "time_s,modulus_MPa\n1,900\n2,800\n3,700\n4,650\n");
+  folder.Write("text.csv", "time_s,g\n1,0.9\n2,abc\n");
+  folder.Write("nostress.csv", "time_h,creep_strain\n1,1e-3\n2,2e-3\n3,3e-3\n");
+  folder.Write("fit.json", "{\"model\": \"prony\", \"parameters\": []}");
+  const std::vector<Complaint> table{
+      {{"prony", "fit", "--terms", "0", kPolymer}, 2, "--terms"},
+      {{"prony", "fit", "--terms", "2..3", kPolymer}, 2, "--terms"},
+      {{"prony", "fit", "--normalise", "last", kPolymer}, 2, "--normalise"},
+      {{"prony", "fit", "--terms", "1", "raw.csv"}, 3, "normalise"},
+      {{"prony", "fit", "--terms", "1", "text.csv"}, 3, "line 3"},
+      {{"prony", "fit", "--hold", "g1=0.1", kPolymer}, 2, "number of terms"},
+      {{"prony", "convert", "--parameters", "fit.json", "--reference", "1", kPolymer}, 3, "hyperelastic"},
+      {{"prony", "convert", "--parameters", "fit.json", kPolymer}, 2, "--reference"},
+      {{"creep", "fit", "nostress.csv"}, 3, "# stress_MPa"},
+      {{"creep", "fit", "--stress", "1,2", "nostress.csv"}, 2, "--stress"},
+      {{"creep", "fit", "--stress", "-1", "nostress.csv"}, 2, "--stress"},
+      {{"creep", "fit", "--type", "tertiary", kMetal}, 2, "--type"},
+      {{"creep", "fit", "--hold", "C3=1", kMetal}, 2, "C3"},
+      {{"creep", "fit", "--engine", "export", "--residual", "relative", kMetal}, 4, "stress"},
+  };
+  for (const Complaint& complaint : table) {
+    const ToolRun run = RunTool(complaint.arguments, folder.Path());
+    EXPECT_EQ(run.exitCode, complaint.exitCode) << complaint.mentions << run.errors;
+    EXPECT_NE(run.errors.find(complaint.mentions), std::string::npos) << run.errors;
+    EXPECT_EQ(run.output, "") << complaint.mentions;
+  }
+}
+
+}  // namespace
+}  // namespace Xem::Testing
