@@ -125,8 +125,8 @@ std::string MarkCommands(const DrawnPanel& panel) {
     text += fmt::format(
         "set label {} at {},{} {} noenhanced textcolor rgb '{}' point pt 6 ps 1.8 lw 2.2 lc rgb '{}' offset {},-1 "
         "front boxed\n",
-        Literal(mark.label), Exactly(mark.x), Exactly(mark.y), right ? "left" : "right", Colour(mark.index),
-        Colour(mark.index), right ? "1.2" : "-1.2");
+        Literal(mark.label), Exactly(mark.x), Exactly(mark.y), right ? "left" : "right", CurveColour(mark.index),
+        CurveColour(mark.index), right ? "1.2" : "-1.2");
     right = !right;
   }
   return text;
