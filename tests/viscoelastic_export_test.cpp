@@ -72,7 +72,7 @@ TEST(Relaxation, SizesAndEmptyCurvesHaveOneOutcomeEach) {
 
 TEST(Relaxation, StrangeNumbersNeverHang) {
   for (const _T_FUNT_BASE& bad : {_T_FUNT_BASE(kInfinity, 0.5), _T_FUNT_BASE(5.0, -kInfinity), _T_FUNT_BASE(1e308, 0.5),
-                                 _T_FUNT_BASE(1e-308, 0.99)}) {
+                                  _T_FUNT_BASE(1e-308, 0.99)}) {
     auto points = Polymer();
     points[3] = bad;
     for (const int terms : {1, 3}) {

@@ -25,7 +25,10 @@
 ///     Pure shear tension     : ...
 ///     Pure shear compression : ...
 ///
-/// each ending in a blank and a newline, and, when any mode fails, an empty line and "UNSTABLE  HYPERELASTIC  MATERIAL".
+/// each ending in a blank and a newline, and, when any mode fails, an empty line and
+///
+///     UNSTABLE  HYPERELASTIC  MATERIAL
+///
 /// Numbers have four decimals (wide "%.4f", with the decimal sign of the C locale in force).
 ///
 /// Volumetric coefficients are those of U = sum D_k (J - 1)^(2k). At constant volume only D_1 enters, and as long as it

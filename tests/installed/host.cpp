@@ -31,7 +31,8 @@ int main() {
                                out[3], 0.0, 1.0) != 0) {
     return Fail("the fit did not return 0");
   }
-  if (std::abs(coefficients[0] - 0.5) > 1e-9 || std::abs(coefficients[1] - 0.1) > 1e-9) return Fail("wrong coefficients");
+  if (std::abs(coefficients[0] - 0.5) > 1e-9 || std::abs(coefficients[1] - 0.1) > 1e-9)
+    return Fail("wrong coefficients");
 
   // The exception crosses the border by type, from the host's own arrays and from inside the library.
   try {
