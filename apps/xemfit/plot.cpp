@@ -132,10 +132,11 @@ std::string MarkCommands(const DrawnPanel& panel) {
   return text;
 }
 
-/// Room for tics, label and the rows of the key.
+/// Room for tics, label and the rows of the key. The legends of overlays are long: each entry then takes a row.
 double BottomMargin(const DrawnPanel& panel, bool several) {
-  const std::size_t entries = panel.curves.size() + 2;
-  const std::size_t entriesPerRow = several ? 4 : 6;
+  const bool narrow = panel.overlays.empty();
+  const std::size_t entries = panel.curves.size() + panel.overlays.size() + (narrow ? 2 : 1);
+  const std::size_t entriesPerRow = !narrow ? 1 : several ? 4 : 6;
   const std::size_t rows = (entries + entriesPerRow - 1) / entriesPerRow;
   return 4.5 + 1.3 * static_cast<double>(rows);
 }
