@@ -90,8 +90,9 @@ std::vector<_T_FUNT_BASE> RetentionFromGrading(std::span<const _T_FUNT_BASE> gra
     if (!std::isfinite(suction)) continue;
     derived.emplace_back(suction, conversion.porosity * (below + share / 2.0));
   }
-  std::stable_sort(derived.begin(), derived.end(),
-                   [](const _T_FUNT_BASE& a, const _T_FUNT_BASE& b) { return a.first < b.first; });
+  std::sort(derived.begin(), derived.end(), [](const _T_FUNT_BASE& a, const _T_FUNT_BASE& b) {
+    return std::pair(a.first, a.second) < std::pair(b.first, b.second);
+  });
   return derived;
 }
 
