@@ -105,13 +105,13 @@ void KeepMetadata(std::string_view comment, CsvTable& table) {
   if (!key.empty()) table.metadata.emplace(key, Trimmed(comment.substr(colon + 1)));
 }
 
-void CheckHeader(const CsvTable& table) {
+void CheckHeader(const CsvTable& table, std::size_t fewestColumns) {
   const std::string where = fmt::format("{}, line {}", table.source, table.headerLine);
   const auto isNumber = [](const std::string& cell) { return ParseNumber(cell).has_value(); };
   if (std::all_of(table.columns.begin(), table.columns.end(), isNumber)) {
     Refuse(where + ": the first row holds numbers; a header row must name the columns, such as strain,stress_MPa");
   }
-  if (table.columns.size() == 1) {
+  if (table.columns.size() < fewestColumns) {
     Refuse(fmt::format("{}: there is only one column, {}; separate columns by comma, semicolon or tab", where,
                        Quoted(table.columns.front())));
   }
@@ -157,7 +157,7 @@ std::string ReadInput(const std::string& path) {
 
 CsvTable ReadCsv(const std::string& path) { return ParseCsv(ReadInput(path), SourceName(path)); }
 
-CsvTable ParseCsv(std::string_view original, const std::string& source) {
+CsvTable ParseCsv(std::string_view original, const std::string& source, std::size_t fewestColumns) {
   RefuseOtherEncodings(original, source);
   const std::string converted = AsUtf8(original);
   std::string_view text = converted;
@@ -178,7 +178,7 @@ CsvTable ParseCsv(std::string_view original, const std::string& source) {
       separator = SeparatorOf(line);
       table.headerLine = reader.Number();
       table.columns = Cells(line, separator, where);
-      CheckHeader(table);
+      CheckHeader(table, fewestColumns);
       continue;
     }
     auto cells = Cells(line, separator, where);

@@ -30,7 +30,7 @@ std::string SourceName(const std::string& path);
 
 /// Throws Failure (BadData) naming file, line and remedy.
 CsvTable ReadCsv(const std::string& path);
-CsvTable ParseCsv(std::string_view text, const std::string& source);
+CsvTable ParseCsv(std::string_view text, const std::string& source, std::size_t fewestColumns = 2);
 
 /// A cell as a finite number. Throws Failure (BadData) naming file, line, column, value and remedy.
 double NumberAt(const CsvTable& table, const CsvRow& row, std::size_t column);

@@ -7,11 +7,12 @@ namespace Xem::Tool {
 
 enum class ExitCode {
   Fitted = 0,
-  Other = 1,         ///< anything else: an output that cannot be written, gnuplot missing
-  Usage = 2,         ///< an option, a model name, a count
-  BadData = 3,       ///< a missing, unreadable or unusable file or row
-  NotConverged = 4,  ///< the result is still printed
-  Unstable = 5,      ///< only with --require-stable; the result is still printed
+  Other = 1,          ///< anything else: an output that cannot be written, gnuplot missing
+  Usage = 2,          ///< an option, a model name, a count
+  BadData = 3,        ///< a missing, unreadable or unusable file or row
+  NotConverged = 4,   ///< the result is still printed
+  Unstable = 5,       ///< only with --require-stable; the result is still printed
+  Interrupted = 130,  ///< by SIGINT or SIGTERM, as shells report it
 };
 
 /// Ends the run with one sentence on standard error.

@@ -38,6 +38,13 @@ constexpr std::array<ModeInput, 4> kModes{{
 
 constexpr const char* kVolumetric = "volumetric";
 
+constexpr const char* kFitManual =
+    R"(Fits strain-energy models of rubber-like materials to one or more tests of the same material. Each test is a file of nominal strain (or stretch) and nominal stress. Use all tests that there are: one mode alone rarely determines a model for the others.
+
+A single model, such as polynomial:2, is fitted as it is. A range such as polynomial:1..3, or several models separated by commas, are fitted to the same data and compared; the smallest model that is as good as any is proposed, and those that did not converge, that the data do not determine or that are unstable within the measured strains are set aside while others serve.
+
+The stability report tells the strains at which the material tangent of the fitted model stops being positive definite; --require-stable makes such a limit an exit code.)";
+
 class HyperFit final : public Verb {
  public:
   HyperFit()
@@ -47,7 +54,8 @@ class HyperFit final : public Verb {
               "--plot "
               "fit.png\n"
               "xemfit hyper fit --model ogden:2 --uniaxial ut.csv --volumetric vol.csv --require-stable\n"
-              "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --hold C02=0 --json fit.json"},
+              "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --hold C02=0 --json fit.json",
+              kFitManual},
              Shares::FitAndStable) {}
 
  private:

@@ -120,18 +120,6 @@ class PendingFile {
   std::string temporary_;
 };
 
-/// A reader that has seen enough and closed the pipe is no failure.
-void WriteStandardOutput(const std::string& bytes) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t count = write(STDOUT_FILENO, bytes.data() + done, bytes.size() - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0 && errno == EPIPE) return;
-    if (count < 0) RefuseToWrite("standard output", std::strerror(errno));
-    done += static_cast<std::size_t>(count);
-  }
-}
-
 struct NamedOutput {
   const char* option;
   std::string path;
@@ -185,6 +173,12 @@ void CheckOutputs(const OutputOptions& options, const std::vector<std::string>& 
   for (const NamedOutput& output : outputs) CheckPlace(output);
 }
 
+std::vector<std::string> OutputFiles(const OutputOptions& options) {
+  std::vector<std::string> files;
+  for (const NamedOutput& output : Requested(options)) files.push_back(output.path);
+  return files;
+}
+
 void WriteOutputs(const Invocation& invocation, const Report& report, const OutputOptions& options) {
   std::string standardOutput;
   std::vector<PendingFile> files;
@@ -207,5 +201,20 @@ void WriteOutputs(const Invocation& invocation, const Report& report, const Outp
   WriteStandardOutput(standardOutput);
   for (PendingFile& file : files) file.Commit();
 }
+
+void WriteStandardOutput(const std::string& bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t count = write(STDOUT_FILENO, bytes.data() + done, bytes.size() - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno == EPIPE) return;
+    if (count < 0) RefuseToWrite("standard output", std::strerror(errno));
+    done += static_cast<std::size_t>(count);
+  }
+}
+
+void CheckOutputFile(const std::string& path) { CheckPlace({"", path}); }
+
+void ReplaceFile(const std::string& path, const std::string& bytes) { PendingFile(path, bytes).Commit(); }
 
 }  // namespace Xem::Tool

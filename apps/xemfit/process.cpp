@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "failure.h"
 
@@ -21,12 +20,8 @@ namespace {
   throw Failure(ExitCode::Other, std::string("cannot ") + what + ": " + std::strerror(errno));
 }
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
+}  // namespace
 
-/// An unnamed file: unlike a pipe it never makes two processes wait for each other.
 File UnnamedFile(const std::string& contents) {
   File file(std::tmpfile());
   if (!file) Refuse("make a temporary file");
@@ -51,6 +46,8 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   pointers.push_back(nullptr);
   return pointers;
 }
+
+namespace {
 
 /// What the started program sees as its standard streams.
 class StandardStreams {

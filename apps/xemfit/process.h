@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,5 +18,17 @@ struct ProcessResult {
 /// HOME. Throws Failure (Other) when the system refuses pipes or files.
 ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input,
                          const std::vector<std::string>& environment);
+
+/// A file without a name: unlike a pipe it never makes two processes wait for each other. Throws Failure (Other).
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+File UnnamedFile(const std::string& contents);
+/// All of it, whatever was read before.
+std::string Contents(std::FILE* file);
+
+/// As `exec` wants them: valid as long as the texts.
+std::vector<char*> Pointers(std::vector<std::string>& texts);
 
 }  // namespace Xem::Tool

@@ -27,6 +27,7 @@ struct VerbText {
   std::string name;      ///< "fit"
   std::string about;     ///< one line
   std::string examples;  ///< command lines, one a line
+  std::string manual{};  ///< paragraphs for the man page, as for ManualPages(); what to choose when, with which data
 };
 
 /// A curve as read: numbers in the units that its columns name.
@@ -48,6 +49,7 @@ class Verb {
 
   const VerbText& Text() const { return text_; }
   const OutputOptions& Output() const { return output_; }
+  bool ReadsCurves() const { return shares_ != Shares::Output; }
   bool RequiresStable() const { return requireStable_; }
   /// Files that were read, which no output may replace.
   const std::vector<std::string>& Inputs() const { return inputs_; }

@@ -1,0 +1,124 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <vector>
+
+#include "commands.h"
+#include "csv.h"
+#include "output.h"
+#include "shared_files.h"
+#include "text.h"
+#include "text_table.h"
+
+namespace Xem::Tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kManual =
+    R"(Published test curves come with xemfit, to learn and to compare with. Without a name, the command lists them. With names it writes them as CSV files into the current folder, or into that of --to; a file that is there already and differs is never replaced. With --to - the curve goes to standard output, for a command that reads it from there.
+
+Each file tells in its first lines what was tested and where it was published.)";
+
+struct Bundled {
+  std::string name;
+  fs::path path;
+};
+
+std::vector<Bundled> AllBundled() {
+  std::vector<Bundled> all;
+  for (const auto& entry : fs::directory_iterator(SharedFolder() / "data")) {
+    if (entry.path().extension() == ".csv") all.push_back({entry.path().stem().string(), entry.path()});
+  }
+  std::sort(all.begin(), all.end(), [](const Bundled& a, const Bundled& b) { return a.name < b.name; });
+  return all;
+}
+
+class Data final : public Command {
+ public:
+  Data()
+      : Command({"data", "List and write the published curves that come with xemfit",
+                 "xemfit data\n"
+                 "xemfit data treloar1944_uniaxial treloar1944_pure_shear --to curves\n"
+                 "xemfit data treloar1944_uniaxial --to - | xemfit hyper fit --model polynomial:2 --uniaxial -",
+                 kManual, false}) {}
+
+  void Attach(CLI::App& app) override {
+    app.add_option("name", names_, "Curves to write; none: list them all")->type_name("NAME");
+    app.add_flag("--all", all_, "Write every curve");
+    app.add_option("--to", to_, "Folder to write to, or - for standard output; the current folder if left out")
+        ->type_name("FOLDER");
+  }
+
+  ExitCode Run() override {
+    const auto chosen = Chosen();
+    if (names_.empty() && !all_) {
+      List(chosen);
+    } else if (to_ == "-") {
+      if (chosen.size() != 1) throw Failure(ExitCode::Usage, "--to -: name one curve");
+      WriteStandardOutput(ReadInput(chosen.front().path.string()));
+    } else {
+      Write(chosen);
+    }
+    return ExitCode::Fitted;
+  }
+
+ private:
+  std::vector<Bundled> Chosen() const {
+    const auto all = AllBundled();
+    if (names_.empty() || all_) return all;
+    std::vector<Bundled> chosen;
+    for (std::string name : names_) {
+      if (name.ends_with(".csv")) name.erase(name.size() - 4);
+      const auto found = std::find_if(all.begin(), all.end(), [&](const Bundled& b) { return b.name == name; });
+      if (found == all.end()) {
+        throw Failure(ExitCode::Usage, fmt::format("there is no curve {}; xemfit data lists them", Quoted(name)));
+      }
+      chosen.push_back(*found);
+    }
+    return chosen;
+  }
+
+  static void List(const std::vector<Bundled>& bundled) {
+    TextTable table({{"name", TextTable::Align::Left}, {"what it is", TextTable::Align::Left}});
+    for (const Bundled& entry : bundled) {
+      const CsvTable curve = ReadCsv(entry.path.string());
+      const auto about = curve.metadata.find("data");
+      table.Add({entry.name, about == curve.metadata.end() ? "" : about->second});
+    }
+    WriteStandardOutput(table.Text());
+  }
+
+  void Write(const std::vector<Bundled>& bundled) const {
+    std::vector<std::pair<std::string, std::string>> files;
+    for (const Bundled& entry : bundled) {
+      const fs::path target = fs::path(to_.empty() ? "." : to_) / entry.path.filename();
+      std::string contents = ReadInput(entry.path.string());
+      std::error_code error;
+      if (fs::exists(target, error) && ReadInput(target.string()) != contents) {
+        throw Failure(ExitCode::Other,
+                      Printable(target.string()) + ": is there already and differs; move it or choose another --to");
+      }
+      files.emplace_back(target.lexically_normal().string(), std::move(contents));
+    }
+    std::string told;
+    for (const auto& [path, contents] : files) {
+      CheckOutputFile(path);
+      ReplaceFile(path, contents);
+      told += path + '\n';
+    }
+    WriteStandardOutput(told);
+  }
+
+  std::vector<std::string> names_;
+  std::string to_;
+  bool all_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeDataCommand() { return std::make_unique<Data>(); }
+
+}  // namespace Xem::Tool

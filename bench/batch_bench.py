@@ -1,0 +1,70 @@
+#!/usr/bin/env python3
+"""Wall-clock time of `xemfit batch` on many small relaxation files with one and with more workers, in turns.
+
+Usage: batch_bench.py XEMFIT [--specimens 2000] [--repeats 3] [--jobs 2] [--recipe "prony fit --terms 2 {specimen}.csv"]
+"""
+
+import argparse
+import math
+import os
+import pathlib
+import random
+import subprocess
+import tempfile
+import time
+
+TIMES = [10 ** (-2 + 0.25 * i) for i in range(25)]
+
+
+def write_specimens(folder, count):
+    """Two-term Prony series with the scatter of specimens and of readings."""
+    generator = random.Random(1944)
+    for number in range(1, count + 1):
+        g1, g2 = (generator.gauss(mean, 0.02) for mean in (0.3, 0.25))
+        tau1, tau2 = (generator.lognormvariate(math.log(mean), 0.1) for mean in (0.3, 60.0))
+        with open(folder / f"S{number}.csv", "w") as file:
+            file.write("time_s,g\n")
+            for t in TIMES:
+                g = 1 - g1 * (1 - math.exp(-t / tau1)) - g2 * (1 - math.exp(-t / tau2))
+                file.write(f"{t:.6g},{g + generator.gauss(0, 0.002):.6f}\n")
+
+
+def run(tool, folder, jobs):
+    """Wall-clock and processor seconds of one batch from scratch, and its summary."""
+    before, started = os.times(), time.perf_counter()
+    command = [tool, "batch", "recipe.txt", "tests", "--jobs", str(jobs), "--again", "--quiet", "--summary", "-"]
+    summary = subprocess.run(command, cwd=folder, stdout=subprocess.PIPE).stdout
+    after = os.times()
+    processor = (after.children_user - before.children_user) + (after.children_system - before.children_system)
+    return time.perf_counter() - started, processor, summary
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("tool", type=lambda path: str(pathlib.Path(path).resolve()))
+    parser.add_argument("--specimens", type=int, default=2000)
+    parser.add_argument("--repeats", type=int, default=3)
+    parser.add_argument("--jobs", type=int, default=2)
+    parser.add_argument("--recipe", default="prony fit --terms 2 {specimen}.csv")
+    options = parser.parse_args()
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        (folder / "tests").mkdir()
+        (folder / "recipe.txt").write_text(options.recipe + "\n")
+        write_specimens(folder / "tests", options.specimens)
+        best = {}
+        summaries = set()
+        for repeat in range(options.repeats):
+            for jobs in (1, options.jobs):
+                wall, processor, summary = run(options.tool, folder, jobs)
+                summaries.add(summary)
+                best[jobs] = min(wall, best.get(jobs, wall))
+                print(f"turn {repeat + 1}: {jobs} worker(s) {wall:.2f} s wall, {processor:.2f} s processor")
+        failed = sum(line.split(b",")[1] not in (b"fitted", b"summary") for line in summary.splitlines()[1:])
+        print(f"{options.specimens} specimens, {failed} failed, "
+              f"{'one summary' if len(summaries) == 1 else 'DIFFERENT SUMMARIES'}; "
+              f"best times: {best[1]:.2f} s and {best[options.jobs]:.2f} s, ratio {best[1] / best[options.jobs]:.2f}")
+
+
+if __name__ == "__main__":
+    main()

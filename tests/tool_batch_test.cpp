@@ -1,0 +1,357 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/run_tool.h"
+
+// Many specimens by one recipe: what is found, what is summarised, and what survives bad files and interruptions.
+namespace Xem::Testing {
+namespace {
+
+namespace fs = std::filesystem;
+using Strings = std::vector<std::string>;
+
+/// An exact Mooney-Rivlin curve.
+std::string Rubber(double c10, double c01, const std::string& unit = "MPa", double unitFactor = 1.0) {
+  std::string text = "strain,stress_" + unit + "\n";
+  for (int i = 1; i <= 12; ++i) {
+    const double stretch = 1.0 + 0.1 * i;
+    const double stress = 2.0 * (1.0 - std::pow(stretch, -3.0)) * (c10 * stretch + c01);
+    char line[80];
+    std::snprintf(line, sizeof line, "%.17g,%.17g\n", stretch - 1.0, stress * unitFactor);
+    text += line;
+  }
+  return text;
+}
+
+constexpr const char* kRecipe = "# two terms\nxemfit hyper fit --model polynomial:1 \\\n  --uniaxial {specimen}.csv\n";
+
+Strings Cells(const std::string& line) {
+  Strings cells(1);
+  bool quoted = false;
+  for (const char letter : line) {
+    if (letter == '"')
+      quoted = !quoted;
+    else if (letter == ',' && !quoted)
+      cells.emplace_back();
+    else
+      cells.back() += letter;
+  }
+  return cells;
+}
+
+/// A summary as row name -> column -> cell, with the order of its rows.
+struct ReadSummary {
+  explicit ReadSummary(const std::string& csv) {
+    std::istringstream lines(csv);
+    std::string line;
+    std::getline(lines, line);
+    const Strings columns = Cells(line);
+    while (std::getline(lines, line)) {
+      const Strings cells = Cells(line);
+      EXPECT_EQ(cells.size(), columns.size()) << line;
+      order.push_back(cells.front());
+      for (std::size_t i = 0; i < cells.size() && i < columns.size(); ++i) rows[cells.front()][columns[i]] = cells[i];
+    }
+  }
+  double Number(const std::string& row, const std::string& column) { return std::atof(rows[row][column].c_str()); }
+
+  Strings order;
+  std::map<std::string, std::map<std::string, std::string>> rows;
+};
+
+/// Tests in ./tests, recipe in ./recipe.
+class Batch : public testing::Test {
+ protected:
+  Batch() {
+    fs::create_directory(folder.Path() / "tests");
+    folder.Write("recipe", kRecipe);
+  }
+  ToolRun Run(const Strings& more = {}) const {
+    Strings arguments{"batch", "recipe", "tests", "--summary", "summary.csv"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunTool(arguments, folder.Path());
+  }
+  void WriteSpecimens(int count) const {
+    for (int i = 1; i <= count; ++i) {
+      folder.Write("tests/S" + std::to_string(i) + ".csv", Rubber(0.4 + 0.01 * i, 0.1 - 0.001 * i));
+    }
+  }
+  Strings Kept() const {
+    Strings names;
+    if (!fs::exists(folder.Path() / "recipe.work")) return names;
+    for (const auto& entry : fs::directory_iterator(folder.Path() / "recipe.work")) {
+      if (entry.path().extension() == ".json") names.push_back(entry.path().string());
+    }
+    return names;
+  }
+  /// When each outcome was kept.
+  std::map<std::string, fs::file_time_type> KeptWhen() const {
+    std::map<std::string, fs::file_time_type> times;
+    for (const std::string& path : Kept()) times[path] = fs::last_write_time(path);
+    return times;
+  }
+  void ExpectKeptAsBefore(const std::map<std::string, fs::file_time_type>& before) const {
+    const auto now = KeptWhen();
+    for (const auto& [path, time] : before) {
+      ASSERT_TRUE(now.count(path)) << path;
+      EXPECT_EQ(now.at(path), time) << path << " was done again";
+    }
+  }
+
+  /// Starts the batch, sends the signal once three specimens are finished, and returns how it ended.
+  int Interrupt(int signal) const {
+    const pid_t child = fork();
+    if (child == 0) {
+      const int nothing = open("/dev/null", O_WRONLY);
+      dup2(nothing, STDOUT_FILENO);
+      dup2(open((folder.Path() / "errors").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+      if (chdir(folder.Path().c_str()) != 0) _exit(125);
+      execl(XEM_TOOL, "xemfit", "batch", "recipe", "tests", "--summary", "summary.csv", "--jobs", "1", nullptr);
+      _exit(125);
+    }
+    while (Kept().size() < 3) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    kill(child, signal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status;
+  }
+
+  TemporaryFolder folder;
+};
+
+TEST_F(Batch, SummarisesEverySpecimenAndSaysWhichFailed) {
+  folder.Write("tests/A10.csv", Rubber(0.6, 0.1));
+  folder.Write("tests/A2.csv", Rubber(500.0, 200.0, "kPa"));
+  folder.Write("tests/A1.csv", Rubber(0.4, 0.3));
+  folder.Write("tests/bad.csv", "strain,stress_MPa\n0.1,oops, really\n");
+  folder.Write("tests/notes.txt", "not a specimen");
+  const ToolRun run = Run();
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_NE(run.errors.find("1 of 4 specimens failed:\n  bad: bad data: bad.csv, line 2"), std::string::npos)
+      << run.errors;
+  EXPECT_NE(run.output.find("C10"), std::string::npos);
+
+  ReadSummary summary(folder.Read("summary.csv"));
+  EXPECT_EQ(summary.order, (Strings{"A1", "A2", "A10", "bad", "mean", "standard_deviation", "number", "unit"}));
+  EXPECT_NEAR(summary.Number("A2", "C10"), 0.5, 1e-9);  // in the unit of the first
+  EXPECT_NEAR(summary.Number("mean", "C10"), 0.5, 1e-9);
+  EXPECT_NEAR(summary.Number("mean", "C01"), 0.2, 1e-9);
+  EXPECT_NEAR(summary.Number("standard_deviation", "C10"), 0.1, 1e-9);
+  EXPECT_EQ(summary.rows["number"]["C10"], "3");
+  EXPECT_EQ(summary.rows["unit"]["C10"], "MPa");
+  EXPECT_EQ(summary.rows["A1"]["points"], "12");
+  EXPECT_EQ(summary.rows["A1"]["model"], "polynomial:1");
+  EXPECT_EQ(summary.rows["A1"]["status"], "fitted");
+  EXPECT_EQ(summary.rows["bad"]["status"], "bad data");
+  EXPECT_EQ(summary.rows["bad"]["exit_code"], "3");
+  EXPECT_EQ(summary.rows["bad"]["C10"], "");
+  EXPECT_NE(summary.rows["bad"]["message"].find("bad.csv, line 2"), std::string::npos);
+}
+
+TEST_F(Batch, IsQuietWhereNobodyWatches) {
+  WriteSpecimens(2);
+  const ToolRun run = Run({"--quiet"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.output + run.errors, "");
+}
+
+struct Source {
+  const char* name;
+  std::string recipe;
+  std::vector<std::pair<std::string, std::string>> files;  // below tests/
+  Strings arguments;
+  Strings specimens;
+};
+
+const std::vector<Source> kSources{
+    {"FolderPerSpecimen",
+     "hyper fit --model polynomial:1 --uniaxial={specimen}/ut.csv",
+     {{"left/ut.csv", Rubber(1, 1)}, {"right/ut.csv", Rubber(1, 1)}, {"empty/other.csv", ""}},
+     {"tests"},
+     {"left", "right"}},
+    {"PartOfAName",
+     "hyper fit --model 'polynomial:1' --uniaxial \"my test {specimen}_ut.csv\" # the first input decides",
+     {{"my test 7_ut.csv", Rubber(1, 1)}, {"my test 7_ps.csv", ""}, {"_ut.csv", ""}},
+     {"tests"},
+     {"7"}},
+    {"RowsOfAList",
+     "hyper fit --model polynomial:1 --uniaxial {file} --hold C01={c01}",
+     {{"list.csv", "specimen;file;c01\nz/1;p.csv;0\na;q.csv;0.5\n"},
+      {"p.csv", Rubber(1, 0)},
+      {"q.csv", Rubber(1, 0.5)}},
+     {"--list", "tests/list.csv"},
+     {"z/1", "a"}},
+    {"NamesOfAList",
+     kRecipe,
+     {{"list.csv", "specimen\nb\n\na\n"}, {"a.csv", Rubber(1, 1)}, {"b.csv", Rubber(1, 1)}, {"c.csv", Rubber(1, 1)}},
+     {"tests", "--list", "tests/list.csv"},
+     {"b", "a"}},
+};
+
+class BatchSource : public Batch, public testing::WithParamInterface<Source> {};
+
+TEST_P(BatchSource, FindsItsSpecimens) {
+  for (const auto& [name, contents] : GetParam().files) {
+    fs::create_directories((folder.Path() / "tests" / name).parent_path());
+    folder.Write("tests/" + name, contents);
+  }
+  folder.Write("recipe", GetParam().recipe);
+  Strings arguments{"batch", "recipe", "--summary", "-"};
+  arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
+  const ToolRun run = RunTool(arguments, folder.Path());
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  ReadSummary summary(run.output);
+  EXPECT_EQ(Strings(summary.order.begin(), summary.order.end() - 4), GetParam().specimens);
+  EXPECT_NEAR(summary.Number("mean", "C10"), 1.0, 1e-9);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BatchSource, testing::ValuesIn(kSources),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(Batch, RefusesABadRecipeBeforeAnythingRuns) {
+  WriteSpecimens(2);
+  const std::map<std::string, std::string> recipes{
+      {"", "the recipe is empty"},
+      {"# only a comment", "the recipe is empty"},
+      {"hyper fit --model polynomial:1 --uniaxial 'a{specimen}.csv", "line 1: a quote is not closed"},
+      {"hyper fit --model polynomial:1 --uniaxial S1.csv", "no input file has {specimen}"},
+      {"hyper fit --model polynomial:1 --uniaxial {name}.csv", "\"{name}\" is not known; there is {specimen}"},
+      {"hyper fit --model polynomial:1 --unaxial {specimen}.csv", "--unaxial"},
+      {"hyper fit --model polynomial:1 --uniaxial {specimen}.csv --json a.json", "leave out --json"},
+      {"hyper fit --model polynomial:1 --uniaxial {specimen}.csv --curves c.csv", "every specimen would write c.csv"},
+      {"batch {specimen}.csv", "must begin with a command and its verb"},
+      {"hyper fit --model nonsense:1 --uniaxial {specimen}.csv", "nonsense"},
+  };
+  for (const auto& [recipe, message] : recipes) {
+    folder.Write("recipe", recipe);
+    const ToolRun run = Run();
+    EXPECT_EQ(run.exitCode, 2) << recipe;
+    EXPECT_NE(run.errors.find(message), std::string::npos) << recipe << ": " << run.errors;
+    EXPECT_EQ(run.output, "");
+    EXPECT_FALSE(fs::exists(folder.Path() / "summary.csv")) << recipe;
+  }
+}
+
+TEST_F(Batch, GoesOnAfterBeingKilledWithTheSameSummary) {
+  WriteSpecimens(30);
+  folder.Write("tests/S15.csv", "strain,stress\n1,oops\n");  // fails, and that is finished work too
+  const int status = Interrupt(SIGKILL);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  const auto before = KeptWhen();
+  ASSERT_LT(before.size(), 30u) << "too late to interrupt anything";
+  EXPECT_FALSE(fs::exists(folder.Path() / "summary.csv"));
+
+  EXPECT_EQ(Run({"--jobs", "3"}).exitCode, 3);
+  ExpectKeptAsBefore(before);
+  const std::string resumed = folder.Read("summary.csv");
+  EXPECT_EQ(Run({"--jobs", "1", "--work", "fresh"}).exitCode, 3);
+  EXPECT_EQ(folder.Read("summary.csv"), resumed);
+}
+
+TEST_F(Batch, StopsCleanlyWhenInterruptedAndSaysHowToGoOn) {
+  WriteSpecimens(30);
+  const int status = Interrupt(SIGINT);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
+  EXPECT_NE(folder.Read("errors").find(std::to_string(Kept().size()) + " of 30 specimens are finished"),
+            std::string::npos)
+      << folder.Read("errors");
+  EXPECT_NE(folder.Read("errors").find("the same command goes on"), std::string::npos);
+  const auto before = KeptWhen();
+  EXPECT_EQ(Run().exitCode, 0);
+  ExpectKeptAsBefore(before);
+}
+
+TEST_F(Batch, DoesAgainWhatHasChanged) {
+  WriteSpecimens(3);
+  folder.Write("recipe", "hyper fit --model polynomial:1 --uniaxial {specimen}.csv --curves {specimen}.fitted");
+  ASSERT_EQ(Run().exitCode, 0);
+  const struct {
+    const char* what;
+    std::function<void()> change;
+    std::size_t newOutcomes;
+  } changes[] = {
+      {"nothing", [] {}, 0},
+      {"a file", [&] { folder.Write("tests/S2.csv", Rubber(0.7, 0.2)); }, 1},
+      {"a recipe",
+       [&] { folder.Write("recipe", "hyper fit --model polynomial:1 --uniaxial {specimen}.csv --hold C01=0"); }, 3},
+  };
+  std::size_t kept = Kept().size();
+  for (const auto& [what, change, newOutcomes] : changes) {
+    const auto before = KeptWhen();
+    change();
+    ASSERT_EQ(Run().exitCode, 0) << what;
+    EXPECT_EQ(Kept().size(), kept += newOutcomes) << what;
+    ExpectKeptAsBefore(before);
+  }
+  EXPECT_NEAR(ReadSummary(folder.Read("summary.csv")).Number("S1", "C01"), 0.0, 0.0);
+}
+
+TEST_F(Batch, WritesAgainAFileThatIsMissing) {
+  WriteSpecimens(2);
+  folder.Write("recipe", "hyper fit --model polynomial:1 --uniaxial {specimen}.csv --curves {specimen}.fitted");
+  ASSERT_EQ(Run().exitCode, 0);
+  const std::string curves = folder.Read("tests/S1.fitted");
+  EXPECT_NE(curves, "");
+  fs::remove(folder.Path() / "tests/S1.fitted");
+  ASSERT_EQ(Run().exitCode, 0);
+  EXPECT_EQ(folder.Read("tests/S1.fitted"), curves);
+}
+
+TEST_F(Batch, StopsASpecimenThatTakesTooLongAndTriesItAgain) {
+  WriteSpecimens(2);
+  folder.Write("recipe", "hyper fit --model polynomial:1 --uniaxial {file}");
+  folder.Write("list.csv", "specimen,file\na,S1.csv\nstuck,never.csv\nb,S2.csv\n");
+  const Strings arguments{"batch",       "recipe",    "tests", "--list", "list.csv", "--summary",
+                          "summary.csv", "--timeout", "5",     "--jobs", "2"};
+  ASSERT_EQ(mkfifo((folder.Path() / "tests/never.csv").c_str(), 0600), 0);  // a read from it waits for ever
+  EXPECT_EQ(RunTool(arguments, folder.Path()).exitCode, 3);
+  ReadSummary summary(folder.Read("summary.csv"));
+  EXPECT_EQ(summary.order[1], "stuck");
+  EXPECT_EQ(summary.rows["stuck"]["status"], "stopped");
+  EXPECT_EQ(summary.rows["stuck"]["message"], "took longer than 5 s");
+  EXPECT_EQ(summary.rows["b"]["status"], "fitted");
+
+  fs::remove(folder.Path() / "tests/never.csv");
+  folder.Write("tests/never.csv", Rubber(1, 1));
+  EXPECT_EQ(RunTool(arguments, folder.Path()).exitCode, 0);
+}
+
+TEST_F(Batch, ShowsItsProgressOnATerminal) {
+  WriteSpecimens(2);
+  ASSERT_EQ(mkfifo((folder.Path() / "tests/never.csv").c_str(), 0600), 0);
+  folder.Write("list.csv", "specimen\nS1\nS2\nnever\n");
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    if (chdir(folder.Path().c_str()) != 0) _exit(125);
+    execl(XEM_TOOL, "xemfit", "batch", "recipe", "tests", "--list", "list.csv", "--timeout", "5", nullptr);
+    _exit(125);
+  }
+  std::string seen;
+  char block[4096];
+  for (ssize_t count; (count = read(terminal, block, sizeof block)) > 0;)
+    seen.append(block, static_cast<std::size_t>(count));
+  waitpid(child, nullptr, 0);
+  close(terminal);
+  EXPECT_NE(seen.find("\r2 of 3 specimens, "), std::string::npos) << seen;
+  EXPECT_NE(seen.find(" left\x1b[K"), std::string::npos) << seen;
+}
+
+}  // namespace
+}  // namespace Xem::Testing

@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "support/run_tool.h"
+#include "support/schema.h"
+
+// What comes with the tool: published curves, the schema of its JSON, man pages and completion.
+namespace Xem::Testing {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+using Strings = std::vector<std::string>;
+
+Json Schema() { return Json::parse(std::ifstream(XEM_SCHEMA)); }
+
+/// Command lines with a curve of the bundled data; --json - is added.
+const std::vector<Strings> kCommands{
+    {"hyper", "fit", "--model", "polynomial:1..3", "--uniaxial", "treloar1944_uniaxial.csv"},
+    {"hyper", "fit", "--model", "polynomial:2", "--uniaxial", "silicone_uniaxial.csv", "--hold", "C10=0.1",
+     "--residual", "relative"},
+
+    {"hyper", "fit", "--model", "ogden:1,blatz-ko", "--uniaxial", "silicone_uniaxial.csv"},
+    {"volume", "fit", "--terms", "1", "silicone_volumetric.csv"},
+
+    // viscoelastic
+    {"prony", "fit", "--terms", "3", "polymer_relaxation.csv"},
+    {"creep", "fit", "--type", "primary", "metal_creep_500MPa.csv"},
+
+    // dynamic
+    {"cyclic", "fit", "--family", "power,hyperbolic", "--stiffness", "seed_idriss1970_sand_stiffness.csv"},
+    {"cyclic", "fit", "--family", "ghe", "--stiffness", "seed_idriss1970_sand_stiffness.csv", "--damping",
+     "seed_idriss1970_sand_damping.csv"},
+
+    // sheet metal
+    {"forming", "curve", "--hardening", "ghosh:518.968,0.0007648,0.28985,0", "--yield", "vonmises", "--paths", "5"},
+
+    // soil
+    {"retention", "fit", "--model", "van-genuchten", "unsoda_retention.csv", "--select", "soil=4521"},
+};
+
+class SchemaOf : public testing::TestWithParam<Strings> {};
+
+TEST_P(SchemaOf, EveryCommandIsTheSame) {
+  Strings arguments = GetParam();
+  arguments.insert(arguments.end(), {"--json", "-"});
+  const ToolRun run = RunTool(arguments, XEM_DATA_DIR);
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_EQ(SchemaOffences(Json::parse(run.output), Schema()), Strings());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SchemaOf, testing::ValuesIn(kCommands));
+
+TEST(Schema, RefusesWhatDeparts) {
+  const ToolRun run =
+      RunTool({"hyper", "fit", "--model", "polynomial:1", "--uniaxial", "treloar1944_uniaxial.csv", "--json", "-"},
+              XEM_DATA_DIR);
+  const Json good = Json::parse(run.output);
+  for (const char* patch : {
+           R"([{"op": "remove", "path": "/status"}])",
+           R"([{"op": "replace", "path": "/residual", "value": "squared"}])",
+           R"([{"op": "replace", "path": "/parameters/0/value", "value": "0.5"}])",
+           R"([{"op": "remove", "path": "/parameters/0/interval/1"}])",
+           R"([{"op": "replace", "path": "/curves/0/points", "value": -1}])",
+           R"([{"op": "replace", "path": "/derived", "value": {"modulus": "1"}}])",
+       }) {
+    EXPECT_EQ(SchemaOffences(good.patch(Json::parse(patch)), Schema()).size(), 1u) << patch;
+  }
+}
+
+TEST(Data, ListsAndWritesThePublishedCurves) {
+  const TemporaryFolder folder;
+  const ToolRun list = RunTool({"data"}, folder.Path());
+  EXPECT_NE(list.output.find("treloar1944_uniaxial"), std::string::npos) << list.errors;
+  EXPECT_NE(list.output.find("Treloar 1944, vulcanised natural rubber"), std::string::npos);
+  EXPECT_EQ(folder.Contents(), Strings());
+
+  EXPECT_EQ(RunTool({"data", "treloar1944_uniaxial", "silicone_uniaxial.csv"}, folder.Path()).exitCode, 0);
+  EXPECT_EQ(folder.Contents(), (Strings{"silicone_uniaxial.csv", "treloar1944_uniaxial.csv"}));
+  const ToolRun piped = RunTool({"data", "treloar1944_uniaxial", "--to", "-"}, folder.Path());
+  EXPECT_EQ(piped.output, folder.Read("treloar1944_uniaxial.csv"));
+
+  folder.Write("silicone_uniaxial.csv", "mine");
+  EXPECT_EQ(RunTool({"data", "--all"}, folder.Path()).exitCode, 1);
+  EXPECT_EQ(folder.Read("silicone_uniaxial.csv"), "mine");
+  EXPECT_EQ(folder.Contents().size(), 2u);
+  EXPECT_EQ(RunTool({"data", "nonsense"}, folder.Path()).exitCode, 2);
+}
+
+/// Exit code and output of a shell command.
+ToolRun Shell(const std::string& command, const fs::path& folder) {
+  const std::string line = "cd '" + folder.string() + "' && { " + command + "; } >shell.out 2>&1";
+  const int status = std::system(line.c_str());
+  std::ifstream file(folder / "shell.out");
+  return {WEXITSTATUS(status), {std::istreambuf_iterator<char>(file), {}}, ""};
+}
+
+bool HasProgram(const std::string& name) { return std::system(("command -v " + name + " >/dev/null").c_str()) == 0; }
+
+class Descriptions : public testing::Test {
+ protected:
+  Descriptions() { written = RunTool({"internal", "."}, folder.Path()); }
+  TemporaryFolder folder;
+  ToolRun written;
+};
+
+TEST_F(Descriptions, ManPagesNameEveryOption) {
+  ASSERT_EQ(written.exitCode, 0) << written.errors;
+  for (const char* page : {"xemfit", "xemfit-hyper-fit", "xemfit-hyper-stress", "xemfit-batch", "xemfit-data"}) {
+    const std::string path = std::string("man/man1/") + page + ".1";
+    ASSERT_TRUE(fs::exists(folder.Path() / path)) << page;
+    const std::string text = folder.Read(path);
+    for (const char* part : {".SH NAME", ".SH SYNOPSIS"}) EXPECT_NE(text.find(part), std::string::npos) << page;
+  }
+  const std::string page = folder.Read("man/man1/xemfit-hyper-fit.1");
+  for (const char* option :
+       {"\\-\\-model", "\\-\\-pure\\-shear", "\\-\\-hold", "\\-\\-json", "\\-\\-require\\-stable"}) {
+    EXPECT_NE(page.find(option), std::string::npos) << option;
+  }
+  EXPECT_FALSE(fs::exists(folder.Path() / "man/man1/xemfit-internal.1"));
+  if (!HasProgram("groff")) GTEST_SKIP() << "groff is not installed";
+  const ToolRun checked = Shell("for page in man/man1/*.1; do groff -man -Tutf8 -ww -z $page; done", folder.Path());
+  EXPECT_EQ(checked.output, "");
+}
+
+TEST_F(Descriptions, BashCompletes) {
+  const struct {
+    const char* words;
+    const char* wanted;
+  } cases[] = {
+      {"xemfit hy", "hyper"},
+      {"xemfit hyper s", "stress"},
+      {"xemfit hyper fit --req", "--require-stable"},
+      {"xemfit hyper fit --uniaxial a.csv --residual rel", "relative"},
+      {"xemfit batch recipe.txt --summ", "--summary"},
+      {"xemfit int", ""},
+  };
+  for (const auto& [words, wanted] : cases) {
+    const ToolRun run = Shell(std::string("bash -c '. bash-completion/completions/xemfit; COMP_WORDS=(") + words +
+                                  "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _xemfit; echo \"${COMPREPLY[*]}\"'",
+                              folder.Path());
+    EXPECT_EQ(run.output, std::string(wanted) + "\n") << words;
+  }
+}
+
+TEST_F(Descriptions, ZshReadsItsCompletion) {
+  if (!HasProgram("zsh")) GTEST_SKIP() << "zsh is not installed";
+  EXPECT_EQ(Shell("zsh -n zsh/vendor-completions/_xemfit", folder.Path()).output, "");
+}
+
+}  // namespace
+}  // namespace Xem::Testing
