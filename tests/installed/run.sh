@@ -20,6 +20,14 @@ cmake --build "$work/host" >"$work/build.log" || { cat "$work/build.log"; exit 1
 "$work/host/host"
 "$work/host/fit_host"
 
+# What belongs to the tool is found from where the tool is now.
+if [ -x "$prefix/bin/xemfit" ]; then
+  "$prefix/bin/xemfit" data treloar1944_uniaxial --to - |
+    "$prefix/bin/xemfit" hyper fit --model polynomial:1 --uniaxial - --quiet
+  test -s "$prefix/share/man/man1/xemfit-hyper-fit.1"
+  test -s "$prefix/share/xemfit/xemfit.schema.json"
+fi
+
 PKG_CONFIG_PATH=$libdir/pkgconfig
 export PKG_CONFIG_PATH
 # shellcheck disable=SC2046

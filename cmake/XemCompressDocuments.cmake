@@ -1,0 +1,13 @@
+# Run by cpack on its staging folders: Debian wants man pages and changelogs compressed, without a time stamp.
+file(GLOB_RECURSE documents ${CPACK_TEMPORARY_DIRECTORY}/*.1 ${CPACK_TEMPORARY_DIRECTORY}/changelog)
+list(FILTER documents INCLUDE REGEX "/share/(man|doc)/")
+if(NOT documents)
+  message(FATAL_ERROR "no man pages and changelogs to compress in ${CPACK_TEMPORARY_DIRECTORY}")
+endif()
+foreach(document IN LISTS documents)
+  if(document MATCHES "/changelog$")
+    file(RENAME ${document} ${document}.Debian)
+    string(APPEND document .Debian)
+  endif()
+  execute_process(COMMAND gzip -9nf ${document} COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
