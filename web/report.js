@@ -8,7 +8,7 @@
   const PAPER_WIDTH = 660;
   const AXIS_WIDTH = 70;
   const FONT = '12px system-ui, "DejaVu Sans", sans-serif';
-  const RATIO = Math.max(2, window.devicePixelRatio || 1); // fine enough for paper
+  const RATIO = uPlot.pxRatio; // pixels of a canvas to one of the page
   const INK = "#44505c";
   const GRID = "#e6eaee";
 
@@ -86,7 +86,7 @@
   }
 
   /** What a panel shows before anyone zooms: every point, and of the lines what stays near them. */
-  function homeRange(curves, axis, logarithmic) {
+  function homeRange(curves, axis, logarithmic, fromZero) {
     const side = axis === "x" ? 0 : 1;
     const extent = new Extent(logarithmic);
     for (const curve of curves) extent.add(curve.points[side]);
@@ -98,6 +98,7 @@
         if (!logarithmic || nothingMeasured) extent.add(line[side], ...near);
       }
     }
+    if (fromZero && !logarithmic) extent.add([0]);
     return extent.padded(axis === "x" ? 0.03 : 0.05);
   }
 
@@ -156,7 +157,7 @@
     eachPosition(u, series, (x, y) => {
       if (x === null || y === null) return;
       const one = new Path2D();
-      mark(one, x, y, 3.6 * RATIO);
+      mark(one, x, y, 4.2 * RATIO);
       marks.addPath(one);
     });
     return { stroke: marks, fill: marks, clip: null, flags: 0 };
@@ -260,8 +261,14 @@
 
   // --- a panel
 
+  /** A curve for comparison is drawn like the others, in grey and dotted. */
+  const overlaid = ({ name, points }, place) => ({
+    name, points, index: place + 2, colour: "#808080", residual: [], stable: points, unstable: [[], []], dash: [2, 4],
+  });
+
   class Panel {
     constructor(panel, relative, parent) {
+      panel.curves.push(...panel.overlays.map(overlaid));
       this.panel = panel;
       this.shown = panel.curves.map(() => true);
       this.measured = true;
@@ -298,7 +305,7 @@
       };
       if (panel.curves.some((curve) => curve.points[0].length > 0)) {
         add("Measured", "measured", true, (on) => this.show(() => (this.measured = on)));
-        add("Fitted", "fitted", true, (on) => this.show(() => (this.fitted = on)));
+        add(panel.lines[0].toUpperCase() + panel.lines.slice(1), "fitted", true, (on) => this.show(() => (this.fitted = on)));
       }
       for (const key of ["x", "y"]) {
         const made = add(`Log ${key}`, `log-${key}`, this.logarithmic[key], (on) => {
@@ -360,7 +367,7 @@
       };
       panel.curves.forEach((curve, i) => add(marks(curve), curve.points, { curve: i, measured: true }));
       panel.curves.forEach((curve, i) => {
-        add(line(curve), curve.stable, { curve: i, measured: false });
+        add(line(curve, curve.dash), curve.stable, { curve: i, measured: false });
         add(line(curve, [7, 5]), curve.unstable, { curve: i, measured: false });
       });
       const home = { x: () => this.home("x"), y: () => this.home("y") };
@@ -394,14 +401,14 @@
     }
 
     home(axis) {
-      return homeRange(this.visibleCurves, axis, this.logarithmic[axis]);
+      return homeRange(this.visibleCurves, axis, this.logarithmic[axis], this.panel[axis].fromZero);
     }
 
     plot(place, series, data, home, logarithmic, labels) {
       const main = place === this.chartPlace;
       const scale = (key) => ({ time: false, auto: false, distr: logarithmic[key] ? 3 : 1, log: 10, range: home[key] });
       const u = new uPlot({
-        ...this.size(place), mode: 2, series, pxRatio: RATIO,
+        ...this.size(place), mode: 2, series,
         legend: { show: false }, scales: { x: scale("x"), y: scale("y") },
         axes: [
           axisOptions({ scale: "x", label: labels[0] }, logarithmic.x, 64),
@@ -416,10 +423,35 @@
           setScale: [(self, key) => key === "x" && this.follow(self)],
           setCursor: [(self) => main && this.say(self)],
           drawAxes: [(self) => !main && zeroLine(self)],
+          draw: [(self) => main && this.drawMarks(self)],
         },
       }, data, place);
       pinchable(u);
       return u;
+    }
+
+    /** Named points, with names on alternate sides so that neighbours leave each other room. */
+    drawMarks(u) {
+      const { ctx, bbox } = u;
+      ctx.save();
+      ctx.beginPath();
+      ctx.rect(bbox.left, bbox.top, bbox.width, bbox.height);
+      ctx.clip();
+      ctx.font = FONT.replace("12px", `${12 * RATIO}px`);
+      ctx.lineWidth = 2 * RATIO;
+      ctx.setLineDash([]);
+      this.panel.marks.forEach(({ x, y, label, index }, i) => {
+        const owner = this.panel.curves.findIndex((curve) => curve.index === index);
+        const [left, top] = [position(u, x, "x"), position(u, y, "y")];
+        if (left === null || top === null || !this.visible({ curve: owner, measured: false })) return;
+        ctx.strokeStyle = ctx.fillStyle = this.panel.curves[owner].colour;
+        ctx.beginPath();
+        ctx.arc(left, top, 4 * RATIO, 0, 2 * Math.PI);
+        ctx.stroke();
+        ctx.textAlign = i % 2 === 0 ? "left" : "right";
+        ctx.fillText(label, left + (i % 2 === 0 ? 8 : -8) * RATIO, top + 14 * RATIO);
+      });
+      ctx.restore();
     }
 
     size(place) {
@@ -473,6 +505,7 @@
     u.ctx.save();
     u.ctx.strokeStyle = INK;
     u.ctx.lineWidth = RATIO;
+    u.ctx.setLineDash([]);
     u.ctx.beginPath();
     u.ctx.moveTo(u.bbox.left, y);
     u.ctx.lineTo(u.bbox.left + u.bbox.width, y);

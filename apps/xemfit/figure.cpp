@@ -235,6 +235,7 @@ Figure ResidualFigure(const Figure& figure) {
     drawn.title = panel.title;
     drawn.x = panel.x;
     drawn.y = {"residual", panel.y.unit, false, false};
+    drawn.lines = "zero";
     for (const DrawnCurve& curve : panel.curves) {
       if (curve.residual.empty()) continue;
       DrawnCurve difference;

@@ -73,17 +73,29 @@ Json CurveJson(const DrawnCurve& curve) {
 }
 
 Json AxisJson(const Axis& axis) {
-  return {{"label", AxisLabel(axis)}, {"unit", axis.unit}, {"logarithmic", axis.logarithmic}};
+  return {
+      {"label", AxisLabel(axis)}, {"unit", axis.unit}, {"logarithmic", axis.logarithmic}, {"fromZero", axis.fromZero}};
+}
+
+Json PanelJson(const DrawnPanel& panel) {
+  Json curves = Json::array();
+  Json overlays = Json::array();
+  Json marks = Json::array();
+  for (const DrawnCurve& curve : panel.curves) curves.push_back(CurveJson(curve));
+  for (const Overlay& overlay : panel.overlays) {
+    overlays.push_back({{"name", overlay.legend}, {"points", {overlay.x, overlay.y}}});
+  }
+  for (const DrawnMark& mark : panel.marks) {
+    marks.push_back({{"x", mark.x}, {"y", mark.y}, {"label", mark.label}, {"index", mark.index}});
+  }
+  return {{"title", panel.title},     {"x", AxisJson(panel.x)},      {"y", AxisJson(panel.y)},
+          {"lines", panel.lines},     {"curves", std::move(curves)}, {"overlays", std::move(overlays)},
+          {"marks", std::move(marks)}};
 }
 
 Json FigureJson(const Figure& figure, Fit::Residual residual) {
   Json panels = Json::array();
-  for (const DrawnPanel& panel : figure.panels) {
-    Json curves = Json::array();
-    for (const DrawnCurve& curve : panel.curves) curves.push_back(CurveJson(curve));
-    panels.push_back(
-        {{"title", panel.title}, {"x", AxisJson(panel.x)}, {"y", AxisJson(panel.y)}, {"curves", std::move(curves)}});
-  }
+  for (const DrawnPanel& panel : figure.panels) panels.push_back(PanelJson(panel));
   return {{"relative", residual == Fit::Residual::Relative}, {"panels", std::move(panels)}};
 }
 
@@ -232,16 +244,18 @@ std::string Notes(const Fit::Result& result) {
   return Section("notes", "Notes", "<ul>\n" + items + "</ul>\n");
 }
 
-std::string Overview(const Report& report) {
+std::string Blocks(const std::string& id, const std::string& title, const std::vector<std::string>& texts) {
   std::string blocks;
-  for (const std::string& section : report.sections) blocks += Block(section);
-  return blocks.empty() ? "" : Section("overview", "Overview", blocks);
+  for (const std::string& text : texts) blocks += Block(text);
+  return blocks.empty() ? "" : Section(id, title, blocks);
 }
 
 std::string Contents(const Report& report) {
   const Fit::Result& result = report.result;
-  if (!report.fitted) return Overview(report) + Notes(result);
-  return Overview(report) + Parameters(result) + Derived(result) + Curves(result) + StabilitySection(result) +
+  const std::string overview = Blocks("overview", "Overview", report.sections);
+  const std::string details = Blocks("details", "Details", report.appendices);
+  if (!report.fitted) return overview + details + Notes(result);
+  return overview + Parameters(result) + Derived(result) + Curves(result) + StabilitySection(result) + details +
          Dropped(result) + Notes(result) + Correlation(result);
 }
 
@@ -255,13 +269,14 @@ std::string Drawing(const Figure& figure) {
   return "<figure class=\"drawing\">\n" + svg.substr(std::min(start, svg.size())) + "</figure>\n";
 }
 
-std::string Picture(const Figure& figure) {
+std::string Picture(const Figure& figure, bool fitted) {
   if (figure.panels.empty()) return "";
+  const std::string title = fitted ? "Measured and fitted" : "Curves";
   if (HasCharts()) {
-    return Section("figure", "Measured and fitted", "<noscript><p>The charts need JavaScript.</p></noscript>\n");
+    return Section("figure", title, "<noscript><p>The charts need JavaScript.</p></noscript>\n");
   }
   const Figure residuals = ResidualFigure(figure);
-  return Section("figure", "Measured and fitted", Drawing(figure)) +
+  return Section("figure", title, Drawing(figure)) +
          (residuals.panels.empty() ? "" : Section("residuals", "Residuals", Drawing(residuals)));
 }
 
@@ -274,11 +289,15 @@ std::string Styles() {
          (HasCharts() ? Element("<style>\n", PageAssets::ChartStyle(), "\n</style>\n") : "");
 }
 
+// uPlot draws as finely as this says. A browser lets it be replaced.
+constexpr const char* kFineEnoughForPaper =
+    "<script>window.devicePixelRatio = Math.max(2, window.devicePixelRatio);</script>\n";
+
 std::string Scripts(const Figure& figure, Fit::Residual residual) {
   if (!HasCharts() || figure.panels.empty()) return "";
   return Element("<script type=\"application/json\" id=\"figure-data\">", ScriptJson(FigureJson(figure, residual)),
                  "</script>\n") +
-         Element("<script>\n/*!\nuPlot\n\n", PageAssets::ChartLicence(), "*/\n") +
+         kFineEnoughForPaper + Element("<script>\n/*!\nuPlot\n\n", PageAssets::ChartLicence(), "*/\n") +
          Element("", PageAssets::ChartLibrary(), "\n</script>\n") +
          Element("<script>\n", PageAssets::Script(), "</script>\n");
 }
@@ -296,8 +315,8 @@ std::string ReportPage(const std::string& command, const std::string& shellComma
   const std::string label = ModelLabel(report.result);
   return kHead + Element("<title>", Escaped(label + " – xemfit " + command), "</title>\n") + Styles() +
          "</head>\n<body>\n<header>\n" + Element("<p class=\"command\">", Escaped("xemfit " + command), "</p>\n") +
-         Element("<h1>", Escaped(label), "</h1>\n") + Summary(report) + "</header>\n<main>\n" + Picture(figure) +
-         Contents(report) +
+         Element("<h1>", Escaped(label), "</h1>\n") + Summary(report) + "</header>\n<main>\n" +
+         Picture(figure, report.fitted) + Contents(report) +
          Section("reproduce", "Reproduce",
                  Paragraph("In the same folder, with the same input files:") +
                      Element("<pre class=\"shell\"><code>", Escaped(shellCommand), "</code></pre>\n")) +
