@@ -164,11 +164,24 @@ void SetRanges(DrawnPanel& panel) {
     if (span > 0.0) within = {points.lower - span, points.upper + span};
   }
   for (const DrawnCurve& curve : panel.curves) {
+    if (curve.y.empty()) y.Add(curve.stable);  // computed, so it has no points to run away from
     y.Add(curve.stable, within);
     y.Add(curve.unstable, within);
   }
   panel.xRange = x.Padded(0.03);
   panel.yRange = y.Padded(0.05);
+}
+
+/// Marks of the curve that was drawn last. Where several curves have one, the names stand in the legend, so that they
+/// don't cover each other and the lines.
+void AddMarks(const Panel& panel, const std::string& curve, DrawnPanel& drawn) {
+  DrawnCurve& last = drawn.curves.back();
+  for (const Mark& mark : panel.marks) {
+    if (mark.curve != curve) continue;
+    const bool alone = panel.marks.size() == 1;
+    drawn.marks.push_back({mark.x, mark.y, alone ? mark.label : "", last.index});
+    if (!alone) last.legend += ", " + mark.label;
+  }
 }
 
 std::string Title(const Report& report) {
@@ -218,9 +231,7 @@ Figure MakeFigure(const Report& report) {
       if (panel.oneLine) lineOver = drawn.curves.empty() ? AllAbscissae(report.result, panel) : std::vector<double>();
       drawn.curves.push_back(Draw(report.result, curve, panel.x, lineOver));
       drawn.curves.back().index = i;
-      for (const Mark& mark : panel.marks) {
-        if (mark.curve == curve.name) drawn.marks.push_back({mark.x, mark.y, mark.label, i});
-      }
+      AddMarks(panel, curve.name, drawn);
     }
     SetRanges(drawn);
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));

@@ -23,7 +23,7 @@ struct Range {
   double upper = 1.0;
 };
 
-/// A point with a name of its own.
+/// A point with a name of its own; the name may be empty.
 struct DrawnMark {
   double x = 0.0;
   double y = 0.0;

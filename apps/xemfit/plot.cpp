@@ -117,26 +117,27 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
   return "plot " + Join(parts, ", \\\n     ") + '\n';
 }
 
-/// Names stand on alternate sides of their points, so that neighbours leave each other room.
 std::string MarkCommands(const DrawnPanel& panel) {
   std::string text = "unset label\n";
-  bool right = true;
   for (const DrawnMark& mark : panel.marks) {
+    const std::string colour = CurveColour(mark.index);
     text += fmt::format(
-        "set label {} at {},{} {} noenhanced textcolor rgb '{}' point pt 6 ps 1.8 lw 2.2 lc rgb '{}' offset {},-1 "
-        "front boxed\n",
-        Literal(mark.label), Exactly(mark.x), Exactly(mark.y), right ? "left" : "right", CurveColour(mark.index),
-        CurveColour(mark.index), right ? "1.2" : "-1.2");
-    right = !right;
+        "set label {} at {},{} left noenhanced textcolor rgb '{}' point pt 6 ps 1.8 lw 2.2 lc rgb '{}' offset 1.2,-1 "
+        "front\n",
+        Literal(mark.label), Exactly(mark.x), Exactly(mark.y), colour, colour);
   }
   return text;
 }
 
-/// Room for tics, label and the rows of the key. The legends of overlays are long: each entry then takes a row.
+/// Room for tics, label and the rows of the key, whose columns are as wide as its longest name.
 double BottomMargin(const DrawnPanel& panel, bool several) {
-  const bool narrow = panel.overlays.empty();
-  const std::size_t entries = panel.curves.size() + panel.overlays.size() + (narrow ? 2 : 1);
-  const std::size_t entriesPerRow = !narrow ? 1 : several ? 4 : 6;
+  const std::size_t entries = panel.curves.size() + panel.overlays.size() + (panel.overlays.empty() ? 2 : 1);
+  std::size_t longest = panel.lines.size();
+  for (const DrawnCurve& curve : panel.curves) longest = std::max(longest, curve.legend.size());
+  for (const Overlay& overlay : panel.overlays) longest = std::max(longest, overlay.legend.size());
+  const std::size_t charactersPerRow = several ? 60 : 110;
+  const std::size_t mostPerRow = several ? 4 : 6;
+  const std::size_t entriesPerRow = std::clamp<std::size_t>(charactersPerRow / (longest + 8), 1, mostPerRow);
   const std::size_t rows = (entries + entriesPerRow - 1) / entriesPerRow;
   return 4.5 + 1.3 * static_cast<double>(rows);
 }
@@ -175,8 +176,7 @@ std::string Script(const Figure& figure, const std::string& extension) {
                        "set tics nomirror out scale 0.8 textcolor rgb '#202020'\n"
                        "set grid xtics ytics lt 1 lw 0.6 lc rgb '#dddddd'\n"
                        "set key bmargin center horizontal Left reverse noenhanced samplen 2.5 spacing 1.2 width 2\n"
-                       "set xlabel offset 0,0.2\n"
-                       "set style textbox opaque fc rgb 'white' noborder margins 0.3,0.1\n";
+                       "set xlabel offset 0,0.2\n";
   for (std::size_t i = 0; i < figure.panels.size(); ++i) script += PanelData(figure.panels[i], i);
   const bool several = figure.panels.size() > 1;
   if (several) {
