@@ -5,7 +5,10 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/run_tool.h"
@@ -128,6 +131,38 @@ TEST_F(Descriptions, ManPagesNameEveryOption) {
   if (!HasProgram("groff")) GTEST_SKIP() << "groff is not installed";
   const ToolRun checked = Shell("for page in man/man1/*.1; do groff -man -Tutf8 -ww -z $page; done", folder.Path());
   EXPECT_EQ(checked.output, "");
+}
+
+std::string WithoutEscapes(const std::string& roff) {
+  return std::regex_replace(std::regex_replace(roff, std::regex(R"(\\-)"), "-"), std::regex(R"(\\e)"), "\\");
+}
+
+/// The lines below EXAMPLES as a reader would type them.
+Strings ExamplesOf(const std::string& page) {
+  Strings lines;
+  std::istringstream text(page.substr(page.find(".SH EXAMPLES")));
+  bool literal = false;
+  for (std::string line; std::getline(text, line) && line != ".fi";) {
+    if (std::exchange(literal, literal || line == ".nf")) lines.push_back(WithoutEscapes(line));
+  }
+  return lines;
+}
+
+TEST_F(Descriptions, EveryExampleRunsAsItStands) {
+  const fs::path tool = fs::path(XEM_TOOL).parent_path();
+  std::size_t count = 0;
+  for (const auto& page : fs::directory_iterator(folder.Path() / "man/man1")) {
+    const std::string name = page.path().filename().string();
+    if (name == "xemfit.1") continue;
+    const TemporaryFolder own;
+    ASSERT_EQ(RunTool({"data", "--all"}, own.Path()).exitCode, 0);
+    for (const std::string& line : ExamplesOf(folder.Read("man/man1/" + name))) {
+      const ToolRun run = Shell("PATH='" + tool.string() + "':$PATH; " + line, own.Path());
+      EXPECT_EQ(run.exitCode, 0) << name << ": " << line << '\n' << run.output;
+      ++count;
+    }
+  }
+  EXPECT_GT(count, 30u);
 }
 
 TEST_F(Descriptions, BashCompletes) {

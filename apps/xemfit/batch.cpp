@@ -72,8 +72,10 @@ class Batch final : public Command {
  public:
   Batch()
       : Command({"batch", "Fit many specimens by one recipe, in parallel",
-                 "xemfit batch relaxation.txt tests --summary summary.csv\n"
-                 "xemfit batch relaxation.txt --list specimens.csv --jobs 4 --summary -",
+                 "echo 'hyper fit --model ogden:2 --uniaxial {specimen}_uniaxial.csv' > recipe.txt\n"
+                 "xemfit batch recipe.txt --summary summary.csv\n"
+                 "printf 'specimen\\nsilicone\\n' > specimens.csv\n"
+                 "xemfit batch recipe.txt --list specimens.csv --jobs 4 --summary -",
                  kManual, false}) {}
 
   void Attach(CLI::App& app) override {

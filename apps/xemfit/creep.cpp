@@ -27,13 +27,26 @@ std::string TestName(const std::string& path, const std::vector<Fit::CreepTest>&
   return name;
 }
 
+constexpr const char* kManual =
+    R"(Fits primary creep with time hardening and a steady secondary stage to creep strain against time at constant stress s:
+
+    strain = C1 s^C2 t^C4 + C5 s^C6 t = a t^m + b t
+
+Creep strain is what came after loading: subtract the instantaneous strain first. The stress of a test is taken from a comment line of its file such as "# stress_MPa: 500", or from --stress. One stress determines a, m = C4 and b only; then C2 and C6 are held, at 1 unless --hold says better. Tests at several stresses, one file each, determine all.
+
+The tertiary stage, in which creep accelerates, has no term; its points are found, left out and listed, unless --keep-tertiary is given.)";
+
 class CreepFit final : public Verb {
  public:
   CreepFit()
-      : Verb({"creep", "fit", "Fit primary and secondary creep to tests at constant stress",
-              "xemfit creep fit --type both creep_500.csv creep_549.csv --residual relative\n"
-              "xemfit creep fit --stress 500 --hold C2=5,C6=8 creep.csv --plot fit.png\n"
-              "xemfit creep fit --type primary --keep-tertiary creep.csv --json fit.json"},
+      : Verb({"creep",
+              "fit",
+              "Fit primary and secondary creep to tests at constant stress",
+              "xemfit creep fit --type both metal_creep_500MPa.csv --residual relative --plot fit.png\n"
+              "xemfit creep fit --stress 500 --hold C2=5,C6=8 metal_creep_500MPa.csv\n"
+              "xemfit creep fit --type primary --select primary_secondary=1 metal_creep_500MPa.csv --json fit.json",
+              kManual,
+              {Roles::kTime, Roles::kCreepStrain, Roles::kStress}},
              Shares::Fit) {}
 
  private:
@@ -41,7 +54,7 @@ class CreepFit final : public Verb {
     app.add_option("files", files_,
                    "Creep tests: time, creep strain; stress from a comment line such as # stress_MPa: 500")
         ->required()
-        ->type_name("FILE...");
+        ->type_name("FILE");
     AddChoice(app, "--type", "Terms of the law: C1 s^C2 t^C4, C5 s^C6 t, or their sum", terms_,
               {{"primary", Fit::CreepTerms::Primary},
                {"secondary", Fit::CreepTerms::Secondary},

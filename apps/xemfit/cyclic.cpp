@@ -67,14 +67,31 @@ Json OverlaysJson(const std::vector<PublishedCyclic>& published) {
   return overlays;
 }
 
+constexpr const char* kManual =
+    R"(Fits the secant shear modulus over its value at small strain, R = G/Gmax, and the damping ratio h of a soil under cyclic shear, against the shear strain amplitude g. Give stiffness, damping or both; a joint fit weights each curve by the inverse variance of its ordinates unless --weight (of the curves stiffness and damping) says otherwise.
+
+    power       gamma_r, hmax   R = 1 / (1 + (2 R g/gamma_r)^a),  h = hmax (1 - R),  hmax = 2 a / (pi (a + 2))
+    hyperbolic  gamma_r         R = 1 / (1 + g/gamma_r),  h from Masing loops
+    ghe         C1_0, C1_inf, C2_0, C2_inf, alpha, beta (gamma_r is held), with damping hmax, kappa
+                R = 1 / (1/C1 + g/(gamma_r C2)),  h = hmax (1 - R)^kappa
+
+The first two tie damping to stiffness, the last leaves both free. Strains and damping are fractions unless a column name says _percent; numbers that can only be percent are refused.)";
+
 class CyclicFit final : public Verb {
  public:
   CyclicFit()
-      : Verb({"cyclic", "fit", "Fit stiffness and damping of cyclically loaded soil",
-              "xemfit cyclic fit --family hyperbolic --stiffness g.csv\n"
-              "xemfit cyclic fit --family power,hyperbolic,ghe --stiffness g.csv --damping d.csv --plot fit.png\n"
-              "xemfit cyclic fit --family power --stiffness g.csv --hold hmax=0.24 --overlay sand --plot fit.png"},
-             Shares::Fit) {}
+      : Verb(
+            {"cyclic",
+             "fit",
+             "Fit stiffness and damping of cyclically loaded soil",
+             "xemfit cyclic fit --family hyperbolic --stiffness seed_idriss1970_sand_stiffness.csv\n"
+             "xemfit cyclic fit --family power,hyperbolic,ghe --stiffness seed_idriss1970_sand_stiffness.csv --damping "
+             "seed_idriss1970_sand_damping.csv --plot fit.png\n"
+             "xemfit cyclic fit --family power --stiffness vucetic_dobry1991_pi30_stiffness.csv --hold hmax=0.24 "
+             "--overlay sand --plot fit.png",
+             kManual,
+             {Roles::kShearStrain, Roles::kStiffnessRatio, Roles::kDamping}},
+            Shares::Fit) {}
 
  private:
   void Declare(CLI::App& app) override {

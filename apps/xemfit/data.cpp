@@ -48,7 +48,9 @@ class Data final : public Command {
   void Attach(CLI::App& app) override {
     app.add_option("name", names_, "Curves to write; none: list them all")->type_name("NAME");
     app.add_flag("--all", all_, "Write every curve");
-    app.add_option("--to", to_, "Folder to write to, or - for standard output; the current folder if left out")
+    app.add_option(
+           "--to", to_,
+           "Folder to write to, made if it is not there, or - for standard output; the current folder if left out")
         ->type_name("FOLDER");
   }
 
@@ -103,6 +105,7 @@ class Data final : public Command {
       }
       files.emplace_back(target.lexically_normal().string(), std::move(contents));
     }
+    if (!to_.empty()) MakeFolder();
     std::string told;
     for (const auto& [path, contents] : files) {
       CheckOutputFile(path);
@@ -110,6 +113,12 @@ class Data final : public Command {
       told += path + '\n';
     }
     WriteStandardOutput(told);
+  }
+
+  void MakeFolder() const {
+    std::error_code error;
+    fs::create_directories(to_, error);
+    if (error) throw Failure(ExitCode::Other, fmt::format("{}: cannot be made: {}", Printable(to_), error.message()));
   }
 
   std::vector<std::string> names_;

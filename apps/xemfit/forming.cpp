@@ -40,15 +40,33 @@ std::optional<Fit::StressMeasure> StressMeasureOf(std::string_view name) {
   return Fit::StressMeasure::True;
 }
 
+constexpr const char* kManual =
+    R"(Computes the strains at which a sheet necks, diffusely on the right and locally on the left of plane strain, by marching along straight strain paths. A material is known by the constants of its hardening law, by a table of its flow curve, or by a tensile test, to which the laws are fitted first.
+
+    ghosh           K, e0, n, p      stress = K (e0 + e)^n - p
+    swift           K, e0, n         the same with p = 0
+    hockett-sherby  si, ss, N, p     stress = ss - (ss - si) exp(-N e^p)
+
+e is the plastic strain, true stress is in any one unit. The yield criterion is vonmises or Hill's of 1979 with an r-value (or those at 0, 45 and 90 degrees to the rolling direction) and an exponent m, 2 when left out. For --hold and --start the parameters of a tensile fit are called as above, and for --weight the curves by the names of the tests.
+
+A tensile test wants a true or engineering stress and a plastic, true or engineering strain; the names of the columns tell which, or --stress-measure and --strain-measure do. Points beyond the maximum force are left out.)";
+
 class FormingCurve final : public Verb {
  public:
   FormingCurve()
-      : Verb({"forming", "curve", "Forming-limit curves from hardening constants, tables or tensile tests",
+      : Verb({"forming",
+              "curve",
+              "Forming-limit curves from hardening constants, tables or tensile tests",
               "xemfit forming curve --hardening ghosh:518.968,0.0007648,0.28985,0 --plot limit.png\n"
-              "xemfit forming curve --tensile sgcc.csv --select angle_deg=0 --yield hill1979:0.712/0.8/0.742,2\n"
+              "xemfit forming curve --tensile sgcc_flow_curve.csv --select angle_deg=0 --yield "
+              "hill1979:0.712/0.8/0.742,2\n"
               "xemfit forming curve --hardening \"IF steel=swift:518.968,0.0007648,0.28985\" --yield hill1979:2.275 "
               "--hardening AA6016=hockett-sherby:120,555.5,1.106,0.5232 --yield hill1979:0.57,1.8\n"
-              "xemfit forming curve --tensile test.csv --youngs-modulus 205000 --limits measured.csv --json -"},
+              "xemfit forming curve --tensile \"0 deg=sgcc_flow_curve.csv@angle_deg=0\" --tensile \"45 "
+              "deg=sgcc_flow_curve.csv@angle_deg=45\" --law swift --report limits.html",
+              kManual,
+              {Roles::kTensileStrain, Roles::kTensileStress, Roles::kFlowStrain, Roles::kFlowStress,
+               Roles::kMinorStrain, Roles::kMajorStrain}},
              Shares::Fit) {}
 
  private:

@@ -41,21 +41,46 @@ constexpr const char* kVolumetric = "volumetric";
 constexpr const char* kFitManual =
     R"(Fits strain-energy models of rubber-like materials to one or more tests of the same material. Each test is a file of nominal strain (or stretch) and nominal stress. Use all tests that there are: one mode alone rarely determines a model for the others.
 
+The models, with their parameters, in the unit of the stress:
+
+    polynomial:N  C10, C01, C20, C11, C02, ...  order 1 to 10
+                  W = sum Cij (I1 - 3)^i (I2 - 3)^j,  i + j <= N
+    ogden:N       mu1, alpha1, mu2, ...         1 to 6 terms
+                  W = sum mu_k/alpha_k (l1^alpha_k + l2^alpha_k + l3^alpha_k - 3)
+    blatz-ko      mu                            compressible foam
+                  W = mu/2 (I2/I3 + 2 sqrt(I3) - 5)
+
 A single model, such as polynomial:2, is fitted as it is. A range such as polynomial:1..3, or several models separated by commas, are fitted to the same data and compared; the smallest model that is as good as any is proposed, and those that did not converge, that the data do not determine or that are unstable within the measured strains are set aside while others serve.
 
-The stability report tells the strains at which the material tangent of the fitted model stops being positive definite; --require-stable makes such a limit an exit code.)";
+The stability report tells the strains at which the material tangent of the fitted model stops being positive definite; --require-stable makes such a limit an exit code. Plots and reports dash the curves beyond it.
+
+A volumetric test (--volumetric) gives U = sum D_k (J - 1)^(2k), with the parameters D1, D2, ..., and the bulk modulus. Without it the material counts as nearly incompressible.)";
+
+constexpr const char* kStressManual =
+    R"(Computes the nominal stress of a model that was fitted before, in one or more modes of deformation, at equally spaced nominal strains. The model is the JSON file of xemfit hyper fit --json. A stretch is 1 plus the nominal strain, so strains lie above -1. Plots and reports dash the curves where the model is unstable.)";
+
+constexpr const char* kCheckManual =
+    R"(Scans nominal strain in uniaxial, equibiaxial and pure-shear deformation, in tension and in compression, for the first strain at which the material tangent of a model is no longer positive definite. The model is the JSON file of xemfit hyper fit --json, or one written by hand:
+
+    {"model": "ogden", "terms": 1, "parameters": [{"name": "mu1", "value": 0.6}, {"name": "alpha1", "value": 1.7}]}
+
+A limit says where a finite-element analysis with this model may fail to converge. Limits outside the strains of the analysis do no harm. Plots and reports show the stress in the three modes, dashed beyond the limits: between the strains of --range, or -0.5 and 3.)";
 
 class HyperFit final : public Verb {
  public:
   HyperFit()
-      : Verb({"hyper", "fit", "Fit hyperelastic models to test curves",
-              "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --equibiaxial eb.csv --pure-shear ps.csv\n"
-              "xemfit hyper fit --model polynomial:1..3,ogden:1..3,blatz-ko --uniaxial ut.csv --residual relative "
-              "--plot "
-              "fit.png\n"
-              "xemfit hyper fit --model ogden:2 --uniaxial ut.csv --volumetric vol.csv --require-stable\n"
-              "xemfit hyper fit --model polynomial:2 --uniaxial ut.csv --hold C02=0 --json fit.json",
-              kFitManual},
+      : Verb({"hyper",
+              "fit",
+              "Fit hyperelastic models to test curves",
+              "xemfit hyper fit --model ogden:3 --uniaxial treloar1944_uniaxial.csv --equibiaxial "
+              "treloar1944_equibiaxial.csv --pure-shear treloar1944_pure_shear.csv --plot fit.png\n"
+              "xemfit hyper fit --model polynomial:1..3,ogden:1..2 --uniaxial silicone_uniaxial.csv --residual "
+              "relative\n"
+              "xemfit hyper fit --model ogden:2 --uniaxial silicone_uniaxial.csv --volumetric silicone_volumetric.csv\n"
+              "xemfit hyper fit --model polynomial:2 --uniaxial treloar1944_uniaxial.csv --hold C02=0 --json fit.json",
+              kFitManual,
+              {Roles::kStrain, Roles::kStress, Roles::kShearStrain, Roles::kLateralStrain, Roles::kLinearStretch,
+               Roles::kPressure}},
              Shares::FitAndStable) {}
 
  private:
@@ -144,12 +169,22 @@ class HyperFit final : public Verb {
   double conditionLimit_ = 0.0;
 };
 
+/// Strains nearer to -1 have stresses beyond any picture.
+constexpr double kLowestDrawn = -0.95;
+
+Panel StressPanel(const Fit::Result& result) {
+  const std::string unit = result.parameters.empty() ? "" : result.parameters.front().unit;
+  return {"", {"nominal strain", "", false, false}, {"nominal stress", unit, false, false}, {}};
+}
+
 class HyperStress final : public Verb {
  public:
   HyperStress()
       : Verb({"hyper", "stress", "Evaluate a fitted hyperelastic model",
-              "xemfit hyper stress --parameters fit.json --mode uniaxial --grid 0:2:200\n"
-              "xemfit hyper stress --parameters fit.json --grid 0:1:51 --curves stress.csv --quiet"},
+              "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
+              "xemfit hyper stress --parameters fit.json --mode uniaxial,pure_shear --grid 0:2:5\n"
+              "xemfit hyper stress --parameters fit.json --grid 0:2:201 --curves stress.csv --quiet",
+              kStressManual},
              Shares::Output) {}
 
  private:
@@ -168,7 +203,7 @@ class HyperStress final : public Verb {
     const std::vector<double> strains = ParseGrid(grid_, "--grid");
     const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
     const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
-    const std::vector<double> values = ValuesOf(stored).model;
+    const StoredValues values = ValuesOf(stored);
 
     Report report;
     report.fitted = false;
@@ -182,11 +217,13 @@ class HyperStress final : public Verb {
       Fit::CurveResult curve;
       curve.name = mode;
       curve.x = strains;
-      for (const double strain : strains) curve.fitted.push_back(Stress(model, mode, stored.terms, values, strain));
+      for (const double strain : strains)
+        curve.fitted.push_back(Stress(model, mode, stored.terms, values.model, strain));
       result.curves.push_back(std::move(curve));
     }
-    const std::string unit = stored.parameters.empty() ? "" : stored.parameters.front().unit;
-    report.panels = {{"", {"nominal strain", "", false, false}, {"nominal stress", unit, false, false}, {}}};
+    result.stability =
+        model.check(stored.terms, values.model, values.volumetric, Fit::kLowestStrain, Fit::kHighestStrain);
+    report.panels = {StressPanel(result)};
     report.sections = {StressTable(result)};
     return report;
   }
@@ -245,8 +282,10 @@ class HyperCheck final : public Verb {
  public:
   HyperCheck()
       : Verb({"hyper", "check", "Report where a hyperelastic model loses stability",
+              "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
               "xemfit hyper check --parameters fit.json\n"
-              "xemfit hyper check --model ogden --parameters fit.json --range -0.5:9 --require-stable"},
+              "xemfit hyper check --model ogden --parameters fit.json --range -0.5:9 --plot stable.png",
+              kCheckManual},
              Shares::OutputAndStable) {}
 
  private:
@@ -281,7 +320,29 @@ class HyperCheck final : public Verb {
                                   ? std::string()
                                   : fmt::format(" between nominal strains {} and {}", Shortly(lower), Shortly(upper));
     report.sections = {fmt::format("{}: {}{}\n\n{}", ModelLabel(result), result.status, where, result.stability->text)};
+    AddCurves(model, values.model, report);
     return report;
+  }
+
+  /// The modes that were scanned, as far as the range goes; without one, where most rubber is used.
+  void AddCurves(const HyperModel& model, const std::vector<double>& values, Report& report) const {
+    constexpr int kSteps = 200;
+    const auto [lower, upper] = range_.empty() ? std::pair(-0.5, 3.0) : Range();
+    const double from = std::max(lower, kLowestDrawn);
+    Fit::Result& result = report.result;
+    for (const char* mode : {"uniaxial", "equibiaxial", "pure_shear"}) {
+      Fit::CurveResult curve;
+      curve.name = mode;
+      for (int i = 0; i <= kSteps; ++i) {
+        const double strain = from + (upper - from) * i / kSteps;
+        const double stress = model.stress(mode, result.terms, values, strain);
+        if (!std::isfinite(stress)) continue;
+        curve.x.push_back(strain);
+        curve.fitted.push_back(stress);
+      }
+      result.curves.push_back(std::move(curve));
+    }
+    report.panels = {StressPanel(result)};
   }
 
   std::pair<double, double> Range() const {

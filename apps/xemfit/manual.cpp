@@ -22,10 +22,16 @@ constexpr const char* kInput =
     0.125,0.1344
     0.585,0.4081
 
-Lines that begin with # are comments; a comment "# stress_MPa: 500" tells a property of the specimen. A row that cannot be used is never skipped in silence: the message names file, line, column and remedy.)";
+Lines that begin with # are comments; a comment "# stress_MPa: 500" tells a property of the specimen. Percent, permille and microstrain become fractions, and curves of one fit in different units are converted to that of the first. A row that cannot be used is never skipped in silence: the message names file, line, column and remedy.)";
 
 constexpr const char* kOutput =
     R"(The table on standard output tells the model and its status, each parameter with standard error and 95 % interval, the measures in all and per curve, dropped points with their rows and reasons, and notes. --json writes the same as JSON, as described by share/xemfit/xemfit.schema.json. Messages go to standard error. The same input gives the same bytes.)";
+
+constexpr const char* kColumns =
+    R"(Each role, as --column calls it, and the names by which its column is known, best first, in upper or lower case and with a unit or without:)";
+
+constexpr const char* kExamples =
+    R"(The curves come with xemfit: "xemfit data --all" writes them into the current folder.)";
 
 struct ExitLine {
   const char* code;
@@ -134,8 +140,20 @@ std::string ExitStatus(const ExitLine (&lines)[Count]) {
   return roff;
 }
 
+/// What the columns of the input files can be. A stretch is said to be one, because 1 is subtracted.
+std::string Columns(const std::vector<Role>& roles) {
+  if (roles.empty()) return "";
+  std::string roff = Section("COLUMNS") + Escaped(kColumns) + '\n';
+  for (const Role& role : roles) {
+    std::vector<std::string> names;
+    for (const AcceptedName& accepted : role.accepted) names.emplace_back(accepted.name);
+    roff += ".TP\n" + Bold(std::string(role.name)) + '\n' + Escaped(Join(names, ", ")) + '\n';
+  }
+  return roff;
+}
+
 std::string Examples(const std::string& lines) {
-  std::string roff = Section("EXAMPLES") + ".nf\n";
+  std::string roff = Section("EXAMPLES") + Escaped(kExamples) + "\n.PP\n.nf\n";
   for (const std::string& line : Split(lines, '\n')) roff += Escaped(line) + '\n';
   return roff + ".fi\n";
 }
@@ -156,10 +174,9 @@ std::string Head(const std::string& command, const std::string& about) {
 
 std::string VerbPage(const CLI::App& app, const Verb& verb, const std::string& command) {
   const VerbText& text = verb.Text();
-  std::string roff = Head(command, text.about) + Section("SYNOPSIS") + Synopsis(app, command);
-  if (!text.manual.empty()) roff += Section("DESCRIPTION") + Paragraphs(text.manual);
-  roff += Section("OPTIONS") + Options(app);
-  if (verb.ReadsCurves()) roff += Section("INPUT FILES") + Paragraphs(kInput);
+  std::string roff = Head(command, text.about) + Section("SYNOPSIS") + Synopsis(app, command) + Section("DESCRIPTION") +
+                     Paragraphs(text.manual) + Section("OPTIONS") + Options(app);
+  if (verb.ReadsCurves()) roff += Section("INPUT FILES") + Paragraphs(kInput) + Columns(text.roles);
   return roff + Section("OUTPUT") + Paragraphs(kOutput) + ExitStatus(kFitExits) + Examples(text.examples) +
          Section("SEE ALSO") + Bold("xemfit") + "(1)\n";
 }

@@ -18,13 +18,29 @@ namespace {
 
 constexpr const char* kCurve = "relaxation";
 
+constexpr const char* kFitManual =
+    R"(Fits a Prony series, the generalised Maxwell model, to a relaxation curve:
+
+    g(t) = 1 - sum g_i (1 - exp(-t/tau_i)),    g_i >= 0,  tau_i > 0
+
+g is the modulus, or the stress at constant strain, over its instantaneous value, so g is 1 at the start and falls; raw moduli want --normalise. The parameters are g1, tau1, g2, tau2, ..., the times in the unit of the file. Points at or before time zero are left out.
+
+A series of n terms needs data over about n decades of time. --terms auto takes as many as the data support; terms that the data do not determine are taken away and a note says so.)";
+
+constexpr const char* kConvertManual =
+    R"(A specimen under constant force creeps; its strain history is not a relaxation curve. This command divides a reference stress by the stress that a fitted hyperelastic model gives at each measured strain, and so makes the relaxation curve that xemfit prony fit reads (the quasi-elastic approximation). --reference is the stress of the test, or whatever makes the curve begin at 1. The model is the JSON file of xemfit hyper fit --json.)";
+
 class PronyFit final : public Verb {
  public:
   PronyFit()
-      : Verb({"prony", "fit", "Fit a Prony series to a relaxation curve",
-              "xemfit prony fit --terms 4 relaxation.csv\n"
-              "xemfit prony fit --terms auto --normalise first relaxation_MPa.csv --plot fit.png\n"
-              "xemfit prony fit --terms 2 --hold tau1=0.1 relaxation.csv --json fit.json"},
+      : Verb({"prony",
+              "fit",
+              "Fit a Prony series to a relaxation curve",
+              "xemfit prony fit --terms 4 polymer_relaxation.csv\n"
+              "xemfit prony fit --terms auto --normalise first polymer_relaxation.csv --plot fit.png\n"
+              "xemfit prony fit --terms 2 --hold tau1=0.1 polymer_relaxation.csv --json fit.json",
+              kFitManual,
+              {Roles::kTime, Roles::kModulusRatio}},
              Shares::Fit) {}
 
  private:
@@ -85,11 +101,16 @@ class PronyFit final : public Verb {
 class PronyConvert final : public Verb {
  public:
   PronyConvert()
-      : Verb({"prony", "convert", "Turn a strain history into a relaxation curve with a fitted hyperelastic model",
-              "xemfit prony convert --parameters fit.json --mode uniaxial strain_history.csv --reference 1.2\n"
-              "xemfit prony convert --parameters fit.json strain_history.csv --reference 1.2 --curves relaxation.csv "
-              "-q\n"
-              "xemfit prony fit --column time=x,g=fitted relaxation.csv"},
+      : Verb({"prony",
+              "convert",
+              "Turn a strain history into a relaxation curve with a fitted hyperelastic model",
+              "printf 'time_s,strain\\n1,0.50\\n10,0.54\\n100,0.60\\n1000,0.63\\n' > creep.csv\n"
+              "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
+              "xemfit prony convert --parameters fit.json --mode uniaxial creep.csv --reference 0.4 "
+              "--curves relaxation.csv\n"
+              "xemfit prony fit --terms 1 --normalise first --column time=x,g=fitted relaxation.csv",
+              kConvertManual,
+              {Roles::kTime, Roles::kStrain, Roles::kShearStrain}},
              Shares::InputOutput) {}
 
  private:

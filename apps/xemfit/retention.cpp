@@ -30,14 +30,33 @@ std::optional<std::string> Spelling(const std::vector<std::string>& known, const
   return found == known.end() ? std::nullopt : std::optional(*found);
 }
 
+constexpr const char* kManual =
+    R"(Fits the water content of an unsaturated soil against suction psi, from a measured drying curve, from a grading (Arya & Paris), or from both. Effective saturation is Se = (theta - theta_r)/(theta_s - theta_r).
+
+    van-genuchten    theta_r, theta_s, alpha, n        Se = (1 + (alpha psi)^n)^-m,  m = 1 - 1/n
+    van-genuchten-m  theta_r, theta_s, alpha, n, m     the same with m free
+    brooks-corey     theta_r, theta_s, psi_b, lambda   Se = (psi_b/psi)^lambda above psi_b
+    fredlund-xing    theta_s, a, n, m, psi_r           psi_r is held at 1500 kPa unless --start asks for it
+
+Suctions are in kPa, Pa, hPa, MPa, bar, mm, cm or m of water, or pF, by the unit of their column, and parameters are in that unit (cm for pF). Saturations and gradings need the porosity, from --porosity or a comment line "# porosity: 0.45"; for a grading the largest measured water content stands in.)";
+
 class RetentionFit final : public Verb {
  public:
   RetentionFit()
-      : Verb({"retention", "fit", "Fit water retention of unsaturated soil",
-              "xemfit retention fit --model van-genuchten retention.csv --plot fit.png\n"
-              "xemfit retention fit --model all retention.csv --grading grading.csv --porosity 0.45\n"
-              "xemfit retention fit --grading grading.csv --porosity 0.45 --grid 1:15000:100 --curves curve.csv"},
-             Shares::Fit) {}
+      : Verb(
+            {"retention",
+             "fit",
+             "Fit water retention of unsaturated soil",
+             "xemfit retention fit --model van-genuchten unsoda_retention.csv --select soil=4521 --plot fit.png\n"
+             "xemfit retention fit --model all unsoda_retention.csv --grading unsoda_grain_size.csv --select soil=4670 "
+             "--porosity 0.463\n"
+             "xemfit retention fit --grading unsoda_grain_size.csv --select soil=4670 --porosity 0.463 --grid "
+             "1:1500:100 "
+             "--curves curve.csv",
+             kManual,
+             {Roles::kSuction, Roles::kWaterContent, Roles::kSaturation, Roles::kDiameter, Roles::kPassing,
+              Roles::kPorosity, Roles::kParticleDensity}},
+            Shares::Fit) {}
 
  private:
   void Declare(CLI::App& app) override {

@@ -23,11 +23,12 @@ class App;
 namespace Xem::Tool {
 
 struct VerbText {
-  std::string group;     ///< "hyper"
-  std::string name;      ///< "fit"
-  std::string about;     ///< one line
-  std::string examples;  ///< command lines, one a line
-  std::string manual{};  ///< paragraphs for the man page, as for ManualPages(); what to choose when, with which data
+  std::string group;          ///< "hyper"
+  std::string name;           ///< "fit"
+  std::string about;          ///< one line
+  std::string examples;       ///< command lines, one a line
+  std::string manual;         ///< paragraphs for the man page: the law, its parameters, which data, what to choose when
+  std::vector<Role> roles{};  ///< that columns of its input files can have
 };
 
 /// A curve as read: numbers in the units that its columns name.

@@ -12,12 +12,23 @@ namespace {
 
 constexpr int kMostTerms = 6;
 
+constexpr const char* kManual =
+    R"(Fits the volumetric energy of a hyperelastic model,
+
+    U = sum D_k (J - 1)^(2k),    p = -dU/dJ = -2 sum k D_k (J - 1)^(2k-1),
+
+to pressure (positive in compression) against volume ratio J or linear stretch, the cube root of J. The parameters D1, D2, ... are in the unit of the pressure; 2 D1 is the initial bulk modulus. Files of a volume strain are not read: add 1 first.)";
+
 class VolumeFit final : public Verb {
  public:
   VolumeFit()
-      : Verb({"volume", "fit", "Fit the volumetric energy to a confined compression test",
-              "xemfit volume fit --terms 2 volumetric.csv\n"
-              "xemfit volume fit --terms 1..3 volumetric.csv --plot fit.png"},
+      : Verb({"volume",
+              "fit",
+              "Fit the volumetric energy to a confined compression test",
+              "xemfit volume fit --terms 2 silicone_volumetric.csv\n"
+              "xemfit volume fit --terms 1..3 silicone_volumetric.csv --plot fit.png",
+              kManual,
+              {Roles::kLinearStretch, Roles::kPressure}},
              Shares::Fit) {}
 
  private:
