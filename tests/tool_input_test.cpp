@@ -93,6 +93,15 @@ TEST(Csv, DroppedPointsKeepTheirLineInTheFile) {
                                                {"curve": "uniaxial", "row": 7, "reason": "zero stress"}])"));
 }
 
+TEST(Csv, SeveralTestsInOneFileAreSaidToBeThat) {
+  const std::string two = "test,strain,stress\nA,0.5,0.25\nA,1,0.5\nA,2,0.75\nB,0.5,0.3\nB,1,0.6\nB,2,0.8\n";
+  EXPECT_NE(FitOne(two)["notes"].dump().find("seems to hold 2 tests, by its column test (A, B)"), std::string::npos);
+  EXPECT_EQ(FitOne(two, {"--select", "test=B"})["notes"].dump().find("seems to hold"), std::string::npos);
+  // Loading and unloading of one specimen is one test.
+  const std::string loop = "test,strain,stress\nA,0.5,0.25\nA,1,0.5\nA,2,0.75\nA,1,0.5\nA,0.5,0.3\nB,2,0.8\n";
+  EXPECT_EQ(FitOne(loop)["notes"].dump().find("seems to hold"), std::string::npos);
+}
+
 struct Conversion {
   const char* unit;
   double perMegapascal;

@@ -35,7 +35,9 @@ int Tell(ExitCode code, const std::string& sentence) {
 
 int RunVerb(Verb& verb, const std::vector<std::string>& arguments) {
   CheckOutputs(verb.Output(), {});
-  const Report report = verb.Run();
+  Report report = verb.Run();
+  auto& notes = report.result.notes;
+  notes.insert(notes.begin(), verb.ReadingNotes().begin(), verb.ReadingNotes().end());
   verb.RefuseUnusedColumns();
   CheckOutputs(verb.Output(), verb.Inputs());
   const Fit::Result& result = report.result;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "several_tests.h"
 #include "text.h"
 #include "units.h"
 
@@ -145,6 +146,7 @@ MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const
   measured.xName = xColumn.accepted;
   measured.yName = yColumn.accepted;
   sources_.emplace_back(curveName, table.source);
+  if (const auto several = SeveralTests(table, curve.x)) readingNotes_.push_back(*several);
   return measured;
 }
 

@@ -54,6 +54,8 @@ class Verb {
   bool RequiresStable() const { return requireStable_; }
   /// Files that were read, which no output may replace.
   const std::vector<std::string>& Inputs() const { return inputs_; }
+  /// What a reader of the result should know about the files.
+  const std::vector<std::string>& ReadingNotes() const { return readingNotes_; }
   /// Throws Failure (Usage) for a --column whose role the verb never looked for.
   void RefuseUnusedColumns() const;
   /// Which files the curves named in a message came from, as an addition to it; empty when none is named.
@@ -104,6 +106,7 @@ class Verb {
   OutputOptions output_;
   bool requireStable_ = false;
   std::vector<std::string> inputs_;
+  std::vector<std::string> readingNotes_;
   std::vector<std::pair<std::string, std::string>> sources_;  // curve, file
   std::set<std::string> roles_;                               // that --column can name
 };
