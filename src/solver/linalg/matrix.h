@@ -20,11 +20,15 @@ struct MatrixView {
   double& operator()(std::int64_t row, std::int64_t column) const { return data[row + column * leadingDimension]; }
   double* Column(std::int64_t column) const { return data + column * leadingDimension; }
   /// Row `row` as a strided vector that owns nothing.
-  Vector Row(std::int32_t row) const { return Vector::View(data + row, columns, leadingDimension); }
+  Vector Row(std::int32_t row) const { return Vector::View(FirstOf(row), columns, leadingDimension); }
   /// All columns of `count` rows from `first` on.
   MatrixView Rows(std::int32_t first, std::int32_t count) const {
-    return {data + first, count, columns, leadingDimension};
+    return {FirstOf(first), count, columns, leadingDimension};
   }
+
+ private:
+  /// A matrix without columns has no storage to point into.
+  double* FirstOf(std::int32_t row) const { return columns == 0 ? data : data + row; }
 };
 
 /// Dense column-major matrix, handed to LAPACK with its number of rows as leading dimension. Starts at zero.
