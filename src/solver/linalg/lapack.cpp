@@ -3,7 +3,9 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <limits>
 #include <utility>
 
 // Fortran names, with the hidden lengths of character arguments at the end, as gfortran's convention has them.
@@ -66,6 +68,12 @@ SingularValues DecomposeSingular(Matrix a) {
   SingularValues result;
   result.s.Resize(least);
   if (least == 0) return result;
+
+  // A round of dgesvd may make no progress and be repeated for ever where infinities or NaN stand among numbers. With NaN
+  // alone it ends: no values, or its status.
+  if (!std::all_of(a.Data(), a.Data() + std::int64_t{m} * n, [](double value) { return std::isfinite(value); })) {
+    a.Fill(std::numeric_limits<double>::quiet_NaN());
+  }
 
   const bool tall = m >= n;
   Matrix smaller(least, least);  // V^T of a tall matrix, U of a wide one

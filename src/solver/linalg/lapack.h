@@ -12,7 +12,8 @@
 namespace Xem::MaterialUtil {
 
 /// Thin singular value decomposition A = U diag(s) V^T (dgesvd). The larger factor takes the place of A, so that
-/// memory stays that of A plus a work array.
+/// memory stays that of A plus a work array. A matrix with an entry that is not finite has NaN for singular values, or
+/// makes the routine report them.
 struct SingularValues {
   Matrix u;   ///< m x min(m, n)
   Vector s;   ///< descending
