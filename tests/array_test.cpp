@@ -38,6 +38,8 @@ TEST(Array, EveryBadIndexAndNegativeSizeThrowsByValue) {
   EXPECT_THROW(array.ElementAt(INT64_MIN), CInvalidArgException);
   EXPECT_THROW(array.SetSize(-1), std::invalid_argument);
   EXPECT_THROW(array.SetSize(INT64_MAX), std::bad_alloc);
+  array.SetSize(2, INT64_MAX);
+  EXPECT_THROW(array.Add(1.0), std::bad_alloc);
   EXPECT_EQ(array.GetSize(), 2);
 }
 

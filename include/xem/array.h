@@ -49,7 +49,7 @@ class CArray : public CObject {
   /// at a time. Throws std::bad_alloc, leaving the array as it was, when the memory cannot be had.
   void SetSize(std::int64_t size, std::int64_t growBy = -1) {
     if (size < 0) throw CInvalidArgException("an array size is negative");
-    if (growBy >= 0) growBy_ = growBy;
+    if (growBy >= 0) growBy_ = growBy < kLargest ? growBy : kLargest;
     if (size == 0) {
       data_.reset();
       size_ = capacity_ = 0;
@@ -88,13 +88,15 @@ class CArray : public CObject {
   const T* GetData() const { return data_.get(); }
 
  private:
+  /// One tebibyte: more than any machine has, and far from what a 64-bit sum can hold.
+  static constexpr std::int64_t kLargest = (std::int64_t{1} << 40) / static_cast<std::int64_t>(sizeof(T));
+
   std::size_t Checked(std::int64_t index) const {
     if (index < 0 || index >= size_) throw CInvalidArgException("an array index is out of range");
     return static_cast<std::size_t>(index);
   }
 
   void Reserve(std::int64_t capacity) {
-    constexpr std::int64_t kLargest = (std::int64_t{1} << 40) / static_cast<std::int64_t>(sizeof(T));
     if (capacity > kLargest) throw std::bad_alloc();
     auto grown = std::make_unique<T[]>(static_cast<std::size_t>(capacity));
     for (std::int64_t i = 0; i < size_; ++i) {
