@@ -39,11 +39,11 @@ _T_FUNT_BASE Grading(double t) { return {std::pow(10.0, 3.3 * t - 3.0), t * t * 
 
 namespace {
 
-/// Mostly 3 to 7 points, seldom none or up to 200.
+/// Mostly 2 to 5 points, seldom none or up to 200.
 std::int64_t PointCount(ByteSource& bytes) {
   const std::uint8_t kind = bytes.Byte();
-  if (kind == 255) return bytes.Byte() % 200;
-  return kind < 200 ? 3 + kind % 5 : kind % 13;
+  if (kind == 255) return bytes.Byte() % 16 == 15 ? bytes.Byte() % 201 : 0;
+  return kind < 208 ? 2 + (kind + 2) % 4 : kind % 13;
 }
 
 double& Coordinate(_T_FUNT_BASE& point, int which) { return which % 2 == 0 ? point.first : point.second; }
