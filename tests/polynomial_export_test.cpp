@@ -136,6 +136,9 @@ TEST(PolynomialExport, RefusesBadArgumentsBeforeWriting) {
   for (const int order : {-1, -4, 65, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
     EXPECT_THROW(call.Fit(order, 1), CInvalidArgException) << order;
   }
+  call.in[0].SetSize(70'000);  // times 2144 coefficients: more than a gibibyte
+  for (int i = 0; i < 70'000; ++i) call.in[0][i] = {0.5, 1.0};
+  EXPECT_THROW(call.Fit(64, 1), CInvalidArgException);
   call.use[0] = 0;
   EXPECT_THROW(call.Fit(1, 1), CInvalidArgException);
   EXPECT_EQ(Values(call.coefficients), std::vector<double>{42.0});

@@ -23,6 +23,10 @@
 /// Simple shear. The shear strain g is kept as the principal stretch sqrt(1 + g^2/2 + g sqrt(1 + g^2/4)) and
 /// recovered as |lambda^2 - 1| / lambda, so its sign is lost: at negative shear the polynomial and Blatz-Ko stresses
 /// are positive.
+///
+/// Limits. Any number and any count may be passed. A fit whose matrix of points times coefficients would have more than
+/// 2^27 entries (a gibibyte) throws CInvalidArgException. Strains of -1 and numbers that are not finite give
+/// coefficients that are not finite or the status -1, or make the fit throw an int.
 
 extern "C" {
 

@@ -73,7 +73,8 @@ XEM_EXPORT std::int32_t CurveFitting4CreepLMMethod(const CArray<_T_FUNT_BASE, _T
 ///
 /// @param curve  in: (time, modulus over instantaneous modulus). Points at a time of 0 or less, with a value of 1 or
 ///        more, below 2.2e-16 in magnitude, or NaN, are dropped, so the usual first point (0, 1) takes no part.
-/// @param terms  n, 0 to 2048; outside throws CInvalidArgException. 0 gives an empty result.
+/// @param terms  n, 0 to 2048; outside throws CInvalidArgException, as do points times terms beyond 2^27. 0 gives an
+///        empty result.
 /// @param variant  1 absolute residuals, any other value relative residuals (each divided by its measured value).
 /// @param result  out: 2 n values, g_1 ... g_n, then tau_1 ... tau_n in the unit of time, sorted by tau, by g where
 ///        these are equal. After an int exception it has 2 n elements without meaning.

@@ -10,6 +10,10 @@
 
 namespace Xem::MaterialUtil {
 
+/// Most entries of one matrix, one gibibyte of them: long curves and large models raise together what neither raises
+/// alone, instead of taking the machine down.
+inline constexpr std::int64_t kMaximumMatrixSize = std::int64_t{1} << 27;
+
 /// A block of a column-major matrix owned by somebody else.
 struct MatrixView {
   double* data = nullptr;
@@ -35,8 +39,9 @@ struct MatrixView {
 class Matrix {
  public:
   Matrix() = default;
+  /// Throws CInvalidArgException for more than kMaximumMatrixSize entries.
   Matrix(std::int32_t rows, std::int32_t columns)
-      : storage_(static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns)), rows_(rows), columns_(columns) {}
+      : storage_(CheckedSize(rows, columns)), rows_(rows), columns_(columns) {}
 
   std::int32_t Rows() const { return rows_; }
   std::int32_t Columns() const { return columns_; }
@@ -54,6 +59,11 @@ class Matrix {
   MatrixView View() { return {storage_.data(), rows_, columns_, rows_}; }
 
  private:
+  static std::size_t CheckedSize(std::int64_t rows, std::int64_t columns) {
+    if (rows * columns > kMaximumMatrixSize)
+      throw CInvalidArgException("there are too many points for so many parameters");
+    return static_cast<std::size_t>(rows * columns);
+  }
   std::size_t Index(std::int64_t row, std::int64_t column) const {
     return static_cast<std::size_t>(row + column * rows_);
   }
