@@ -69,6 +69,7 @@ const std::vector<Complaint> kComplaints{
      "strain;stress\n0.1;0.2\n0,2;0.3\n",
      kBadData,
      {"a.csv, line 3", "\"0,2\"", "decimal comma", "'.'"}},
+    {"ManyColumns", kFitOne, "strain,stress" + std::string(5000, ','), kBadData, {"a.csv, line 1", "4096 columns"}},
     {"OpenQuote", kFitOne, "strain,stress\n\"0.1,0.2\n", kBadData, {"a.csv, line 2", "quoted"}},
     {"OnePoint", kFitOne, "strain,stress\n0.1,0.2\n", kBadData, {"uniaxial", "a.csv", "point"}},
     {"AllDropped", kFitOne, "strain,stress\n0.1,0\n0.2,0\n", kBadData, {"uniaxial", "a.csv", "0 of 2 points"}},

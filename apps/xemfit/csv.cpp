@@ -20,6 +20,9 @@ namespace {
 
 constexpr std::size_t kLargestInput = std::size_t{1} << 29;
 
+/// A line of separators would take thirty times its length as cells.
+constexpr std::size_t kMostColumns = 4096;
+
 [[noreturn]] void Refuse(const std::string& sentence) { throw Failure(ExitCode::BadData, sentence); }
 
 /// Closes what it opened.
@@ -87,6 +90,7 @@ std::vector<std::string> Cells(std::string_view line, char separator, const std:
     } else if (letter == '"') {
       quoted = !quoted;
     } else if (letter == separator && !quoted) {
+      if (cells.size() == kMostColumns) Refuse(fmt::format("{}: more than {} columns", where, kMostColumns));
       cells.emplace_back();
     } else {
       cells.back() += letter;
