@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -43,6 +45,21 @@ TEST(TruncatedLeastSquares, DropsDirectionsBeyondTheLimit) {
 TEST(TruncatedLeastSquares, EmptySystemsHaveZeroSolutions) {
   EXPECT_EQ(SolveTruncated(Matrix(0, 2), {}, 0.0)[1], 0.0);
   EXPECT_EQ(SolveTruncated(Matrix(2, 0), std::vector<double>{1.0, 2.0}, 0.0).Size(), 0);
+}
+
+TEST(TruncatedLeastSquares, MatricesThatAreNotFiniteEnd) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  // The routine alone goes round for ever with each of them.
+  for (const std::vector<double>& entries : {std::vector<double>{1, 1, 1, kInfinity, 0, 0, 0, 0, 0},
+                                             {0, kInfinity, 1, kInfinity, 1, 0, 0, 0, 0},
+                                             {kNaN, kInfinity, 0, 1, 0, 0, 0, 0, 0}}) {
+    try {
+      EXPECT_TRUE(std::isnan(DecomposeSingular(Filled(3, 3, entries)).s[0]));
+    } catch (int info) {
+      EXPECT_GT(info, 0);
+    }
+  }
 }
 
 TEST(Lapack, InverseAndSolutionsMultiplyBack) {
