@@ -19,6 +19,7 @@ cmake -S "$source/tests/installed" -B "$work/host" -DCMAKE_PREFIX_PATH="$prefix"
 cmake --build "$work/host" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 "$work/host/host"
 "$work/host/fit_host"
+ctest --test-dir "$work/host" --output-on-failure >"$work/examples.log" || { cat "$work/examples.log"; exit 1; }
 
 # What belongs to the tool is found from where the tool is now.
 if [ -x "$prefix/bin/xemfit" ]; then
