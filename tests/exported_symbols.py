@@ -1,6 +1,9 @@
-"""Compares what a shared library exports with the interface: the 26 functions, the records' members, and the type of
-the one exception. Usage: exported_symbols.py LIBRARY"""
+"""Compares what the shared libraries export with their interfaces. The host library: the 26 functions, the records'
+members, and the type of the one exception. The fit layer: the functions that its headers mark, and its exception.
+Usage: exported_symbols.py HOST_LIBRARY FIT_LIBRARY FIT_HEADERS"""
 
+import pathlib
+import re
 import subprocess
 import sys
 
@@ -21,11 +24,29 @@ MEMBERS = {
     "typeinfo name for CInvalidArgException", "vtable for CInvalidArgException",
 }
 
-listing = subprocess.run(["nm", "-DC", "--defined-only", sys.argv[1]], check=True, capture_output=True, text=True)
-exported = {line.split(maxsplit=2)[2] for line in listing.stdout.splitlines()}
-expected = set(FUNCTIONS) | MEMBERS
-for name in sorted(expected - exported):
-    print("missing:", name)
-for name in sorted(exported - expected):
-    print("leaked:", name)
-sys.exit(0 if exported == expected else 1)
+FIT_TYPES = {f"{kind} for Xem::Fit::Error" for kind in ("typeinfo", "typeinfo name", "vtable")}
+
+
+def exported(library):
+    listing = subprocess.run(["nm", "-DC", "--defined-only", library], check=True, capture_output=True, text=True)
+    return [line.split(maxsplit=2)[2] for line in listing.stdout.splitlines()]
+
+
+def fit_functions(headers):
+    """Qualified names of what the headers of the fit layer mark; a member function is that of Result."""
+    for header in sorted(pathlib.Path(headers).glob("*.h")):
+        for indent, name in re.findall(r"^( *)XEM_FIT_EXPORT (?!__)[^;(]*?(\w+)\(", header.read_text(), re.MULTILINE):
+            yield f"Xem::Fit::{'Result::' if indent else ''}{name}"
+
+
+def differences(names, expected):
+    yield from (f"missing: {name}" for name in sorted(expected - set(names)))
+    yield from (f"leaked: {name}" for name in sorted(set(names) - expected))
+
+
+host, fit, headers = sys.argv[1:]
+found = list(differences(exported(host), set(FUNCTIONS) | MEMBERS))
+plain = [re.sub(r"(\[abi:\w+\])?\(.*", "", name) for name in exported(fit)]
+found += differences(plain, set(fit_functions(headers)) | FIT_TYPES)
+print("\n".join(found) if found else "the libraries export what their interfaces name")
+sys.exit(1 if found else 0)
