@@ -1,0 +1,58 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/every_export.h"
+
+namespace Xem::Testing {
+namespace {
+
+constexpr std::size_t kThreads = 8;
+constexpr std::size_t kRounds = 3;
+
+bool SameBits(const std::vector<double>& a, const std::vector<double>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+/// Every call alone, then all of them on many threads, each thread with an order of its own: the same bits come back.
+void ExpectTheSameBitsOnManyThreads(std::span<const Call> calls) {
+  std::vector<std::vector<double>> alone;
+  for (const Call& call : calls) alone.push_back(call.run());
+
+  std::mutex mutex;
+  std::set<std::string> different;
+  std::vector<std::thread> threads;
+  for (std::size_t t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (std::size_t step = 0; step < kRounds * calls.size(); ++step) {
+        // In the first round all threads make the same call at a time, later each starts elsewhere.
+        const std::size_t row = (step + step / calls.size() * t * 3) % calls.size();
+        if (SameBits(calls[row].run(), alone[row])) continue;
+        const std::lock_guard lock(mutex);
+        different.insert(calls[row].name);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& name : different) ADD_FAILURE() << name << " gave other bits on several threads";
+}
+
+TEST(Threads, ExportsShareNothing) {
+  ASSERT_EQ(EveryExport().size(), 26u);
+  ExpectTheSameBitsOnManyThreads(EveryExport());
+}
+
+TEST(Threads, FitsShareNothing) {
+  // This export leaves the BLAS library on one thread. With more, OpenBLAS hands the 6 x 6 matrices of the stability
+  // scans from thread to thread, and eight callers wait for each other for minutes.
+  EveryExport().front().run();
+  ExpectTheSameBitsOnManyThreads(FitLayerCalls());
+}
+
+}  // namespace
+}  // namespace Xem::Testing
