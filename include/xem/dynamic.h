@@ -114,10 +114,9 @@ XEM_EXPORT std::int32_t CurveFitting4DynamicMatDamping(const CArray<double, doub
 /// @param fitted  out: as many entries as `parameters`: gr, hmax, 0.
 /// @param stiffnessOut  in/out: its count n on entry is the number of strains; they are set from 1e-7 to 1, evenly in
 ///        log10 and rounded to two significant digits (n = 1: 1e-7), with the fitted R.
-/// @param dampingOut  in/out: at least n points, else CInvalidArgException before either is written; the first n get
-/// the
-///        same strains with the fitted h, further ones stay. Where the implicit relation of the power law cannot be
-///        solved, R = 0.5 is written, and the damping that belongs to R = 0.1.
+/// @param dampingOut  in/out: at least n points, else CInvalidArgException before either is written; the first n
+///        get the same strains with the fitted h, further ones stay. Where the implicit relation of the power law
+///        cannot be solved, R = 0.5 is written, and the damping that belongs to R = 0.1.
 /// @return status, see the top. When an exception leaves the function, `parameters`, `weights` and the strains of the
 ///         out-curves may already have been changed.
 XEM_EXPORT std::int32_t CurveFitting4DynamicMatParameters(
@@ -145,10 +144,10 @@ XEM_EXPORT std::int32_t CurveFitting4DynamicMatParameters(
 ///        least 1e-6 of their value apart.
 /// @param curveOut  in/out: 2 points or more on entry: as many strains from 1e-7 to 1, as in the joint fit; else the
 ///        strains of the points that were used. Ordinates are the fitted R.
-/// @param measures  out: gr, the tolerance (1e-8 of the sum of squares of what is compared, or of the number of points
-/// for
-///        relative residuals), the coefficient of determination |SStot - SSres| / SStot with the last ordinate over the
-///        number of points as its mean (NaN without points), the sum of squares that was minimised.
+/// @param measures  out: gr, the tolerance (1e-8 of the sum of squares of what is compared, or of the number of
+///        points for relative residuals), the coefficient of determination |SStot - SSres| / SStot with the last
+///        ordinate over the number of points as its mean (NaN without points), the sum of squares that was
+///        minimised.
 /// @return status and exceptions as at the top; `fitted`, `curveOut` and `measures` are written together at the end.
 ///
 /// The stress form is started from the result of the stiffness form. alpha and beta are weakly determined by most data:
@@ -164,13 +163,11 @@ XEM_EXPORT std::int32_t CurveFitting4GHEModel6Parameters(
 /// @param options  in: [0] 1 = G/G0 from the six-parameter model, anything else = from the stiffness curve; [1] unused;
 ///        [2] 1 = absolute residuals, anything else = relative. With fewer than 3 the function returns 0 at once.
 /// @param parameters  in: hmax, kappa; followed by gr, C1(0), C1(inf), C2(0), C2(inf), alpha, beta when options[0]
-/// is 1.
-///        A free hmax or kappa that is not positive starts from a regression of ln h on ln u.
+///        is 1. A free hmax or kappa that is not positive starts from a regression of ln h on ln u.
 /// @param flags  in: two; exactly 0.0 = fitted, anything else = held, bit for bit as given.
 /// @param damping  in: curve; points at gamma <= 0 are not used either. No point left: nothing is fitted.
 /// @param stiffness  in: curve, linear in gamma between its points, its nearer end outside; not looked at when
-/// options[0]
-///        is 1. Without a point nothing is fitted and u is 0.
+///        options[0] is 1. Without a point nothing is fitted and u is 0.
 /// @param fitted  out: hmax, kappa. Free ones stay within [1e-4, 1] and [0.01, 10].
 /// @param curveOut  in/out: as in CurveFitting4GHEModel6Parameters, with the fitted h.
 /// @return status and exceptions as at the top; `fitted` and `curveOut` are written together at the end. When u is 0 at

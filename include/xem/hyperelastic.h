@@ -20,6 +20,9 @@
 /// at 0 whatever `lower` is. Output curves that together hold more points than there are stresses throw
 /// CInvalidArgException before any ordinate is written.
 ///
+/// Threads. The functions keep no state and may run on several threads at once. The polynomial and Ogden ones set the
+/// BLAS library to one thread for the whole process.
+///
 /// Simple shear. The shear strain g is kept as the principal stretch sqrt(1 + g^2/2 + g sqrt(1 + g^2/4)) and
 /// recovered as |lambda^2 - 1| / lambda, so its sign is lost: at negative shear the polynomial and Blatz-Ko stresses
 /// are positive.
@@ -95,17 +98,14 @@ XEM_EXPORT std::int32_t ComputeStress4Polynominal(
 /// @param uniaxial, equibiaxial, pureShear, simpleShear  in: test curves.
 /// @param useUniaxial ... useSimpleShear  non-zero switches the mode on. No mode at all throws CInvalidArgException.
 /// @param terms  N, 0 to 2048; outside throws CInvalidArgException. N = 0 gives an empty result.
-/// @param method  1 absolute residuals, anything else relative ones (1 - fitted / measured). The moduli of the start
-/// come
-///        from absolute residuals in both cases.
+/// @param method  1 absolute residuals, anything else relative ones (1 - fitted / measured). The moduli of the
+///        start come from absolute residuals in both cases.
 /// @param coefficients  out: 2 N values mu_1, alpha_1, mu_2, alpha_2, ...
 /// @param uniaxialOut ... simpleShearOut  out: fitted stresses, see above; all four modes, switched on or not.
 /// @param lower, upper  strains of the default grid for empty input curves.
 /// @return the solver's status: 0 converged, -1 after 1000 iterations without a small change. Throws the LAPACK `info`
 ///         as an int, before any output is written, when a system is singular: no points, fewer points than terms, or
 ///         two and more terms on pure shear or simple shear alone (there the columns of 2 and -2 are opposite).
-///
-/// Sets the BLAS library to one thread for the whole process.
 XEM_EXPORT std::int32_t CurveFitting4Ogden(
     const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& uniaxial, const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& equibiaxial,
     const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& pureShear, const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& simpleShear,
@@ -120,11 +120,10 @@ XEM_EXPORT std::int32_t CurveFitting4Ogden(
 /// @param uniaxial ... simpleShear  in: abscissae; the ordinates only decide which points are kept (not 0).
 /// @param terms  N, 0 to 2048.
 /// @param coefficients  in: at least 2 N values mu_1, alpha_1, ...; fewer throw CInvalidArgException.
-/// @param uniaxialOut ... simpleShearOut  out: stresses, see the top of this header; for simple shear those described
-/// at
-///        CurveFitting4Ogden.
+/// @param uniaxialOut ... simpleShearOut  out: stresses, see the top of this header; for simple shear those
+///        described at CurveFitting4Ogden.
 /// @param lower, upper  strains of the default grid for empty input curves.
-/// @return 0 always. Sets the BLAS library to one thread for the whole process.
+/// @return 0 always.
 XEM_EXPORT std::int32_t ComputeStress4Ogden(
     const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& uniaxial, const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& equibiaxial,
     const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& pureShear, const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& simpleShear,
@@ -165,9 +164,8 @@ XEM_EXPORT std::int32_t CurveFitting4BlatzKo(
 
 /// Nominal stresses of the Blatz-Ko model on the abscissae and lateral strains of the four input curves.
 ///
-/// @param uniaxial ... simpleShear  in: points (strain, lateral strain, stress); the stress only decides which points
-/// are
-///        kept (not 0).
+/// @param uniaxial ... simpleShear  in: points (strain, lateral strain, stress); the stress only decides which
+///        points are kept (not 0).
 /// @param lateralValue  as for CurveFitting4BlatzKo.
 /// @param coefficient  in: at least one value, mu; none throws CInvalidArgException.
 /// @param uniaxialOut ... simpleShearOut  out: stresses, see the top of this header.

@@ -10,7 +10,9 @@
 ///    results may be infinite or NaN. An exception leaves the outputs that were not yet written as they were.
 ///  - Measured values with a magnitude below 2.2e-16, or NaN, are dropped on loading and take no part in a fit.
 ///  - Functions keep no state and may run on several threads at once. The four polynomial and Ogden functions
-///    set the BLAS library to one thread for the whole process; the others leave that setting alone.
+///    set the BLAS library to one thread for the whole process; the others leave that setting alone. Hosts that
+///    call from several threads do well to set it themselves (OPENBLAS_NUM_THREADS=1): the matrices are small, and
+///    the stability checks, above all, otherwise spend their time on handing them from thread to thread.
 
 #include "xem/array.h"
 #include "xem/dynamic.h"

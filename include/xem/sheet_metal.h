@@ -19,13 +19,11 @@
 ///        (x, 0) on the straight line through the last two of them, then the paths that start with beta > 0 in order of
 ///        alpha. Old contents are lost.
 /// @param flcType  0, the modified maximum force criterion.
-/// @param flcParameters  in: [N, increment of the major strain per step, tol]. N is truncated towards zero. Sensible
-/// are an
-///        increment of 1e-4 and a tolerance of 0.01; see the limits below.
+/// @param flcParameters  in: [N, increment of the major strain per step, tol]. N is truncated towards zero.
+///        Sensible are an increment of 1e-4 and a tolerance of 0.01; see the limits below.
 /// @param yieldType  100 von Mises; 101 Hill 1979, fourth form.
-/// @param yieldParameters  in: nothing for von Mises; [r, m] for Hill: normal anisotropy coefficient and exponent, m
-/// > 1. r = 1
-///        and m = 2 is von Mises.
+/// @param yieldParameters  in: nothing for von Mises; [r, m] for Hill: normal anisotropy coefficient and exponent,
+///        m > 1. r = 1 and m = 2 is von Mises.
 /// @return 0 always.
 ///
 /// Codes that a function does not know, for the curve, the yield criterion or the hardening rule: it returns 0 and
@@ -35,9 +33,8 @@
 ///   - a parameter array has fewer entries than named here (further entries are not read),
 ///   - N is NaN or outside 0 ... 10000,
 ///   - a hardening table has fewer than two points,
-///   - fewer than two paths on the left of plane strain have a limit point: the plane-strain point cannot be found. N =
-///   4 is
-///     the least that has two with von Mises; N = 1 has the stress ratio 0/0.
+///   - fewer than two paths on the left of plane strain have a limit point: the plane-strain point cannot be found.
+///     N = 4 is the least that has two with von Mises; N = 1 has the stress ratio 0/0.
 ///
 /// Paths without a point. A path whose |beta| is at most tol at the start is plane strain already. A path that can't
 /// end stores no point either, and the others go on: dphi/dbeta or beta is infinite, nothing changes from one step to
@@ -71,12 +68,11 @@ XEM_EXPORT std::int32_t FormingLimitCurve(CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& c
 ///
 /// @param curve, flcType, flcParameters, yieldType, yieldParameters  see the top of this header.
 /// @param hardeningType  298. 200 and 201 are known to FormingLimitCurve only.
-/// @param hardeningCurve  in: at least two points (equivalent plastic strain, flow stress), strains ascending. Values
-/// between
-///        points and beyond both ends are linear. The slope at a strain is taken over the point at or above it and the
-///        neighbours of that point, so a coarse table smooths the kinks of its segments; beyond the ends it is that of
-///        the end segment. Points out of order give results without meaning, but are safe. May be the same array as
-///        `curve`.
+/// @param hardeningCurve  in: at least two points (equivalent plastic strain, flow stress), strains ascending.
+///        Values between points and beyond both ends are linear. The slope at a strain is taken over the point at
+///        or above it and the neighbours of that point, so a coarse table smooths the kinks of its segments; beyond
+///        the ends it is that of the end segment. Points out of order give results without meaning, but are safe.
+///        May be the same array as `curve`.
 /// @return 0 always.
 XEM_EXPORT std::int32_t FormingLimitCurveCustomHR(CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& curve, std::int32_t flcType,
                                                   const CArray<double, double&>& flcParameters, std::int32_t yieldType,

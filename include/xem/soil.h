@@ -41,8 +41,7 @@ extern "C" {
 ///        - 4 particle density in Mg/m3; not positive or missing: 2.65.
 ///        - 5 exponent of Arya and Paris; not positive or missing: 1.38.
 ///        - 6 + k flag of parameter k: 0 fits it, anything else holds it; missing: fitted. Only psi_r of model 2 is
-///        held
-///          at 1500 kPa, whatever `parameters` says, when its flag is missing.
+///          held at 1500 kPa, whatever `parameters` says, when its flag is missing.
 ///        Model, data and variant are truncated towards zero. With fewer than 3 settings, or an unknown model or data
 ///        code, the function returns 0 at once and writes nothing.
 /// @param input  in: `first` measured points (suction, water content); `second` grading (diameter, passing), in any
@@ -50,18 +49,16 @@ extern "C" {
 ///        content below 2.2e-16 in magnitude, gradings' points with a diameter that is not positive or a negative
 ///        passing, and NaN. A point at suction 0 is used.
 /// @param parameters  in/out: on entry the values of held parameters; when the array holds exactly as many finite
-/// values
-///        as the model has parameters, inside the ranges, these are also the first candidate for the start. A held
-///        parameter without a value throws CInvalidArgException. On return the parameters, as many as the model
-///        has. Held ones come back bit for bit, wherever they lie.
+///        values as the model has parameters, inside the ranges, these are also the first candidate for the start.
+///        A held parameter without a value throws CInvalidArgException. On return the parameters, as many as the
+///        model has. Held ones come back bit for bit, wherever they lie.
 /// @param output  in/out: `first` fitted curve; when it holds points on entry their suctions are kept and the contents
 ///        written, otherwise it gets 50 points at suctions 10^(-2 + 8 i / 49) kPa. `second` the points derived from the
 ///        grading by ascending suction, whatever data were fitted; empty without a grading or when the grading has
 ///        no class (one diameter, one passing throughout).
 /// @return status of the last solver run: 0 converged, -1 stopped after 1000 iterations without a small change. 0
-/// without
-///        a fit when every parameter is held or no point is left: `parameters` then are the start (theta_s is the
-///        porosity of settings[3] when there is no point), and both curves are written all the same.
+///        without a fit when every parameter is held or no point is left: `parameters` then are the start (theta_s
+///        is the porosity of settings[3] when there is no point), and both curves are written all the same.
 ///
 /// Throws LAPACK's `info` as an int when a free parameter has no influence on any point, such as points at suction 0
 /// alone, or Brooks and Corey with every point at or below psi_b; then no argument has been written. Input and output

@@ -40,9 +40,8 @@ extern "C" {
 ///
 /// @param coefficients  in: at least N (N + 3) / 2 values C10, C01, C20, ...; fewer throw CInvalidArgException.
 /// @param volumetric  in: at least M values, or empty: then M = 1 takes 299/6 times the initial shear modulus (a
-/// Poisson
-///        ratio of 0.495), and any other M zeros. Without a first coefficient the smallest eigenvalue is zero but
-///        for rounding, and the report means nothing.
+///        Poisson ratio of 0.495), and any other M zeros. Without a first coefficient the smallest eigenvalue is
+///        zero but for rounding, and the report means nothing.
 /// @param order  N, 0 to 64; outside throws CInvalidArgException.
 /// @param volumetricTerms  M, 0 to 4096; outside, or more than a non-empty array holds, throws CInvalidArgException.
 /// @param lower, upper  nominal strains of the scan, see above.
@@ -50,7 +49,7 @@ extern "C" {
 /// @param report  in/out: the report is appended; an exception leaves it as it was.
 ///
 /// Throws the LAPACK `info` as an int when an eigenvalue computation fails (coefficients that are not finite).
-/// Keeps no state; safe on several threads at once.
+/// Keeps no state; safe on several threads at once, and then fast only with a BLAS library on one thread.
 XEM_EXPORT void CheckMaterialStability4Polynomial(const CArray<double, double&>& coefficients,
                                                   const CArray<double, double&>& volumetric, std::int32_t order,
                                                   std::int32_t volumetricTerms, double lower, double upper,

@@ -91,9 +91,9 @@ XEM_EXPORT std::int32_t CurveFitting4Relaxation(const CArray<_T_FUNT_BASE, _T_FU
 ///        others are ignored; none throws CInvalidArgException.
 /// @param order  N, 0 to 64, see CurveFitting4Polynominal; outside throws CInvalidArgException.
 /// @param coefficients  in: at least N (N + 3) / 2 values; fewer throw CInvalidArgException.
-/// @param result  out: resized to the number of points of `curve`, whatever its size was; times are copied. The value
-/// is
-///        0 where the stress is below 2.2e-16 in magnitude (zero strain) or NaN (NaN strain). May be `curve` itself.
+/// @param result  out: resized to the number of points of `curve`, whatever its size was; times are copied. The
+///        value is 0 where the stress is below 2.2e-16 in magnitude (zero strain) or NaN (NaN strain). May be
+///        `curve` itself.
 /// @return 0 always.
 XEM_EXPORT std::int32_t CurveFitting4PolyConvertRelaxation(
     const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& curve, double reference, std::int32_t includeUniaxial,

@@ -13,6 +13,9 @@
 #include "xem/fit/export.h"
 
 /// What goes into a fit and what comes out of it, the same for every family.
+///
+/// Fits keep no state and may run on several threads at once. The thread setting of the BLAS library is the caller's;
+/// one thread (OPENBLAS_NUM_THREADS=1) is best, and with more, concurrent fits hinder each other badly.
 namespace Xem::Fit {
 
 enum class ErrorKind {
