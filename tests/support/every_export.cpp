@@ -190,8 +190,12 @@ Numbers FitCreepBySteps() {
   DoubleArray constants;
   constants.SetSize(7);
   double determination = 0.0;
-  const int status = CurveFitting4CreepLMMethod(curve, 0, 0.5, constants, &determination);
-  return All(status, constants, determination);
+  const double stress = 0.5;
+  const int status = CurveFitting4CreepLMMethod(curve, 0, stress, constants, &determination);
+  // One stress determines a and b of a t^C4 + b t, not the pairs C1, C2 and C5, C6 that they are made of.
+  const double a = constants[0] * std::pow(stress, constants[1]);
+  const double b = constants[4] * std::pow(stress, constants[5]);
+  return All(status, a, constants[3], b, determination);
 }
 
 Numbers FitRelaxation() {
