@@ -69,8 +69,8 @@ SingularValues DecomposeSingular(Matrix a) {
   result.s.Resize(least);
   if (least == 0) return result;
 
-  // A round of dgesvd may make no progress and be repeated for ever where infinities or NaN stand among numbers. With NaN
-  // alone it ends: no values, or its status.
+  // A round of dgesvd may make no progress and be repeated for ever where infinities or NaN stand among numbers. With
+  // NaN alone it ends: no values, or its status.
   if (!std::all_of(a.Data(), a.Data() + std::int64_t{m} * n, [](double value) { return std::isfinite(value); })) {
     a.Fill(std::numeric_limits<double>::quiet_NaN());
   }
