@@ -12,7 +12,7 @@
 ///  - Functions keep no state and may run on several threads at once. The four polynomial and Ogden functions
 ///    set the BLAS library to one thread for the whole process; the others leave that setting alone. Hosts that
 ///    call from several threads do well to set it themselves (OPENBLAS_NUM_THREADS=1): the matrices are small, and
-///    the stability checks, above all, otherwise spend their time on handing them from thread to thread.
+///    some BLAS libraries otherwise spend their time on handing them from thread to thread.
 
 #include "xem/array.h"
 #include "xem/dynamic.h"

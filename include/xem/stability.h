@@ -49,7 +49,7 @@ extern "C" {
 /// @param report  in/out: the report is appended; an exception leaves it as it was.
 ///
 /// Throws the LAPACK `info` as an int when an eigenvalue computation fails (coefficients that are not finite).
-/// Keeps no state; safe on several threads at once, and then fast only with a BLAS library on one thread.
+/// Keeps no state; safe on several threads at once.
 XEM_EXPORT void CheckMaterialStability4Polynomial(const CArray<double, double&>& coefficients,
                                                   const CArray<double, double&>& volumetric, std::int32_t order,
                                                   std::int32_t volumetricTerms, double lower, double upper,

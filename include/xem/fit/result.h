@@ -15,7 +15,7 @@
 /// What goes into a fit and what comes out of it, the same for every family.
 ///
 /// Fits keep no state and may run on several threads at once. The thread setting of the BLAS library is the caller's;
-/// one thread (OPENBLAS_NUM_THREADS=1) is best, and with more, concurrent fits hinder each other badly.
+/// one thread (OPENBLAS_NUM_THREADS=1) is best, because the matrices are small.
 namespace Xem::Fit {
 
 enum class ErrorKind {
