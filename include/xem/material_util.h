@@ -8,6 +8,8 @@
 ///  - A bad index, an array too short for what a function reads, and a count that cannot be served throw
 ///    CInvalidArgException; a failed LAPACK routine throws its `info` as a plain int. Nothing else is validated:
 ///    results may be infinite or NaN. An exception leaves the outputs that were not yet written as they were.
+///  - A call always ends, and its memory follows its input: a count or a matrix beyond the stated limits throws
+///    CInvalidArgException, memory that cannot be had std::bad_alloc. docs/safety.md has the bounds of every function.
 ///  - Measured values with a magnitude below 2.2e-16, or NaN, are dropped on loading and take no part in a fit.
 ///  - Functions keep no state and may run on several threads at once. The four polynomial and Ogden functions
 ///    set the BLAS library to one thread for the whole process; the others leave that setting alone. Hosts that
