@@ -46,7 +46,8 @@ int RunVerb(Verb& verb, const std::vector<std::string>& arguments) {
   }
   WriteOutputs({verb.Text().group + ' ' + verb.Text().name, arguments}, report, verb.Output());
   if (report.fitted && !result.converged)
-    return Tell(ExitCode::NotConverged, "the fit did not converge: " + result.status);
+    return Tell(ExitCode::NotConverged,
+                "the fit did not converge: " + result.status + "; fewer terms, held values or another test may help");
   if (verb.RequiresStable() && !result.stability->Stable()) {
     return Tell(ExitCode::Unstable, "model " + ModelLabel(result) + " is not stable at all strains");
   }

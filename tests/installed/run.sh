@@ -14,7 +14,7 @@ mv "$work/first" "$work/moved"  # packages must be relocatable
 prefix=$work/moved
 libdir=$(dirname "$(find "$prefix" -name libxemmaterialutil.so)")
 
-cmake -S "$source/tests/installed" -B "$work/host" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+cmake -G Ninja -S "$source/tests/installed" -B "$work/host" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_CXX_FLAGS="$*" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
 cmake --build "$work/host" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 "$work/host/host"
