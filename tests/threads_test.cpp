@@ -48,8 +48,8 @@ TEST(Threads, ExportsShareNothing) {
 }
 
 TEST(Threads, FitsShareNothing) {
-  // This export leaves the BLAS library on one thread. With more, OpenBLAS may hand small matrices from thread to thread,
-  // and eight callers wait for each other.
+  // This export leaves the BLAS library on one thread. With more, OpenBLAS may hand small matrices from thread to
+  // thread, and eight callers wait for each other.
   EveryExport().front().run();
   ExpectTheSameBitsOnManyThreads(FitLayerCalls());
 }
