@@ -156,22 +156,5 @@ TEST(PolynomialExport, NothingToFitSpeaksThroughTheFactorisation) {
   EXPECT_EQ(call.out[0][3].second, 0.0);
 }
 
-TEST(PolynomialExport, NotANumberNeverHangs) {
-  const double infinity = std::numeric_limits<double>::infinity();
-  for (const double bad : {infinity, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
-    Call call;
-    auto points = UniaxialMooneyRivlin();
-    points[2].first = bad;
-    call.Load(0, points);
-    for (const int order : {1, 3}) {
-      try {
-        EXPECT_EQ(call.Fit(order, 1), 0);
-      } catch (int info) {
-        EXPECT_NE(info, 0);
-      }
-    }
-  }
-}
-
 }  // namespace
 }  // namespace Xem::Testing

@@ -252,31 +252,5 @@ TEST(RetentionExport, ArgumentsMayBeTheSameObject) {
   EXPECT_EQ(curves.first[3].first, separate.in.first[3].first);
 }
 
-/// Ends with a result or an exception, whatever is not a number.
-TEST(RetentionExport, NumbersThatAreNoneEndTheCall) {
-  for (const double poison : {kNaN, static_cast<double>(INFINITY), -1e308}) {
-    for (double model = 0; model < 4; ++model) {
-      for (int place = 0; place < 24; ++place) {
-        Call call({model, 2, place % 2 == 0 ? 1.0 : 0.0, .45, 2.65, 1.38, 0, 1, 0, 0, 0}, SiltRetention(),
-                  SiltGrading(), {.43, .05, .1, 1.6, .5});
-        if (place < 11) {
-          call.settings[place] = poison;
-        } else if (place < 16) {
-          call.parameters[place - 11] = poison;
-        } else {
-          Points::value_type& point = place < 20 ? call.in.first[place - 14] : call.in.second[place - 18];
-          (place % 2 == 0 ? point.first : point.second) = poison;
-        }
-        try {
-          const std::int32_t status = call.Fit();
-          EXPECT_TRUE(status == 0 || status == -1);
-        } catch (int) {
-        } catch (const CInvalidArgException&) {
-        }
-      }
-    }
-  }
-}
-
 }  // namespace
 }  // namespace Xem::Testing
