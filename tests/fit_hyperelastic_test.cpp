@@ -15,16 +15,6 @@ namespace {
 
 using Fit::Result;
 
-Fit::HyperelasticData Treloar() {
-  const auto curves = TreloarCurves();
-  Fit::HyperelasticData data;
-  data.uniaxial = FitCurve(curves[0]);
-  data.equibiaxial = FitCurve(curves[1]);
-  data.pureShear = FitCurve(curves[2]);
-  data.stressUnit = "MPa";
-  return data;
-}
-
 bool Mentions(const Result& result, const std::string& part) {
   for (const std::string& note : result.notes) {
     if (note.find(part) != std::string::npos) return true;
@@ -66,7 +56,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(OgdenMinimum, IsFound) {
   Fit::Options options;
   options.residual = GetParam().residual;
-  const Result result = Fit::FitOgden(Treloar(), GetParam().terms, options);
+  const Result result = Fit::FitOgden(TreloarData(), GetParam().terms, options);
   EXPECT_TRUE(result.converged);
   EXPECT_LE(result.measures.objective, GetParam().objective * (1.0 + 1e-5));
   // The general program stops at its own tolerance, which leaves about four digits of the parameters.
@@ -78,7 +68,7 @@ TEST_P(OgdenMinimum, IsFound) {
 TEST(FitOgden, MoreTermsAndTheExportNeverFitBetter) {
   for (const auto residual : {Fit::Residual::Absolute, Fit::Residual::Relative}) {
     for (int modes = 1; modes < 8; ++modes) {
-      Fit::HyperelasticData data = Treloar();
+      Fit::HyperelasticData data = TreloarData();
       if ((modes & 1) == 0) data.uniaxial = {};
       if ((modes & 2) == 0) data.equibiaxial = {};
       if ((modes & 4) == 0) data.pureShear = {};
@@ -198,7 +188,7 @@ TEST(FitVolumetric, SiliconeRubber) {
 }
 
 TEST(HyperelasticModels, VolumetricDataAreFittedAlongside) {
-  Fit::HyperelasticData data = Treloar();
+  Fit::HyperelasticData data = TreloarData();
   const Result alone = Fit::FitOgden(data, 1);
   ExpectNear(alone.derived.at("poisson_ratio"), 0.495, 1e-10);
   EXPECT_TRUE(Mentions(alone, "0.495"));
@@ -222,13 +212,13 @@ TEST(HyperelasticModels, VolumetricDataAreFittedAlongside) {
 }
 
 TEST(HyperelasticModels, EveryResultCarriesTheStabilityReport) {
-  const Result polynomial = Fit::FitPolynomial(Treloar(), 2);
+  const Result polynomial = Fit::FitPolynomial(TreloarData(), 2);
   ASSERT_TRUE(polynomial.stability.has_value());
   EXPECT_FALSE(polynomial.stability->Stable());
   EXPECT_NEAR(polynomial.stability->equibiaxialTension, 2.30, 0.02);
   EXPECT_TRUE(std::isnan(polynomial.stability->uniaxialCompression));
   EXPECT_NE(polynomial.stability->text.find("UNSTABLE  HYPERELASTIC  MATERIAL"), std::string::npos);
-  EXPECT_TRUE(Fit::FitOgden(Treloar(), 3).stability->Stable());
+  EXPECT_TRUE(Fit::FitOgden(TreloarData(), 3).stability->Stable());
   ExpectNear(polynomial.derived.at("shear_modulus"), 2.0 * (polynomial.Value("C10") + polynomial.Value("C01")),
              Tolerance::Rounding);
 }

@@ -14,16 +14,6 @@ namespace {
 
 using Fit::Result;
 
-Fit::HyperelasticData Treloar() {
-  const auto curves = TreloarCurves();
-  Fit::HyperelasticData data;
-  data.uniaxial = FitCurve(curves[0]);
-  data.equibiaxial = FitCurve(curves[1]);
-  data.pureShear = FitCurve(curves[2]);
-  data.stressUnit = "MPa";
-  return data;
-}
-
 /// The uniaxial neo-Hooke curve of C10 = 0.5, C01 = 0.1 at a few strains.
 Fit::Curve MooneyRivlinCurve() {
   Fit::Curve curve;
@@ -65,7 +55,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(PolynomialUncertainty, AgreesWithAGeneralSolver) {
   Fit::Options options;
   options.residual = GetParam().residual;
-  const Result result = Fit::FitPolynomial(Treloar(), GetParam().order, options);
+  const Result result = Fit::FitPolynomial(TreloarData(), GetParam().order, options);
   for (std::size_t k = 0; k < GetParam().values.size(); ++k) {
     ExpectDigits(result.parameters[k].value, GetParam().values[k], 1e-4);
     ExpectDigits(result.parameters[k].standardError, GetParam().errors[k], 1e-4);
@@ -133,11 +123,11 @@ TEST(FitPolynomial, ExportEngineReturnsWhatTheExportReturns) {
   const auto curves = TreloarCurves();
   Fit::Options options;
   options.engine = Fit::Engine::Export;
-  const Result result = Fit::FitPolynomial(Treloar(), 2, options);
+  const Result result = Fit::FitPolynomial(TreloarData(), 2, options);
   ExpectDigits(result.Value("C10"), 0.0806925, Tolerance::SixDigits);
   EXPECT_NEAR(result.measures.r2, 0.980551, 1e-6);
   options.held["C10"] = 1.0;
-  EXPECT_THROW(Fit::FitPolynomial(Treloar(), 2, options), Fit::Error);
+  EXPECT_THROW(Fit::FitPolynomial(TreloarData(), 2, options), Fit::Error);
 }
 
 TEST(FitPolynomial, RefusesWhatItCannotServe) {

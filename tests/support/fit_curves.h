@@ -3,6 +3,8 @@
 #include <span>
 #include <string>
 
+#include "support/curves.h"
+#include "xem/fit/hyperelastic.h"
 #include "xem/fit/result.h"
 #include "xem/records.h"
 
@@ -17,6 +19,17 @@ inline Fit::Curve FitCurve(std::span<const _T_FUNT_BASE> points, const std::stri
     curve.y.push_back(point.second);
   }
   return curve;
+}
+
+/// The bundled natural rubber in its three modes.
+inline Fit::HyperelasticData TreloarData() {
+  const auto curves = TreloarCurves();
+  Fit::HyperelasticData data;
+  data.uniaxial = FitCurve(curves[0]);
+  data.equibiaxial = FitCurve(curves[1]);
+  data.pureShear = FitCurve(curves[2]);
+  data.stressUnit = "MPa";
+  return data;
 }
 
 }  // namespace Xem::Testing

@@ -21,17 +21,8 @@ std::vector<double> Numbers(const Fit::Result& result) {
   return numbers;
 }
 
-Fit::HyperelasticData Rubber() {
-  const auto curves = TreloarCurves();
-  Fit::HyperelasticData data;
-  data.uniaxial = FitCurve(curves[0]);
-  data.equibiaxial = FitCurve(curves[1]);
-  data.pureShear = FitCurve(curves[2]);
-  return data;
-}
-
-std::vector<double> Polynomial() { return Numbers(Fit::FitPolynomial(Rubber(), 3)); }
-std::vector<double> Ogden() { return Numbers(Fit::FitOgden(Rubber(), 2)); }
+std::vector<double> Polynomial() { return Numbers(Fit::FitPolynomial(TreloarData(), 3)); }
+std::vector<double> Ogden() { return Numbers(Fit::FitOgden(TreloarData(), 2)); }
 
 std::vector<double> Prony() {
   Fit::RelaxationData data;
