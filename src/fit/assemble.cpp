@@ -48,13 +48,15 @@ int DroppedFrom(const std::string& curve, const std::vector<DroppedPoint>& dropp
 
 std::string Join(const std::vector<FreeOrHeld>& parameters) {
   std::string names;
-  for (const auto& parameter : parameters) names += (names.empty() ? "" : ", ") + parameter.name;
+  for (const auto& parameter : parameters) {
+    if (!parameter.hidden) names += (names.empty() ? "" : ", ") + parameter.name;
+  }
   return names;
 }
 
 std::size_t IndexOf(const std::string& name, const char* option, const Problem& problem) {
   for (std::size_t k = 0; k < problem.parameters.size(); ++k) {
-    if (problem.parameters[k].name == name) return k;
+    if (problem.parameters[k].name == name && !problem.parameters[k].hidden) return k;
   }
   throw Error(ErrorKind::BadInput,
               std::string("cannot ") + option + " parameter " + name + ": the model has " + Join(problem.parameters));
@@ -105,6 +107,7 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
   Uncertainty uncertainty = EstimateUncertainty(problem, minimum);
   result.parameters = std::move(uncertainty.parameters);
   result.correlation = std::move(uncertainty.correlation);
+  result.covariance = std::move(uncertainty.covariance);
   result.notes = std::move(uncertainty.notes);
 
   Sums all;
@@ -113,6 +116,7 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
     fitted.name = curve.name;
     fitted.x = curve.x;
     fitted.measured = curve.y;
+    fitted.companion = curve.lateral;
     for (const double x : curve.x) fitted.fitted.push_back(result.evaluate(curve.name, x));
     Sums own;
     Add(fitted, own);
@@ -131,6 +135,23 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
       CorrectedInformation(minimum.objective, problem.PointCount(), problem.FreeCount() - static_cast<int>(atBound));
   result.dropped = std::move(dropped);
   return result;
+}
+
+void RemoveHidden(const Problem& problem, Result& result) {
+  const auto keepShown = [&](auto& entries) {
+    std::size_t kept = 0;
+    for (std::size_t k = 0; k < entries.size(); ++k) {
+      if (problem.parameters[k].hidden) continue;
+      if (kept != k) entries[kept] = std::move(entries[k]);
+      ++kept;
+    }
+    entries.resize(kept);
+  };
+  keepShown(result.parameters);
+  for (auto* matrix : {&result.correlation, &result.covariance}) {
+    for (auto& row : *matrix) keepShown(row);
+    keepShown(*matrix);
+  }
 }
 
 double Result::Value(const std::string& name) const {

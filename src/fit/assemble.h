@@ -14,6 +14,9 @@ namespace Xem::Fit {
 Result Assemble(const Problem& problem, const Minimum& minimum, const std::vector<Curve>& curves,
                 std::vector<DroppedPoint> dropped, std::function<double(const std::string&, double)> evaluate);
 
+/// Takes hidden parameters out of a result.
+void RemoveHidden(const Problem& problem, Result& result);
+
 /// Marks held parameters in `problem` and puts held and starting values into `start`. Throws Error (BadInput) for names
 /// that the model does not have; the message lists those that it has.
 void ApplyOptions(const Options& options, Problem& problem, std::vector<double>& start);

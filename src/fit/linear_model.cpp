@@ -46,7 +46,11 @@ void SolveCoefficients(const Problem& problem, std::span<const std::size_t> coef
   }
 }
 
-Minimum MinimiseLinear(const Problem& problem, std::vector<double> parameters) {
+Minimum MinimiseLinear(const Problem& problem, std::vector<double> given) {
+  std::vector<double> parameters = std::move(given);
+  for (double& parameter : parameters) {
+    if (std::isnan(parameter)) parameter = 0.0;
+  }
   std::vector<std::size_t> all(parameters.size());
   std::iota(all.begin(), all.end(), std::size_t{0});
   SolveCoefficients(problem, all, parameters);

@@ -15,7 +15,8 @@ namespace Xem::Fit {
 void SolveCoefficients(const Problem& problem, std::span<const std::size_t> coefficients,
                        std::vector<double>& parameters);
 
-/// The minimum in closed form of a model that is linear in all its parameters; `parameters` brings the held values.
-Minimum MinimiseLinear(const Problem& problem, std::vector<double> parameters);
+/// The minimum in closed form of a model that is linear in all its parameters; `given` brings the held values, and NaN
+/// or anything else for the others.
+Minimum MinimiseLinear(const Problem& problem, std::vector<double> given);
 
 }  // namespace Xem::Fit

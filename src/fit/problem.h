@@ -17,7 +17,8 @@ struct FreeOrHeld {
   double lower = -std::numeric_limits<double>::infinity();
   double upper = std::numeric_limits<double>::infinity();
   bool held = false;
-  double scale = 1.0;  ///< the value in `unit` is that of the test functions, and of the range, times this
+  double scale = 1.0;   ///< the value in `unit` is that of the test functions, and of the range, times this
+  bool hidden = false;  ///< held by the model for good; no part of results
 };
 
 /// One fit: test functions of the core over the kept points, with a weight each, and the parameters that they share.

@@ -79,6 +79,7 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
   const std::size_t count = problem.parameters.size();
   Uncertainty result;
   result.correlation.assign(count, std::vector<double>(count, kNaN));
+  result.covariance = result.correlation;
   for (std::size_t k = 0; k < count; ++k) {
     const FreeOrHeld& description = problem.parameters[k];
     Parameter parameter;
@@ -100,10 +101,11 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
         "as many parameters as points: the fit passes through the data and its uncertainty is unknown");
   }
   const double factor = degrees > 0 ? StudentFactor(degrees) : kNaN;
+  const auto isOpen = [&](std::size_t i) { return 1.0 - shape.determined[i] > kOpenPart; };
   std::string open;
   for (std::size_t i = 0; i < shape.free.size(); ++i) {
     Parameter& parameter = result.parameters[shape.free[i]];
-    if (1.0 - shape.determined[i] > kOpenPart) {
+    if (isOpen(i)) {
       parameter.identifiable = false;
       open += (open.empty() ? "" : ", ") + parameter.name;
       continue;
@@ -113,7 +115,10 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
     parameter.lower = parameter.value - factor * parameter.standardError;
     parameter.upper = parameter.value + factor * parameter.standardError;
     for (std::size_t j = 0; j < shape.free.size(); ++j) {
+      if (isOpen(j)) continue;
       const auto jj = static_cast<std::int64_t>(j);
+      const double scale = problem.parameters[shape.free[i]].scale * problem.parameters[shape.free[j]].scale;
+      result.covariance[shape.free[i]][shape.free[j]] = scale * variance * shape.covariance(ii, jj);
       result.correlation[shape.free[i]][shape.free[j]] =
           i == j ? 1.0 : shape.covariance(ii, jj) / std::sqrt(shape.covariance(ii, ii) * shape.covariance(jj, jj));
     }

@@ -13,6 +13,7 @@ namespace Xem::Fit {
 struct Uncertainty {
   std::vector<Parameter> parameters;
   std::vector<std::vector<double>> correlation;
+  std::vector<std::vector<double>> covariance;
   std::vector<std::string> notes;
 };
 Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum);

@@ -86,6 +86,10 @@ XEM_FIT_EXPORT Stability CheckOgden(int terms, const std::vector<double>& pairs,
                                     const std::vector<double>& volumetric = {}, double lower = kLowestStrain,
                                     double upper = kHighestStrain);
 XEM_FIT_EXPORT Stability CheckBlatzKo(double modulus, double lower = kLowestStrain, double upper = kHighestStrain);
+/// The report of any fitted or stored model of rubber, by its name, terms and parameters; D1, D2, ... among these are
+/// volumetric coefficients. Throws Error (BadInput) for a result of another family or with too few parameters.
+XEM_FIT_EXPORT Stability CheckStability(const Result& stored, double lower = kLowestStrain,
+                                        double upper = kHighestStrain);
 
 }  // namespace Xem::Fit
 

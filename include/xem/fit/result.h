@@ -47,11 +47,11 @@ enum class Engine {
 
 /// One measured curve. An empty curve takes no part.
 struct Curve {
-  std::string name;
-  std::vector<double> x;
-  std::vector<double> y;
-  std::vector<double> lateral;  ///< second strain per point where a model uses it, else empty
-  std::vector<int> rows;        ///< row in the source of each point, for messages; empty: 1, 2, 3, ...
+  std::string name = {};
+  std::vector<double> x = {};
+  std::vector<double> y = {};
+  std::vector<double> lateral = {};  ///< second strain per point where a model uses it, else empty
+  std::vector<int> rows = {};   ///< row in the source of each point, for messages; empty: 1, 2, 3, ...
   double weight = 1.0;          ///< factor on the curve's residuals, > 0
 
   bool Empty() const { return x.empty(); }
@@ -96,6 +96,8 @@ struct CurveResult {
   std::vector<double> x;
   std::vector<double> measured;
   std::vector<double> fitted;
+  std::vector<double> companion = {};             ///< lateral strains where a model used them, else empty
+  std::map<std::string, double> conditions = {};  ///< what was constant during the test, such as "stress" in creep
 };
 
 struct DroppedPoint {
@@ -116,21 +118,36 @@ struct Stability {
   bool Stable() const;
 };
 
+/// Where a curve came from, for those who read the result later. Filled by whoever read the file.
+struct Input {
+  std::string curve;
+  std::string file;
+  std::string sha256;                ///< of the bytes of the file, in hexadecimal digits
+  std::vector<std::string> columns;  ///< names of the columns that were used
+  int rows = 0;                      ///< how many rows were used
+};
+
 struct Result {
-  std::string model;  ///< such as "polynomial"
-  int terms = 0;      ///< order or number of terms; 0 where a model has none
+  std::string model;    ///< such as "polynomial"
+  int terms = 0;        ///< order or number of terms; 0 where a model has none
+  std::string formula;  ///< of the model, as the catalogue has it
   Residual residual = Residual::Absolute;
   bool converged = false;
   std::string status;  ///< in words
   int iterations = 0;
   std::vector<Parameter> parameters;
   std::vector<std::vector<double>> correlation;  ///< square, in the order of `parameters`; NaN where undefined
+  std::vector<std::vector<double>> covariance;   ///< likewise
   Measures measures;
   std::vector<CurveResult> curves;
   std::vector<DroppedPoint> dropped;
   std::optional<Stability> stability;     ///< hyperelastic models
   std::map<std::string, double> derived;  ///< further quantities by name, such as "shear_modulus"
+  std::map<std::string, std::string> derivedUnits;  ///< of those that have one
   std::vector<std::string> notes;
+  Options options;            ///< those of the fit
+  std::string version;        ///< of the library that fitted
+  std::vector<Input> inputs;  ///< empty where the curves did not come from files
   /// The fitted curve: value at `x` for the curve of that name. Throws Error for a name that the model does not know.
   std::function<double(const std::string& curve, double x)> evaluate;
 

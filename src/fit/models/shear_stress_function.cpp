@@ -1,4 +1,4 @@
-#include "fit/shear_stress_function.h"
+#include "fit/models/shear_stress_function.h"
 
 #include <boost/make_shared.hpp>
 #include <cstddef>

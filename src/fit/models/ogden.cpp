@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <boost/make_shared.hpp>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -8,14 +9,13 @@
 #include <utility>
 
 #include "fit/assemble.h"
-#include "fit/hyperelastic_curves.h"
-#include "fit/hyperelastic_result.h"
 #include "fit/linear_model.h"
-#include "fit/shear_stress_function.h"
+#include "fit/models/models.h"
+#include "fit/models/rubber.h"
+#include "fit/models/shear_stress_function.h"
 #include "solver/make_solver.h"
 #include "solver/starting_vector.h"
 #include "testdata/strain_energy.h"
-#include "xem/fit/hyperelastic.h"
 
 namespace Xem::Fit {
 namespace {
@@ -57,7 +57,7 @@ void RequireTerms(int terms) {
   }
 }
 
-void RequirePairs(int terms, const std::vector<double>& pairs) {
+void RequirePairs(int terms, std::span<const double> pairs) {
   RequireTerms(terms);
   if (static_cast<int>(pairs.size()) != 2 * terms) {
     throw Error(ErrorKind::BadInput, "an Ogden model of " + std::to_string(terms) + " terms has " +
@@ -66,12 +66,15 @@ void RequirePairs(int terms, const std::vector<double>& pairs) {
   }
 }
 
-std::vector<FreeOrHeld> OgdenParameters(int terms, const std::string& unit) {
-  std::vector<FreeOrHeld> parameters;
+std::vector<ParameterInfo> Parameters(int terms) {
+  std::vector<ParameterInfo> parameters;
   for (int k = 1; k <= terms; ++k) {
-    parameters.push_back({.name = "mu" + std::to_string(k), .unit = unit});
-    parameters.push_back(
-        {.name = "alpha" + std::to_string(k), .unit = "", .lower = -kLargestExponent, .upper = kLargestExponent});
+    parameters.push_back({.name = "mu" + std::to_string(k), .unit = "stress", .meaning = "modulus of a term"});
+    parameters.push_back({.name = "alpha" + std::to_string(k),
+                          .unit = "",
+                          .lower = -kLargestExponent,
+                          .upper = kLargestExponent,
+                          .meaning = "exponent of a term"});
   }
   return parameters;
 }
@@ -79,17 +82,8 @@ std::vector<FreeOrHeld> OgdenParameters(int terms, const std::string& unit) {
 Problem MakeOgdenProblem(const HyperelasticCurves& screened, int terms, const std::string& unit,
                          const Options& options) {
   Problem problem = MakeHyperelasticProblem(screened, ModelType::Ogden, terms, options);
-  problem.parameters = OgdenParameters(terms, unit);
+  problem.parameters = Describe(Parameters(terms), unit);
   return problem;
-}
-
-double StressOf(const std::string& mode, std::span<const double> pairs, double strain, Engine engine) {
-  const ModeKinematics& kinematics = Kinematics(ModeFromName(mode));
-  return StressAtStrain(kinematics, strain, engine, [&](double stretch) {
-    const double stress = MaterialUtil::OgdenStress(kinematics.lateralExponent, pairs, stretch, std::log(stretch));
-    const bool convert = engine == Engine::Best && &kinematics == &kSimpleShear;
-    return convert ? stress * ShearStressFactor(stretch) : stress;
-  });
 }
 
 /// A full vector of parameters, and the misfit that it leaves.
@@ -259,27 +253,6 @@ void NoteRival(const Problem& problem, const std::vector<Minimum>& minima, std::
   }
 }
 
-Minimum RunExport(const Problem& problem, const HyperelasticCurves& screened, int terms, const Options& options) {
-  RequirePlainOptions(options, screened.curves);
-  const auto residual = options.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
-  const auto solver = MakeOgdenSolver(residual, problem.functions, terms);
-  const FixedTermMask mask(2 * terms);
-  Minimum minimum;
-  minimum.parameters.resize(problem.parameters.size());
-  try {
-    solver->InitialGuess(mask, minimum.parameters);
-    solver->SetMask(mask);
-    minimum.converged = solver->Solve(minimum.parameters, kExportTolerance) == 0;
-  } catch (int info) {
-    throw Error(ErrorKind::NotConverged, "the export fails on these curves: LAPACK reports " + std::to_string(info) +
-                                             "; fewer terms or another deformation mode may help");
-  }
-  minimum.iterations = solver->Iterations();
-  minimum.objective = Objective(problem, minimum.parameters);
-  minimum.atBound.assign(problem.parameters.size(), false);
-  return minimum;
-}
-
 /// Terms in falling order of their part in the shear modulus; on shear paths alone, where (mu, alpha) and (-mu, -alpha)
 /// are the same curve, exponents become positive.
 void Tidy(bool onlyShear, Minimum& minimum) {
@@ -300,68 +273,115 @@ void Tidy(bool onlyShear, Minimum& minimum) {
   }
 }
 
+class OgdenFit final : public RubberFit {
+ public:
+  OgdenFit(const HyperelasticData& data, int count);
+  Minimum Minimise() override;
+  Minimum RunExport() override;
+  std::string ExportRemedy() const override { return "fewer terms or another deformation mode may help"; }
+  void Complete(const Minimum& minimum, Result& result) override;
+};
+
 }  // namespace
 
-Result FitOgden(const HyperelasticData& data, int terms, const Options& options) {
-  RequireTerms(terms);
-  const SplitOptions split = SplitByModel(data, options);
-  HyperelasticCurves screened = ScreenHyperelastic(data);
-  Problem problem = MakeOgdenProblem(screened, terms, data.stressUnit, options);
-  std::vector<double> given(problem.parameters.size());
-  WriteOgdenSeeds(terms, given);
-  ApplyOptions(split.model, problem, given);
+const RubberLaw kOgdenLaw{
+    .stress =
+        [](const ModeKinematics& mode, std::span<const double> pairs, double stretch, Engine engine) {
+          const double stress = MaterialUtil::OgdenStress(mode.lateralExponent, pairs, stretch, std::log(stretch));
+          const bool convert = engine == Engine::Best && &mode == &kSimpleShear;
+          return convert ? stress * ShearStressFactor(stretch) : stress;
+        },
+    .shearModulus = OgdenShearModulus,
+    .stability = [](int terms, std::span<const double> pairs, std::span<const double> volumetric, double lower,
+                    double upper) { return ReportOgdenStability(terms, pairs, volumetric, lower, upper); },
+    .expand =
+        [](int terms, std::span<const double> shown) {
+          RequirePairs(terms, shown);
+          return std::vector<double>(shown.begin(), shown.end());
+        }};
 
-  const bool plain = options.engine == Engine::Export;
-  const bool named = !split.model.held.empty() || !split.model.start.empty();
-  std::vector<Minimum> minima;
-  if (plain) {
-    minima = {RunExport(problem, screened, terms, split.model)};
-  } else {
-    minima = SearchStepwise(screened, named ? 1 : terms, data.stressUnit, options);
-    if (named) {
-      const double shearModulus = ShearModulusScale(minima.front());
-      minima = SearchNamed(problem, given, !split.model.start.empty(), shearModulus);
-    } else {
-      for (Minimum& minimum : minima) Tidy(screened.OnlyShear(), minimum);
+const Model kOgden{
+    .info = {.name = "ogden",
+             .title = "Ogden",
+             .family = "rubber",
+             .fewestTerms = 1,
+             .mostTerms = kMostTerms,
+             .curves = RubberCurves(),
+             .formula = "W = sum mu_k/alpha_k (l1^alpha_k + l2^alpha_k + l3^alpha_k - 3), k = 1 ... N",
+             .source = "Ogden 1972",
+             .plainExport = "CurveFitting4Ogden",
+             .page = "theory/ogden.md"},
+    .parameters = Parameters,
+    .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
+      RequireTerms(terms);
+      return boost::make_shared<OgdenFit>(TestsOf<HyperelasticData>(tests, "ogden"), terms);
+    },
+    .restore = [](const Result& stored) { return RestoreRubber(kOgdenLaw, stored); },
+    .rubber = &kOgdenLaw};
+
+namespace {
+
+OgdenFit::OgdenFit(const HyperelasticData& data, int count)
+    : RubberFit(data, count, kOgdenLaw, kOgden, ModelType::Ogden) {}
+
+Minimum OgdenFit::Minimise() {
+  // The scale of moduli that still mean something comes from a single term.
+  std::vector<Minimum> minima = SearchStepwise(screened_, Named() ? 1 : terms, data_.stressUnit, options);
+  if (Named()) {
+    std::vector<double> seeds(given.size());
+    WriteOgdenSeeds(terms, seeds);
+    for (std::size_t k = 0; k < seeds.size(); ++k) {
+      if (!std::isnan(given[k])) seeds[k] = given[k];
     }
-    NoteRival(problem, minima, screened.notes);
+    minima = SearchNamed(problem, seeds, !options.start.empty(), ShearModulusScale(minima.front()));
+  } else {
+    for (Minimum& minimum : minima) Tidy(screened_.OnlyShear(), minimum);
   }
-  const Minimum& minimum = minima.front();
+  NoteRival(problem, minima, notes);
+  return minima.front();
+}
 
-  const std::vector<double> pairs = minimum.parameters;
-  Result result = Assemble(problem, minimum, screened.curves, std::move(screened.dropped),
-                           [pairs, engine = options.engine](const std::string& mode, double strain) {
-                             return StressOf(mode, pairs, strain, engine);
-                           });
-  result.model = "ogden";
-  result.terms = terms;
-  if (screened.OnlyShear()) {
-    screened.notes.push_back(
+Minimum OgdenFit::RunExport() {
+  const auto residual = options.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
+  const auto solver = MakeOgdenSolver(residual, problem.functions, terms);
+  const FixedTermMask mask(2 * terms);
+  Minimum minimum;
+  minimum.parameters.resize(problem.parameters.size());
+  solver->InitialGuess(mask, minimum.parameters);
+  solver->SetMask(mask);
+  minimum.converged = solver->Solve(minimum.parameters, kExportTolerance) == 0;
+  minimum.iterations = solver->Iterations();
+  return minimum;
+}
+
+void OgdenFit::Complete(const Minimum& minimum, Result& result) {
+  if (screened_.OnlyShear()) {
+    result.notes.push_back(
         "pure and simple shear do not tell the sign of an exponent: -alpha with -mu fits equally well but answers "
         "differently in other modes; add a uniaxial or equibiaxial test");
   }
-  if (plain && !data.simpleShear.Empty()) {
-    screened.notes.push_back(
+  if (Plain() && !data_.simpleShear.Empty()) {
+    result.notes.push_back(
         "the export takes simple-shear stresses as nominal stresses in the direction of greatest stretch");
   }
-  const auto check = [&](std::span<const double> volumetric) {
-    return ReportOgdenStability(terms, pairs, volumetric, kLowestStrain, kHighestStrain);
-  };
-  CompleteIncompressible(data, screened, split.volumetric, OgdenShearModulus(pairs), check, result);
-  return result;
+  RubberFit::Complete(minimum, result);
+}
+
+}  // namespace
+
+Result FitOgden(const HyperelasticData& data, int terms, const Options& options) {
+  return Fit({"ogden", terms}, data, options);
 }
 
 double OgdenStress(const std::string& mode, int terms, const std::vector<double>& pairs, double strain) {
   RequirePairs(terms, pairs);
-  return StressOf(mode, pairs, strain, Engine::Best);
+  return StressOf(kOgdenLaw, mode, pairs, strain, Engine::Best);
 }
 
 Stability CheckOgden(int terms, const std::vector<double>& pairs, const std::vector<double>& volumetric, double lower,
                      double upper) {
   RequirePairs(terms, pairs);
-  const std::vector<double> bulk = VolumetricOrDefault(volumetric, OgdenShearModulus(pairs));
-  const ScanRange range = MakeScanRange(lower, upper);
-  return ToStability([&] { return ReportOgdenStability(terms, pairs, bulk, range.lower, range.upper); });
+  return CheckLaw(kOgdenLaw, terms, pairs, volumetric, lower, upper);
 }
 
 }  // namespace Xem::Fit

@@ -44,7 +44,4 @@ double StressAtStrain(const MaterialUtil::ModeKinematics& mode, double strain, E
 /// The mode of a curve name. Throws Error (BadInput) for any other name.
 MaterialUtil::DeformationMode ModeFromName(const std::string& name);
 
-/// Throws Error (BadInput) when options are set that the plain export does not know.
-void RequirePlainOptions(const Options& options, const std::vector<Curve>& curves);
-
 }  // namespace Xem::Fit

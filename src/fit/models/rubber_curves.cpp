@@ -1,4 +1,4 @@
-#include "fit/hyperelastic_curves.h"
+#include "fit/models/rubber_curves.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 
 #include "fit/assemble.h"
 #include "fit/screening.h"
-#include "fit/shear_stress_function.h"
+#include "fit/models/shear_stress_function.h"
 
 namespace Xem::Fit {
 namespace {
@@ -101,14 +101,6 @@ DeformationMode ModeFromName(const std::string& name) {
   }
   throw Error(ErrorKind::BadInput,
               "unknown deformation mode " + name + ": use uniaxial, equibiaxial, pure_shear or simple_shear");
-}
-
-void RequirePlainOptions(const Options& options, const std::vector<Curve>& curves) {
-  const bool weighted =
-      std::any_of(curves.begin(), curves.end(), [](const Curve& curve) { return curve.weight != 1.0; });
-  if (!options.held.empty() || !options.start.empty() || weighted) {
-    throw Error(ErrorKind::BadInput, "the export engine knows no held values, starting values or weights");
-  }
 }
 
 }  // namespace Xem::Fit

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "fit/model.h"
+#include "fit/models/rubber_curves.h"
+#include "stability/report.h"
+
+/// What all models of rubber share: screening, volumetric data fitted alongside, initial moduli, the stability report.
+namespace Xem::Fit {
+
+/// A strain energy as the family sees it. Parameters are all of the law's own, hidden ones included.
+struct RubberLaw {
+  /// Nominal stress (shear stress in simple shear) at a principal stretch.
+  double (*stress)(const MaterialUtil::ModeKinematics& mode, std::span<const double> parameters, double stretch,
+                   Engine engine);
+  double (*shearModulus)(std::span<const double> parameters);
+  /// Null for a model with a bulk modulus of its own; `volumetric` holds D1, D2, ...
+  MaterialUtil::StabilityReport (*stability)(int terms, std::span<const double> parameters,
+                                             std::span<const double> volumetric, double lower, double upper);
+  /// The law's own parameters from those that results show; null where these are the same.
+  std::vector<double> (*expand)(int terms, std::span<const double> shown) = nullptr;
+};
+
+/// Curves of a model of rubber.
+std::vector<CurveInfo> RubberCurves(const std::string& companion = "");
+
+/// Free parameters as the catalogue describes them.
+std::vector<FreeOrHeld> Describe(const std::vector<ParameterInfo>& infos, const std::string& unitOfStress);
+
+/// A fit of an incompressible model to test curves of one material.
+class RubberFit : public ModelFit {
+ public:
+  void Screen() override;
+  void Describe() override;
+  Evaluator MakeEvaluator(const std::vector<double>& parameters) const override;
+  void Complete(const Minimum& minimum, Result& result) override;
+
+ protected:
+  /// `core` is what the test functions of the core call the model.
+  RubberFit(const HyperelasticData& data, int count, const RubberLaw& law, const Model& model,
+            MaterialUtil::ModelType core)
+      : data_(data), law_(law), model_(model), core_(core) {
+    terms = count;
+  }
+  ~RubberFit() = default;
+
+  HyperelasticData data_;
+  HyperelasticCurves screened_;
+
+ private:
+  void CompleteBulk(std::span<const double> parameters, Result& result);
+
+  const RubberLaw& law_;
+  const Model& model_;
+  MaterialUtil::ModelType core_;
+  Options volumetricOptions_;
+};
+
+/// Stress of the curve of that name at a nominal strain (shear strain in simple shear). Throws Error (BadInput) for a
+/// name that is no mode of deformation.
+double StressOf(const RubberLaw& law, const std::string& curve, std::span<const double> parameters, double strain,
+                Engine engine);
+
+/// The evaluator of a stored result.
+Evaluator RestoreRubber(const RubberLaw& law, const Result& stored);
+
+/// A stability report. `volumetric` empty means a Poisson ratio of 0.495. Throws Error: BadInput unless the strains lie
+/// around 0, NotConverged when the eigenvalues of a tangent cannot be computed.
+Stability CheckLaw(const RubberLaw& law, int terms, std::span<const double> parameters,
+                   const std::vector<double>& volumetric, double lower, double upper);
+
+/// Values of a stored result by what they belong to: volumetric coefficients are those named D1, D2, ...
+struct StoredRubber {
+  std::vector<double> model;
+  std::vector<double> volumetric;
+};
+StoredRubber SplitStored(const Result& stored);
+
+}  // namespace Xem::Fit
