@@ -57,7 +57,8 @@ void AddChoices(const ModelInfo& info, bool hasColon, const std::string& behind,
   if (!info.variants.empty()) {
     const auto variant = std::find(info.variants.begin(), info.variants.end(), behind);
     if (variant == info.variants.end()) {
-      throw Error(ErrorKind::BadInput, info.name + " needs a variant, such as " + info.name + ":" + info.variants.back());
+      throw Error(ErrorKind::BadInput,
+                  info.name + " needs a variant, such as " + info.name + ":" + info.variants.back());
     }
     choices.push_back({info.name, static_cast<int>(variant - info.variants.begin()) + 1});
     return;
@@ -69,8 +70,8 @@ void AddChoices(const ModelInfo& info, bool hasColon, const std::string& behind,
   }
   if (!hasColon) {
     if (info.usualTerms == 0) {
-      throw Error(ErrorKind::BadInput, info.name + " needs a number of terms, such as " + info.name + ":2 or " +
-                                           info.name + ":1..3");
+      throw Error(ErrorKind::BadInput,
+                  info.name + " needs a number of terms, such as " + info.name + ":2 or " + info.name + ":1..3");
     }
     choices.push_back({info.name, info.usualTerms});
     return;
@@ -87,10 +88,11 @@ void AddChoices(const ModelInfo& info, bool hasColon, const std::string& behind,
 /// The catalogue: one line per model, in the order in which people see them.
 const std::vector<const Model*>& Catalogue() {
   static const std::vector<const Model*> catalogue{
-      &kPolynomial,
-      &kOgden,
-      &kBlatzKo,
-      &kVolumetric,
+      &kPolynomial,   &kOgden,       &kBlatzKo,      &kVolumetric,
+      &kProny,        &kCreep,       &kPower,        &kHyperbolic,
+      &kGhe,          &kSwift,       &kGhosh,        &kHockettSherby,
+      &kVonMises,     &kHill1979,    &kVanGenuchten, &kVanGenuchtenFreeM,
+      &kFredlundXing, &kBrooksCorey,
   };
   return catalogue;
 }

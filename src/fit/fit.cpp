@@ -38,10 +38,12 @@ Result Drive(const ModelInfo& info, ModelFit& fit) {
   fit.Screen();
   fit.Describe();
   ApplyOptions(fit.options, fit.problem, fit.given);
+  fit.RequireDetermined();
   Minimum minimum = fit.options.engine == Engine::Export ? RunPlain(fit) : fit.Minimise();
   minimum.objective = Objective(fit.problem, minimum.parameters);
 
-  Result result = Assemble(fit.problem, minimum, fit.curves, std::move(fit.dropped), fit.MakeEvaluator(minimum.parameters));
+  Result result =
+      Assemble(fit.problem, minimum, fit.curves, std::move(fit.dropped), fit.MakeEvaluator(minimum.parameters));
   result.model = info.name;
   result.terms = fit.terms;
   result.formula = info.formula;
@@ -68,16 +70,17 @@ Minimum ModelFit::RunExport() {
   throw Error(ErrorKind::BadInput, "no exported function fits this model; use the best fit");
 }
 
-std::vector<std::vector<double>> ModelFit::WithGiven(std::vector<std::vector<double>> starts, Proposed place) const {
+std::vector<std::vector<double>> ModelFit::WithGiven(std::vector<std::vector<double>> starts, std::vector<double> base,
+                                                     Proposed place) const {
   const auto put = [&](std::vector<double>& start, bool everything) {
     for (std::size_t k = 0; k < start.size(); ++k) {
       if (!std::isnan(given[k]) && (everything || problem.parameters[k].held)) start[k] = given[k];
     }
   };
-  std::vector<double> proposed = starts.front();
-  put(proposed, true);
   for (auto& start : starts) put(start, false);
-  if (!options.start.empty()) starts.insert(place == Proposed::First ? starts.begin() : starts.end(), proposed);
+  if (options.start.empty()) return starts;
+  put(base, true);
+  starts.insert(place == Proposed::First ? starts.begin() : starts.end(), std::move(base));
   return starts;
 }
 

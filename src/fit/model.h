@@ -26,6 +26,9 @@ class ModelFit {
   /// per parameter: its value where the model itself holds it, else NaN. Held and starting values of `options` are
   /// then put into both.
   virtual void Describe() = 0;
+  /// Throws Error for held values that make no sense (BadInput) and for data that cannot determine what is free
+  /// (BadData).
+  virtual void RequireDetermined() const {}
   /// The best minimum that the data allow. May describe the problem anew, as a series does whose terms are counted
   /// on the way.
   virtual Minimum Minimise() = 0;
@@ -54,9 +57,11 @@ class ModelFit {
   bool Plain() const { return options.engine == Engine::Export; }
   /// Parameters were named by the caller, so that their order and number are his.
   bool Named() const { return !options.held.empty() || !options.start.empty(); }
-  /// Held values into every start, and one more start with the values that the caller proposes, at the front or back.
+  /// Held values into every start, and one more start with the values that the caller proposes, at the front or back;
+  /// what he leaves open it takes from `base`.
   enum class Proposed { First, Last };
-  std::vector<std::vector<double>> WithGiven(std::vector<std::vector<double>> starts, Proposed place) const;
+  std::vector<std::vector<double>> WithGiven(std::vector<std::vector<double>> starts, std::vector<double> base,
+                                             Proposed place) const;
 };
 
 struct RubberLaw;

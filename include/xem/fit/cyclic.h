@@ -33,6 +33,7 @@ struct CyclicData {
   Curve damping;
   /// Two curves with absolute residuals: weight each by the inverse variance of its ordinates, besides its own weight.
   bool balance = true;
+  CyclicForm form = CyclicForm::Ordinate;  ///< what is compared
 };
 
 /// Fits one family to the stiffness curve, the damping curve or both.

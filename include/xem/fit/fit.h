@@ -14,8 +14,8 @@
 namespace Xem::Fit {
 
 /// What was measured on one specimen, by the family of models that explains it.
-using Tests = std::variant<HyperelasticData, VolumetricData, RelaxationData, CreepData, CyclicData, TensileData,
-                           RetentionData>;
+using Tests =
+    std::variant<HyperelasticData, VolumetricData, RelaxationData, CreepData, CyclicData, TensileData, RetentionData>;
 
 /// Fits any model of the catalogue. The functions named after a model, such as FitOgden, do the same and say what is
 /// particular to it. Throws Error: BadInput for a model that is not there, that cannot be fitted, or whose family the

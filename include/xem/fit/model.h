@@ -9,8 +9,8 @@
 
 /// The catalogue: every model by name, with all that a person or a program has to know of it before a fit.
 ///
-/// Units are told by kind, as words: "stress", "time", "suction", "1/suction"; empty for pure numbers. The unit itself is
-/// the one that the data of a fit are in.
+/// Units are told by kind, as words: "stress", "time", "suction", "1/suction"; empty for pure numbers. The unit itself
+/// is the one that the data of a fit are in.
 namespace Xem::Fit {
 
 /// A curve that a model explains.
@@ -21,7 +21,7 @@ struct CurveInfo {
   std::string y;  ///< "nominal stress"
   std::string yUnit;
   std::string companion = {};  ///< a further column that the model uses where there is one, such as "lateral strain"
-  bool logarithmic = false;  ///< the abscissa spans decades
+  bool logarithmic = false;    ///< the abscissa spans decades
 };
 
 struct ParameterInfo {
@@ -36,16 +36,16 @@ struct ModelInfo {
   std::string name;    ///< "ogden"
   std::string title;   ///< "Ogden"
   std::string family;  ///< one of ModelFamilies()
-  /// Models that are a series: how many terms (or which order) they may have, and what is taken when nobody says, 0 where
-  /// somebody must. All 0 for models without.
+  /// Models that are a series: how many terms (or which order) they may have, and what is taken when nobody says, 0
+  /// where somebody must. All 0 for models without.
   int fewestTerms = 0;
   int mostTerms = 0;
   int usualTerms = 0;
   std::vector<std::string> variants = {};      ///< words that stand in the place of a number of terms
-  std::vector<CurveInfo> curves = {};     ///< any of them may be given unless the model says otherwise
+  std::vector<CurveInfo> curves = {};          ///< any of them may be given unless the model says otherwise
   std::vector<ParameterInfo> parameters = {};  ///< those of usualTerms, or of a short series
   std::string formula;
-  std::string source;       ///< author and year
+  std::string source;            ///< author and year
   std::string plainExport = {};  ///< the exported function that fits it; empty where none does
   std::string page = {};         ///< of the documentation, such as "theory/ogden.md"
 };

@@ -51,8 +51,8 @@ struct Curve {
   std::vector<double> x = {};
   std::vector<double> y = {};
   std::vector<double> lateral = {};  ///< second strain per point where a model uses it, else empty
-  std::vector<int> rows = {};   ///< row in the source of each point, for messages; empty: 1, 2, 3, ...
-  double weight = 1.0;          ///< factor on the curve's residuals, > 0
+  std::vector<int> rows = {};        ///< row in the source of each point, for messages; empty: 1, 2, 3, ...
+  double weight = 1.0;               ///< factor on the curve's residuals, > 0
 
   bool Empty() const { return x.empty(); }
   int Row(std::size_t point) const { return rows.empty() ? static_cast<int>(point) + 1 : rows[point]; }
@@ -141,8 +141,8 @@ struct Result {
   Measures measures;
   std::vector<CurveResult> curves;
   std::vector<DroppedPoint> dropped;
-  std::optional<Stability> stability;     ///< hyperelastic models
-  std::map<std::string, double> derived;  ///< further quantities by name, such as "shear_modulus"
+  std::optional<Stability> stability;               ///< hyperelastic models
+  std::map<std::string, double> derived;            ///< further quantities by name, such as "shear_modulus"
   std::map<std::string, std::string> derivedUnits;  ///< of those that have one
   std::vector<std::string> notes;
   Options options;            ///< those of the fit

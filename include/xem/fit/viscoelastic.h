@@ -22,6 +22,7 @@ struct RelaxationData {
   Normalise normalise = Normalise::Nothing;
   double modulus = 1.0;  ///< for Normalise::Value
   std::string timeUnit;
+  std::string modulusUnit = {};  ///< of what is normalised
 };
 
 inline constexpr int kAutomaticTerms = 0;

@@ -150,32 +150,32 @@ const RubberLaw kBlatzKoLaw{
           return std::vector<double>(shown.begin(), shown.end());
         }};
 
-const Model kBlatzKo{
-    .info = {.name = "blatz-ko",
-             .title = "Blatz-Ko",
-             .family = "rubber",
-             .curves = RubberCurves("lateral strain"),
-             .formula = "W = mu/2 (I2/I3 + 2 sqrt(I3) - 5)",
-             .source = "Blatz and Ko 1962",
-             .plainExport = "CurveFitting4BlatzKo",
-             .page = "theory/blatz_ko.md"},
-    .parameters = Parameters,
-    .fit = [](const Tests& tests, int) -> boost::shared_ptr<ModelFit> {
-      return boost::make_shared<BlatzKoFit>(TestsOf<HyperelasticData>(tests, "blatz-ko"));
-    },
-    .restore =
-        [](const Result& stored) {
-          const std::vector<double> modulus = ParameterValues(stored);
-          RequireModulus(modulus);
-          LateralExponents exponents = UnmeasuredExponents(stored.options.engine);
-          for (const CurveResult& curve : stored.curves) {
-            if (curve.companion.empty() || curve.companion.size() != curve.x.size()) continue;
-            const auto m = static_cast<std::size_t>(ModeFromName(curve.name));
-            exponents[m] = LateralExponent({.x = curve.x, .lateral = curve.companion}, exponents[m].At(0.0));
-          }
-          return MakeBlatzKoEvaluator(modulus.front(), exponents, stored.options.engine);
-        },
-    .rubber = &kBlatzKoLaw};
+const Model kBlatzKo{.info = {.name = "blatz-ko",
+                              .title = "Blatz-Ko",
+                              .family = "rubber",
+                              .curves = RubberCurves("lateral strain"),
+                              .formula = "W = mu/2 (I2/I3 + 2 sqrt(I3) - 5)",
+                              .source = "Blatz and Ko 1962",
+                              .plainExport = "CurveFitting4BlatzKo",
+                              .page = "theory/blatz_ko.md"},
+                     .parameters = Parameters,
+                     .fit = [](const Tests& tests, int) -> boost::shared_ptr<ModelFit> {
+                       return boost::make_shared<BlatzKoFit>(TestsOf<HyperelasticData>(tests, "blatz-ko"));
+                     },
+                     .restore =
+                         [](const Result& stored) {
+                           const std::vector<double> modulus = ParameterValues(stored);
+                           RequireModulus(modulus);
+                           LateralExponents exponents = UnmeasuredExponents(stored.options.engine);
+                           for (const CurveResult& curve : stored.curves) {
+                             if (curve.companion.empty() || curve.companion.size() != curve.x.size()) continue;
+                             const auto m = static_cast<std::size_t>(ModeFromName(curve.name));
+                             exponents[m] =
+                                 LateralExponent({.x = curve.x, .lateral = curve.companion}, exponents[m].At(0.0));
+                           }
+                           return MakeBlatzKoEvaluator(modulus.front(), exponents, stored.options.engine);
+                         },
+                     .rubber = &kBlatzKoLaw};
 
 namespace {
 

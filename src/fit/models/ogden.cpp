@@ -300,24 +300,23 @@ const RubberLaw kOgdenLaw{
           return std::vector<double>(shown.begin(), shown.end());
         }};
 
-const Model kOgden{
-    .info = {.name = "ogden",
-             .title = "Ogden",
-             .family = "rubber",
-             .fewestTerms = 1,
-             .mostTerms = kMostTerms,
-             .curves = RubberCurves(),
-             .formula = "W = sum mu_k/alpha_k (l1^alpha_k + l2^alpha_k + l3^alpha_k - 3), k = 1 ... N",
-             .source = "Ogden 1972",
-             .plainExport = "CurveFitting4Ogden",
-             .page = "theory/ogden.md"},
-    .parameters = Parameters,
-    .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
-      RequireTerms(terms);
-      return boost::make_shared<OgdenFit>(TestsOf<HyperelasticData>(tests, "ogden"), terms);
-    },
-    .restore = [](const Result& stored) { return RestoreRubber(kOgdenLaw, stored); },
-    .rubber = &kOgdenLaw};
+const Model kOgden{.info = {.name = "ogden",
+                            .title = "Ogden",
+                            .family = "rubber",
+                            .fewestTerms = 1,
+                            .mostTerms = kMostTerms,
+                            .curves = RubberCurves(),
+                            .formula = "W = sum mu_k/alpha_k (l1^alpha_k + l2^alpha_k + l3^alpha_k - 3), k = 1 ... N",
+                            .source = "Ogden 1972",
+                            .plainExport = "CurveFitting4Ogden",
+                            .page = "theory/ogden.md"},
+                   .parameters = Parameters,
+                   .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
+                     RequireTerms(terms);
+                     return boost::make_shared<OgdenFit>(TestsOf<HyperelasticData>(tests, "ogden"), terms);
+                   },
+                   .restore = [](const Result& stored) { return RestoreRubber(kOgdenLaw, stored); },
+                   .rubber = &kOgdenLaw};
 
 namespace {
 

@@ -63,39 +63,35 @@ std::string CoefficientName(int order, int i, int j) {
 }
 
 const RubberLaw kPolynomialLaw{
-    .stress =
-        [](const ModeKinematics& mode, std::span<const double> coefficients, double stretch, Engine) {
-          return MaterialUtil::PolynomialStress(mode, OrderOf(coefficients), coefficients, stretch);
-        },
+    .stress = [](const ModeKinematics& mode, std::span<const double> coefficients, double stretch,
+                 Engine) { return MaterialUtil::PolynomialStress(mode, OrderOf(coefficients), coefficients, stretch); },
     .shearModulus = PolynomialShearModulus,
-    .stability =
-        [](int order, std::span<const double> coefficients, std::span<const double> volumetric, double lower,
-           double upper) { return ReportPolynomialStability(order, coefficients, volumetric, lower, upper); },
+    .stability = [](int order, std::span<const double> coefficients, std::span<const double> volumetric, double lower,
+                    double upper) { return ReportPolynomialStability(order, coefficients, volumetric, lower, upper); },
     .expand =
         [](int order, std::span<const double> shown) {
           RequireCoefficients(order, shown);
           return std::vector<double>(shown.begin(), shown.end());
         }};
 
-const Model kPolynomial{
-    .info = {.name = "polynomial",
-             .title = "Polynomial",
-             .family = "rubber",
-             .fewestTerms = 1,
-             .mostTerms = kHighestOrder,
-             .curves = RubberCurves(),
-             .formula = "W = sum Cij (I1 - 3)^i (I2 - 3)^j, 1 <= i + j <= N",
-             .source = "Rivlin 1948",
-             .plainExport = "CurveFitting4Polynominal",
-             .page = "theory/polynomial.md"},
-    .parameters = Parameters,
-    .fit = [](const Tests& tests, int order) -> boost::shared_ptr<ModelFit> {
-      RequireOrder(order);
-      return boost::make_shared<WholePolynomialFit>(TestsOf<HyperelasticData>(tests, "polynomial"), order,
-                                                    kPolynomialLaw, kPolynomial);
-    },
-    .restore = [](const Result& stored) { return RestoreRubber(kPolynomialLaw, stored); },
-    .rubber = &kPolynomialLaw};
+const Model kPolynomial{.info = {.name = "polynomial",
+                                 .title = "Polynomial",
+                                 .family = "rubber",
+                                 .fewestTerms = 1,
+                                 .mostTerms = kHighestOrder,
+                                 .curves = RubberCurves(),
+                                 .formula = "W = sum Cij (I1 - 3)^i (I2 - 3)^j, 1 <= i + j <= N",
+                                 .source = "Rivlin 1948",
+                                 .plainExport = "CurveFitting4Polynominal",
+                                 .page = "theory/polynomial.md"},
+                        .parameters = Parameters,
+                        .fit = [](const Tests& tests, int order) -> boost::shared_ptr<ModelFit> {
+                          RequireOrder(order);
+                          return boost::make_shared<WholePolynomialFit>(TestsOf<HyperelasticData>(tests, "polynomial"),
+                                                                        order, kPolynomialLaw, kPolynomial);
+                        },
+                        .restore = [](const Result& stored) { return RestoreRubber(kPolynomialLaw, stored); },
+                        .rubber = &kPolynomialLaw};
 
 Minimum PolynomialFit::Minimise() { return MinimiseLinear(problem, given); }
 

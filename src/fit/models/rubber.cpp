@@ -184,7 +184,7 @@ Evaluator RestoreRubber(const RubberLaw& law, const Result& stored) {
   const StoredRubber values = SplitStored(stored);
   const std::vector<double> parameters = law.expand ? law.expand(stored.terms, values.model) : values.model;
   return [&law, parameters, volumetric = values.volumetric, engine = stored.options.engine](const std::string& curve,
-                                                                                           double x) {
+                                                                                            double x) {
     if (curve == "volumetric" && !volumetric.empty()) {
       return VolumetricPressure(static_cast<int>(volumetric.size()), volumetric, x);
     }

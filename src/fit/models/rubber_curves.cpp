@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "fit/assemble.h"
-#include "fit/screening.h"
 #include "fit/models/shear_stress_function.h"
+#include "fit/screening.h"
 
 namespace Xem::Fit {
 namespace {

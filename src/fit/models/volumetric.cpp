@@ -135,27 +135,27 @@ class VolumetricFit final : public ModelFit {
 
 }  // namespace
 
-const Model kVolumetric{
-    .info = {.name = "volumetric",
-             .title = "Volumetric energy",
-             .family = "rubber",
-             .fewestTerms = 1,
-             .mostTerms = kMostTerms,
-             .curves = {{"volumetric", "linear stretch", "", "pressure", "stress"}},
-             .formula = "U = sum D_k (J - 1)^(2k), k = 1 ... M; p = -dU/dJ",
-             .source = "Ogden 1984",
-             .plainExport = "CurveFitting4Volume",
-             .page = "theory/polynomial.md"},
-    .parameters = Parameters,
-    .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
-      RequireTerms(terms);
-      return boost::make_shared<VolumetricFit>(TestsOf<VolumetricData>(tests, "volumetric"), terms);
-    },
-    .restore = [](const Result& stored) -> Evaluator {
-      return [terms = stored.terms, values = ParameterValues(stored)](const std::string&, double stretch) {
-        return VolumetricPressure(terms, values, stretch);
-      };
-    }};
+const Model kVolumetric{.info = {.name = "volumetric",
+                                 .title = "Volumetric energy",
+                                 .family = "rubber",
+                                 .fewestTerms = 1,
+                                 .mostTerms = kMostTerms,
+                                 .curves = {{"volumetric", "linear stretch", "", "pressure", "stress"}},
+                                 .formula = "U = sum D_k (J - 1)^(2k), k = 1 ... M; p = -dU/dJ",
+                                 .source = "Ogden 1984",
+                                 .plainExport = "CurveFitting4Volume",
+                                 .page = "theory/polynomial.md"},
+                        .parameters = Parameters,
+                        .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
+                          RequireTerms(terms);
+                          return boost::make_shared<VolumetricFit>(TestsOf<VolumetricData>(tests, "volumetric"), terms);
+                        },
+                        .restore = [](const Result& stored) -> Evaluator {
+                          return [terms = stored.terms, values = ParameterValues(stored)](const std::string&,
+                                                                                          double stretch) {
+                            return VolumetricPressure(terms, values, stretch);
+                          };
+                        }};
 
 Result FitVolumetric(const VolumetricData& data, int terms, const Options& options) {
   return Fit({"volumetric", terms}, data, options);

@@ -1,4 +1,4 @@
-#include "fit/prony_shares.h"
+#include "fit/models/prony_shares.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "fit/tertiary.h"
+#include "fit/models/tertiary.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,3 @@
-#include "xem/fit/cyclic.h"
-
 #include <algorithm>
 #include <array>
 #include <boost/make_shared.hpp>
@@ -12,8 +10,8 @@
 #include "dynamic/dynamic_fit.h"
 #include "dynamic/ghe_fit.h"
 #include "fit/assemble.h"
-#include "fit/cyclic_functions.h"
-#include "fit/problem.h"
+#include "fit/models/cyclic_functions.h"
+#include "fit/models/models.h"
 #include "fit/screening.h"
 
 namespace Xem::Fit {
@@ -193,15 +191,7 @@ std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const Scre
   return starts;
 }
 
-/// Held values into every start, and one more start with the values that the caller proposes.
-std::vector<std::vector<double>> CompleteStarts(const Options& options, std::vector<std::vector<double>> starts,
-                                                Problem& problem) {
-  Options heldOnly = options;
-  heldOnly.start.clear();
-  std::vector<double> proposed = starts.front();
-  ApplyOptions(options, problem, proposed);
-  for (auto& start : starts) ApplyOptions(heldOnly, problem, start);
-  if (!options.start.empty()) starts.push_back(proposed);
+void RequireRanges(const Options& options, const Problem& problem) {
   for (const auto& [name, value] : options.held) {
     const auto parameter = std::find_if(problem.parameters.begin(), problem.parameters.end(),
                                         [&name = name](const FreeOrHeld& p) { return p.name == name; });
@@ -209,7 +199,6 @@ std::vector<std::vector<double>> CompleteStarts(const Options& options, std::vec
     throw Error(ErrorKind::BadInput, "parameter " + name + " cannot be held at " + Text(value) + ": its range is " +
                                          Text(parameter->lower) + " to " + Text(parameter->upper));
   }
-  return starts;
 }
 
 double InverseDeviation(const Curve& curve) {
@@ -324,24 +313,6 @@ std::int32_t RunGheExport(CyclicForm form, const Problem& problem, const Screene
   return status != 0 ? status : dampingStatus;
 }
 
-Minimum RunExport(CyclicFamily family, CyclicForm form, const Problem& problem, const Screened& screened,
-                  std::vector<double> start, bool strainGiven) {
-  Minimum minimum;
-  minimum.parameters = std::move(start);
-  try {
-    const std::int32_t status = family == CyclicFamily::Ghe ? RunGheExport(form, problem, screened, minimum.parameters)
-                                                            : RunDynamicExport(family, form, problem, screened,
-                                                                               strainGiven, minimum.parameters);
-    minimum.converged = status == 0;
-  } catch (int info) {
-    throw Error(ErrorKind::NotConverged, "the export fails on these curves: LAPACK reports " + std::to_string(info) +
-                                             "; points with ratio 1 or damping above hmax may be the reason");
-  }
-  minimum.objective = Objective(problem, minimum.parameters);
-  minimum.atBound.assign(problem.parameters.size(), false);
-  return minimum;
-}
-
 void NoteUnusual(const Result& result, std::vector<std::string>& notes) {
   const double reference = result.Value("gamma_r");
   if (reference >= kUsualReferenceStrains[0] && reference <= kUsualReferenceStrains[1]) return;
@@ -384,32 +355,147 @@ double EvaluateCurve(CyclicFamily family, const std::vector<double>& parameters,
   throw Error(ErrorKind::BadInput, "the fitted model has no curve " + curve);
 }
 
+class CyclicFit final : public ModelFit {
+ public:
+  CyclicFit(const CyclicData& data, CyclicFamily family) : data_(data), family_(family) {}
+
+  void Screen() override {
+    RequireForm(family_, data_.form, options.engine);
+    screened_ = ScreenCyclic(data_, FormOfData(), options);
+    curves = screened_.Curves();
+    dropped = std::move(screened_.dropped);
+    notes = std::move(screened_.notes);
+  }
+
+  void Describe() override {
+    problem = MakeProblem(family_, FormOfData(), screened_, data_, options, notes);
+    given.assign(problem.parameters.size(), std::nan(""));
+  }
+
+  void RequireDetermined() const override {
+    RequireRanges(options, problem);
+    Fit::RequireDetermined(family_, screened_, problem);
+  }
+
+  Minimum Minimise() override { return Fit::Minimise(problem, Starts()); }
+
+  /// The exports know held values, starts and weights.
+  void RequirePlainOptions() const override {}
+  Minimum RunExport() override {
+    const auto starts = Starts();
+    Minimum minimum;
+    minimum.parameters = options.start.empty() ? starts.front() : starts.back();
+    const std::int32_t status = family_ == CyclicFamily::Ghe
+                                    ? RunGheExport(data_.form, problem, screened_, minimum.parameters)
+                                    : RunDynamicExport(family_, data_.form, problem, screened_,
+                                                       options.start.count("gamma_r") > 0, minimum.parameters);
+    minimum.converged = status == 0;
+    return minimum;
+  }
+  std::string ExportRemedy() const override { return "points with ratio 1 or damping above hmax may be the reason"; }
+
+  Evaluator MakeEvaluator(const std::vector<double>& parameters) const override {
+    return [family = family_, parameters](const std::string& curve, double strain) {
+      return EvaluateCurve(family, parameters, curve, strain);
+    };
+  }
+
+  void Complete(const Minimum& minimum, Result& result) override {
+    if (family_ == CyclicFamily::Power) {
+      result.derived["exponent"] = ExponentOfLargestDamping(minimum.parameters[kLargestDamping]);
+    }
+    NoteUnusual(result, result.notes);
+    NoteIntercept(family_, result, result.notes);
+    NoteRise(result, screened_.stiffness, result.notes);
+  }
+
+ private:
+  /// The plain exports make their own forms of the points.
+  CyclicForm FormOfData() const { return Plain() ? CyclicForm::Ordinate : data_.form; }
+  std::vector<std::vector<double>> Starts() const {
+    const auto starts = AutomaticStarts(family_, screened_, options);
+    return WithGiven(starts, starts.front(), Proposed::Last);
+  }
+
+  CyclicData data_;
+  CyclicFamily family_;
+  Screened screened_;
+};
+
+template <CyclicFamily family>
+boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, int) {
+  return boost::make_shared<CyclicFit>(TestsOf<CyclicData>(tests, "cyclic"), family);
+}
+
+template <CyclicFamily family>
+Evaluator Restore(const Result& stored) {
+  return [values = ParameterValues(stored)](const std::string& curve, double strain) {
+    return EvaluateCurve(family, values, curve, strain);
+  };
+}
+
+std::vector<CurveInfo> Curves() {
+  return {{kStiffness, "shear strain", "", "G/Gmax", "", "", true},
+          {kDamping, "shear strain", "", "damping ratio", "", "", true}};
+}
+
+const ParameterInfo kReferenceStrainInfo{"gamma_r", "", 1e-9, 10.0, "reference strain"};
+
 }  // namespace
 
-Result FitCyclic(const CyclicData& data, CyclicFamily family, const Options& options, CyclicForm form) {
-  const bool plain = options.engine == Engine::Export;
-  RequireForm(family, form, options.engine);
-  Screened screened = ScreenCyclic(data, plain ? CyclicForm::Ordinate : form, options);
-  Problem problem = MakeProblem(family, plain ? CyclicForm::Ordinate : form, screened, data, options, screened.notes);
-  const auto starts = CompleteStarts(options, AutomaticStarts(family, screened, options), problem);
-  RequireDetermined(family, screened, problem);
+const Model kPower{.info = {.name = "power",
+                            .title = "Power law",
+                            .family = "cyclic",
+                            .curves = Curves(),
+                            .formula = "R = 1/(1 + (2 R g/gamma_r)^a), h = hmax (1 - R), hmax = 2 a/(pi (a + 2))",
+                            .source = "Ramberg and Osgood 1943",
+                            .plainExport = "CurveFitting4DynamicMatParameters",
+                            .page = "theory/cyclic.md"},
+                   .parameters =
+                       [](int) {
+                         return std::vector<ParameterInfo>{
+                             kReferenceStrainInfo, {"hmax", "", kSmallestHmax, kLargestHmax, "largest damping ratio"}};
+                       },
+                   .fit = MakeFit<CyclicFamily::Power>,
+                   .restore = Restore<CyclicFamily::Power>};
 
-  const Minimum minimum =
-      plain ? RunExport(family, form, problem, screened, options.start.empty() ? starts.front() : starts.back(),
-                        options.start.count("gamma_r") > 0)
-            : Minimise(problem, starts);
-  const std::vector<double> parameters = minimum.parameters;
-  Result result = Assemble(problem, minimum, screened.Curves(), std::move(screened.dropped),
-                           [family, parameters](const std::string& curve, double strain) {
-                             return EvaluateCurve(family, parameters, curve, strain);
-                           });
-  result.model = CyclicFamilyNames()[static_cast<std::size_t>(family)];
-  if (family == CyclicFamily::Power) result.derived["exponent"] = ExponentOfLargestDamping(parameters[kLargestDamping]);
-  result.notes.insert(result.notes.begin(), screened.notes.begin(), screened.notes.end());
-  NoteUnusual(result, result.notes);
-  NoteIntercept(family, result, result.notes);
-  NoteRise(result, screened.stiffness, result.notes);
-  return result;
+const Model kHyperbolic{.info = {.name = "hyperbolic",
+                                 .title = "Hyperbola",
+                                 .family = "cyclic",
+                                 .curves = Curves(),
+                                 .formula = "R = 1/(1 + g/gamma_r), h of its Masing loops",
+                                 .source = "Hardin and Drnevich 1972",
+                                 .plainExport = "CurveFitting4DynamicMatParameters",
+                                 .page = "theory/cyclic.md"},
+                        .parameters = [](int) { return std::vector<ParameterInfo>{kReferenceStrainInfo}; },
+                        .fit = MakeFit<CyclicFamily::Hyperbolic>,
+                        .restore = Restore<CyclicFamily::Hyperbolic>};
+
+const Model kGhe{.info = {.name = "ghe",
+                          .title = "Generalised hyperbolic equation",
+                          .family = "cyclic",
+                          .curves = Curves(),
+                          .formula = "R = 1/(1/C1 + g/(gamma_r C2)), h = hmax (1 - R)^kappa",
+                          .source = "Tatsuoka and Shibuya 1992",
+                          .plainExport = "CurveFitting4GHEModel6Parameters, CurveFitting4GHEModelDamping",
+                          .page = "theory/cyclic.md"},
+                 .parameters =
+                     [](int) {
+                       std::vector<ParameterInfo> parameters{kReferenceStrainInfo};
+                       for (const char* name : {"C1_0", "C1_inf", "C2_0", "C2_inf", "alpha", "beta"}) {
+                         parameters.push_back({name, "", 1e-3, 1e3, "coefficient of the generalised hyperbola"});
+                       }
+                       parameters.push_back({"hmax", "", 1e-4, 1.0, "largest damping ratio"});
+                       parameters.push_back({"kappa", "", 0.01, 10.0, "exponent of the damping"});
+                       return parameters;
+                     },
+                 .fit = MakeFit<CyclicFamily::Ghe>,
+                 .restore = Restore<CyclicFamily::Ghe>};
+
+Result FitCyclic(const CyclicData& data, CyclicFamily family, const Options& options, CyclicForm form) {
+  CyclicData tests = data;
+  if (form != CyclicForm::Ordinate) tests.form = form;
+  return Fit({CyclicFamilyNames()[static_cast<std::size_t>(family)], 0}, tests, options);
 }
 
 const std::vector<std::string>& CyclicFamilyNames() {

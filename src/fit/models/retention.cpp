@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "fit/assemble.h"
-#include "fit/retention_soil.h"
+#include "fit/models/models.h"
+#include "fit/models/retention_soil.h"
 #include "soil/retention_fit.h"
-#include "xem/fit/soil.h"
 
 namespace Xem::Fit {
 namespace {
@@ -50,6 +50,17 @@ Reported ReportScale(const Core::RetentionParameter& parameter, const SuctionUni
   return {own, 1.0};
 }
 
+const char* MeaningOf(const std::string& parameter) {
+  if (parameter == "theta_s") return "saturated water content";
+  if (parameter == "theta_r") return "residual water content";
+  if (parameter == "alpha") return "about the inverse of the air-entry suction";
+  if (parameter == "psi_b") return "air-entry suction";
+  if (parameter == "psi_r") return "residual suction";
+  if (parameter == "a") return "about the suction at the inflection";
+  if (parameter == "lambda") return "index of the pore sizes";
+  return "shape of the curve";
+}
+
 /// Parameters in the units of the report, kPa inside. theta_r stays below the contents that it is a part of.
 std::vector<FreeOrHeld> DescribeParameters(RetentionModel model, const Soil& soil) {
   double wettest = 0.0;
@@ -77,26 +88,6 @@ Core::FixedTermMask MaskOf(const Problem& problem) {
     mask[static_cast<std::int64_t>(k)] = problem.parameters[k].held ? 1 : 0;
   }
   return mask;
-}
-
-/// The problem, and in `given` held values and starts (NaN where there is neither). psi_r is held unless asked for.
-Problem MakeProblem(RetentionModel model, const Soil& soil, const Options& options, std::vector<double>& given) {
-  Problem problem;
-  problem.residual = options.residual;
-  problem.parameters = DescribeParameters(model, soil);
-  problem.termCount = static_cast<std::int32_t>(problem.parameters.size());
-  given.assign(problem.parameters.size(), kNaN);
-  ApplyOptions(options, problem, given);
-  if (model == RetentionModel::FredlundXing && std::isnan(given[Core::kResidualSuction])) {
-    given[Core::kResidualSuction] = Core::kUsualResidualSuction;
-    problem.parameters[Core::kResidualSuction].held = true;
-  }
-  for (const Curve& curve : soil.fitted) {
-    problem.functions.push_back(MakeFunction(model, soil.InKilopascal(curve), MaskOf(problem)));
-    // The test functions count in percent; the objective shall be in the unit of the contents.
-    problem.weights.push_back(curve.weight / XemUnsaturatedSoilTestFunction::kPercent);
-  }
-  return problem;
 }
 
 /// Data that cannot tell the parameters apart, whatever the fit.
@@ -179,40 +170,6 @@ std::vector<std::vector<double>> Starts(RetentionModel model, const Soil& soil, 
   return starts;
 }
 
-/// What the plain export returns for the same points.
-Minimum RunExport(RetentionModel model, const Soil& soil, const Problem& problem, const Options& options,
-                  const std::vector<double>& given) {
-  for (const Curve& curve : soil.fitted) {
-    if (curve.weight != 1.0) throw Error(ErrorKind::BadInput, "the export engine knows no weights");
-  }
-  const auto started = std::count_if(given.begin(), given.end(), [](double value) { return !std::isnan(value); });
-  if (!options.start.empty() && static_cast<std::size_t>(started) < given.size()) {
-    throw Error(ErrorKind::BadInput, "the export engine takes a start for every parameter or for none");
-  }
-  Core::RetentionSettings settings;
-  settings.model = model;
-  settings.residual =
-      options.residual == Residual::Absolute ? Core::ResidualKind::Absolute : Core::ResidualKind::Relative;
-  settings.mask = MaskOf(problem);
-  const bool mentionsResidualSuction = options.held.count("psi_r") + options.start.count("psi_r") > 0;
-  settings.usualResidualSuctionHeld = model == RetentionModel::FredlundXing && !mentionsResidualSuction;
-  Core::RetentionData data;
-  data.porosity = Core::RetentionPorosity(soil.porosity, soil.InKilopascal(soil.retention));
-  data.fitted = soil.FittedPoints();
-  Minimum minimum;
-  try {
-    const Core::RetentionFit fit = Core::FitRetention(settings, data, given);
-    minimum.parameters.assign(fit.parameters.Span().begin(), fit.parameters.Span().end());
-    minimum.converged = fit.status == 0;
-  } catch (int info) {
-    throw Error(ErrorKind::NotConverged, "the export fails on these points: LAPACK reports " + std::to_string(info) +
-                                             "; a parameter has no influence on any of them");
-  }
-  minimum.objective = Objective(problem, minimum.parameters);
-  minimum.atBound.assign(problem.parameters.size(), false);
-  return minimum;
-}
-
 /// A curve that is shown beside the fit, with measures of its own.
 CurveResult Compare(const Curve& curve, const Result& result) {
   CurveResult compared;
@@ -259,8 +216,7 @@ void JudgeResidualContent(RetentionModel model, const Soil& soil, const Problem&
                          " % of the drainable water; hold theta_r or add drier points");
 }
 
-std::function<double(const std::string&, double)> Evaluator(RetentionModel model, double kPa,
-                                                            const std::vector<double>& parameters) {
+Evaluator MakeRetentionEvaluator(RetentionModel model, double kPa, const std::vector<double>& parameters) {
   return [=](const std::string& curve, double suction) {
     if (curve != "retention" && curve != "grading") {
       throw Error(ErrorKind::BadInput, "there is no curve " + curve + ": use retention or grading");
@@ -269,31 +225,177 @@ std::function<double(const std::string&, double)> Evaluator(RetentionModel model
   };
 }
 
+class RetentionFit final : public ModelFit {
+ public:
+  RetentionFit(const RetentionData& data, RetentionModel model) : data_(data), model_(model) {}
+
+  void Screen() override {
+    soil_ = LoadSoil(data_);
+    curves = soil_.fitted;
+    dropped = soil_.dropped;
+    notes = soil_.notes;
+  }
+
+  /// psi_r is held unless asked for.
+  void Describe() override {
+    problem.residual = options.residual;
+    problem.parameters = DescribeParameters(model_, soil_);
+    problem.termCount = static_cast<std::int32_t>(problem.parameters.size());
+    given.assign(problem.parameters.size(), kNaN);
+    if (model_ == RetentionModel::FredlundXing && !MentionsResidualSuction()) {
+      given[Core::kResidualSuction] = Core::kUsualResidualSuction;
+      problem.parameters[Core::kResidualSuction].held = true;
+    }
+    for (const Curve& curve : soil_.fitted) {
+      problem.functions.push_back(MakeFunction(model_, soil_.InKilopascal(curve), MaskOf(problem)));
+      // The test functions count in percent; the objective shall be in the unit of the contents.
+      problem.weights.push_back(curve.weight / XemUnsaturatedSoilTestFunction::kPercent);
+    }
+  }
+
+  void RequireDetermined() const override { RequireEnough(soil_, problem); }
+
+  Minimum Minimise() override { return Fit::Minimise(problem, Starts(model_, soil_, problem, given)); }
+
+  void RequirePlainOptions() const override {
+    for (const Curve& curve : soil_.fitted) {
+      if (curve.weight != 1.0) throw Error(ErrorKind::BadInput, "the export engine knows no weights");
+    }
+    const auto started = std::count_if(given.begin(), given.end(), [](double value) { return !std::isnan(value); });
+    if (!options.start.empty() && static_cast<std::size_t>(started) < given.size()) {
+      throw Error(ErrorKind::BadInput, "the export engine takes a start for every parameter or for none");
+    }
+  }
+
+  Minimum RunExport() override {
+    Core::RetentionSettings settings;
+    settings.model = model_;
+    settings.residual =
+        options.residual == Residual::Absolute ? Core::ResidualKind::Absolute : Core::ResidualKind::Relative;
+    settings.mask = MaskOf(problem);
+    settings.usualResidualSuctionHeld = model_ == RetentionModel::FredlundXing && !MentionsResidualSuction();
+    Core::RetentionData data;
+    data.porosity = Core::RetentionPorosity(soil_.porosity, soil_.InKilopascal(soil_.retention));
+    data.fitted = soil_.FittedPoints();
+    const Core::RetentionFit fit = Core::FitRetention(settings, data, given);
+    Minimum minimum;
+    minimum.parameters.assign(fit.parameters.Span().begin(), fit.parameters.Span().end());
+    minimum.converged = fit.status == 0;
+    return minimum;
+  }
+  std::string ExportRemedy() const override { return "a parameter has no influence on any point"; }
+
+  Evaluator MakeEvaluator(const std::vector<double>& parameters) const override {
+    return MakeRetentionEvaluator(model_, soil_.unit->kPa, parameters);
+  }
+
+  void Complete(const Minimum& minimum, Result& result) override {
+    JudgeResidualContent(model_, soil_, problem, minimum, result);
+    if (data_.points == RetentionPoints::Measured && !soil_.derived.Empty()) {
+      result.curves.push_back(Compare(soil_.derived, result));
+      result.notes.push_back("curve grading is compared with the fit and takes no part in it");
+    }
+    if (!std::isnan(soil_.porosity)) result.derived["porosity"] = soil_.porosity;
+  }
+
+ private:
+  bool MentionsResidualSuction() const { return options.held.count("psi_r") + options.start.count("psi_r") > 0; }
+
+  RetentionData data_;
+  RetentionModel model_;
+  Soil soil_;
+};
+
+/// kPa in one unit of the suctions that a stored result is in.
+double StoredKilopascal(RetentionModel model, const Result& stored) {
+  const auto known = Core::RetentionParameters(model);
+  for (std::size_t k = 0; k < std::min(known.size(), stored.parameters.size()); ++k) {
+    const std::string own = known[k].unit;
+    std::string unit = stored.parameters[k].unit;
+    if (own == "1/kPa" && unit.rfind("1/", 0) == 0) unit.erase(0, 2);
+    if ((own == "1/kPa" || own == "kPa") && !unit.empty()) return SuctionUnitCalled(unit).kPa;
+  }
+  return 1.0;
+}
+
+template <RetentionModel model>
+std::vector<ParameterInfo> Parameters(int) {
+  std::vector<ParameterInfo> parameters;
+  for (const Core::RetentionParameter& known : Core::RetentionParameters(model)) {
+    const std::string unit = known.unit;
+    parameters.push_back({known.name,
+                          unit == "kPa"     ? "suction"
+                          : unit == "1/kPa" ? "1/suction"
+                                            : unit,
+                          known.lower, known.upper, MeaningOf(known.name)});
+  }
+  return parameters;
+}
+
+template <RetentionModel model>
+boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, int) {
+  return boost::make_shared<RetentionFit>(TestsOf<RetentionData>(tests, "retention"), model);
+}
+
+template <RetentionModel model>
+Evaluator Restore(const Result& stored) {
+  const double kPa = StoredKilopascal(model, stored);
+  const auto known = Core::RetentionParameters(model);
+  std::vector<double> own = ParameterValues(stored);
+  if (own.size() != known.size()) {
+    throw Error(ErrorKind::BadInput, "model " + stored.model + " has " + std::to_string(known.size()) +
+                                         " parameters, not " + std::to_string(own.size()));
+  }
+  for (std::size_t k = 0; k < own.size(); ++k) own[k] /= ReportScale(known[k], {"", kPa, ""}).scale;
+  return MakeRetentionEvaluator(model, kPa, own);
+}
+
+ModelInfo Info(const char* name, const char* title, const char* formula, const char* source) {
+  return {.name = name,
+          .title = title,
+          .family = "retention",
+          .curves = {{"retention", "suction", "suction", "water content", "m3/m3", "", true}},
+          .formula = formula,
+          .source = source,
+          .plainExport = "CurveFitting4UnsaturatedSoil",
+          .page = "theory/unsaturated_soil.md"};
+}
+
 }  // namespace
 
+const Model kVanGenuchten{
+    .info = Info("van-genuchten", "van Genuchten",
+                 "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m, m = 1 - 1/n", "van Genuchten 1980"),
+    .parameters = Parameters<RetentionModel::VanGenuchten>,
+    .fit = MakeFit<RetentionModel::VanGenuchten>,
+    .restore = Restore<RetentionModel::VanGenuchten>};
+
+const Model kVanGenuchtenFreeM{
+    .info = Info("van-genuchten-m", "van Genuchten, m free",
+                 "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m", "van Genuchten 1980"),
+    .parameters = Parameters<RetentionModel::VanGenuchtenFreeM>,
+    .fit = MakeFit<RetentionModel::VanGenuchtenFreeM>,
+    .restore = Restore<RetentionModel::VanGenuchtenFreeM>};
+
+const Model kFredlundXing{
+    .info = Info("fredlund-xing", "Fredlund and Xing",
+                 "theta = C theta_s (ln(e + (psi/a)^n))^-m, C = 1 - ln(1 + psi/psi_r)/ln(1 + 1e6 kPa/psi_r)",
+                 "Fredlund and Xing 1994"),
+    .parameters = Parameters<RetentionModel::FredlundXing>,
+    .fit = MakeFit<RetentionModel::FredlundXing>,
+    .restore = Restore<RetentionModel::FredlundXing>};
+
+const Model kBrooksCorey{
+    .info = Info("brooks-corey", "Brooks and Corey",
+                 "theta = theta_r + (theta_s - theta_r) (psi_b/psi)^lambda above psi_b, theta_s below",
+                 "Brooks and Corey 1964"),
+    .parameters = Parameters<RetentionModel::BrooksCorey>,
+    .fit = MakeFit<RetentionModel::BrooksCorey>,
+    .restore = Restore<RetentionModel::BrooksCorey>};
+
 Result FitRetention(const RetentionData& data, const std::string& model, const Options& options) {
-  const RetentionModel known = RetentionModelCalled(model);
-  const Soil soil = LoadSoil(data);
-  std::vector<double> given;
-  const Problem problem = MakeProblem(known, soil, options, given);
-  RequireEnough(soil, problem);
-  const Minimum minimum = options.engine == Engine::Export ? RunExport(known, soil, problem, options, given)
-                                                           : Minimise(problem, Starts(known, soil, problem, given));
-  Result result =
-      Assemble(problem, minimum, soil.fitted, soil.dropped, Evaluator(known, soil.unit->kPa, minimum.parameters));
-  result.model = model;
-  for (Parameter& parameter : result.parameters) {
-    // Conversion to kPa and back may cost the last bit.
-    if (options.held.count(parameter.name) > 0) parameter.value = options.held.at(parameter.name);
-  }
-  result.notes.insert(result.notes.end(), soil.notes.begin(), soil.notes.end());
-  JudgeResidualContent(known, soil, problem, minimum, result);
-  if (data.points == RetentionPoints::Measured && !soil.derived.Empty()) {
-    result.curves.push_back(Compare(soil.derived, result));
-    result.notes.push_back("curve grading is compared with the fit and takes no part in it");
-  }
-  if (!std::isnan(soil.porosity)) result.derived["porosity"] = soil.porosity;
-  return result;
+  RetentionModelCalled(model);  // the words of this family for an unknown name
+  return Fit({model, 0}, data, options);
 }
 
 double RetentionContent(const std::string& model, const std::vector<double>& parameters, double suction,

@@ -1,4 +1,4 @@
-#include "fit/retention_soil.h"
+#include "fit/models/retention_soil.h"
 
 #include <algorithm>
 #include <array>

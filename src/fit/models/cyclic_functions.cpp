@@ -1,4 +1,4 @@
-#include "fit/cyclic_functions.h"
+#include "fit/models/cyclic_functions.h"
 
 #include <algorithm>
 #include <array>

@@ -12,13 +12,12 @@
 #include <utility>
 
 #include "fit/assemble.h"
-#include "fit/problem.h"
-#include "fit/prony_shares.h"
-#include "fit/prony_spectrum.h"
+#include "fit/models/models.h"
+#include "fit/models/prony_shares.h"
+#include "fit/models/prony_spectrum.h"
 #include "fit/screening.h"
 #include "fit/uncertainty.h"
 #include "viscoelastic/relaxation.h"
-#include "xem/fit/viscoelastic.h"
 
 namespace Xem::Fit {
 namespace {
@@ -431,29 +430,28 @@ void RequireTerms(int terms, const Curve& curve) {
   }
 }
 
-/// With held or starting values the number of terms and their order are the caller's.
-SeriesFit FitAsNamed(const PronyFitter& fitter, const Options& options, std::vector<FreeOrHeld>& series) {
-  const std::size_t terms = series.size() / 2;
-  Problem named;
-  named.parameters = series;
-  std::vector<std::vector<double>> starts = TermLadder(fitter).SpectrumStarts(terms);
-  const std::vector<double> spread = starts.back();
-  Options asked;
-  asked.held = options.held;
-  for (auto& start : starts) ApplyOptions(asked, named, start);
-  if (!options.start.empty()) {
-    starts.push_back(spread);
-    asked.start = options.start;
-    ApplyOptions(asked, named, starts.back());
+std::vector<ParameterInfo> Parameters(int terms) {
+  std::vector<ParameterInfo> parameters;
+  for (int i = 1; i <= terms; ++i) {
+    parameters.push_back(
+        {"g" + std::to_string(i), "", 0.0, 1.0, "share of the instantaneous modulus that a term loses"});
   }
-  series = named.parameters;
-  double heldSum = 0.0;
+  for (int i = 1; i <= terms; ++i) {
+    parameters.push_back(
+        {.name = "tau" + std::to_string(i), .unit = "time", .lower = 0.0, .meaning = "relaxation time"});
+  }
+  return parameters;
+}
+
+void RequireMeaning(const std::vector<FreeOrHeld>& series, const std::vector<std::vector<double>>& starts) {
+  const std::size_t terms = series.size() / 2;
   for (const auto& start : starts) {
     for (std::size_t i = 0; i < terms; ++i) {
       if (start[terms + i] > 0.0) continue;
       throw Error(ErrorKind::BadInput, series[terms + i].name + " must be positive, not " + Text(start[terms + i]));
     }
   }
+  double heldSum = 0.0;
   for (std::size_t i = 0; i < terms; ++i) {
     if (!series[i].held) continue;
     heldSum += starts.front()[i];
@@ -461,30 +459,6 @@ SeriesFit FitAsNamed(const PronyFitter& fitter, const Options& options, std::vec
       throw Error(ErrorKind::BadInput, "held coefficients must be 0 or more and add up to 1 at most");
     }
   }
-  return fitter.Fit(series, starts);
-}
-
-void RequirePlainProny(const RelaxationData& data, int terms, const Options& options) {
-  if (!options.held.empty() || !options.start.empty() || data.curve.weight != 1.0) {
-    throw Error(ErrorKind::BadInput, "the export engine knows no held values, starting values or weights");
-  }
-  if (terms == kAutomaticTerms) throw Error(ErrorKind::BadInput, "the export engine needs a number of terms");
-}
-
-Minimum RunExport(const Curve& curve, Residual residual, int terms) {
-  const auto function = boost::make_shared<XemHyperViscoElasticRelaxation>();
-  function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curve)));
-  Minimum minimum;
-  minimum.parameters.resize(2 * static_cast<std::size_t>(terms));
-  const auto kind = residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
-  try {
-    minimum.converged = FitRelaxation(function, kind, minimum.parameters) == 0;
-  } catch (int info) {
-    throw Error(ErrorKind::NotConverged, "the export fails on curve " + curve.name + ": LAPACK reports " +
-                                             std::to_string(info) + "; fit fewer terms");
-  }
-  minimum.atBound.assign(minimum.parameters.size(), false);
-  return minimum;
 }
 
 void NoteLimits(const Minimum& minimum, const Curve& curve, std::vector<std::string>& notes) {
@@ -501,7 +475,116 @@ void NoteLimits(const Minimum& minimum, const Curve& curve, std::vector<std::str
   }
 }
 
+class PronyFit final : public ModelFit {
+ public:
+  PronyFit(const RelaxationData& data, int count) : data_(data) { terms = count; }
+
+  void Screen() override {
+    curves = {ScreenRelaxation(data_, modulus_, dropped, notes)};
+    RequireTerms(terms, curves.front());
+  }
+
+  /// With automatic terms there is nothing to describe before they are counted.
+  void Describe() override {
+    if (terms == kAutomaticTerms && Named()) {
+      throw Error(ErrorKind::BadInput, "held and starting values need a number of terms");
+    }
+    problem = PhysicalProblem(curves.front(), options.residual, SeriesParameters(terms, data_.timeUnit));
+    given.assign(problem.parameters.size(), std::numeric_limits<double>::quiet_NaN());
+  }
+
+  Minimum Minimise() override { return Named() ? MinimiseNamed() : MinimiseFree(); }
+
+  void RequirePlainOptions() const override {
+    ModelFit::RequirePlainOptions();
+    if (terms == kAutomaticTerms) throw Error(ErrorKind::BadInput, "the export engine needs a number of terms");
+  }
+
+  Minimum RunExport() override {
+    const auto function = boost::make_shared<XemHyperViscoElasticRelaxation>();
+    function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curves.front())));
+    Minimum minimum;
+    minimum.parameters.resize(2 * static_cast<std::size_t>(terms));
+    const auto kind = options.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
+    minimum.converged = FitRelaxation(function, kind, minimum.parameters) == 0;
+    return minimum;
+  }
+  std::string ExportRemedy() const override { return "fit fewer terms"; }
+
+  Evaluator MakeEvaluator(const std::vector<double>& parameters) const override {
+    return [parameters, name = curves.front().name](const std::string& called, double time) {
+      if (called != name) throw Error(ErrorKind::BadInput, "there is no curve " + called);
+      return MaterialUtil::PronyModulus(parameters, time);
+    };
+  }
+
+  void Complete(const Minimum& minimum, Result& result) override {
+    NoteLimits(minimum, curves.front(), result.notes);
+    double sum = 0.0;
+    for (int i = 0; i < terms; ++i) sum += minimum.parameters[static_cast<std::size_t>(i)];
+    result.derived["g_infinity"] = 1.0 - sum;
+    if (data_.normalise == Normalise::Nothing) return;
+    result.derived["instantaneous_modulus"] = modulus_;
+    result.derived["long_term_modulus"] = modulus_ * (1.0 - sum);
+    for (const char* name : {"instantaneous_modulus", "long_term_modulus"}) {
+      result.derivedUnits[name] = data_.modulusUnit;
+    }
+  }
+
+ private:
+  /// With held or starting values the number of terms and their order are the caller's.
+  Minimum MinimiseNamed() {
+    const PronyFitter fitter(curves.front(), options.residual, MeasuredRange(curves.front()));
+    const std::vector<FreeOrHeld>& series = problem.parameters;
+    const auto automatic = TermLadder(fitter).SpectrumStarts(static_cast<std::size_t>(terms));
+    const auto starts = WithGiven(automatic, automatic.back(), Proposed::Last);
+    RequireMeaning(series, starts);
+    Minimum minimum = Physical(fitter.Fit(series, starts), series, false);
+    for (std::size_t k = 0; k < series.size(); ++k) {
+      if (series[k].held) minimum.parameters[k] = given[k];  // not through a logarithm and back
+    }
+    return minimum;
+  }
+
+  /// The number of terms is searched for on a thinned curve; the final fit sees every point.
+  Minimum MinimiseFree() {
+    const Curve& curve = curves.front();
+    const Curve thinned = Thinned(curve);
+    const LogRange range = MeasuredRange(curve);
+    const PronyFitter coarse(thinned, options.residual, range);
+    const PronyFitter fine(curve, options.residual, range);
+    TermLadder ladder(coarse);
+    terms = terms == kAutomaticTerms ? BestTerms(coarse, ladder, notes) : SupportedTerms(terms, ladder, notes);
+    problem = PhysicalProblem(curve, options.residual, SeriesParameters(terms, data_.timeUnit));
+    const SeriesFit fit = fine.Fit(problem.parameters, {ToSeries(ladder.With(terms))});
+    return Physical(fit, problem.parameters, true);
+  }
+
+  RelaxationData data_;
+  double modulus_ = 1.0;
+};
+
 }  // namespace
+
+const Model kProny{
+    .info = {.name = "prony",
+             .title = "Prony series",
+             .family = "relaxation",
+             .fewestTerms = 1,
+             .mostTerms = kMostPronyTerms,
+             .curves = {{"relaxation", "time", "time", "modulus over instantaneous modulus", "", "", true}},
+             .formula = "g(t) = 1 - sum g_i (1 - exp(-t/tau_i)), i = 1 ... n",
+             .source = "Ferry 1980",
+             .plainExport = "CurveFitting4Relaxation",
+             .page = "theory/viscoelastic.md"},
+    .parameters = Parameters,
+    .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
+      return boost::make_shared<PronyFit>(TestsOf<RelaxationData>(tests, "prony"), terms);
+    },
+    .restore = [](const Result& stored) -> Evaluator {
+      const std::vector<double> series = ParameterValues(stored);
+      return [series](const std::string&, double time) { return PronyModulus(series, time); };
+    }};
 
 double PronyModulus(const std::vector<double>& parameters, double time) {
   if (parameters.size() % 2 != 0) {
@@ -512,65 +595,7 @@ double PronyModulus(const std::vector<double>& parameters, double time) {
 }
 
 Result FitProny(const RelaxationData& data, int terms, const Options& options) {
-  std::vector<DroppedPoint> dropped;
-  std::vector<std::string> notes;
-  double modulus = 1.0;
-  const Curve curve = ScreenRelaxation(data, modulus, dropped, notes);
-  RequireTerms(terms, curve);
-
-  std::vector<FreeOrHeld> series;
-  Minimum minimum;
-  if (options.engine == Engine::Export) {
-    RequirePlainProny(data, terms, options);
-    series = SeriesParameters(terms, data.timeUnit);
-    minimum = RunExport(curve, options.residual, terms);
-  } else {
-    const Curve thinned = Thinned(curve);
-    const LogRange range = MeasuredRange(curve);
-    const PronyFitter coarse(thinned, options.residual, range);
-    const PronyFitter fine(curve, options.residual, range);
-    const bool named = !options.held.empty() || !options.start.empty();
-    if (named && terms == kAutomaticTerms) {
-      throw Error(ErrorKind::BadInput, "held and starting values need a number of terms");
-    }
-    SeriesFit fit;
-    if (named) {
-      series = SeriesParameters(terms, data.timeUnit);
-      fit = FitAsNamed(fine, options, series);
-    } else {
-      TermLadder ladder(coarse);
-      terms = terms == kAutomaticTerms ? BestTerms(coarse, ladder, notes) : SupportedTerms(terms, ladder, notes);
-      series = SeriesParameters(terms, data.timeUnit);
-      fit = ladder.With(terms);
-      fit = fine.Fit(series, {ToSeries(fit)});
-    }
-    minimum = Physical(fit, series, !named);
-    for (std::size_t k = 0; k < series.size(); ++k) {
-      // Not through a logarithm and back.
-      if (series[k].held) minimum.parameters[k] = options.held.at(series[k].name);
-    }
-  }
-
-  const Problem problem = PhysicalProblem(curve, options.residual, series);
-  minimum.objective = Objective(problem, minimum.parameters);
-  const std::vector<double> values = minimum.parameters;
-  NoteLimits(minimum, curve, notes);
-  Result result = Assemble(problem, minimum, {curve}, std::move(dropped),
-                           [values, name = curve.name](const std::string& called, double time) {
-                             if (called != name) throw Error(ErrorKind::BadInput, "there is no curve " + called);
-                             return MaterialUtil::PronyModulus(values, time);
-                           });
-  result.model = "prony";
-  result.terms = static_cast<int>(series.size() / 2);
-  double sum = 0.0;
-  for (int i = 0; i < result.terms; ++i) sum += values[static_cast<std::size_t>(i)];
-  result.derived["g_infinity"] = 1.0 - sum;
-  if (data.normalise != Normalise::Nothing) {
-    result.derived["instantaneous_modulus"] = modulus;
-    result.derived["long_term_modulus"] = modulus * (1.0 - sum);
-  }
-  result.notes.insert(result.notes.end(), notes.begin(), notes.end());
-  return result;
+  return Fit({"prony", terms}, data, options);
 }
 
 }  // namespace Xem::Fit

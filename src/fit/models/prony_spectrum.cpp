@@ -1,4 +1,4 @@
-#include "fit/prony_spectrum.h"
+#include "fit/models/prony_spectrum.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,6 +5,7 @@
 #include <boost/make_shared.hpp>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <set>
@@ -12,12 +13,11 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "fit/models/models.h"
+#include "fit/models/tertiary.h"
 #include "fit/non_negative.h"
-#include "fit/problem.h"
 #include "fit/screening.h"
-#include "fit/tertiary.h"
 #include "viscoelastic/creep_law.h"
-#include "xem/fit/viscoelastic.h"
 
 namespace Xem::Fit {
 namespace {
@@ -135,8 +135,14 @@ Units WorkingUnits(const Screened& screened) {
   return {GeometricMean(screened.stresses), GeometricMean(times)};
 }
 
-/// C1 ... C7 with their ranges; what the terms do not have is held.
-std::vector<FreeOrHeld> Describe(CreepTerms terms, bool oneStress) {
+std::vector<int> Shown(CreepTerms terms) {
+  if (terms == CreepTerms::Primary) return {kC1, kC2, kC4};
+  if (terms == CreepTerms::Secondary) return {kC5, kC6};
+  return {kC1, kC2, kC4, kC5, kC6};
+}
+
+/// C1 ... C7 with their ranges; what the terms do not have is held and hidden.
+std::vector<FreeOrHeld> DescribeConstants(CreepTerms terms, bool oneStress) {
   std::vector<FreeOrHeld> parameters(kCreepConstants);
   for (std::size_t k = 0; k < parameters.size(); ++k) parameters[k].name = "C" + std::to_string(k + 1);
   parameters[kC1].lower = parameters[kC5].lower = 0.0;
@@ -150,13 +156,9 @@ std::vector<FreeOrHeld> Describe(CreepTerms terms, bool oneStress) {
   parameters[kC3].held = parameters[kC7].held = true;
   if (!HasPrimary(terms)) parameters[kC1].held = parameters[kC2].held = parameters[kC4].held = true;
   if (!HasSecondary(terms)) parameters[kC5].held = parameters[kC6].held = true;
+  for (FreeOrHeld& parameter : parameters) parameter.hidden = true;
+  for (const int k : Shown(terms)) parameters[static_cast<std::size_t>(k)].hidden = false;
   return parameters;
-}
-
-std::vector<int> Shown(CreepTerms terms) {
-  if (terms == CreepTerms::Primary) return {kC1, kC2, kC4};
-  if (terms == CreepTerms::Secondary) return {kC5, kC6};
-  return {kC1, kC2, kC4, kC5, kC6};
 }
 
 /// Only constants of the law's chosen terms can be held or started.
@@ -272,13 +274,12 @@ Constants GivenConstants(const Options& options, CreepTerms terms) {
   return given;
 }
 
+/// In working units from several time exponents; the result is in the caller's units.
 Minimum RunBest(const Screened& screened, CreepTerms terms, const Options& options,
-                std::vector<FreeOrHeld>& parameters) {
-  RequireNames(options, terms);
+                const std::vector<FreeOrHeld>& parameters) {
   const auto mentions = [&](const char* name) { return options.held.count(name) + options.start.count(name) > 0; };
   // A factor that the caller gives binds the units: they are his then.
   const Units units = mentions("C1") || mentions("C5") ? Units{} : WorkingUnits(screened);
-  for (const auto& [name, value] : options.held) parameters[static_cast<std::size_t>(name[1] - '1')].held = true;
   const Constants given = GivenConstants(options, terms);
   const Problem problem = MakeProblem(screened, units, parameters, options.residual);
 
@@ -345,51 +346,8 @@ Minimum RunIterativeExport(const Screened& screened) {
   Minimum minimum;
   minimum.parameters.resize(kCreepConstants);
   double determination = 0.0;
-  try {
-    minimum.converged = FitCreepConstants(function, minimum.parameters, determination) == 0;
-  } catch (int info) {
-    throw Error(ErrorKind::NotConverged, "the export fails at stress " + Text(stress) + ": LAPACK reports " +
-                                             std::to_string(info) +
-                                             "; give the stress in a unit that makes it 0.1 to 0.5");
-  }
+  minimum.converged = FitCreepConstants(function, minimum.parameters, determination) == 0;
   return minimum;
-}
-
-Minimum RunExport(const Screened& screened, CreepTerms terms, const Options& options,
-                  std::vector<FreeOrHeld>& parameters) {
-  RequirePlainCreep(screened, terms, options);
-  Minimum minimum;
-  if (options.residual == Residual::Relative) {
-    parameters[kC2].held = parameters[kC6].held = false;
-    minimum = RunIterativeExport(screened);
-  } else {
-    minimum = RunLinearisedExport(screened, terms, GivenConstants(options, terms));
-  }
-  const auto& values = minimum.parameters;
-  if (!std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); })) {
-    throw Error(ErrorKind::NotConverged, "the export returns numbers that are not finite for curve " +
-                                             screened.curves.front().name +
-                                             "; the secondary strain exceeds the measured one");
-  }
-  minimum.atBound.assign(values.size(), false);
-  return minimum;
-}
-
-/// Leaves only the constants of the chosen terms in the result.
-void KeepShown(CreepTerms terms, Result& result) {
-  const std::vector<int> shown = Shown(terms);
-  std::vector<Parameter> parameters;
-  std::vector<std::vector<double>> correlation;
-  for (const int i : shown) {
-    parameters.push_back(result.parameters[static_cast<std::size_t>(i)]);
-    std::vector<double> row;
-    for (const int j : shown) {
-      row.push_back(result.correlation[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)]);
-    }
-    correlation.push_back(std::move(row));
-  }
-  result.parameters = std::move(parameters);
-  result.correlation = std::move(correlation);
 }
 
 std::string FactorUnit(const std::string& stressUnit, const std::string& stressExponent, const std::string& timeUnit,
@@ -426,42 +384,144 @@ void AddLines(const Screened& screened, CreepTerms terms, const std::vector<doub
   if (HasPrimary(terms)) result.derived["m"] = constants[kC4];
 }
 
+std::vector<ParameterInfo> Parameters(int variant) {
+  const auto terms = static_cast<CreepTerms>(variant - 1);
+  const char* const meanings[] = {
+      "factor of the primary strain",   "its stress exponent",         "", "its time exponent",
+      "factor of the secondary strain", "stress exponent of the rate", ""};
+  const std::vector<FreeOrHeld> constants = DescribeConstants(terms, false);
+  std::vector<ParameterInfo> parameters;
+  for (const int k : Shown(terms)) {
+    const FreeOrHeld& constant = constants[static_cast<std::size_t>(k)];
+    parameters.push_back({constant.name, "", constant.lower, constant.upper, meanings[k]});
+    if (k == kC1) parameters.back().unit = "stress^-C2 time^-C4";
+    if (k == kC5) parameters.back().unit = "stress^-C6 time^-1";
+  }
+  return parameters;
+}
+
+class CreepFit final : public ModelFit {
+ public:
+  CreepFit(const CreepData& data, CreepTerms chosen) : data_(data), terms_(chosen) {}
+
+  void Screen() override {
+    constexpr int kFewestPoints = 2;
+    screened_ = ScreenTests(data_, kFewestPoints, !Plain() && data_.tertiary == Tertiary::Drop);
+    curves = screened_.curves;
+    dropped = screened_.dropped;
+  }
+
+  void Describe() override {
+    if (!Plain()) RequireNames(options, terms_);
+    std::vector<FreeOrHeld> parameters = DescribeConstants(terms_, screened_.OneStress());
+    parameters[kC1].unit = FactorUnit(data_.stressUnit, "C2", data_.timeUnit, "C4");
+    parameters[kC5].unit = FactorUnit(data_.stressUnit, "C6", data_.timeUnit, "1");
+    problem = MakeProblem(screened_, Units{}, std::move(parameters), options.residual);
+    given.assign(problem.parameters.size(), std::numeric_limits<double>::quiet_NaN());
+  }
+
+  Minimum Minimise() override { return RunBest(screened_, terms_, options, problem.parameters); }
+
+  void RequirePlainOptions() const override { RequirePlainCreep(screened_, terms_, options); }
+
+  Minimum RunExport() override {
+    Minimum minimum;
+    if (options.residual == Residual::Relative) {
+      problem.parameters[kC2].held = problem.parameters[kC6].held = false;
+      minimum = RunIterativeExport(screened_);
+    } else {
+      minimum = RunLinearisedExport(screened_, terms_, GivenConstants(options, terms_));
+    }
+    const auto& values = minimum.parameters;
+    if (!std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); })) {
+      throw Error(ErrorKind::NotConverged, "the export returns numbers that are not finite for curve " +
+                                               curves.front().name + "; the secondary strain exceeds the measured one");
+    }
+    return minimum;
+  }
+  std::string ExportRemedy() const override {
+    return "give the stress, " + Text(screened_.stresses.front()) + " here, in a unit that makes it 0.1 to 0.5";
+  }
+
+  Evaluator MakeEvaluator(const std::vector<double>& parameters) const override {
+    std::map<std::string, double> stresses;
+    for (std::size_t i = 0; i < curves.size(); ++i) stresses[curves[i].name] = screened_.stresses[i];
+    return EvaluatorAt(parameters, stresses);
+  }
+
+  void Complete(const Minimum& minimum, Result& result) override {
+    const std::vector<double>& constants = minimum.parameters;
+    if (screened_.OneStress()) MarkOpenExponents(options, result);
+    AddLines(screened_, terms_, constants, result);
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+      result.curves[i].conditions["stress"] = screened_.stresses[i];
+    }
+    if (HasSecondary(terms_) && constants[kC5] == 0.0) {
+      result.notes.push_back("the curves show no secondary stage: C5 is 0 and C6 has no meaning");
+    }
+    if (HasPrimary(terms_) && constants[kC1] == 0.0) {
+      result.notes.push_back("the curves show no primary stage: C1 is 0, C2 and C4 have no meaning");
+    }
+    // What was left out of long lists of points comes last.
+    result.notes.insert(result.notes.end(), screened_.notes.begin(), screened_.notes.end());
+    for (auto& [name, value] : result.derived) {
+      if (name.front() == 'b' && !data_.timeUnit.empty()) result.derivedUnits[name] = "1/" + data_.timeUnit;
+      if (name.front() == 'a' && !data_.timeUnit.empty()) result.derivedUnits[name] = data_.timeUnit + "^-m";
+    }
+  }
+
+  static Evaluator EvaluatorAt(const std::vector<double>& constants, const std::map<std::string, double>& stresses) {
+    return [constants, stresses](const std::string& name, double time) {
+      const auto stress = stresses.find(name);
+      if (stress == stresses.end()) throw Error(ErrorKind::BadInput, "there is no curve " + name);
+      return MaterialUtil::CreepStrain(constants, stress->second, time);
+    };
+  }
+
+ private:
+  CreepData data_;
+  CreepTerms terms_;
+  Screened screened_;
+};
+
+Evaluator Restore(const Result& stored) {
+  std::vector<double> constants(kCreepConstants, 0.0);
+  for (const Parameter& parameter : stored.parameters) {
+    const bool known =
+        parameter.name.size() == 2 && parameter.name[0] == 'C' && parameter.name[1] >= '1' && parameter.name[1] <= '7';
+    if (!known) throw Error(ErrorKind::BadInput, "the creep law has no constant " + parameter.name);
+    constants[static_cast<std::size_t>(parameter.name[1] - '1')] = parameter.value;
+  }
+  std::map<std::string, double> stresses;
+  for (const CurveResult& curve : stored.curves) {
+    const auto stress = curve.conditions.find("stress");
+    if (stress != curve.conditions.end()) stresses[curve.name] = stress->second;
+  }
+  return CreepFit::EvaluatorAt(constants, stresses);
+}
+
 }  // namespace
 
-Result FitCreep(const CreepData& data, CreepTerms terms, const Options& options) {
-  constexpr int kFewestPoints = 2;
-  const bool exported = options.engine == Engine::Export;
-  Screened screened = ScreenTests(data, kFewestPoints, !exported && data.tertiary == Tertiary::Drop);
-  std::vector<FreeOrHeld> parameters = Describe(terms, screened.OneStress());
-  parameters[kC1].unit = FactorUnit(data.stressUnit, "C2", data.timeUnit, "C4");
-  parameters[kC5].unit = FactorUnit(data.stressUnit, "C6", data.timeUnit, "1");
-  Minimum minimum =
-      exported ? RunExport(screened, terms, options, parameters) : RunBest(screened, terms, options, parameters);
+const Model kCreep{.info = {.name = "creep",
+                            .title = "Primary and secondary creep",
+                            .family = "creep",
+                            .variants = {"primary", "secondary", "both"},
+                            .curves = {{"creep", "time", "time", "creep strain", ""}},
+                            .formula = "strain = C1 s^C2 t^C4 + C5 s^C6 t = a t^m + b t",
+                            .source = "Norton 1929, Bailey 1935",
+                            .plainExport = "CurveFitting4Creep, CurveFitting4CreepLMMethod",
+                            .page = "theory/viscoelastic.md"},
+                   .parameters = [](int variant) { return Parameters(variant == 0 ? 3 : variant); },
+                   .fit = [](const Tests& tests, int variant) -> boost::shared_ptr<ModelFit> {
+                     if (variant < 1 || variant > 3)
+                       throw Error(ErrorKind::BadInput, "creep is primary, secondary or both");
+                     return boost::make_shared<CreepFit>(TestsOf<CreepData>(tests, "creep"),
+                                                         static_cast<CreepTerms>(variant - 1));
+                   },
+                   .restore = Restore};
 
-  const Problem problem = MakeProblem(screened, Units{}, parameters, options.residual);
-  minimum.objective = Objective(problem, minimum.parameters);
-  std::map<std::string, double> stresses;
-  for (std::size_t i = 0; i < screened.curves.size(); ++i) stresses[screened.curves[i].name] = screened.stresses[i];
-  const std::vector<double> constants = minimum.parameters;
-  Result result = Assemble(problem, minimum, screened.curves, std::move(screened.dropped),
-                           [constants, stresses](const std::string& name, double time) {
-                             const auto stress = stresses.find(name);
-                             if (stress == stresses.end())
-                               throw Error(ErrorKind::BadInput, "there is no curve " + name);
-                             return MaterialUtil::CreepStrain(constants, stress->second, time);
-                           });
-  result.model = "creep";
-  KeepShown(terms, result);
-  if (screened.OneStress()) MarkOpenExponents(options, result);
-  AddLines(screened, terms, constants, result);
-  if (HasSecondary(terms) && constants[kC5] == 0.0) {
-    result.notes.push_back("the curves show no secondary stage: C5 is 0 and C6 has no meaning");
-  }
-  if (HasPrimary(terms) && constants[kC1] == 0.0) {
-    result.notes.push_back("the curves show no primary stage: C1 is 0, C2 and C4 have no meaning");
-  }
-  result.notes.insert(result.notes.end(), screened.notes.begin(), screened.notes.end());
-  return result;
+Result FitCreep(const CreepData& data, CreepTerms terms, const Options& options) {
+  return Fit({"creep", static_cast<int>(terms) + 1}, data, options);
 }
 
 }  // namespace Xem::Fit

@@ -1,0 +1,277 @@
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <span>
+
+#include "fit/assemble.h"
+#include "fit/models/hardening_test_function.h"
+#include "fit/models/models.h"
+#include "fit/screening.h"
+#include "sheetmetal/hardening_rule.h"
+
+namespace Xem::Fit {
+namespace {
+
+using namespace MaterialUtil::SheetMetalForming;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+/// So many of the best starting points are followed to a minimum.
+constexpr std::size_t kMostStarts = 8;
+
+using Parameters = std::vector<double>;
+
+/// Both laws are a + b f(strain) once two of their parameters are chosen.
+struct Line {
+  double a = 0.0;
+  double b = 0.0;
+};
+
+/// The line through (f(strain), stress); `a` is given where the caller holds it.
+template <class Shape>
+Line Regress(const Curve& flow, const std::optional<double>& a, Shape f) {
+  const auto count = static_cast<double>(flow.x.size());
+  double meanF = 0.0;
+  double meanY = 0.0;
+  for (std::size_t i = 0; i < flow.x.size() && !a; ++i) {
+    meanF += f(flow.x[i]) / count;
+    meanY += flow.y[i] / count;
+  }
+  const double originF = a ? 0.0 : meanF;
+  const double originY = a ? *a : meanY;
+  double product = 0.0;
+  double square = 0.0;
+  for (std::size_t i = 0; i < flow.x.size(); ++i) {
+    const double fromOrigin = f(flow.x[i]) - originF;
+    product += fromOrigin * (flow.y[i] - originY);
+    square += fromOrigin * fromOrigin;
+  }
+  const double b = product / square;
+  return {originY - b * originF, b};
+}
+
+std::optional<double> Held(const Options& options, const std::string& name) {
+  const auto found = options.held.find(name);
+  return found == options.held.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::vector<Parameters> GhoshStarts(const Curve& flow, const Options& options) {
+  const double end = *std::max_element(flow.x.begin(), flow.x.end());
+  std::optional<double> intercept = Held(options, "p");
+  if (intercept) *intercept = -*intercept;
+  std::vector<Parameters> starts;
+  for (const double share : {1e-4, 3e-3, 0.03, 0.2, 1.0}) {
+    for (const double n : {0.03, 0.1, 0.2, 0.3, 0.5, 0.8, 1.2}) {
+      const double e0 = share * end;
+      const Line line = Regress(flow, intercept, [&](double strain) { return std::pow(e0 + strain, n); });
+      starts.push_back({line.b, e0, n, -line.a});
+    }
+  }
+  return starts;
+}
+
+std::vector<Parameters> HockettSherbyStarts(const Curve& flow, const Options& options) {
+  const double end = *std::max_element(flow.x.begin(), flow.x.end());
+  std::vector<Parameters> starts;
+  for (const double atEnd : {0.1, 0.3, 1.0, 3.0, 8.0}) {  // N eps^p at the end of the curve
+    for (const double p : {0.2, 0.4, 0.7, 1.0, 1.5, 2.0, 3.0}) {
+      const double rate = atEnd * std::pow(end, -p);
+      const Line line =
+          Regress(flow, Held(options, "ss"), [&](double strain) { return -std::exp(-rate * std::pow(strain, p)); });
+      starts.push_back({line.a - line.b, line.a, rate, p});
+    }
+  }
+  return starts;
+}
+
+/// What the fit layer knows of a law beside its formula.
+struct FittedLaw {
+  const HardeningLaw& law;
+  std::vector<double> lower;
+  std::vector<bool> isStress;
+  std::vector<const char*> meanings;
+  std::vector<Parameters> (*starts)(const Curve& flow, const Options& options);
+};
+
+FittedLaw LawCalled(const std::string& name) {
+  if (name == "ghosh" || name == "swift") {
+    return {kGhoshLaw,
+            {0.0, 0.0, 0.0, -kInfinity},
+            {true, false, false, true},
+            {"stress at a strain of 1 - e0", "strain offset", "hardening exponent", "stress offset"},
+            GhoshStarts};
+  }
+  if (name == "hockett-sherby") {
+    return {kHockettSherbyLaw,
+            {0.0, 0.0, 1e-9, 1e-3},
+            {true, true, false, false},
+            {"initial stress", "saturation stress", "rate of saturation", "exponent of the strain"},
+            HockettSherbyStarts};
+  }
+  throw Error(ErrorKind::BadInput,
+              "there is no hardening law " + name + "; the laws are ghosh, swift and hockett-sherby");
+}
+
+std::vector<ParameterInfo> ParametersOf(const std::string& name) {
+  const FittedLaw fitted = LawCalled(name);
+  std::vector<ParameterInfo> parameters;
+  for (std::size_t k = 0; k < 4; ++k) {
+    ParameterInfo parameter;
+    parameter.name = fitted.law.parameters[k];
+    parameter.unit = fitted.isStress[k] ? "stress" : "";
+    parameter.lower = fitted.lower[k];
+    parameter.meaning = fitted.meanings[k];
+    parameters.push_back(parameter);
+  }
+  return parameters;
+}
+
+class HardeningFit final : public ModelFit {
+ public:
+  HardeningFit(const TensileData& data, const std::string& law) : data_(data), law_(law), fitted_(LawCalled(law)) {
+    if (law == "swift") options.held.emplace("p", 0.0);
+  }
+
+  void Screen() override {
+    const auto parameters = static_cast<int>(ParametersOf(law_).size());
+    FlowCurve flow = MakeFlowCurve(data_, parameters - static_cast<int>(options.held.size()) + 1);
+    curves = {flow.curve};
+    dropped = std::move(flow.dropped);
+    notes = std::move(flow.notes);
+  }
+
+  void Describe() override {
+    problem.residual = options.residual;
+    problem.termCount = 4;
+    for (const ParameterInfo& info : ParametersOf(law_)) {
+      const std::string unit = info.unit.empty() ? "" : data_.stressUnit;
+      problem.parameters.push_back({.name = info.name, .unit = unit, .lower = info.lower});
+    }
+    const auto function = boost::make_shared<HardeningTestFunction>(fitted_.law);
+    function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curves.front())));
+    problem.functions = {function};
+    problem.weights = {curves.front().weight};
+    given.assign(problem.parameters.size(), std::numeric_limits<double>::quiet_NaN());
+  }
+
+  Minimum Minimise() override { return Fit::Minimise(problem, Starts()); }
+
+  void RequirePlainOptions() const override {
+    throw Error(ErrorKind::BadInput, "no exported function fits hardening laws; use the best fit");
+  }
+
+  Evaluator MakeEvaluator(const std::vector<double>& constants) const override {
+    return [&law = fitted_.law, constants, name = curves.front().name](const std::string& curve, double x) {
+      if (curve != name) throw Error(ErrorKind::BadInput, "there is no curve " + curve);
+      return law.stress(constants, x);
+    };
+  }
+
+  void Complete(const Minimum&, Result&) override {}
+
+ private:
+  /// Automatic starts with the held values put in, best first; a start by the caller comes before them.
+  std::vector<Parameters> Starts() const {
+    std::vector<std::pair<double, Parameters>> ranked;
+    const auto automatic = fitted_.starts(curves.front(), options);
+    for (Parameters& start : WithHeld(automatic)) {
+      const double objective = Objective(problem, start);
+      if (std::isfinite(objective)) ranked.emplace_back(objective, std::move(start));
+    }
+    if (ranked.empty()) return {};
+    std::sort(ranked.begin(), ranked.end());
+    std::vector<Parameters> starts;
+    for (std::size_t i = 0; i < std::min(ranked.size(), kMostStarts); ++i) starts.push_back(ranked[i].second);
+    return WithGiven(starts, starts.front(), Proposed::First);
+  }
+
+  std::vector<Parameters> WithHeld(std::vector<Parameters> starts) const {
+    for (Parameters& start : starts) {
+      for (std::size_t k = 0; k < start.size(); ++k) {
+        if (problem.parameters[k].held) start[k] = given[k];
+      }
+    }
+    return starts;
+  }
+
+  TensileData data_;
+  std::string law_;
+  FittedLaw fitted_;
+};
+
+boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, const std::string& law) {
+  return boost::make_shared<HardeningFit>(TestsOf<TensileData>(tests, law.c_str()), law);
+}
+
+Evaluator Restore(const Result& stored) {
+  Hardening hardening;
+  hardening.law = stored.model;
+  hardening.constants = ParameterValues(stored);
+  FlowStress(hardening, 0.01);  // says what is wrong with the constants
+  return [hardening](const std::string&, double strain) { return FlowStress(hardening, strain); };
+}
+
+ModelInfo Info(const char* name, const char* title, const char* formula, const char* source) {
+  return {.name = name,
+          .title = title,
+          .family = "hardening",
+          .curves = {{"tensile_test", "plastic strain", "", "true stress", "stress"}},
+          .formula = formula,
+          .source = source,
+          .page = "theory/forming_limit.md"};
+}
+
+}  // namespace
+
+const Model kSwift{.info = Info("swift", "Swift", "stress = K (e0 + e)^n", "Swift 1952"),
+                   .parameters =
+                       [](int) {
+                         std::vector<ParameterInfo> parameters = ParametersOf("swift");
+                         parameters.pop_back();  // p is held at 0
+                         return parameters;
+                       },
+                   .fit = [](const Tests& tests, int) { return MakeFit(tests, "swift"); },
+                   .restore = Restore};
+
+const Model kGhosh{.info = Info("ghosh", "Ghosh", "stress = K (e0 + e)^n - p", "Ghosh 1977"),
+                   .parameters = [](int) { return ParametersOf("ghosh"); },
+                   .fit = [](const Tests& tests, int) { return MakeFit(tests, "ghosh"); },
+                   .restore = Restore};
+
+const Model kHockettSherby{.info = Info("hockett-sherby", "Hockett and Sherby", "stress = ss - (ss - si) exp(-N e^p)",
+                                        "Hockett and Sherby 1975"),
+                           .parameters = [](int) { return ParametersOf("hockett-sherby"); },
+                           .fit = [](const Tests& tests, int) { return MakeFit(tests, "hockett-sherby"); },
+                           .restore = Restore};
+
+const HardeningLaw kGhoshLaw{
+    "ghosh",
+    {"K", "e0", "n", "p"},
+    [](std::span<const double> c, double strain) { return GhoshStress(c[0], c[1], c[2], c[3], strain); },
+    [](std::span<const double> c, double strain, std::span<double> gradient) {
+      GhoshGradient(c[0], c[1], c[2], strain, gradient);
+    }};
+
+const HardeningLaw kHockettSherbyLaw{
+    "hockett-sherby",
+    {"si", "ss", "N", "p"},
+    [](std::span<const double> c, double strain) { return HockettSherbyStress(c[0], c[1], c[2], c[3], strain); },
+    [](std::span<const double> c, double strain, std::span<double> gradient) {
+      HockettSherbyGradient(c[0], c[1], c[2], c[3], strain, gradient);
+    }};
+
+Result FitHardening(const std::string& law, const TensileData& data, const Options& options) {
+  LawCalled(law);  // the words of this family for an unknown name
+  return Fit({law, 0}, data, options);
+}
+
+std::vector<std::string> HardeningConstants(const std::string& law) {
+  if (law == "table") return {};
+  const auto& names = LawCalled(law).law.parameters;
+  return {names, names + (law == "swift" ? 3 : 4)};
+}
+
+}  // namespace Xem::Fit
