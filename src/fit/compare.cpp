@@ -1,0 +1,138 @@
+#include "xem/fit/compare.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <utility>
+
+namespace Xem::Fit {
+namespace {
+
+/// Differences in AICc up to this one do not tell models apart.
+constexpr double kEquallyGood = 2.0;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+int FreeParameters(const Result& result) {
+  return static_cast<int>(std::count_if(result.parameters.begin(), result.parameters.end(),
+                                        [](const Parameter& parameter) { return !parameter.held; }));
+}
+
+/// A stability limit between the smallest and the largest measured strain of a curve.
+bool UnstableWhereMeasured(const Result& result) {
+  return std::any_of(result.curves.begin(), result.curves.end(), [&](const CurveResult& curve) {
+    if (curve.x.empty()) return false;
+    const auto [lowest, highest] = std::minmax_element(curve.x.begin(), curve.x.end());
+    const StableRange stable = StableStrains(result, curve.name);
+    return stable.upper <= *highest || stable.lower >= *lowest;
+  });
+}
+
+std::string DoubtAbout(const Result& result) {
+  if (!result.converged) return "not converged";
+  const auto unclear = [](const Parameter& parameter) { return !parameter.identifiable; };
+  if (std::any_of(result.parameters.begin(), result.parameters.end(), unclear)) return "not identifiable";
+  if (!std::isfinite(result.measures.aicc)) return "too few points";
+  return UnstableWhereMeasured(result) ? "unstable where measured" : "";
+}
+
+bool Serves(const Compared& candidate, bool withDoubts) {
+  return candidate.result && (withDoubts || candidate.doubt.empty());
+}
+
+double SmallestCriterion(const std::vector<Compared>& all, bool withDoubts) {
+  double smallest = kInfinity;
+  for (const Compared& candidate : all) {
+    if (!Serves(candidate, withDoubts)) continue;
+    if (candidate.result->measures.aicc < smallest) smallest = candidate.result->measures.aicc;
+  }
+  return smallest;
+}
+
+/// The candidate with the fewest free parameters among the equally good ones; the smaller AICc decides a tie.
+std::optional<std::size_t> Smallest(const std::vector<Compared>& all, bool withDoubts) {
+  const double limit = SmallestCriterion(all, withDoubts) + kEquallyGood;
+  const auto rank = [&](std::size_t k) { return std::pair(all[k].freeParameters, all[k].result->measures.aicc); };
+  std::optional<std::size_t> best;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (!Serves(all[i], withDoubts) || !(all[i].result->measures.aicc <= limit)) continue;
+    if (!best || rank(i) < rank(*best)) best = i;
+  }
+  return best;
+}
+
+std::size_t Propose(const std::vector<Compared>& all) {
+  if (const auto clear = Smallest(all, false)) return *clear;
+  if (const auto doubtful = Smallest(all, true)) return *doubtful;
+  const auto any =
+      std::find_if(all.begin(), all.end(), [](const Compared& candidate) { return candidate.result.has_value(); });
+  return static_cast<std::size_t>(any - all.begin());
+}
+
+StableRange Between(double compression, double tension) {
+  return {std::isnan(compression) ? -kInfinity : compression, std::isnan(tension) ? kInfinity : tension};
+}
+
+/// Simple shear has the principal stretches of pure shear, the same for either sign of the shear strain.
+StableRange SimpleShear(double pureShearTension) {
+  const double stretch = 1.0 + pureShearTension;
+  const double limit = std::isnan(stretch) ? kInfinity : stretch - 1.0 / stretch;
+  return {-limit, limit};
+}
+
+}  // namespace
+
+std::string Compared::Outcome() const {
+  if (!result) return "failed";
+  return doubt.empty() ? result->status : doubt;
+}
+
+std::vector<std::string> Comparison::Notes() const {
+  std::vector<std::string> notes;
+  for (const Compared& candidate : candidates) {
+    if (!candidate.result) notes.push_back(candidate.label + " could not be fitted: " + candidate.failure);
+  }
+  if (!Proposed().doubt.empty()) {
+    notes.push_back("no candidate serves without reservation; the proposed one is " + Proposed().doubt);
+  }
+  return notes;
+}
+
+Comparison Compare(const std::vector<Candidate>& candidates) {
+  Comparison comparison;
+  std::exception_ptr firstError;
+  bool any = false;
+  for (const Candidate& candidate : candidates) {
+    Compared compared;
+    compared.label = candidate.label;
+    try {
+      compared.result = candidate.fit();
+      compared.doubt = DoubtAbout(*compared.result);
+      compared.freeParameters = FreeParameters(*compared.result);
+      any = true;
+    } catch (const Error& error) {
+      compared.failure = error.what();
+      if (!firstError) firstError = std::current_exception();
+    }
+    comparison.candidates.push_back(std::move(compared));
+  }
+  if (!any && firstError) std::rethrow_exception(firstError);
+  if (!any) throw Error(ErrorKind::BadInput, "there is no model to fit");
+  comparison.proposed = Propose(comparison.candidates);
+  const double smallest = SmallestCriterion(comparison.candidates, true);
+  for (Compared& compared : comparison.candidates) {
+    if (compared.result) compared.difference = compared.result->measures.aicc - smallest;
+  }
+  return comparison;
+}
+
+StableRange StableStrains(const Result& result, const std::string& curve) {
+  if (!result.stability) return {};
+  const Stability& limits = *result.stability;
+  if (curve == "uniaxial") return Between(limits.uniaxialCompression, limits.uniaxialTension);
+  if (curve == "equibiaxial") return Between(limits.equibiaxialCompression, limits.equibiaxialTension);
+  if (curve == "pure_shear") return Between(limits.pureShearCompression, limits.pureShearTension);
+  if (curve == "simple_shear") return SimpleShear(limits.pureShearTension);
+  return {};
+}
+
+}  // namespace Xem::Fit
