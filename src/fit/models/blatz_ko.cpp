@@ -133,6 +133,7 @@ class BlatzKoFit final : public RubberFit {
 }  // namespace
 
 const RubberLaw kBlatzKoLaw{
+    .parameters = Parameters,
     .stress =
         [](const ModeKinematics& mode, std::span<const double> modulus, double stretch, Engine) {
           for (const DeformationMode known : kAllModes) {
@@ -142,7 +143,7 @@ const RubberLaw kBlatzKoLaw{
           return std::nan("");
         },
     .shearModulus = [](std::span<const double> modulus) { return modulus[0]; },
-    .stability = [](int, std::span<const double> modulus, std::span<const double>, double lower,
+    .stability = [](std::span<const double> modulus, std::span<const double>, double lower,
                     double upper) { return ReportBlatzKoStability(modulus[0], lower, upper); },
     .expand =
         [](int, std::span<const double> shown) {
@@ -180,7 +181,7 @@ const Model kBlatzKo{.info = {.name = "blatz-ko",
 namespace {
 
 BlatzKoFit::BlatzKoFit(const HyperelasticData& data)
-    : RubberFit(data, 0, kBlatzKoLaw, kBlatzKo, ModelType::BlatzKo), exponents_(UnmeasuredExponents(Engine::Best)) {}
+    : RubberFit(data, 1, kBlatzKoLaw, ModelType::BlatzKo), exponents_(UnmeasuredExponents(Engine::Best)) {}
 
 /// The plain export takes measured lateral strains if every curve has them, else the fixed exponents for all.
 void BlatzKoFit::Screen() {
@@ -238,7 +239,7 @@ double BlatzKoStress(const std::string& mode, double modulus, double strain) {
 }
 
 Stability CheckBlatzKo(double modulus, double lower, double upper) {
-  return CheckLaw(kBlatzKoLaw, 0, {&modulus, 1}, {}, lower, upper);
+  return CheckLaw(kBlatzKoLaw, {&modulus, 1}, {}, lower, upper);
 }
 
 }  // namespace Xem::Fit

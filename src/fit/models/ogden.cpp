@@ -285,6 +285,7 @@ class OgdenFit final : public RubberFit {
 }  // namespace
 
 const RubberLaw kOgdenLaw{
+    .parameters = Parameters,
     .stress =
         [](const ModeKinematics& mode, std::span<const double> pairs, double stretch, Engine engine) {
           const double stress = MaterialUtil::OgdenStress(mode.lateralExponent, pairs, stretch, std::log(stretch));
@@ -292,8 +293,10 @@ const RubberLaw kOgdenLaw{
           return convert ? stress * ShearStressFactor(stretch) : stress;
         },
     .shearModulus = OgdenShearModulus,
-    .stability = [](int terms, std::span<const double> pairs, std::span<const double> volumetric, double lower,
-                    double upper) { return ReportOgdenStability(terms, pairs, volumetric, lower, upper); },
+    .stability =
+        [](std::span<const double> pairs, std::span<const double> volumetric, double lower, double upper) {
+          return ReportOgdenStability(static_cast<std::int32_t>(pairs.size() / 2), pairs, volumetric, lower, upper);
+        },
     .expand =
         [](int terms, std::span<const double> shown) {
           RequirePairs(terms, shown);
@@ -320,8 +323,9 @@ const Model kOgden{.info = {.name = "ogden",
 
 namespace {
 
-OgdenFit::OgdenFit(const HyperelasticData& data, int count)
-    : RubberFit(data, count, kOgdenLaw, kOgden, ModelType::Ogden) {}
+OgdenFit::OgdenFit(const HyperelasticData& data, int count) : RubberFit(data, count, kOgdenLaw, ModelType::Ogden) {
+  terms = count;
+}
 
 Minimum OgdenFit::Minimise() {
   // The scale of moduli that still mean something comes from a single term.
@@ -380,7 +384,7 @@ double OgdenStress(const std::string& mode, int terms, const std::vector<double>
 Stability CheckOgden(int terms, const std::vector<double>& pairs, const std::vector<double>& volumetric, double lower,
                      double upper) {
   RequirePairs(terms, pairs);
-  return CheckLaw(kOgdenLaw, terms, pairs, volumetric, lower, upper);
+  return CheckLaw(kOgdenLaw, pairs, volumetric, lower, upper);
 }
 
 }  // namespace Xem::Fit

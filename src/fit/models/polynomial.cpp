@@ -53,7 +53,9 @@ void RequireCoefficients(int order, std::span<const double> coefficients) {
 
 class WholePolynomialFit final : public PolynomialFit {
  public:
-  using PolynomialFit::PolynomialFit;
+  WholePolynomialFit(const HyperelasticData& data, int order) : PolynomialFit(data, order, kPolynomialLaw) {
+    terms = order;
+  }
 };
 
 }  // namespace
@@ -63,11 +65,14 @@ std::string CoefficientName(int order, int i, int j) {
 }
 
 const RubberLaw kPolynomialLaw{
+    .parameters = Parameters,
     .stress = [](const ModeKinematics& mode, std::span<const double> coefficients, double stretch,
                  Engine) { return MaterialUtil::PolynomialStress(mode, OrderOf(coefficients), coefficients, stretch); },
     .shearModulus = PolynomialShearModulus,
-    .stability = [](int order, std::span<const double> coefficients, std::span<const double> volumetric, double lower,
-                    double upper) { return ReportPolynomialStability(order, coefficients, volumetric, lower, upper); },
+    .stability =
+        [](std::span<const double> coefficients, std::span<const double> volumetric, double lower, double upper) {
+          return ReportPolynomialStability(OrderOf(coefficients), coefficients, volumetric, lower, upper);
+        },
     .expand =
         [](int order, std::span<const double> shown) {
           RequireCoefficients(order, shown);
@@ -88,7 +93,7 @@ const Model kPolynomial{.info = {.name = "polynomial",
                         .fit = [](const Tests& tests, int order) -> boost::shared_ptr<ModelFit> {
                           RequireOrder(order);
                           return boost::make_shared<WholePolynomialFit>(TestsOf<HyperelasticData>(tests, "polynomial"),
-                                                                        order, kPolynomialLaw, kPolynomial);
+                                                                        order);
                         },
                         .restore = [](const Result& stored) { return RestoreRubber(kPolynomialLaw, stored); },
                         .rubber = &kPolynomialLaw};
@@ -97,12 +102,12 @@ Minimum PolynomialFit::Minimise() { return MinimiseLinear(problem, given); }
 
 Minimum PolynomialFit::RunExport() {
   const TestDataList testData = MakeHyperelasticData(screened_);
-  const XemMaterialCurveFittingPolynomial model(testData, terms);
+  const XemMaterialCurveFittingPolynomial model(testData, count_);
   const std::int32_t method = options.residual == Residual::Absolute ? 1 : 0;
-  Vector solution(PolynomialTermCount(terms));
+  Vector solution(PolynomialTermCount(count_));
   SolveLinear(model, FixedTermMask(solution.Size()), solution.Span(), method, options.conditionLimit);
   Minimum minimum;
-  minimum.converged = RefineLinearSolution(problem.functions, terms, method, solution.Span()).solverStatus == 0;
+  minimum.converged = RefineLinearSolution(problem.functions, count_, method, solution.Span()).solverStatus == 0;
   minimum.parameters.assign(solution.Span().begin(), solution.Span().end());
   return minimum;
 }
@@ -119,7 +124,7 @@ double PolynomialStress(const std::string& mode, int order, const std::vector<do
 Stability CheckPolynomial(int order, const std::vector<double>& coefficients, const std::vector<double>& volumetric,
                           double lower, double upper) {
   RequireCoefficients(order, coefficients);
-  return CheckLaw(kPolynomialLaw, order, coefficients, volumetric, lower, upper);
+  return CheckLaw(kPolynomialLaw, coefficients, volumetric, lower, upper);
 }
 
 }  // namespace Xem::Fit

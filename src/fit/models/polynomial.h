@@ -15,8 +15,8 @@ std::string CoefficientName(int order, int i, int j);
 /// A fit of the polynomial or of a part of its terms, in closed form.
 class PolynomialFit : public RubberFit {
  public:
-  PolynomialFit(const HyperelasticData& data, int order, const RubberLaw& law, const Model& model)
-      : RubberFit(data, order, law, model, MaterialUtil::ModelType::Polynomial) {}
+  PolynomialFit(const HyperelasticData& data, int order, const RubberLaw& law)
+      : RubberFit(data, order, law, MaterialUtil::ModelType::Polynomial) {}
   Minimum Minimise() override;
   Minimum RunExport() override;
   std::string ExportRemedy() const override { return "a positive condition limit may help"; }

@@ -130,8 +130,8 @@ void RubberFit::Screen() {
 }
 
 void RubberFit::Describe() {
-  problem = MakeHyperelasticProblem(screened_, core_, terms, options);
-  problem.parameters = Fit::Describe(model_.parameters(terms), data_.stressUnit);
+  problem = MakeHyperelasticProblem(screened_, core_, count_, options);
+  problem.parameters = Fit::Describe(law_.parameters(count_), data_.stressUnit);
   given.assign(problem.parameters.size(), kNaN);
   if (data_.volumetric.Empty()) return;
   volumetricOptions_ = options;
@@ -169,8 +169,7 @@ void RubberFit::CompleteBulk(std::span<const double> parameters, Result& result)
   if (!(shearModulus > 0.0)) {
     result.notes.push_back("the initial shear modulus is not positive: the model fails before it is strained");
   }
-  result.stability =
-      ToStability([&] { return law_.stability(terms, parameters, bulk, kLowestStrain, kHighestStrain); });
+  result.stability = ToStability([&] { return law_.stability(parameters, bulk, kLowestStrain, kHighestStrain); });
 }
 
 double StressOf(const RubberLaw& law, const std::string& curve, std::span<const double> parameters, double strain,
@@ -192,8 +191,8 @@ Evaluator RestoreRubber(const RubberLaw& law, const Result& stored) {
   };
 }
 
-Stability CheckLaw(const RubberLaw& law, int terms, std::span<const double> parameters,
-                   const std::vector<double>& volumetric, double lower, double upper) {
+Stability CheckLaw(const RubberLaw& law, std::span<const double> parameters, const std::vector<double>& volumetric,
+                   double lower, double upper) {
   constexpr double kLessThanAStep = 1e-3;
   if (!(lower <= 0.0) || !(upper >= 0.0)) {
     throw Error(ErrorKind::BadInput,
@@ -203,7 +202,7 @@ Stability CheckLaw(const RubberLaw& law, int terms, std::span<const double> para
   const double from = lower == 0.0 ? -kLessThanAStep : lower;
   const double to = upper == 0.0 ? kLessThanAStep : upper;
   const std::vector<double> bulk = VolumetricOrDefault(volumetric, law.shearModulus(parameters));
-  return ToStability([&] { return law.stability(terms, parameters, bulk, from, to); });
+  return ToStability([&] { return law.stability(parameters, bulk, from, to); });
 }
 
 StoredRubber SplitStored(const Result& stored) {
@@ -220,7 +219,7 @@ Stability CheckStability(const Result& stored, double lower, double upper) {
   const StoredRubber values = SplitStored(stored);
   const std::vector<double> parameters =
       model.rubber->expand ? model.rubber->expand(stored.terms, values.model) : values.model;
-  return CheckLaw(*model.rubber, stored.terms, parameters, values.volumetric, lower, upper);
+  return CheckLaw(*model.rubber, parameters, values.volumetric, lower, upper);
 }
 
 }  // namespace Xem::Fit

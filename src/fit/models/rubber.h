@@ -13,13 +13,14 @@ namespace Xem::Fit {
 
 /// A strain energy as the family sees it. Parameters are all of the law's own, hidden ones included.
 struct RubberLaw {
+  std::vector<ParameterInfo> (*parameters)(int count);
   /// Nominal stress (shear stress in simple shear) at a principal stretch.
   double (*stress)(const MaterialUtil::ModeKinematics& mode, std::span<const double> parameters, double stretch,
                    Engine engine);
   double (*shearModulus)(std::span<const double> parameters);
   /// Null for a model with a bulk modulus of its own; `volumetric` holds D1, D2, ...
-  MaterialUtil::StabilityReport (*stability)(int terms, std::span<const double> parameters,
-                                             std::span<const double> volumetric, double lower, double upper);
+  MaterialUtil::StabilityReport (*stability)(std::span<const double> parameters, std::span<const double> volumetric,
+                                             double lower, double upper);
   /// The law's own parameters from those that results show; null where these are the same.
   std::vector<double> (*expand)(int terms, std::span<const double> shown) = nullptr;
 };
@@ -39,22 +40,19 @@ class RubberFit : public ModelFit {
   void Complete(const Minimum& minimum, Result& result) override;
 
  protected:
-  /// `core` is what the test functions of the core call the model.
-  RubberFit(const HyperelasticData& data, int count, const RubberLaw& law, const Model& model,
-            MaterialUtil::ModelType core)
-      : data_(data), law_(law), model_(model), core_(core) {
-    terms = count;
-  }
+  /// `core` is what the test functions of the core call the model, and `count` how many terms they shall have.
+  RubberFit(const HyperelasticData& data, int count, const RubberLaw& law, MaterialUtil::ModelType core)
+      : data_(data), count_(count), law_(law), core_(core) {}
   ~RubberFit() = default;
 
   HyperelasticData data_;
+  int count_;
   HyperelasticCurves screened_;
 
  private:
   void CompleteBulk(std::span<const double> parameters, Result& result);
 
   const RubberLaw& law_;
-  const Model& model_;
   MaterialUtil::ModelType core_;
   Options volumetricOptions_;
 };
@@ -69,8 +67,8 @@ Evaluator RestoreRubber(const RubberLaw& law, const Result& stored);
 
 /// A stability report. `volumetric` empty means a Poisson ratio of 0.495. Throws Error: BadInput unless the strains lie
 /// around 0, NotConverged when the eigenvalues of a tangent cannot be computed.
-Stability CheckLaw(const RubberLaw& law, int terms, std::span<const double> parameters,
-                   const std::vector<double>& volumetric, double lower, double upper);
+Stability CheckLaw(const RubberLaw& law, std::span<const double> parameters, const std::vector<double>& volumetric,
+                   double lower, double upper);
 
 /// Values of a stored result by what they belong to: volumetric coefficients are those named D1, D2, ...
 struct StoredRubber {
