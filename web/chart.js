@@ -120,7 +120,7 @@ const Chart = (() => {
 
   /** Numbers of ticks; on a logarithmic axis all of them as powers of ten when one of them needs it. */
   function tickTexts(scale, ticks) {
-    const powers = scale.logarithmic && ticks.some((tick) => tick < 1e-3 || tick >= 1e5);
+    const powers = scale.logarithmic && ticks.some((tick) => tick < 1e-3 || tick >= 1e6);
     return ticks.map((tick) => numberText(tick, 6, powers));
   }
 
