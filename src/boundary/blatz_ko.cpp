@@ -1,6 +1,5 @@
 #include "boundary/frame.h"
-#include "hyperelastic/linear_fit.h"
-#include "hyperelastic/refinement.h"
+#include "hyperelastic/export_fits.h"
 #include "xem/hyperelastic.h"
 
 using namespace Xem::MaterialUtil;
@@ -18,17 +17,14 @@ std::int32_t CurveFitting4BlatzKo(const Xem::Point3Array& uniaxial, const Xem::P
   RequireMode(switches);
 
   const TestDataList testData = LoadTestData(curves, switches, lateral);
-  const XemMaterialCurveFittingBlatzKo model(testData);
-  Vector modulus(1);
-  SolveLinear(model, FixedTermMask(1), modulus.Span(), method, conditionLimit);
-  CopyOut(modulus.Span(), coefficient);
-
   const TestFunctionList functions = LoadTestFunctions(curves, switches, ModelType::BlatzKo, lateral);
-  const Refinement refinement = RefineLinearSolution(functions, 1, method, modulus.Span());
-  if (refinement.replaced) CopyOut(modulus.Span(), coefficient);
+  Vector modulus(1);
+  const std::int32_t status =
+      FitLinearModel(XemMaterialCurveFittingBlatzKo(testData), functions, 1, method, conditionLimit, modulus.Span(),
+                     [&](std::span<const double> found) { CopyOut(found, coefficient); });
   ComputeStress4BlatzKo(uniaxial, equibiaxial, pureShear, simpleShear, lateralValue, coefficient, uniaxialOut,
                         equibiaxialOut, pureShearOut, simpleShearOut, lower, upper);
-  return refinement.solverStatus;
+  return status;
 }
 
 std::int32_t ComputeStress4BlatzKo(const Xem::Point3Array& uniaxial, const Xem::Point3Array& equibiaxial,

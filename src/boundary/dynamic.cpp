@@ -85,17 +85,10 @@ std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, 
     weights[1] *= DampingWeightFactor(Points(damping), parameters[1]);
   }
 
-  const auto stiffnessFunction = LoadStiffness(request, weights[0], Points(stiffness));
-  const auto dampingFunction = LoadDamping(request, weights[1], Points(damping), Points(stiffness));
-  TestFunctionList functions;
-  if (weights[0] > kLeastWeight) functions.push_back(stiffnessFunction);
-  if (weights[1] > kLeastWeight) functions.push_back(dampingFunction);
-
-  Vector solution = request.start;
-  const std::int32_t status = SolveDynamicFit(request, functions, solution.Span());
-  Vector values(solution.Size());
-  stiffnessFunction->Output(solution.Span(), values.Span(), stiffnessGrid);
-  dampingFunction->Output(solution.Span(), values.Span(), dampingGrid);
+  const JointDynamicFit fit = FitJointly(request, {Points(stiffness), Points(damping), weights[0], weights[1]});
+  Vector values(fit.parameters.Size());
+  fit.stiffness->Output(fit.parameters.Span(), values.Span(), stiffnessGrid);
+  fit.damping->Output(fit.parameters.Span(), values.Span(), dampingGrid);
   CopyOut(values.Span(), fitted);
-  return status;
+  return fit.status;
 }

@@ -1,14 +1,12 @@
 #include "boundary/frame.h"
+#include "hyperelastic/export_fits.h"
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/numbers.h"
-#include "solver/make_solver.h"
 #include "xem/hyperelastic.h"
 
 using namespace Xem::MaterialUtil;
 
 namespace {
-
-constexpr double kTolerance = 1e-4;
 
 std::int32_t PairEntries(std::int32_t terms) { return CheckedParameterCount(2 * std::int64_t{terms}); }
 
@@ -22,15 +20,11 @@ std::int32_t CurveFitting4Ogden(const Xem::PointArray& uniaxial, const Xem::Poin
                                 Xem::PointArray& equibiaxialOut, Xem::PointArray& pureShearOut,
                                 Xem::PointArray& simpleShearOut, double lower, double upper) {
   UseOneBlasThread();
-  const FixedTermMask mask(PairEntries(terms));
+  Vector solution(PairEntries(terms));
   const TestFunctionList functions =
       LoadTestFunctions(InputCurves{&uniaxial, &equibiaxial, &pureShear, &simpleShear},
                         {useUniaxial, useEquibiaxial, usePureShear, useSimpleShear}, ModelType::Ogden);
-  const auto solver = MakeOgdenSolver(ResidualFromCode(method), functions, terms);
-  Vector solution(mask.Size());
-  solver->InitialGuess(mask, solution.Span());
-  solver->SetMask(mask);
-  const std::int32_t status = solver->Solve(solution.Span(), kTolerance);
+  const std::int32_t status = FitOgdenSeries(functions, ResidualFromCode(method), solution.Span()).solverStatus;
   CopyOut(solution.Span(), coefficients);
   ComputeStress4Ogden(uniaxial, equibiaxial, pureShear, simpleShear, terms, coefficients, uniaxialOut, equibiaxialOut,
                       pureShearOut, simpleShearOut, lower, upper);

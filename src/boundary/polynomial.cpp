@@ -1,6 +1,5 @@
 #include "boundary/frame.h"
-#include "hyperelastic/linear_fit.h"
-#include "hyperelastic/refinement.h"
+#include "hyperelastic/export_fits.h"
 #include "solver/linalg/lapack.h"
 #include "testdata/strain_energy.h"
 #include "xem/hyperelastic.h"
@@ -21,15 +20,10 @@ std::int32_t CurveFitting4Polynominal(const Xem::PointArray& uniaxial, const Xem
   RequireMode(switches);
 
   const TestDataList testData = LoadTestData(curves, switches);
-  const XemMaterialCurveFittingPolynomial model(testData, order);
-  Vector solution(PolynomialTermCount(order));
-  SolveLinear(model, FixedTermMask(solution.Size()), solution.Span(), method, conditionLimit);
-  CopyOut(solution.Span(), coefficients);
-
   const TestFunctionList functions = LoadTestFunctions(curves, switches, ModelType::Polynomial);
-  if (RefineLinearSolution(functions, order, method, solution.Span()).replaced) {
-    CopyOut(solution.Span(), coefficients);
-  }
+  Vector solution(PolynomialTermCount(order));
+  FitLinearModel(XemMaterialCurveFittingPolynomial(testData, order), functions, order, method, conditionLimit,
+                 solution.Span(), [&](std::span<const double> found) { CopyOut(found, coefficients); });
   return ComputeStress4Polynominal(uniaxial, equibiaxial, pureShear, simpleShear, order, coefficients, uniaxialOut,
                                    equibiaxialOut, pureShearOut, simpleShearOut, lower, upper);
 }

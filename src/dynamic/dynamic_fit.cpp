@@ -64,6 +64,18 @@ boost::shared_ptr<XemMaterialTestFunctionBase> LoadDamping(const DynamicFitReque
   return function;
 }
 
+JointDynamicFit FitJointly(const DynamicFitRequest& request, const DynamicCurves& curves) {
+  JointDynamicFit fit;
+  fit.stiffness = LoadStiffness(request, curves.stiffnessWeight, curves.stiffness);
+  fit.damping = LoadDamping(request, curves.dampingWeight, curves.damping, curves.stiffness);
+  TestFunctionList functions;
+  if (curves.stiffnessWeight > kLeastWeight) functions.push_back(fit.stiffness);
+  if (curves.dampingWeight > kLeastWeight) functions.push_back(fit.damping);
+  fit.parameters = request.start;
+  fit.status = SolveDynamicFit(request, functions, fit.parameters.Span());
+  return fit;
+}
+
 std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,
                              std::span<double> parameters) {
   if (request.everythingFixed) return 0;

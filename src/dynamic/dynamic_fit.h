@@ -36,6 +36,25 @@ boost::shared_ptr<XemMaterialTestFunctionBase> LoadDamping(const DynamicFitReque
                                                            std::span<const _T_FUNT_BASE> damping,
                                                            std::span<const _T_FUNT_BASE> stiffness);
 
+/// One or two curves of a dynamic fit with their weights. The damping curve reads its stresses from the stiffness
+/// curve.
+struct DynamicCurves {
+  std::span<const _T_FUNT_BASE> stiffness;
+  std::span<const _T_FUNT_BASE> damping;
+  double stiffnessWeight = 1.0;
+  double dampingWeight = 1.0;
+};
+
+/// Test functions of both curves, whatever their weights are, and what was fitted to those with a weight above
+/// kLeastWeight.
+struct JointDynamicFit {
+  boost::shared_ptr<XemMaterialTestFunctionBase> stiffness;
+  boost::shared_ptr<XemMaterialTestFunctionBase> damping;
+  Vector parameters;
+  std::int32_t status = 0;
+};
+JointDynamicFit FitJointly(const DynamicFitRequest& request, const DynamicCurves& curves);
+
 /// Improves `parameters` unless everything is fixed; returns the solver status, 0 without a solve.
 std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,
                              std::span<double> parameters);

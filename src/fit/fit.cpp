@@ -7,11 +7,12 @@
 
 #include "fit/assemble.h"
 #include "fit/model.h"
+#include "xem/array.h"
 
 namespace Xem::Fit {
 namespace {
 
-/// What the export makes of the same curves. The one place where an int of the core becomes a sentence.
+/// What the export makes of the same curves. The one place where an exception of the core becomes a sentence.
 Minimum RunPlain(ModelFit& fit) {
   fit.RequirePlainOptions();
   Minimum minimum;
@@ -21,6 +22,8 @@ Minimum RunPlain(ModelFit& fit) {
     const std::string remedy = fit.ExportRemedy();
     throw Error(ErrorKind::NotConverged, "the export fails on these curves: LAPACK reports " + std::to_string(info) +
                                              (remedy.empty() ? "" : "; " + remedy));
+  } catch (const CInvalidArgException& refusal) {
+    throw Error(ErrorKind::BadData, std::string("the export refuses these curves: ") + refusal.what());
   }
   minimum.atBound.assign(minimum.parameters.size(), false);
   return minimum;

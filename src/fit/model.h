@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fit/problem.h"
+#include "solver/make_solver.h"
 #include "xem/fit/fit.h"
 #include "xem/fit/model.h"
 
@@ -63,6 +64,12 @@ class ModelFit {
   std::vector<std::vector<double>> WithGiven(std::vector<std::vector<double>> starts, std::vector<double> base,
                                              Proposed place) const;
 };
+
+/// The words of the exported functions for a kind of residual.
+inline MaterialUtil::ResidualKind KindOf(Residual residual) {
+  return residual == Residual::Absolute ? MaterialUtil::ResidualKind::Absolute : MaterialUtil::ResidualKind::Relative;
+}
+inline std::int32_t MethodCode(Residual residual) { return residual == Residual::Absolute ? 1 : 0; }
 
 struct RubberLaw;
 

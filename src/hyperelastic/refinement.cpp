@@ -3,14 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "hyperelastic/export_fits.h"
 #include "solver/make_solver.h"
 
 namespace Xem::MaterialUtil {
-namespace {
-
-constexpr double kTolerance = 1e-4;
-
-}  // namespace
 
 Refinement RefineLinearSolution(const TestFunctionList& functions, std::int32_t termCount, std::int32_t method,
                                 std::span<double> parameters) {
@@ -20,7 +16,7 @@ Refinement RefineLinearSolution(const TestFunctionList& functions, std::int32_t 
   Vector linear{std::span<const double>(parameters)};
   Vector refined = linear;
   Refinement result;
-  result.solverStatus = solver->Solve(refined.Span(), kTolerance);
+  result.solverStatus = solver->Solve(refined.Span(), kRubberTolerance);
 
   const bool constrained = functions.front()->EnforceParameterConstraints(termCount, linear.Span());
   result.replaced = !(constrained && result.solverStatus != 0);

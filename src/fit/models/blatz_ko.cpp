@@ -10,9 +10,7 @@
 #include "fit/linear_model.h"
 #include "fit/models/models.h"
 #include "fit/models/rubber.h"
-#include "hyperelastic/linear_fit.h"
-#include "hyperelastic/models.h"
-#include "hyperelastic/refinement.h"
+#include "hyperelastic/export_fits.h"
 
 namespace Xem::Fit {
 namespace {
@@ -204,13 +202,10 @@ void BlatzKoFit::Screen() {
 
 Minimum BlatzKoFit::RunExport() {
   const TestDataList testData = MakeHyperelasticData(screened_);
-  const XemMaterialCurveFittingBlatzKo model(testData);
-  const std::int32_t method = options.residual == Residual::Absolute ? 1 : 0;
-  Vector modulus(1);
-  SolveLinear(model, FixedTermMask(1), modulus.Span(), method, options.conditionLimit);
   Minimum minimum;
-  minimum.converged = RefineLinearSolution(problem.functions, 1, method, modulus.Span()).solverStatus == 0;
-  minimum.parameters.assign(1, modulus[0]);
+  minimum.parameters.resize(1);
+  minimum.converged = FitLinearModel(XemMaterialCurveFittingBlatzKo(testData), problem.functions, 1,
+                                     MethodCode(options.residual), options.conditionLimit, minimum.parameters) == 0;
   return minimum;
 }
 

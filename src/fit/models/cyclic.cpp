@@ -169,10 +169,12 @@ std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const Scre
       function.SetTestData(CorePoints(screened.damping), stiffness);
       damping = StartGheDamping(std::array{0.0, 0.0}, mask, function);
     }
-    // The starts are meant for strains over that at half stiffness; over another strain they are rescaled.
+    // The starts are meant for strains over that at half stiffness; over another strain they are rescaled. The plain
+    // export takes them as they are.
     const double half = HalfStiffnessStrain(stiffness);
     const auto held = options.held.find("gamma_r");
-    const double scale = held == options.held.end() ? 1.0 : half / held->second;
+    const bool asTheyAre = held == options.held.end() || options.engine == Engine::Export;
+    const double scale = asTheyAre ? 1.0 : half / held->second;
     for (GheParameters six : kGheStarts) {
       for (const std::size_t k : {2U, 3U, 4U, 5U}) six[k] *= scale;
       starts.push_back({half});
@@ -277,39 +279,49 @@ std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Proble
   }
   const DynamicFitRequest request =
       PrepareDynamicFit(std::array{power ? 0.0 : 1.0, static_cast<double>(code), variant}, parameters, Flags(problem));
-  TestFunctionList functions;
-  if (!stiffness.empty()) functions.push_back(LoadStiffness(request, screened.stiffness.weight, stiffness));
-  if (!damping.empty()) {
-    const double factor = power && both ? DampingWeightFactor(damping, parameters[kLargestDamping]) : 1.0;
-    functions.push_back(LoadDamping(request, screened.damping.weight * factor, damping, stiffness));
+  if (both) {
+    const double factor = power ? DampingWeightFactor(damping, parameters[kLargestDamping]) : 1.0;
+    const JointDynamicFit fit =
+        FitJointly(request, {stiffness, damping, screened.stiffness.weight, screened.damping.weight * factor});
+    fit.stiffness->Output(fit.parameters.Span(), parameters, {});
+    return fit.status;
   }
+  const auto function =
+      stiffness.empty() ? LoadDamping(request, 1.0, damping, {}) : LoadStiffness(request, 1.0, stiffness);
   Vector solution = request.start;
-  const std::int32_t status = SolveDynamicFit(request, functions, solution.Span());
-  functions.front()->Output(solution.Span(), parameters, {});
+  const std::int32_t status = SolveDynamicFit(request, {function}, solution.Span());
+  function->Output(solution.Span(), parameters, {});
   return status;
 }
 
-/// The generalised equation, then its damping over the measured stiffness; returns the first status that is not 0.
+/// The generalised equation, then its damping over the measured stiffness, or over the held one where none was
+/// measured; returns the first status that is not 0.
 std::int32_t RunGheExport(CyclicForm form, const Problem& problem, const Screened& screened,
                           std::vector<double>& parameters) {
-  const ResidualKind residual =
-      problem.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
+  const ResidualKind residual = KindOf(problem.residual);
   std::vector<std::int32_t> mask;
   for (const FreeOrHeld& parameter : problem.parameters) mask.push_back(parameter.held ? 1 : 0);
   const auto stiffness = CorePoints(screened.stiffness);
-  const GheRequest request{.referenceStrain = parameters[kReferenceStrain],
-                           .form = form == CyclicForm::Stress ? GheForm::Stress : GheForm::Stiffness,
-                           .residual = residual,
-                           .mask = std::span(mask).subspan(kGheFirst, kGheParameterCount)};
   const std::span<double> all(parameters);
-  std::int32_t status = FitGhe(request, stiffness, all.subspan(kGheFirst, kGheParameterCount), {}).status;
+  std::int32_t status = 0;
+  if (!stiffness.empty()) {
+    const GheRequest request{.referenceStrain = parameters[kReferenceStrain],
+                             .form = form == CyclicForm::Stress ? GheForm::Stress : GheForm::Stiffness,
+                             .residual = residual,
+                             .mask = std::span(mask).subspan(kGheFirst, kGheParameterCount)};
+    status = FitGhe(request, stiffness, all.subspan(kGheFirst, kGheParameterCount), {}).status;
+  }
   if (screened.damping.Empty()) return status;
   const auto function = boost::make_shared<XemGHEModelDampingTestFunction>();
   const auto dampingMask = std::span<const std::int32_t>(mask).subspan(kGheLargestDamping);
-  function->SetParameters({}, dampingMask);
+  const std::span<double> fitted = all.subspan(kGheLargestDamping);
+  function->SetParameters(stiffness.empty() ? all.first(kGheLargestDamping) : std::span<double>(), dampingMask);
   function->SetTestData(CorePoints(screened.damping), stiffness);
-  const std::int32_t dampingStatus =
-      FitGheDamping(residual, dampingMask, function, all.subspan(kGheLargestDamping)).status;
+  if (stiffness.empty()) {
+    const std::vector<double> start = StartGheDamping(fitted, dampingMask, *function);
+    std::copy(start.begin(), start.end(), fitted.begin());
+  }
+  const std::int32_t dampingStatus = FitGheDamping(residual, dampingMask, function, fitted).status;
   return status != 0 ? status : dampingStatus;
 }
 
@@ -379,8 +391,14 @@ class CyclicFit final : public ModelFit {
 
   Minimum Minimise() override { return Fit::Minimise(problem, Starts()); }
 
-  /// The exports know held values, starts and weights.
-  void RequirePlainOptions() const override {}
+  /// The exports know held values and starts, and weights of two curves fitted together in a family that ties them.
+  void RequirePlainOptions() const override {
+    const bool weighted =
+        std::any_of(curves.begin(), curves.end(), [](const Curve& curve) { return curve.weight != 1.0; });
+    if (weighted && (curves.size() < 2 || family_ == CyclicFamily::Ghe)) {
+      throw Error(ErrorKind::BadInput, "the export of this fit knows no weights");
+    }
+  }
   Minimum RunExport() override {
     const auto starts = Starts();
     Minimum minimum;

@@ -13,7 +13,7 @@
 #include "fit/models/models.h"
 #include "fit/models/rubber.h"
 #include "fit/models/shear_stress_function.h"
-#include "solver/make_solver.h"
+#include "hyperelastic/export_fits.h"
 #include "solver/starting_vector.h"
 #include "testdata/strain_energy.h"
 
@@ -34,7 +34,6 @@ constexpr double kLargestModulus = 1000.0;
 
 /// Fits whose AICc differs by less are equally good (Burnham and Anderson 2002).
 constexpr double kEquallyGood = 2.0;
-constexpr double kExportTolerance = 1e-4;
 
 /// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave.
 constexpr std::size_t kRefined = 6;
@@ -119,16 +118,11 @@ Start FromExponents(const Problem& problem, const std::vector<double>& held, std
 }
 
 /// What the plain export finds, if it finds anything: a start that makes sure to be no worse.
-void AddExportsResult(const Problem& problem, int terms, std::vector<Start>& starts) {
+void AddExportsResult(const Problem& problem, std::vector<Start>& starts) {
   Start start;
   start.parameters.resize(problem.parameters.size());
   try {
-    const auto residual = problem.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
-    const auto solver = MakeOgdenSolver(residual, problem.functions, terms);
-    const FixedTermMask mask(2 * terms);
-    solver->InitialGuess(mask, start.parameters);
-    solver->SetMask(mask);
-    solver->Solve(start.parameters, kExportTolerance);
+    FitOgdenSeries(problem.functions, KindOf(problem.residual), start.parameters);
     start.objective = Objective(problem, start.parameters);
   } catch (int) {
     return;
@@ -200,7 +194,7 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
     }
     std::vector<std::vector<double>> starts = BestOf(std::move(tried), kRefined);
     std::vector<Start> exports;
-    AddExportsResult(problem, count, exports);
+    AddExportsResult(problem, exports);
     for (Start& start : exports) starts.push_back(std::move(start.parameters));
     if (count > 1) {
       starts.push_back(shorter);
@@ -345,15 +339,11 @@ Minimum OgdenFit::Minimise() {
 }
 
 Minimum OgdenFit::RunExport() {
-  const auto residual = options.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
-  const auto solver = MakeOgdenSolver(residual, problem.functions, terms);
-  const FixedTermMask mask(2 * terms);
   Minimum minimum;
   minimum.parameters.resize(problem.parameters.size());
-  solver->InitialGuess(mask, minimum.parameters);
-  solver->SetMask(mask);
-  minimum.converged = solver->Solve(minimum.parameters, kExportTolerance) == 0;
-  minimum.iterations = solver->Iterations();
+  const OgdenFitStatus status = FitOgdenSeries(problem.functions, KindOf(options.residual), minimum.parameters);
+  minimum.converged = status.solverStatus == 0;
+  minimum.iterations = status.iterations;
   return minimum;
 }
 

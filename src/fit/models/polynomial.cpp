@@ -6,9 +6,7 @@
 
 #include "fit/linear_model.h"
 #include "fit/models/models.h"
-#include "hyperelastic/linear_fit.h"
-#include "hyperelastic/models.h"
-#include "hyperelastic/refinement.h"
+#include "hyperelastic/export_fits.h"
 #include "testdata/strain_energy.h"
 
 namespace Xem::Fit {
@@ -102,13 +100,10 @@ Minimum PolynomialFit::Minimise() { return MinimiseLinear(problem, given); }
 
 Minimum PolynomialFit::RunExport() {
   const TestDataList testData = MakeHyperelasticData(screened_);
-  const XemMaterialCurveFittingPolynomial model(testData, count_);
-  const std::int32_t method = options.residual == Residual::Absolute ? 1 : 0;
-  Vector solution(PolynomialTermCount(count_));
-  SolveLinear(model, FixedTermMask(solution.Size()), solution.Span(), method, options.conditionLimit);
   Minimum minimum;
-  minimum.converged = RefineLinearSolution(problem.functions, count_, method, solution.Span()).solverStatus == 0;
-  minimum.parameters.assign(solution.Span().begin(), solution.Span().end());
+  minimum.parameters.resize(problem.parameters.size());
+  minimum.converged = FitLinearModel(XemMaterialCurveFittingPolynomial(testData, count_), problem.functions, count_,
+                                     MethodCode(options.residual), options.conditionLimit, minimum.parameters) == 0;
   return minimum;
 }
 

@@ -505,8 +505,7 @@ class PronyFit final : public ModelFit {
     function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curves.front())));
     Minimum minimum;
     minimum.parameters.resize(2 * static_cast<std::size_t>(terms));
-    const auto kind = options.residual == Residual::Absolute ? ResidualKind::Absolute : ResidualKind::Relative;
-    minimum.converged = FitRelaxation(function, kind, minimum.parameters) == 0;
+    minimum.converged = FitRelaxation(function, KindOf(options.residual), minimum.parameters) == 0;
     return minimum;
   }
   std::string ExportRemedy() const override { return "fit fewer terms"; }

@@ -136,10 +136,8 @@ std::vector<Spread> SpreadOf(RetentionModel model) {
 std::vector<double> GridStart(RetentionModel model, const Problem& problem, std::span<const _T_FUNT_BASE> points,
                               const Core::FixedTermMask& mask, std::span<const double> values) {
   const auto function = MakeFunction(model, points, mask);
-  const auto residual =
-      problem.residual == Residual::Absolute ? Core::ResidualKind::Absolute : Core::ResidualKind::Relative;
   std::vector<double> start(values.size());
-  Core::FindRetentionStart(*function, residual, {.held = values, .caller = {}}, start);
+  Core::FindRetentionStart(*function, KindOf(problem.residual), {.held = values, .caller = {}}, start);
   return start;
 }
 
@@ -270,8 +268,7 @@ class RetentionFit final : public ModelFit {
   Minimum RunExport() override {
     Core::RetentionSettings settings;
     settings.model = model_;
-    settings.residual =
-        options.residual == Residual::Absolute ? Core::ResidualKind::Absolute : Core::ResidualKind::Relative;
+    settings.residual = KindOf(options.residual);
     settings.mask = MaskOf(problem);
     settings.usualResidualSuctionHeld = model_ == RetentionModel::FredlundXing && !MentionsResidualSuction();
     Core::RetentionData data;

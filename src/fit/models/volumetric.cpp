@@ -106,8 +106,7 @@ class VolumetricFit final : public ModelFit {
     const TestDataList testData{core_};
     const XemMaterialCurveFittingPolynomial model(testData, terms);
     Vector solution(terms);
-    SolveLinear(model, FixedTermMask(terms), solution.Span(), options.residual == Residual::Absolute ? 1 : 0,
-                options.conditionLimit);
+    SolveLinear(model, FixedTermMask(terms), solution.Span(), MethodCode(options.residual), options.conditionLimit);
     Minimum minimum;
     minimum.parameters.assign(solution.Span().begin(), solution.Span().end());
     minimum.converged = std::isfinite(Objective(problem, minimum.parameters));
