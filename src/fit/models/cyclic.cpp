@@ -297,7 +297,7 @@ std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Proble
 /// The generalised equation, then its damping over the measured stiffness, or over the held one where none was
 /// measured; returns the first status that is not 0.
 std::int32_t RunGheExport(CyclicForm form, const Problem& problem, const Screened& screened,
-                          std::vector<double>& parameters) {
+                          const std::vector<double>& given, std::vector<double>& parameters) {
   const ResidualKind residual = KindOf(problem.residual);
   std::vector<std::int32_t> mask;
   for (const FreeOrHeld& parameter : problem.parameters) mask.push_back(parameter.held ? 1 : 0);
@@ -318,7 +318,10 @@ std::int32_t RunGheExport(CyclicForm form, const Problem& problem, const Screene
   function->SetParameters(stiffness.empty() ? all.first(kGheLargestDamping) : std::span<double>(), dampingMask);
   function->SetTestData(CorePoints(screened.damping), stiffness);
   if (stiffness.empty()) {
-    const std::vector<double> start = StartGheDamping(fitted, dampingMask, *function);
+    std::vector<double> asked(given.begin() + kGheLargestDamping, given.end());
+    std::replace_if(
+        asked.begin(), asked.end(), [](double value) { return std::isnan(value); }, 0.0);
+    const std::vector<double> start = StartGheDamping(asked, dampingMask, *function);
     std::copy(start.begin(), start.end(), fitted.begin());
   }
   const std::int32_t dampingStatus = FitGheDamping(residual, dampingMask, function, fitted).status;
@@ -404,7 +407,7 @@ class CyclicFit final : public ModelFit {
     Minimum minimum;
     minimum.parameters = options.start.empty() ? starts.front() : starts.back();
     const std::int32_t status = family_ == CyclicFamily::Ghe
-                                    ? RunGheExport(data_.form, problem, screened_, minimum.parameters)
+                                    ? RunGheExport(data_.form, problem, screened_, given, minimum.parameters)
                                     : RunDynamicExport(family_, data_.form, problem, screened_,
                                                        options.start.count("gamma_r") > 0, minimum.parameters);
     minimum.converged = status == 0;
