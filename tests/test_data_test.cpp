@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "support/near.h"
@@ -144,6 +145,31 @@ TEST(BlatzKo, FactorsOfTheFourModes) {
     const double lateral = std::pow(stretch, Kinematics(mode).lateralExponent);
     ExpectNear(Kinematics(mode).blatzKo(stretch, lateral), 1.0 / stretch - std::pow(stretch, -3), Tolerance::Rounding);
   }
+}
+
+TEST(OgdenTerm, OfOppositeExponentsIsOppositeInPlanarModesAndFiniteWhereItsPowersAre) {
+  std::mt19937 random(7);
+  const auto draw = [&](double from, double to) { return std::uniform_real_distribution<double>(from, to)(random); };
+  for (int trial = 0; trial < 20'000; ++trial) {
+    const double stretch = std::exp(draw(-3.0, 3.0) * (trial % 10 == 0 ? 200.0 : 1.0));
+    const double alpha = draw(-1.0, 1.0) * (trial % 3 == 0 ? 1000.0 : 10.0);
+    const double logStretch = std::log(stretch);
+    const OgdenTerm plus = EvaluateOgdenTerm(-1.0, alpha, stretch, logStretch);
+    const OgdenTerm minus = EvaluateOgdenTerm(-1.0, -alpha, stretch, logStretch);
+    EXPECT_EQ(plus.value, -minus.value) << alpha << ' ' << stretch;
+    EXPECT_EQ(plus.exponentDerivative, minus.exponentDerivative) << alpha << ' ' << stretch;
+    for (const double e : {-0.5, -1.0, -2.0}) {
+      const double axial = std::pow(stretch, alpha - 1.0), lateral = std::pow(stretch, alpha * e - 1.0);
+      const OgdenTerm term = EvaluateOgdenTerm(e, alpha, stretch, logStretch);
+      const double written = logStretch * (axial - e * lateral);
+      EXPECT_EQ(std::isfinite(term.value), std::isfinite(axial - lateral)) << alpha << ' ' << stretch << ' ' << e;
+      EXPECT_EQ(std::isfinite(term.exponentDerivative), std::isfinite(written)) << alpha << ' ' << stretch << ' ' << e;
+      if (!std::isfinite(written) || !std::isfinite(axial - lateral)) continue;
+      EXPECT_NEAR(term.value, axial - lateral, 1e-12 * (axial + lateral));
+      EXPECT_NEAR(term.exponentDerivative, written, 1e-12 * std::abs(written));
+    }
+  }
+  EXPECT_EQ(EvaluateOgdenTerm(-0.5, 3.0, 0.0, std::log(0.0)).value, -HUGE_VAL);  // 0^2 - 0^-2.5
 }
 
 struct ConstraintCase {
