@@ -96,12 +96,12 @@ std::vector<double> VolumetricOrDefault(const std::vector<double>& volumetric, d
 }
 
 ScanRange MakeScanRange(double lower, double upper) {
-  constexpr double kLessThanAStep = -1e-3;
+  constexpr double kLessThanAStep = 1e-3;
   if (!(lower <= 0.0) || !(upper >= 0.0)) {
     throw Error(ErrorKind::BadInput,
                 "the strains " + Text(lower) + " ... " + Text(upper) + " of a stability check do not lie around 0");
   }
-  return {lower == 0.0 ? kLessThanAStep : lower, upper};
+  return {lower == 0.0 ? -kLessThanAStep : lower, upper == 0.0 ? kLessThanAStep : upper};
 }
 
 Stability ToStability(const std::function<StabilityReport()>& report) {

@@ -32,7 +32,7 @@ struct ScanRange {
   double lower = 0.0;
   double upper = 0.0;
 };
-/// Throws Error (BadInput) unless the strains lie around 0. A lower limit of 0 asks for no compression.
+/// Throws Error (BadInput) unless the strains lie around 0. A limit of 0 asks for nothing on its side.
 ScanRange MakeScanRange(double lower, double upper);
 
 /// In the words of the fit layer. Throws Error (NotConverged) when the eigenvalues of a tangent cannot be computed.
