@@ -59,7 +59,7 @@ void CheckEditing() {
       for (int count = 0; count < 4; ++count) {
         for (const bool spare : {false, true}) {
           DoubleArray array = Counting(size);
-          if (spare) array.SetSize(array.GetSize() + 12), array.RemoveAt(size, 12);
+          if (spare) array.InsertAt(size, 7.0, 12), array.RemoveAt(size, 12);  // not zero
           if (!spare) array.FreeExtra();
           std::vector<double> expected(array.begin(), array.end());
 
