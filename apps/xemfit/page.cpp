@@ -16,6 +16,7 @@
 #include "page_assets.h"
 #include "plot.h"
 #include "text.h"
+#include "xem/version.h"
 
 namespace Xem::Tool {
 namespace {

@@ -22,7 +22,9 @@
 /// the output curves.
 ///
 /// Threads. The functions keep no state and may run on several threads at once. The polynomial and Ogden ones set the
-/// BLAS library to one thread for the whole process.
+/// BLAS library to one thread for the whole process, and it stays so. A host that wants its own number back sets it
+/// after the call: with OpenBLAS openblas_set_num_threads(n), where openblas_get_num_threads() told n before the call.
+/// BLAS libraries without these two functions are left as they are.
 ///
 /// Simple shear. The shear strain g is kept as the principal stretch sqrt(1 + g^2/2 + g sqrt(1 + g^2/4)) and
 /// recovered as |lambda^2 - 1| / lambda, so its sign is lost: at negative shear the polynomial and Blatz-Ko stresses
