@@ -102,10 +102,8 @@ TEST(FormingLimit, MatchesAnIndependentMarch) {
 struct LiteralMarch {
   const Call& call;
 
-  static double Power(double x, double exponent) {
-    const volatile double y = exponent;  // or compilers make products of squares
-    return std::pow(x, y);
-  }
+  static double Power(double x, double exponent) { return std::pow(x, exponent); }
+  static double Square(double x) { return x * x; }  // as compilers evaluate the power function for an exponent of 2
   bool Hill() const { return call.yieldType == 101; }
   double R() const { return call.yieldParameters[0]; }
   double M() const { return call.yieldParameters[1]; }
@@ -124,21 +122,21 @@ struct LiteralMarch {
   double Phi(double a) const {
     if (!Hill()) {
       const double t = Beta(a);
-      return (t + 2.0) / std::sqrt(3.0 * (Power(t, 2.0) + t + 1.0));
+      return (t + 2.0) / std::sqrt(3.0 * (Square(t) + t + 1.0));
     }
     return Power((Power(1.0 - a, M()) * (2.0 * R() + 1.0) + Power(1.0 + a, M())) / (2.0 * R() + 2.0), -1.0 / M());
   }
   double PhiByBeta(double a) const {
     if (!Hill()) {
       const double t = Beta(a);
-      const double Q = 3.0 * Power(t, 2.0) + 3.0 * t + 3.0;
+      const double Q = 3.0 * Square(t) + 3.0 * t + 3.0;
       return Power(Q, -0.5) - Power(Q, -1.5) * (3.0 * t + 1.5) * (t + 2.0);
     }
     const double r = R(), m = M();
     const double byAlpha = Power(Phi(a), m + 1.0) *
                            (Power(1.0 + a, m - 1.0) - Power(1.0 - a, m - 1.0) * (2.0 * r + 1.0)) / (-2.0 * (r + 1.0));
-    const double alphaByBeta = Power(Power(1.0 - a, m - 1.0) * (2.0 * r + 1.0) + Power(1.0 + a, m - 1.0), 2.0) /
-                               (4.0 * Power(1.0 - Power(a, 2.0), m - 2.0) * (2.0 * m * r + m - 2.0 * r - 1.0));
+    const double alphaByBeta = Square(Power(1.0 - a, m - 1.0) * (2.0 * r + 1.0) + Power(1.0 + a, m - 1.0)) /
+                               (4.0 * Power(1.0 - Square(a), m - 2.0) * (2.0 * m * r + m - 2.0 * r - 1.0));
     return byAlpha * alphaByBeta;
   }
   double Stress(double strain) const {
@@ -177,7 +175,7 @@ struct LiteralMarch {
       strain += Phi(a) * (1.0 + a * b) * delta;
       const double stress = Stress(strain);
       const double present = Phi(a) * stress;
-      const double required = Power(Phi(a), 2.0) * (1.0 + a * b) * Slope(strain);
+      const double required = Square(Phi(a)) * (1.0 + a * b) * Slope(strain);
       if (present >= required) {
         b += (present - required) / (PhiByBeta(a) * stress) * delta;
         a = Alpha(b);

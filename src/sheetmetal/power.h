@@ -1,15 +1,9 @@
 #pragma once
 
-#include <cmath>
-
 namespace Xem::MaterialUtil::SheetMetalForming {
 
-/// x^2 by the power function, as every other power of a strain path. Compilers make a product of std::pow(x, 2.0),
-/// whose last bit differs for one x in a thousand, and a path may end elsewhere for that; a volatile exponent keeps
-/// them from it.
-inline double Square(double x) {
-  const volatile double two = 2.0;
-  return std::pow(x, two);
-}
+/// x^2, correctly rounded: what compilers make of std::pow(x, 2.0). The power function itself rounds one x in a
+/// thousand the other way, and a path may end elsewhere for that.
+inline double Square(double x) { return x * x; }
 
 }  // namespace Xem::MaterialUtil::SheetMetalForming
