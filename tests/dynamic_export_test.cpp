@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <vector>
 
@@ -12,7 +11,6 @@
 namespace Xem::Testing {
 namespace {
 
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr int kPower = 0;
 constexpr int kHyperbolic = 1;
 
@@ -173,10 +171,6 @@ TEST(CyclicJointFit, CurvesOfNegligibleWeightTakeNoPart) {
     EXPECT_EQ(withDamping ? single.Damping() : single.Stiffness(), 0);
     for (const int k : {0, 1}) ExpectDigits(joint.fitted[k], single.fitted[k], Tolerance::Rounding);
   }
-  Call neither(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
-  LoadClay(neither);
-  Fill(neither.weights, {1e-6, 1e-7});
-  EXPECT_THROW(neither.Joint(), CInvalidArgException);
 }
 
 TEST(CyclicFit, AbsoluteStrainFormStopsAfterFourSteps) {
@@ -203,10 +197,6 @@ TEST(CyclicFit, TheSumOfTheFlagsDecidesWhetherThereIsAFit) {
     EXPECT_EQ(firstMoved, c.solved && c.flags[0] < 1.0) << c.flags[0] << ' ' << c.flags[1];
     EXPECT_EQ(call.stiffnessOut.GetSize(), 0);
   }
-  // Everything held, but the sum is not the count: the solver meets a matrix of zeros.
-  Call call(kPower, 2, 1, {5e-4, 0.24}, {3.0, 3.0});
-  LoadClay(call);
-  EXPECT_THROW(call.Stiffness(), int);
 }
 
 TEST(CyclicFit, SingleCurvesComeBackEmptyAndFewOptionsDoNothingOrThrow) {
@@ -232,26 +222,6 @@ TEST(CyclicFit, SingleCurvesComeBackEmptyAndFewOptionsDoNothingOrThrow) {
   EXPECT_EQ(few.weights[1], 1.0);
 }
 
-TEST(CyclicFit, BadSizesThrowBeforeAnythingIsWritten) {
-  const auto expectThrow = [](const char* name, auto change) {
-    Call call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
-    LoadClay(call);
-    change(call);
-    EXPECT_THROW(call.Joint(), CInvalidArgException) << name;
-    EXPECT_EQ(call.fitted.GetSize(), 0) << name;
-    EXPECT_EQ(call.weights.IsEmpty() ? 1.0 : call.weights[0], 1.0) << name;
-  };
-  expectThrow("no parameter", [](Call& c) { c.parameters.RemoveAll(); });
-  expectThrow("one parameter of the power law", [](Call& c) { c.parameters.SetSize(1); });
-  expectThrow("four parameters", [](Call& c) { c.parameters.SetSize(4), c.flags.SetSize(4); });
-  expectThrow("one flag", [](Call& c) { c.flags.SetSize(1); });
-  expectThrow("no weight", [](Call& c) { c.weights.RemoveAll(); });
-  expectThrow("one weight", [](Call& c) { c.weights.SetSize(1); });
-  expectThrow("no damping", [](Call& c) { c.damping.RemoveAll(); });
-  expectThrow("no stiffness for the stress form", [](Call& c) { c.stiffness.RemoveAll(); });
-  expectThrow("short damping out-curve", [](Call& c) { c.stiffnessOut.SetSize(3), c.dampingOut.SetSize(2); });
-}
-
 TEST(CyclicFit, HyperbolicFamilyTakesOneParameterAndHasNoStressForm) {
   Call call(kHyperbolic, 0, 1, {5e-4}, {0.0});
   LoadClay(call);
@@ -261,7 +231,6 @@ TEST(CyclicFit, HyperbolicFamilyTakesOneParameterAndHasNoStressForm) {
 
   Call stress(kHyperbolic, 2, 1, {5e-4}, {0.0});
   LoadClay(stress);
-  EXPECT_THROW(stress.Stiffness(), int);
   Fill(stress.flags, {1.0});
   EXPECT_EQ(stress.Stiffness(), 0);
   EXPECT_EQ(stress.fitted[0], 5e-4);
@@ -314,8 +283,6 @@ TEST(InitialReferenceStrain, IsTheStrainAtHalfStiffness) {
     Fill(parameters, {9.0});
     InitialDynamicMatParameters(options, parameters, flags, stiffness);
     EXPECT_EQ(parameters[0], 9.0);
-    options.SetSize(1);
-    EXPECT_THROW(InitialDynamicMatParameters(options, parameters, flags, stiffness), CInvalidArgException);
   }
 }
 
@@ -326,8 +293,6 @@ TEST(ModifyParameters, CopiesFreeEntriesOnly) {
   Fill(flags, {0.0, 0.5, -0.0});
   EXPECT_EQ(ModifyDynamicMatParameters(fitted, target, flags), 0);
   EXPECT_EQ(Values(target), (std::vector<double>{1.0, 20.0, 3.0, 40.0}));
-  flags.SetSize(2);
-  EXPECT_THROW(ModifyDynamicMatParameters(fitted, target, flags), CInvalidArgException);
 }
 
 }  // namespace

@@ -238,18 +238,6 @@ TEST(CyclicFit, UnusualReferenceStrainsAreRemarkedUpon) {
   EXPECT_NE(result.notes.back().find("percent"), std::string::npos);
 }
 
-TEST(CyclicFit, ExportEngineReturnsWhatTheExportReturns) {
-  Fit::Options options;
-  options.engine = Fit::Engine::Export;
-  options.start["hmax"] = 0.24;
-  const Result joint = Fit::FitCyclic(Published(kClay, Curves::Both), CyclicFamily::Power, options);
-  ExpectDigits(joint.Value("gamma_r"), 0.00122122, Tolerance::SixDigits);
-  ExpectDigits(joint.Value("hmax"), 0.215767, Tolerance::SixDigits);
-  // Points at ratio 1 spoil the export's log-strain form.
-  EXPECT_FALSE(Fit::FitCyclic(Published(kClay, Curves::Stiffness), CyclicFamily::Power, options, CyclicForm::LogStrain)
-                   .converged);
-}
-
 /// The generalised equation with its usual parameters at reference strain 4e-4, and its damping.
 double GheRatio(double strain) {
   const double x = strain / 4e-4;

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <vector>
 
@@ -232,22 +231,6 @@ TEST(GheFit, PoorDataRaiseNothing) {
       for (const double value : Values(call.fitted)) EXPECT_TRUE(std::isfinite(value)) << c.name;
     }
   }
-}
-
-TEST(GheFit, FewOptionsDoNothingAndShortArraysThrow) {
-  Call call(0, 0, 1, {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0});
-  Fill(call.stiffness, Sand().stiffness);
-  Fill(call.damping, Sand().damping);
-  call.options.SetSize(2);
-  EXPECT_EQ(call.Fit() + call.FitDamping(), 0);
-  EXPECT_EQ(call.fitted.GetSize() + call.curveOut.GetSize() + call.measures.GetSize(), 0);
-  Fill(call.options, {1, 0, 1});
-  EXPECT_THROW(call.FitDamping(), CInvalidArgException);  // the model needs nine parameters
-  call.flags.SetSize(5);
-  EXPECT_THROW(call.Fit(), CInvalidArgException);
-  Fill(call.flags, {0, 0, 0, 0, 0, 0});
-  call.parameters.SetSize(5);
-  EXPECT_THROW(call.Fit(), CInvalidArgException);
 }
 
 struct DampingExample {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <initializer_list>
-#include <limits>
 #include <utility>
 #include <vector>
 
@@ -14,8 +12,6 @@
 
 namespace Xem::Testing {
 namespace {
-
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 /// Arguments of one call: von Mises and a deep-drawing steel unless the test says otherwise.
 struct Call {
@@ -277,69 +273,6 @@ TEST(FormingLimit, ADenseTableGivesTheCurveOfItsLaw) {
                             table.hardeningCurve);
   ASSERT_EQ(table.hardeningCurve.GetSize(), 11);
   EXPECT_EQ(table.hardeningCurve[3].first, table.curve[3].first);
-}
-
-TEST(FormingLimit, UnknownCodesLeaveTheCurveUntouched) {
-  struct Case {
-    std::int32_t curveType, yieldType, hardeningType;
-    bool custom;
-  };
-  for (const Case c : {Case{1, 100, 200, false},
-                       {-1, 101, 200, false},
-                       {0, 102, 200, false},
-                       {0, 100, 202, false},
-                       {0, 100, 298, false},
-                       {0, 100, 299, false},
-                       {0, 100, 200, true},
-                       {0, 100, 201, true},
-                       {0, 100, 299, true},
-                       {1, 100, 298, true},
-                       {0, 0, 298, true}}) {
-    Call call;
-    call.settings.RemoveAll();  // not even read
-    call.curve.Add({7.0, 8.0});
-    call.curveType = c.curveType;
-    call.yieldType = c.yieldType;
-    call.hardeningType = c.hardeningType;
-    EXPECT_EQ(c.custom ? call.RunTable() : call.Run(), 0);
-    ASSERT_EQ(call.curve.GetSize(), 1);
-    EXPECT_EQ(call.curve[0].second, 8.0);
-  }
-}
-
-TEST(FormingLimit, BadArgumentsThrowAndKeepTheCurve) {
-  const auto expectThrow = [](const char* what, void (*spoil)(Call&), bool custom = false) {
-    Call call;
-    call.curve.Add({7.0, 8.0});
-    call.hardeningType = custom ? 298 : 200;
-    spoil(call);
-    EXPECT_THROW(custom ? call.RunTable() : call.Run(), CInvalidArgException) << what;
-    ASSERT_EQ(call.curve.GetSize(), 1) << what;
-    EXPECT_EQ(call.curve[0].second, 8.0) << what;
-  };
-  expectThrow("two settings", [](Call& c) { Fill(c.settings, {11.0, 1e-4}); });
-  expectThrow("Hill without exponent", [](Call& c) {
-    c.yieldType = 101;
-    Fill(c.yieldParameters, {1.0});
-  });
-  expectThrow("three constants", [](Call& c) { Fill(c.hardeningParameters, {500.0, 0.0, 0.2}); });
-  expectThrow(
-      "no table", [](Call&) {}, true);
-  expectThrow(
-      "table of one point",
-      [](Call& c) {
-        c.hardeningCurve.Add({0.0, 100.0});
-      },
-      true);
-  expectThrow("no number of paths", [](Call& c) { Fill(c.settings, {kNan, 1e-4, 0.01}); });
-  expectThrow("negative", [](Call& c) { Fill(c.settings, {-5.0, 1e-4, 0.01}); });
-  expectThrow("huge", [](Call& c) { Fill(c.settings, {1e300, 1e-4, 0.01}); });
-  expectThrow("no path", [](Call& c) { Fill(c.settings, {0.5, 1e-4, 0.01}); });
-  expectThrow("one path", [](Call& c) { Fill(c.settings, {1.0, 1e-4, 0.01}); });
-  expectThrow("one left path", [](Call& c) { Fill(c.settings, {3.0, 1e-4, 0.01}); });
-  expectThrow("all within the tolerance", [](Call& c) { Fill(c.settings, {11.0, 1e-4, 2.0}); });
-  expectThrow("no increment", [](Call& c) { Fill(c.settings, {11.0, 0.0, 0.01}); });
-  expectThrow("no tolerance", [](Call& c) { Fill(c.settings, {11.0, 1e-4, 0.0}); });
 }
 
 TEST(FormingLimit, PathCountIsTruncated) {

@@ -217,28 +217,6 @@ TEST(RetentionExport, UnusablePointsChangeNothing) {
   EXPECT_EQ(Values(call.parameters), Values(clean.parameters));
 }
 
-TEST(RetentionExport, TooFewSettingsReturnAtOnce) {
-  for (const auto& settings : {std::vector<double>{}, {0, 0}, {9, 0, 1}, {0, 5, 1}}) {
-    Call call({}, Gilat(), {}, {1, 2});
-    Fill(call.settings, settings);
-    EXPECT_EQ(call.Fit(), 0);
-    EXPECT_EQ(Values(call.parameters), (std::vector<double>{1, 2}));
-    EXPECT_TRUE(call.out.first.IsEmpty());
-  }
-}
-
-TEST(RetentionExport, AHeldParameterNeedsAValue) {
-  Call call({0, 0, 1, -1, 0, 0, 0, 0, 0, 1}, Gilat(), {}, {.4, .1, .1});
-  EXPECT_THROW(call.Fit(), CInvalidArgException);
-}
-
-TEST(RetentionExport, ParametersWithoutInfluenceThrowAndWriteNothing) {
-  Call call({0, 0, 1}, {{0, .4}, {0, .41}}, {}, {5});
-  EXPECT_THROW(call.Fit(), int);
-  EXPECT_EQ(Values(call.parameters), std::vector<double>{5});
-  EXPECT_TRUE(call.out.first.IsEmpty());
-}
-
 TEST(RetentionExport, ArgumentsMayBeTheSameObject) {
   Call separate({0, 0, 1}, Gilat());
   EXPECT_EQ(separate.Fit(), 0);

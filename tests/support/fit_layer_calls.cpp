@@ -56,12 +56,20 @@ std::vector<double> Retention() {
   return Numbers(Fit::FitRetention(data, "van-genuchten"));
 }
 
+void NoArguments(Arguments&) {}
+template <std::vector<double> (*fit)()>
+std::vector<double> Fitted(Arguments&) {
+  return fit();
+}
+
 }  // namespace
 
 std::span<const Call> FitLayerCalls() {
   static constexpr Call kRows[] = {
-      {"FitPolynomial", Polynomial}, {"FitOgden", Ogden},         {"FitProny", Prony},         {"FitCreep", Creep},
-      {"FitCyclic", Cyclic},         {"FitHardening", Hardening}, {"FitRetention", Retention},
+      {"FitPolynomial", NoArguments, Fitted<Polynomial>}, {"FitOgden", NoArguments, Fitted<Ogden>},
+      {"FitProny", NoArguments, Fitted<Prony>},           {"FitCreep", NoArguments, Fitted<Creep>},
+      {"FitCyclic", NoArguments, Fitted<Cyclic>},         {"FitHardening", NoArguments, Fitted<Hardening>},
+      {"FitRetention", NoArguments, Fitted<Retention>},
   };
   return kRows;
 }
