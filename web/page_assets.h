@@ -2,15 +2,10 @@
 
 #include <string_view>
 
-/// The parts of the report page that are files of this folder or of a package, compiled in.
+/// What a page is made of besides its contents: files of this folder, compiled in.
 namespace Xem::Tool::PageAssets {
 
-std::string_view Style();   ///< report.css
-std::string_view Script();  ///< report.js
-
-// uPlot; empty in a build that could not get it.
-std::string_view ChartLibrary();
-std::string_view ChartStyle();
-std::string_view ChartLicence();
+std::string_view Style();
+std::string_view Script();  ///< needs an element "figure" and the figure as JSON in an element "figure-data"
 
 }  // namespace Xem::Tool::PageAssets

@@ -195,9 +195,6 @@ std::string Title(const Report& report) {
   return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}{}", label, measures.r2, measures.rmse, unit);
 }
 
-/// Okabe and Ito (2008).
-constexpr const char* kColours[] = {"#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000"};
-
 bool Shows(const Panel& panel, const Fit::CurveResult& curve) {
   return panel.curves.empty() || std::find(panel.curves.begin(), panel.curves.end(), curve.name) != panel.curves.end();
 }
@@ -211,8 +208,6 @@ std::vector<double> AllAbscissae(const Fit::Result& result, const Panel& panel) 
 }
 
 }  // namespace
-
-std::string CurveColour(std::size_t curve) { return kColours[curve % std::size(kColours)]; }
 
 std::string AxisLabel(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " (" + axis.unit + ")"); }
 
@@ -237,32 +232,6 @@ Figure MakeFigure(const Report& report) {
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));
   }
   return figure;
-}
-
-Figure ResidualFigure(const Figure& figure) {
-  Figure residuals{"measured - fitted", {}};
-  for (const DrawnPanel& panel : figure.panels) {
-    DrawnPanel drawn;
-    drawn.title = panel.title;
-    drawn.x = panel.x;
-    drawn.y = {"residual", panel.y.unit, false, false};
-    drawn.lines = "zero";
-    for (const DrawnCurve& curve : panel.curves) {
-      if (curve.residual.empty()) continue;
-      DrawnCurve difference;
-      difference.legend = curve.legend;
-      difference.index = curve.index;
-      difference.x = curve.x;
-      difference.y = curve.residual;
-      difference.stableX = {panel.xRange.lower, panel.xRange.upper};
-      difference.stable = {0.0, 0.0};
-      drawn.curves.push_back(std::move(difference));
-    }
-    SetRanges(drawn);
-    drawn.xRange = panel.xRange;
-    if (!drawn.curves.empty()) residuals.panels.push_back(std::move(drawn));
-  }
-  return residuals;
 }
 
 }  // namespace Xem::Tool

@@ -52,11 +52,6 @@ struct Figure {
 /// and those whose model cannot be evaluated are drawn through their own points. Used by every kind of picture.
 Figure MakeFigure(const Report& report);
 
-/// Measured - fitted over the same abscissae, about a line at zero. Panels without residuals are left out.
-Figure ResidualFigure(const Figure& figure);
-
-/// Colours that people with colour-vision deficiencies tell apart, by the curve's place in its panel.
-std::string CurveColour(std::size_t curve);
 /// "nominal stress (MPa)"
 std::string AxisLabel(const Axis& axis);
 

@@ -14,7 +14,6 @@
 #include "figure.h"
 #include "html.h"
 #include "page_assets.h"
-#include "plot.h"
 #include "text.h"
 #include "xem/version.h"
 
@@ -66,7 +65,6 @@ Json LineJson(const std::vector<double>& x, const std::vector<double>& y) {
 Json CurveJson(const DrawnCurve& curve) {
   return {{"name", curve.legend},
           {"index", curve.index},
-          {"colour", CurveColour(curve.index)},
           {"points", {curve.x, curve.y}},
           {"residual", curve.residual},
           {"stable", LineJson(Rounded(curve.stableX), Rounded(curve.stable))},
@@ -260,46 +258,23 @@ std::string Contents(const Report& report) {
          Dropped(result) + Notes(result) + Correlation(result);
 }
 
-// --- the picture
-
-bool HasCharts() { return !PageAssets::ChartLibrary().empty(); }
-
-std::string Drawing(const Figure& figure) {
-  const std::string svg = DrawFigure(figure, ".svg", "--report");
-  const auto start = svg.find("<svg");
-  return "<figure class=\"drawing\">\n" + svg.substr(std::min(start, svg.size())) + "</figure>\n";
-}
-
-std::string Picture(const Figure& figure, bool fitted) {
-  if (figure.panels.empty()) return "";
-  const std::string title = fitted ? "Measured and fitted" : "Curves";
-  if (HasCharts()) {
-    return Section("figure", title, "<noscript><p>The charts need JavaScript.</p></noscript>\n");
-  }
-  const Figure residuals = ResidualFigure(figure);
-  return Section("figure", title, Drawing(figure)) +
-         (residuals.panels.empty() ? "" : Section("residuals", "Residuals", Drawing(residuals)));
-}
+// --- the charts
 
 std::string Element(const char* start, std::string_view contents, const char* end) {
   return std::string(start) + std::string(contents) + end;
 }
 
-std::string Styles() {
-  return Element("<style>\n", PageAssets::Style(), "</style>\n") +
-         (HasCharts() ? Element("<style>\n", PageAssets::ChartStyle(), "\n</style>\n") : "");
+/// A place for them; scripts fill it.
+std::string Charts(const Figure& figure, bool fitted) {
+  if (figure.panels.empty()) return "";
+  return Section("figure", fitted ? "Measured and fitted" : "Curves",
+                 "<noscript><p>The charts need JavaScript.</p></noscript>\n");
 }
 
-// uPlot draws as finely as this says. A browser lets it be replaced.
-constexpr const char* kFineEnoughForPaper =
-    "<script>window.devicePixelRatio = Math.max(2, window.devicePixelRatio);</script>\n";
-
 std::string Scripts(const Figure& figure, Fit::Residual residual) {
-  if (!HasCharts() || figure.panels.empty()) return "";
+  if (figure.panels.empty()) return "";
   return Element("<script type=\"application/json\" id=\"figure-data\">", ScriptJson(FigureJson(figure, residual)),
                  "</script>\n") +
-         kFineEnoughForPaper + Element("<script>\n/*!\nuPlot\n\n", PageAssets::ChartLicence(), "*/\n") +
-         Element("", PageAssets::ChartLibrary(), "\n</script>\n") +
          Element("<script>\n", PageAssets::Script(), "</script>\n");
 }
 
@@ -314,10 +289,11 @@ void RequirePageFormat(const std::string& path) {
 std::string ReportPage(const std::string& command, const std::string& shellCommand, const Report& report) {
   const Figure figure = MakeFigure(report);
   const std::string label = ModelLabel(report.result);
-  return kHead + Element("<title>", Escaped(label + " – xemfit " + command), "</title>\n") + Styles() +
-         "</head>\n<body>\n<header>\n" + Element("<p class=\"command\">", Escaped("xemfit " + command), "</p>\n") +
+  return kHead + Element("<title>", Escaped(label + " – xemfit " + command), "</title>\n") +
+         Element("<style>\n", PageAssets::Style(), "</style>\n") + "</head>\n<body>\n<header>\n" +
+         Element("<p class=\"command\">", Escaped("xemfit " + command), "</p>\n") +
          Element("<h1>", Escaped(label), "</h1>\n") + Summary(report) + "</header>\n<main>\n" +
-         Picture(figure, report.fitted) + Contents(report) +
+         Charts(figure, report.fitted) + Contents(report) +
          Section("reproduce", "Reproduce",
                  Paragraph("In the same folder, with the same input files:") +
                      Element("<pre class=\"shell\"><code>", Escaped(shellCommand), "</code></pre>\n")) +

@@ -10,11 +10,17 @@
 #include <vector>
 
 #include "failure.h"
+#include "figure.h"
 #include "process.h"
 #include "text.h"
 
 namespace Xem::Tool {
 namespace {
+
+/// Colours that people with colour-vision deficiencies tell apart: Okabe and Ito (2008). web/chart.css has them, too.
+constexpr const char* kColours[] = {"#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000"};
+
+std::string CurveColour(std::size_t curve) { return kColours[curve % std::size(kColours)]; }
 
 constexpr int kPointTypes[] = {7, 5, 9, 13, 11, 6, 4};
 
@@ -219,19 +225,17 @@ void RequirePlotFormat(const std::string& path) {
 }
 
 std::string DrawPlot(const Report& report, const std::string& path) {
-  return DrawFigure(MakeFigure(report), Extension(path), "--plot");
-}
-
-std::string DrawFigure(const Figure& figure, const std::string& extension, const std::string& option) {
-  if (figure.panels.empty()) throw Failure(ExitCode::Other, option + ": there is nothing to draw");
+  const Figure figure = MakeFigure(report);
+  if (figure.panels.empty()) throw Failure(ExitCode::Other, "--plot: there is nothing to draw");
+  const std::string extension = Extension(path);
   ProcessResult run =
       RunProcess({"gnuplot", "-d", "-"}, Script(figure, extension), {"SOURCE_DATE_EPOCH=0", "LC_ALL=C.UTF-8"});
   if (!run.started) {
     throw Failure(ExitCode::Other,
-                  option + " needs gnuplot, which was not found on PATH; on Debian: apt install gnuplot-nox");
+                  "--plot needs gnuplot, which was not found on PATH; on Debian: apt install gnuplot-nox");
   }
   if (run.exitCode != 0 || run.output.empty()) {
-    throw Failure(ExitCode::Other, option + ": gnuplot failed: " + FirstLine(run.errors));
+    throw Failure(ExitCode::Other, "--plot: gnuplot failed: " + FirstLine(run.errors));
   }
   if (extension == ".pdf") FixDates(run.output);
   return std::move(run.output);

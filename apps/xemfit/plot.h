@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "figure.h"
 #include "report.h"
 
 namespace Xem::Tool {
@@ -13,8 +12,5 @@ void RequirePlotFormat(const std::string& path);
 /// The picture of a report in the format that the path asks for, drawn by gnuplot. The same report gives the same
 /// bytes. Throws Failure (Other) when gnuplot is missing or refuses.
 std::string DrawPlot(const Report& report, const std::string& path);
-
-/// The same for any figure; `extension` is ".png", ".svg" or ".pdf", `option` begins the messages.
-std::string DrawFigure(const Figure& figure, const std::string& extension, const std::string& option);
 
 }  // namespace Xem::Tool

@@ -1,162 +1,263 @@
-// Opens pages of --report in a browser, as their readers do: from a file, offline, on a desk and on a phone. Clicks and
-// drags in them, and fails when something is missing, is fetched, or complains.
-// Usage: node report_page.mjs XEMFIT DATA_DIR WEB_DIR CHROMIUM
+// Opens pages of --report in a browser, as their readers do: from a file, offline, on a desk and on a phone, by day and
+// by night. Holds a ruler to their charts, clicks and drags in them, and fails when something is missing or elsewhere,
+// is fetched, or complains.
+// Usage: node report_page.mjs XEMFIT DATA_DIR CHROMIUM
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, rmSync } from "node:fs";
-import { createRequire } from "node:module";
+import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { pathToFileURL } from "node:url";
+import { Browser } from "./browser.mjs";
 
-const [xemfit, data, web, chromiumPath] = process.argv.slice(2);
-const { chromium } = createRequire(join(web, "package.json"))("playwright-core");
-const SWITCHES = [
-  "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
-  "--disable-component-update", "--disable-sync",
-];
-const SIZES = { desk: { width: 1280, height: 900 }, phone: { width: 390, height: 844 } };
-const folder = mkdtempSync(join(tmpdir(), "xemfit-browser-"));
+const [xemfit, data, chromium] = process.argv.slice(2);
+const DESK = { width: 1280, height: 900 };
+const PHONE = { width: 390, height: 844, touch: true };
+const folder = mkdtempSync(join(tmpdir(), "xemfit-report-"));
+const bundled = (name) => join(data, `treloar1944_${name}.csv`);
 
-function makePage() {
-  const path = join(folder, "fit.html");
-  const curve = (name) => join(data, `treloar1944_${name}.csv`);
-  execFileSync(xemfit, ["hyper", "fit", "--model", "polynomial:2", "--uniaxial", curve("uniaxial"), "--equibiaxial",
-    curve("equibiaxial"), "--quiet", "--report", path]);
+function makePage(name, ...fit) {
+  const path = join(folder, `${name}.html`);
+  execFileSync(xemfit, ["hyper", "fit", "--model", ...fit, "--quiet", "--report", path]);
+  return pathToFileURL(path).href;
+}
+
+/** Neo-Hookean, with scatter that repeats itself and one point far off. */
+function manyPoints(count) {
+  const rows = Array.from({ length: count }, (_, i) => {
+    const stretch = 1 + (2 * (i + 1)) / count;
+    const scatter = i === 20000 ? 0.9 : 0.03 * Math.sin(12.9898 * i) * Math.cos(78.233 * i);
+    return `${stretch - 1},${0.4 * (stretch - stretch ** -2) + scatter}`;
+  });
+  const path = join(folder, "many.csv");
+  writeFileSync(path, `strain,stress_MPa\n${rows.join("\n")}\n`);
   return path;
 }
 
-/** Opens the page and collects what it complains about and what it asks for. */
-async function open(context, path) {
-  const page = await context.newPage();
-  page.complaints = [];
-  page.requests = [];
-  page.on("console", (message) => page.complaints.push(message.text()));
-  page.on("pageerror", (error) => page.complaints.push(error.message));
-  page.on("request", (request) => page.requests.push(request.url()));
-  await page.goto(pathToFileURL(path).href);
-  return page;
+// --- what one sees
+
+/** Ticks, centres of marks and corners of lines of a chart, in pixels of its plot; nothing that the script remembers. */
+const see = (page, which = 0) => page.evaluate((index) => {
+  const chart = document.querySelectorAll("svg.chart")[index];
+  const plot = chart.querySelector(".plot");
+  const number = (one, name) => Number(one.getAttribute(name));
+  const start = { x: number(plot, "x"), y: number(plot, "y") };
+  const ticks = (axis) => [...chart.querySelectorAll(`.tick.${axis}`)].map((one) => ({
+    text: one.textContent, at: number(one, axis) - start[axis],
+  }));
+  const corners = (path) => [...(path.getAttribute("d") ?? "").matchAll(/[ML](-?[\d.]+) (-?[\d.]+)/g)];
+  const places = (kind) => [...plot.querySelectorAll(`path.${kind}`)].map((path) => (
+    corners(path).map(([, x, y]) => [Number(x), Number(y)])));
+  const box = plot.getBoundingClientRect();
+  return {
+    x: ticks("x"), y: ticks("y"), marks: places("marks"), lines: places("line"),
+    box: { left: box.left, top: box.top, width: number(plot, "width"), height: number(plot, "height") },
+  };
+}, which);
+
+const DIGITS = "⁰¹²³⁴⁵⁶⁷⁸⁹";
+
+/** "−2·10⁻³" */
+function readNumber(text) {
+  const [, sign, factor, exponent] = /^(−?)(?:([\d.]+)·)?(?:10([⁻⁰¹²³⁴⁵⁶⁷⁸⁹]+))$/.exec(text) ?? [];
+  if (exponent === undefined) return Number(text.replace("−", "-"));
+  const power = exponent.replace(/./g, (c) => (c === "⁻" ? "-" : DIGITS.indexOf(c)));
+  return Number(`${sign && "-"}${factor ?? 1}e${power}`);
 }
 
+/** What a reader measures with a ruler between the outermost numbers of an axis. */
+function ruler(ticks, logarithmic) {
+  const scale = logarithmic ? Math.log10 : (value) => value;
+  const [first, last] = [ticks[0], ticks.at(-1)];
+  const [from, to] = [first, last].map((tick) => scale(readNumber(tick.text)));
+  assert.ok(ticks.length > 1 && to !== from, "an axis has numbers");
+  const perPixel = (to - from) / (last.at - first.at);
+  return {
+    pixel: (value) => first.at + (scale(value) - from) / perPixel,
+    value: (pixel) => (logarithmic ? (v) => 10 ** v : (v) => v)(from + (pixel - first.at) * perPixel),
+  };
+}
+
+async function xRange(page, chart = 0) {
+  const { x, box } = await see(page, chart);
+  const measure = ruler(x, false);
+  return [measure.value(0), measure.value(box.width)];
+}
+
+const figureOf = (page) => page.evaluate(() => JSON.parse(document.getElementById("figure-data").textContent));
+const press = (page, name) => page.press(`[data-name="${name}"]`);
+const readout = (page) => page.evaluate(() => document.querySelector(".readout").textContent);
+
+function assertNear(actual, expected, tolerance, message) {
+  assert.ok(Math.abs(actual - expected) <= tolerance, `${message}: ${actual} instead of ${expected}`);
+}
+
+// --- checks
+
 async function checkContents(page) {
-  assert.match(await page.title(), /polynomial:2/);
+  assert.match(await page.evaluate(() => document.title), /polynomial:2/);
   for (const [section, text] of [
     ["figure", "Measured and fitted"], ["parameters", "C11"], ["curves", "equibiaxial"], ["correlation", "1.00"],
     ["reproduce", "--model polynomial:2"],
   ]) {
-    assert.ok((await page.locator(`#${section}`).innerText()).includes(text), `section ${section} shows ${text}`);
+    const shown = await page.evaluate((id) => document.getElementById(id).innerText, section);
+    assert.ok(shown.includes(text), `section ${section} shows ${text}`);
   }
   const overflow = await page.evaluate(() => document.documentElement.scrollWidth - window.innerWidth);
   assert.ok(overflow <= 0, `the page is ${overflow} pixels wider than the window`);
 }
 
-/** Pixels of the first chart (0) or the residuals (1) that have about the colour of a curve. */
-const inked = (page, chart, colour) => page.evaluate(([which, [r, g, b]]) => {
-  const canvas = document.querySelectorAll(".chart canvas")[which];
-  const { width, height } = canvas;
-  const copy = new OffscreenCanvas(width, height).getContext("2d", { willReadFrequently: true });
-  copy.drawImage(canvas, 0, 0);
-  const { data: pixels } = copy.getImageData(0, 0, width, height);
-  let count = 0;
-  for (let i = 0; i < pixels.length; i += 4) {
-    count += Math.abs(pixels[i] - r) + Math.abs(pixels[i + 1] - g) + Math.abs(pixels[i + 2] - b) < 30;
+/** Every mark, and the ends of every line, where the axes say that the numbers are. */
+async function checkPlaces(page, logarithmic) {
+  const { panels: [{ curves }] } = await figureOf(page);
+  const relative = (value, i, curve) => (100 * value) / curve.points[1][i];
+  const shown = [await see(page, 0), await see(page, 1)];
+  const [x, y] = [ruler(shown[0].x, logarithmic), ruler(shown[0].y, logarithmic)];
+  const [errorX, errorY] = [ruler(shown[1].x, logarithmic), ruler(shown[1].y, false)];
+  const isRelative = await page.evaluate(() => document.querySelector('[data-name="relative"]').ariaPressed === "true");
+  curves.forEach((curve, c) => {
+    assert.equal(shown[0].marks[c].length, curve.points[0].length);
+    curve.points[0].forEach((abscissa, i) => {
+      const error = isRelative ? relative(curve.residual[i], i, curve) : curve.residual[i];
+      for (const [actual, expected, what] of [
+        [shown[0].marks[c][i], [x.pixel(abscissa), y.pixel(curve.points[1][i])], "point"],
+        [shown[1].marks[c][i], [errorX.pixel(abscissa), errorY.pixel(error)], "residual"],
+      ]) {
+        assertNear(actual[0], expected[0], 0.5, `${what} ${i} of ${curve.name} along x`);
+        assertNear(actual[1], expected[1], 0.5, `${what} ${i} of ${curve.name} along y`);
+      }
+    });
+    const [end] = shown[0].lines[2 * c].slice(-1);
+    const [lineX, lineY] = curve.stable;
+    assertNear(end[0], x.pixel(lineX.at(-1)), 0.5, `end of the line of ${curve.name} along x`);
+    assertNear(end[1], y.pixel(lineY.at(-1)), 0.5, `end of the line of ${curve.name} along y`);
+  });
+}
+
+async function checkButtons(page) {
+  const counts = async () => {
+    const [chart, residuals] = [await see(page, 0), await see(page, 1)];
+    const drawn = (paths) => paths.map((path) => Number(path.length > 0)).join("");
+    return `${drawn(chart.marks)} ${drawn(chart.lines)} ${drawn(residuals.marks)}`;
+  };
+  const all = await counts();
+  for (const [name, expected] of [
+    ["curve-0", "01 0011 01"], ["measured", "00 1111 00"], ["fitted", "11 0000 11"],
+  ]) {
+    await press(page, name);
+    assert.equal(await counts(), expected, `${name} hides what it names`);
+    await press(page, name);
+    assert.equal(await counts(), all, `${name} shows it again`);
   }
-  return count;
-}, [chart, colour]);
-const UNIAXIAL = [0x00, 0x72, 0xb2];
-const EQUIBIAXIAL = [0xd5, 0x5e, 0x00];
-
-const range = (page, chart, axis) => page.evaluate(([which, key]) => {
-  const { min, max } = document.querySelector(".panel").charts[which].scales[key];
-  return [min, max];
-}, [chart, axis]);
-
-async function press(page, name) {
-  await page.click(`[data-name="${name}"]`);
-  await page.evaluate(() => new Promise(requestAnimationFrame));
-}
-
-async function checkCharts(page) {
-  const whole = await inked(page, 0, UNIAXIAL);
-  assert.ok(whole > 500 && (await inked(page, 0, EQUIBIAXIAL)) > 500, "both curves are drawn");
-  assert.ok((await inked(page, 1, UNIAXIAL)) > 100, "residuals are drawn");
-
-  await press(page, "curve-0");
-  assert.equal(await inked(page, 0, UNIAXIAL), 0, "a curve can be hidden");
-  assert.equal(await inked(page, 1, UNIAXIAL), 0, "and its residuals with it");
-  assert.ok((await inked(page, 0, EQUIBIAXIAL)) > 500, "the other one stays");
-  await press(page, "curve-0");
-  assert.equal(await inked(page, 0, UNIAXIAL), whole, "and comes back");
-
-  await press(page, "measured");
-  const line = await inked(page, 0, UNIAXIAL);
-  assert.ok(line > 0 && line < whole, "the line stays without the points");
-  await press(page, "fitted");
-  assert.equal(await inked(page, 0, UNIAXIAL), 0, "nothing stays without both");
-  await press(page, "measured");
-  await press(page, "fitted");
-
-  assert.ok((await range(page, 0, "x"))[0] <= 0, "a linear axis begins at zero");
-  await press(page, "log-x");
-  await press(page, "log-y");
-  assert.ok((await range(page, 0, "x"))[0] > 0 && (await range(page, 0, "y"))[0] > 0, "logarithmic axes do not");
-  assert.deepEqual(await range(page, 1, "x"), await range(page, 0, "x"));
-  assert.ok((await inked(page, 0, UNIAXIAL)) > 500, "curves are drawn on logarithmic axes");
-  await press(page, "log-x");
-  await press(page, "log-y");
-
-  const errors = await range(page, 1, "y");
+  await checkPlaces(page, false);
   await press(page, "relative");
-  assert.notDeepEqual(await range(page, 1, "y"), errors, "relative residuals have another scale");
+  await press(page, "log-x");
+  await press(page, "log-y");
+  await checkPlaces(page, true);
+  await press(page, "log-x");
+  await press(page, "log-y");
 }
 
-async function checkZoom(page) {
-  const before = await range(page, 0, "x");
-  const box = await page.locator(".chart .u-over").first().boundingBox();
-  const at = (share) => [box.x + share * box.width, box.y + share * box.height];
-  await page.mouse.move(...at(0.3));
-  await page.mouse.down();
-  await page.mouse.move(...at(0.6), { steps: 5 });
-  await page.mouse.up();
-  const [min, max] = await range(page, 0, "x");
-  const share = (max - min) / (before[1] - before[0]);
-  assert.ok(Math.abs(share - 0.3) < 0.02, `three tenths of the abscissa were asked for, ${share} are shown`);
-  assert.deepEqual(await range(page, 1, "x"), [min, max], "the residuals follow");
-  assert.match(await page.locator(".readout").innerText(), /nominal strain: .*uniaxial/);
+async function checkMouseAndKeys(page) {
+  const before = await xRange(page);
+  const { box } = await see(page);
+  const at = (x, y) => [box.left + x * box.width, box.top + y * box.height];
+  await page.drag(at(0.3, 0.5), at(0.6, 0.52));
+  const zoomed = await xRange(page);
+  const value = (share) => before[0] + share * (before[1] - before[0]);
+  const pixel = (before[1] - before[0]) / box.width;
+  assertNear(zoomed[0], value(0.3), 2 * pixel, "the view begins where the drag began");
+  assertNear(zoomed[1], value(0.6), 2 * pixel, "and ends where it ended");
+  const below = await xRange(page, 1);
+  assertNear(below[0] + below[1], zoomed[0] + zoomed[1], pixel, "the residuals follow");
+  assert.match(await readout(page), /nominal strain: .*uniaxial/);
+  await page.evaluate(() => (
+    document.querySelector("svg.chart").dispatchEvent(new KeyboardEvent("keydown", { key: "-" }))));
+  assert.ok((await xRange(page))[1] > zoomed[1], "a key shows more");
   await press(page, "reset");
-  assert.deepEqual(await range(page, 0, "x"), before);
+  const after = await xRange(page);
+  assertNear(after[0] + after[1], before[0] + before[1], pixel, "and everything comes back");
+}
+
+async function checkFingers(page) {
+  await page.evaluate(() => document.querySelector("svg.chart").scrollIntoView());
+  const { box } = await see(page);
+  const at = (x, y) => [box.left + x * box.width, box.top + y * box.height];
+  const before = await xRange(page);
+  await page.fingers([at(0.4, 0.5), at(0.2, 0.5)], [at(0.6, 0.5), at(0.8, 0.5)]);
+  const zoomed = await xRange(page);
+  const [size, whole] = [zoomed[1] - zoomed[0], before[1] - before[0]];
+  assertNear(size / whole, 1 / 3, 0.05, "two fingers zoom by how far they move apart");
+  await page.fingers([at(0.8, 0.5), at(0.5, 0.5)]);
+  const moved = await xRange(page);
+  assertNear((moved[0] - zoomed[0]) / size, 0.3, 0.05, "one finger moves the curve with it");
+  await press(page, "reset");
 }
 
 async function checkPaper(page) {
   await page.evaluate(() => window.dispatchEvent(new Event("beforeprint")));
-  const width = await page.evaluate(() => document.querySelector(".chart canvas").getBoundingClientRect().width);
+  const width = await page.evaluate(() => Number(document.querySelector("svg.chart").getAttribute("width")));
   assert.ok(width < 690, `a chart of ${width} pixels is wider than paper`);
   await page.evaluate(() => window.dispatchEvent(new Event("afterprint")));
-  assert.ok((await page.pdf({ format: "A4" })).length > 10000);
+  assert.ok((await page.paper()).length > 10000);
 }
 
-let browser;
+async function checkNight(page) {
+  const faint = await page.evaluate(() => {
+    const probe = document.body.appendChild(document.createElement("i"));
+    const lightness = (colour) => {
+      probe.style.color = colour;
+      const channels = getComputedStyle(probe).color.match(/\d+/g).map((c) => c / 255);
+      const [r, g, b] = channels.map((c) => (c <= 0.04045 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4));
+      return 0.2126 * r + 0.7152 * g + 0.0722 * b;
+    };
+    const ground = lightness("var(--card)");
+    const contrast = (colour) => (lightness(colour) + 0.05) / (ground + 0.05);
+    const names = ["ink", "quiet", "axis", "accent", "overlay", ...[0, 1, 2, 3, 4, 5, 6].map((i) => `curve-${i}`)];
+    return names.filter((name) => contrast(`var(--${name})`) < 4.5);
+  });
+  assert.deepEqual(faint, [], "colours stand out on a dark ground");
+}
+
+async function checkManyPoints(page) {
+  const seconds = await page.effort();
+  assert.ok(seconds < 1, `60000 points cost ${seconds} s`);
+  const note = () => page.evaluate(() => document.querySelector(".thinned").textContent);
+  const { marks: [marks], x, y, box } = await see(page);
+  assert.ok(marks.length > 1000 && marks.length <= 3000, `${marks.length} marks are drawn`);
+  assert.match(await note(), /Of 60\D000 measured points here, \d\D\d{3} are drawn/);
+
+  const { panels: [{ curves: [{ points }] }] } = await figureOf(page);
+  const [toX, toY] = [ruler(x, false), ruler(y, false)];
+  const far = [toX.pixel(points[0][20000]), toY.pixel(points[1][20000])];
+  assert.ok(marks.some(([left, top]) => Math.hypot(left - far[0], top - far[1]) < 1), "a point apart is drawn");
+
+  await page.drag([box.left + far[0] - 12, box.top + 100], [box.left + far[0] + 12, box.top + 101]);
+  const [from, to] = await xRange(page);
+  const there = points[0].filter((value) => value >= from && value <= to).length;
+  assertNear((await see(page)).marks[0].length, there, 30, "closer up every point is drawn");
+  assert.equal(await note(), "");
+}
+
+const browser = new Browser(chromium);
 try {
-  const path = makePage();
-  browser = await chromium.launch({ executablePath: chromiumPath, args: SWITCHES }); // with a fresh profile
-  for (const [name, viewport] of Object.entries(SIZES)) {
-    const context = await browser.newContext({ viewport });
-    const page = await open(context, path);
-    const charts = (await page.locator(".panel").count()) > 0;
-    await checkContents(page);
-    if (charts) {
-      await checkCharts(page);
-      if (name === "desk") await checkZoom(page);
-    } else {
-      assert.equal(await page.locator("#figure svg, #residuals svg").count(), 2, "drawings take the place of charts");
-    }
-    if (charts && name === "desk") await checkPaper(page);
+  const [uniaxial, equibiaxial] = [bundled("uniaxial"), bundled("equibiaxial")];
+  const fit = makePage("fit", "polynomial:2", "--uniaxial", uniaxial, "--equibiaxial", equibiaxial);
+  const many = makePage("many", "polynomial:1", "--uniaxial", manyPoints(60000));
+  for (const [name, address, window, ...checks] of [
+    ["desk", fit, DESK, checkContents, checkButtons, checkMouseAndKeys, checkPaper],
+    ["phone", fit, PHONE, checkContents, checkButtons, checkFingers],
+    ["night", fit, { ...DESK, dark: true }, checkNight],
+    ["many points", many, DESK, checkManyPoints],
+  ]) {
+    const page = await browser.open(address, window);
+    for (const check of checks) await check(page);
     assert.deepEqual(page.complaints, []);
-    assert.deepEqual(page.requests.filter((url) => !url.startsWith("file:") && !url.startsWith("data:")), []);
-    assert.equal(page.requests.filter((url) => url.startsWith("file:")).length, 1, "only the page itself is read");
-    console.log(`report page: ${name} passed, ${charts ? "charts" : "drawings"}`);
+    const asked = page.requests.filter((url) => !url.startsWith("data:"));
+    assert.deepEqual(asked, [address], "only the page itself is read");
+    console.log(`report page: ${name} passed`);
   }
 } finally {
-  await browser?.close();
+  await browser.close();
   rmSync(folder, { recursive: true, force: true });
 }
