@@ -1,4 +1,4 @@
-# Installation: libraries, headers, CMake package, pkg-config file, tool and published curves. Each rule names the
+# Installation: libraries, headers and what they cite, CMake package, pkg-config file, tool and published curves. Each rule names the
 # component, and so the package, to which its files belong: library, fit, development or tool.
 include(CMakePackageConfigHelpers)
 
@@ -26,6 +26,12 @@ foreach(library IN ITEMS xemmaterialutil xemfit)
   install(FILES ${PROJECT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
           COMPONENT development)
 endforeach()
+
+# What the headers call docs/.
+set(XEM_DOCUMENTS ${CMAKE_INSTALL_DATADIR}/doc/xemmaterialutil)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/behaviour.md ${PROJECT_SOURCE_DIR}/docs/safety.md DESTINATION ${XEM_DOCUMENTS}
+        COMPONENT development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/theory DESTINATION ${XEM_DOCUMENTS} COMPONENT development)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/ DESTINATION ${CMAKE_INSTALL_DATADIR}/xemfit/data COMPONENT tool
         FILES_MATCHING PATTERN "*.csv")

@@ -199,7 +199,7 @@ TEST(CyclicFit, TheSumOfTheFlagsDecidesWhetherThereIsAFit) {
   }
 }
 
-TEST(CyclicFit, SingleCurvesComeBackEmptyAndFewOptionsDoNothing) {
+TEST(CyclicFit, SingleCurvesComeBackEmptyAndFewOptionsDoNothingOrThrow) {
   Call call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
   LoadClay(call);
   call.stiffnessOut.SetSize(5);
@@ -214,8 +214,10 @@ TEST(CyclicFit, SingleCurvesComeBackEmptyAndFewOptionsDoNothing) {
   few.options.SetSize(2);
   few.fitted.SetSize(1);
   few.stiffnessOut.SetSize(4);
-  EXPECT_EQ(few.Stiffness() + few.Damping() + few.Joint(), 0);
+  EXPECT_EQ(few.Stiffness() + few.Damping(), 0);
+  EXPECT_THROW(few.Joint(), CInvalidArgException);
   EXPECT_EQ(few.fitted.GetSize(), 1);
+  EXPECT_EQ(few.stiffnessOut[3].first, 0.0);
   EXPECT_EQ(few.parameters[0], 7e-4);
   EXPECT_EQ(few.weights[1], 1.0);
 }

@@ -93,11 +93,35 @@ TEST(PolynomialExport, StressesAreDealtOutByTheSizesOfTheOutputCurves) {
   EXPECT_EQ(call.Evaluate(1), 0);
   // One stress for the first curve; its second one slips into the next curve.
   ExpectNear(call.out[1][0].second, 1.3 - std::pow(1.3, -2), Tolerance::Rounding);
-  // More room than stresses (2 + 2 kept, 50 + 50 grid): refused before anything is written.
+  // More room than stresses (2 + 2 kept, 50 + 50 grid): written while there are any.
   call.out[0].SetSize(3);
-  call.out[0][0].second = 77.0;
-  EXPECT_THROW(call.Evaluate(1), CInvalidArgException);
-  EXPECT_EQ(call.out[0][0].second, 77.0);
+  call.out[2].SetSize(0);
+  call.out[3].SetSize(0);
+  call.in[2].Add({0.1, 1.0});
+  call.in[3].Add({0.1, 1.0});
+  call.out[1].SetSize(6);
+  for (std::int64_t i = 0; i < 6; ++i) call.out[1][i] = {0.25, 77.0};
+  EXPECT_EQ(call.Evaluate(1), 0);
+  ExpectNear(call.out[0][1].second, 1.3 - std::pow(1.3, -2), Tolerance::Rounding);
+  ExpectNear(call.out[1][2].second, 0.1, Tolerance::Rounding);  // the last of six, in simple shear
+  for (std::int64_t i = 3; i < 6; ++i) {
+    EXPECT_EQ(call.out[1][i].first, 0.25);
+    EXPECT_EQ(call.out[1][i].second, 77.0);
+  }
+}
+
+TEST(PolynomialExport, OutputsAsLongAsTheInputsLeaveTheCoefficientsAlone) {
+  Call plain, withOrigin;
+  auto points = UniaxialMooneyRivlin();
+  plain.Load(0, points);
+  plain.Fit(1, 1);
+  points.insert(points.begin(), {0.0, 0.0});
+  withOrigin.Load(0, points);
+  for (int m = 1; m < 4; ++m) withOrigin.in[m].Add({0.0, 0.0});  // no stress to give, and no grid
+  EXPECT_EQ(withOrigin.Fit(1, 1), 0);
+  EXPECT_EQ(Values(withOrigin.coefficients), Values(plain.coefficients));
+  EXPECT_EQ(withOrigin.out[0][14].second, plain.out[0][14].second);
+  EXPECT_EQ(withOrigin.out[0][15].second, 0.0);
 }
 
 TEST(PolynomialExport, ConditionLimitOneLeavesTheRefinementAlone) {

@@ -83,10 +83,10 @@ TEST(YieldCriteria, VonMisesAtTheCornersOfTheLimitDiagram) {
   EXPECT_EQ(criterion->StrainRatio(1.0), 1.0);
   EXPECT_EQ(criterion->StressFactor(0.0), 1.0);
   EXPECT_EQ(criterion->StressFactor(1.0), 1.0);
-  EXPECT_EQ(criterion->StressFactorSlope(0.5), 0.0);
-  // One rounding away from plane strain the slope is proportional to beta: -4.5 / 3^1.5.
-  const double alpha = criterion->StressRatio(1e-9);
-  ExpectDigits(criterion->StressFactorSlope(alpha), -4.5 / std::pow(3.0, 1.5) * criterion->StrainRatio(alpha), 1e-8);
+  EXPECT_NEAR(criterion->StressFactorSlope(0.5), 0.0, 1e-15);
+  // Close to plane strain the slope is proportional to beta: -4.5 / 3^1.5.
+  const double alpha = criterion->StressRatio(1e-6);
+  ExpectDigits(criterion->StressFactorSlope(alpha), -4.5 / std::pow(3.0, 1.5) * criterion->StrainRatio(alpha), 1e-5);
 }
 
 TEST(YieldCriteria, HillSlopeAtEquibiaxialStressDependsOnTheExponent) {
@@ -207,7 +207,7 @@ TEST(HardeningRules, ConcavityIsClaimedOnlyWhereTheCurveFlattens) {
   const Points table{{0.0, 100.0}, {0.5, 120.0}, {1.0, 200.0}};
   const auto rule = MakeHardeningRule(MakeHardeningParams(298, table));
   EXPECT_FALSE(rule->IsConcaveFrom(0.7));
-  EXPECT_TRUE(rule->IsConcaveFrom(1.0));
+  EXPECT_TRUE(rule->IsConcaveFrom(1.01));
 }
 
 TEST(Records, UnknownCodesYieldNothingAndShortArraysThrow) {
@@ -247,7 +247,7 @@ double PlainValue(const Points& table, double q) {
 }
 
 TEST(Table, ValuesLieOnTheSegmentsAndTheirContinuations) {
-  for (const _T_FUNT_BASE& point : kTable) EXPECT_EQ(TableValue(kTable, point.first), point.second);
+  for (const _T_FUNT_BASE& point : kTable) ExpectDigits(TableValue(kTable, point.first), point.second, 1e-15);
   for (double q = -0.5; q < 1.5; q += 0.013)
     ExpectNear(TableValue(kTable, q), PlainValue(kTable, q), Tolerance::Rounding);
   EXPECT_TRUE(std::isnan(TableValue(kTable, kNan)));
@@ -302,7 +302,7 @@ XemFLCMMFC March(double delta, double tol, const boost::shared_ptr<YieldParams>&
 
 const std::vector<double> kSteel{518.968, 0.0007648, 0.28985, 0.0};
 
-TEST(Paths, ThoseThatCannotEndAreSeenAtOnce) {
+TEST(Paths, ThoseThatCannotEndAreGivenUp) {
   const std::vector<double> hillSharp{2.0, 2.5}, hillBlunt{2.0, 1.8}, notANumber{kNan, 0.1, 0.2, 0.0};
   const auto steel = MakeHardeningParams(200, kSteel);
   const auto aluminium = MakeHardeningParams(201, std::vector<double>{120.0, 555.5, 1.106, 0.5232});
@@ -324,17 +324,45 @@ TEST(Paths, ThoseThatCannotEndAreSeenAtOnce) {
       {"jumped to negative stress, saturating law", March(0.1, 1e-3, vonMises, aluminium), 0.2},
       {"jumped to negative stress, table", March(0.5, 1e-3, vonMises, MakeHardeningParams(298, twoPoints)), 0.2},
   };
-  for (const Case& c : cases) EXPECT_EQ(c.curve.March(c.alpha, 5000).end, PathEnd::Never) << c.name;
+  for (const Case& c : cases) EXPECT_EQ(c.curve.March(c.alpha).end, PathEnd::Never) << c.name;
 }
 
-TEST(Paths, SlowOnesAreGivenUpAndPlaneStrainIsSkipped) {
+TEST(Paths, EndWhateverTheNumberOfTheirStepsBeforeAMajorStrainOf20) {
+  const auto vonMises = MakeYieldParams(100, {});
+  const Points straight{{0.0, 100.0}, {1.0, 220.0}};
+  const auto line = [&](double delta) {  // ends soon after its first turn, beta starting at -1/3
+    return March(delta, 0.333, vonMises, MakeHardeningParams(298, straight)).March(0.2);
+  };
+  const StrainPath fine = line(6e-9), coarse = line(1e-5);
+  EXPECT_EQ(fine.end, PathEnd::Reached);
+  EXPECT_GT(fine.major / 6e-9, 2.1e7);
+  EXPECT_NEAR(fine.major, coarse.major, 1e-3);
+
+  // Limits grow with the exponent of a power law, up to 20.
+  const auto power = [&](double exponent) {
+    const std::vector<double> constants{1.0, 0.0, exponent, 0.0};
+    return March(1e-3, 0.03, vonMises, MakeHardeningParams(200, constants)).March(0.2);
+  };
+  double most = 0.0;
+  for (double exponent = 1.0; exponent < 20.0; exponent += 0.25) {
+    const StrainPath path = power(exponent);
+    if (path.end == PathEnd::Reached) most = path.major;
+  }
+  EXPECT_NEAR(most, 20.0, 0.5);
+  EXPECT_EQ(power(20.0).end, PathEnd::Never);
+  EXPECT_NEAR(power(20.0).major, 20.0, 1e-3);
+}
+
+TEST(Paths, InPlaneStrainAreSkippedAndThoseWithoutStressAtFirstGoOn) {
   const auto curve = March(1e-9, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(200, kSteel));
-  EXPECT_EQ(curve.March(0.2, 5000).end, PathEnd::OutOfSteps);
-  EXPECT_EQ(curve.March(0.5, 5000).end, PathEnd::PlaneStrainFromTheStart);
+  EXPECT_EQ(curve.March(0.5).end, PathEnd::PlaneStrainFromTheStart);
   // Negative stress strains until the offset is overcome: not a number at first, but not for ever.
   const std::vector<double> late{500.0, -0.05, 0.2, 0.0};
   const auto patient = March(1e-4, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(200, late));
-  EXPECT_EQ(patient.March(0.2, 20000).end, PathEnd::Reached);
+  EXPECT_EQ(patient.March(0.2).end, PathEnd::Reached);
+  const Points gap{{0.0, kNan}, {0.02, kNan}, {0.04, 300.0}, {0.3, 420.0}, {25.0, 500.0}, {30.0, kNan}};
+  EXPECT_EQ(March(1e-4, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(298, gap)).March(0.2).end,
+            PathEnd::Reached);
 }
 
 TEST(Paths, OnlyHillAtEquibiaxialStressHasNoLimit) {
@@ -349,7 +377,7 @@ TEST(Paths, OnlyHillAtEquibiaxialStressHasNoLimit) {
 
 TEST(Paths, LimitsConvergeAsTheIncrementShrinks) {
   const auto limit = [](double delta) {
-    return March(delta, 0.03, MakeYieldParams(100, {}), MakeHardeningParams(200, kSteel)).March(0.2, 1000000).major;
+    return March(delta, 0.03, MakeYieldParams(100, {}), MakeHardeningParams(200, kSteel)).March(0.2).major;
   };
   const double coarse = limit(4e-4), medium = limit(2e-4), fine = limit(1e-4);
   EXPECT_LT(std::abs(fine - medium), 1e-3);
@@ -362,7 +390,7 @@ TEST(Paths, StepsAllocateNothing) {
   for (const auto& hardening : {MakeHardeningParams(200, kSteel), MakeHardeningParams(298, table)}) {
     const auto curve = March(1e-4, 0.01, MakeYieldParams(100, {}), hardening);
     const std::int64_t before = AllocationCount();
-    EXPECT_EQ(curve.March(0.2, 100000).end, PathEnd::Reached);
+    EXPECT_EQ(curve.March(0.2).end, PathEnd::Reached);
     EXPECT_EQ(AllocationCount(), before);
   }
 }

@@ -132,7 +132,9 @@ TEST(StabilityReport, LimitsOfTheScanAreClamped) {
       {-infinity, infinity, all},  // cut
       {-0.005, 9.0, tension},      // less than a step
       {-0.6, 0.005, compression},  //
-      {-0.6, 0.0, compression},    // zero is not negative: no tension
+      {-0.6, 0.0, all},            // zero is no limit
+      {0.0, 0.0, all},             //
+      {-0.0, 0.005, compression},  //
       {-0.215, 0.265, {0, 0, 0.14, -0.12, 0.26, -0.21}},
       {-0.21, 0.26, {0, 0, 0.14, -0.12, 0, 0}},  // added up step by step, these strains lie just beyond
   };

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <vector>
 
+#include "solver/make_solver.h"
+#include "support/curves.h"
 #include "support/near.h"
 #include "testdata/strain_energy.h"
 #include "testfunctions/hyperelastic_test_function.h"
@@ -69,6 +71,32 @@ TEST(OgdenStart, HeldEntriesEndWithTheirSeeds) {
   EXPECT_EQ(start[0], 0.0);  // neither the caller's 123 nor the fitted modulus
   EXPECT_EQ(start[1], 2.0);
   ExpectNear(start[2], -0.1, 1e-9);
+}
+
+// A start that is worse than no stress at all: the constraint shrinks the first trials to zero, which is better, and
+// leaves a system without information.
+TEST(OgdenStart, AZeroedTrialMayBeAcceptedAndThenTheSystemIsSingular) {
+  auto rubber = TreloarCurves()[0];
+  rubber.erase(rubber.begin());
+  const auto function = MakeTestFunction(DeformationMode::Uniaxial, ModelType::Ogden);
+  function->SetTestData(std::span<const _T_FUNT_BASE>(rubber));
+  const TestFunctionList functions{function};
+  const auto solver = MakeOgdenSolver(ResidualKind::Relative, functions, 2);
+  std::vector<double> parameters(4);
+  solver->InitialGuess(FixedTermMask(4), parameters);
+  solver->SetMask(FixedTermMask(4));
+  const double start = solver->SumOfSquares(parameters);
+  int info = 0;
+  try {
+    solver->Solve(parameters, 1e-4);
+  } catch (int thrown) {
+    info = thrown;
+  }
+  EXPECT_GT(info, 0);
+  EXPECT_EQ(parameters[0] * parameters[1], 0.0);
+  EXPECT_EQ(parameters[2] * parameters[3], 0.0);
+  EXPECT_EQ(solver->SumOfSquares(parameters), static_cast<double>(function->PointCount()));
+  EXPECT_GT(start, solver->SumOfSquares(parameters));
 }
 
 TEST(OgdenStart, RefusesShortVectorsAndReportsSingularSystems) {

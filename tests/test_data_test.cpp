@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <random>
 #include <vector>
 
+#include "hyperelastic/linear_fit.h"
+#include "hyperelastic/models.h"
 #include "support/near.h"
 #include "testdata/deformation_mode.h"
 #include "testdata/strain_energy.h"
@@ -130,6 +134,57 @@ TEST(DesignRows, HeldTermsHaveNoColumn) {
   EXPECT_EQ(some(0, 0), all(0, 0));
   EXPECT_EQ(some(0, 1), all(0, 2));
   EXPECT_EQ(some(0, 3), all(0, 4));
+
+  const TestDataList list{data};
+  const XemMaterialCurveFittingBlatzKo blatzKo(list);
+  Matrix column(1, 1);
+  blatzKo.AssembleDesignRows(*data, FixedTermMask{1}, {}, column.View());
+  EXPECT_EQ(column(0, 0), 0.0);
+  blatzKo.AssembleDesignRows(*data, FixedTermMask{0}, {}, column.View());
+  EXPECT_NE(column(0, 0), 0.0);
+  std::vector<double> modulus{7.0};
+  SolveLinear(blatzKo, FixedTermMask{1}, modulus, 1, 0.0);
+  EXPECT_EQ(modulus[0], 7.0);
+}
+
+/// Number of a virtual operation in its class's table, from 1 on. Under the Itanium C++ ABI a pointer to it holds its
+/// offset there, which some processors mark by adding 1.
+template <class Operation>
+std::size_t SlotOf(Operation operation) {
+  std::size_t words[2];
+  static_assert(sizeof words == sizeof operation);
+  std::memcpy(words, &operation, sizeof words);
+  return words[0] / sizeof(void*) + 1;
+}
+
+TEST(Slots, OfTestFunctionsAreThePublishedOnes) {
+  using Base = XemMaterialTestFunctionBase;
+  using Hyper = XemHyperElasticTestFunction;
+  EXPECT_EQ(SlotOf(&Base::SetParameters), 1u);
+  EXPECT_EQ(SlotOf(&Base::EnforceParameterConstraints), 2u);
+  EXPECT_EQ(SlotOf<void (Base::*)(const Point3Array&)>(&Base::SetTestData3), 3u);
+  EXPECT_EQ(SlotOf<void (Base::*)(const PointArray&)>(&Base::SetTestData), 4u);
+  EXPECT_EQ(SlotOf<void (Base::*)(Points2, Points2)>(&Base::SetTestData), 5u);
+  EXPECT_EQ(SlotOf<void (Base::*)(std::span<const _T_FUNT_BASE3>)>(&Base::SetTestData3), 6u);
+  EXPECT_EQ(SlotOf<void (Base::*)(Points2)>(&Base::SetTestData), 7u);
+  EXPECT_EQ(SlotOf(&Base::ParameterGradient), 8u);
+  EXPECT_EQ(SlotOf(&Base::EvaluatePoint), 9u);
+  EXPECT_EQ(SlotOf(&Base::LinearDesignRows), 10u);
+  EXPECT_EQ(SlotOf(&Base::Output), 11u);
+  EXPECT_EQ(SlotOf(&Hyper::EvaluatePoint), 9u);
+  EXPECT_EQ(SlotOf(&Hyper::PolynomialRowAt), 12u);
+  EXPECT_EQ(SlotOf(&Hyper::PolynomialStressAt), 13u);
+  EXPECT_EQ(SlotOf(&Hyper::BlatzKoRowAt), 14u);
+  EXPECT_EQ(SlotOf(&Hyper::BlatzKoStressAt), 15u);
+  EXPECT_EQ(SlotOf(&Hyper::LateralStretchExponent), 16u);
+  EXPECT_EQ(SlotOf(&Hyper::ComputeLateralStretches), 17u);
+
+  // A call through the table of an object, which starts with it.
+  const auto function = MakeTestFunction(DeformationMode::Equibiaxial, ModelType::Ogden);
+  using Exponent = double (*)(const Hyper*);
+  Exponent* table = nullptr;
+  std::memcpy(&table, function.get(), sizeof table);
+  EXPECT_EQ(table[15](function.get()), -2.0);
 }
 
 // Unit modulus: measured lateral stretch of a stress-free lateral face, then the fixed exponents.
@@ -144,6 +199,31 @@ TEST(BlatzKo, FactorsOfTheFourModes) {
     const double lateral = std::pow(stretch, Kinematics(mode).lateralExponent);
     ExpectNear(Kinematics(mode).blatzKo(stretch, lateral), 1.0 / stretch - std::pow(stretch, -3), Tolerance::Rounding);
   }
+}
+
+TEST(OgdenTerm, OfOppositeExponentsIsOppositeInPlanarModesAndFiniteWhereItsPowersAre) {
+  std::mt19937 random(7);
+  const auto draw = [&](double from, double to) { return std::uniform_real_distribution<double>(from, to)(random); };
+  for (int trial = 0; trial < 20'000; ++trial) {
+    const double stretch = std::exp(draw(-3.0, 3.0) * (trial % 10 == 0 ? 200.0 : 1.0));
+    const double alpha = draw(-1.0, 1.0) * (trial % 3 == 0 ? 1000.0 : 10.0);
+    const double logStretch = std::log(stretch);
+    const OgdenTerm plus = EvaluateOgdenTerm(-1.0, alpha, stretch, logStretch);
+    const OgdenTerm minus = EvaluateOgdenTerm(-1.0, -alpha, stretch, logStretch);
+    EXPECT_EQ(plus.value, -minus.value) << alpha << ' ' << stretch;
+    EXPECT_EQ(plus.exponentDerivative, minus.exponentDerivative) << alpha << ' ' << stretch;
+    for (const double e : {-0.5, -1.0, -2.0}) {
+      const double axial = std::pow(stretch, alpha - 1.0), lateral = std::pow(stretch, alpha * e - 1.0);
+      const OgdenTerm term = EvaluateOgdenTerm(e, alpha, stretch, logStretch);
+      const double written = logStretch * (axial - e * lateral);
+      EXPECT_EQ(std::isfinite(term.value), std::isfinite(axial - lateral)) << alpha << ' ' << stretch << ' ' << e;
+      EXPECT_EQ(std::isfinite(term.exponentDerivative), std::isfinite(written)) << alpha << ' ' << stretch << ' ' << e;
+      if (!std::isfinite(written) || !std::isfinite(axial - lateral)) continue;
+      EXPECT_NEAR(term.value, axial - lateral, 1e-12 * (axial + lateral));
+      EXPECT_NEAR(term.exponentDerivative, written, 1e-12 * std::abs(written));
+    }
+  }
+  EXPECT_EQ(EvaluateOgdenTerm(-0.5, 3.0, 0.0, std::log(0.0)).value, -HUGE_VAL);  // 0^2 - 0^-2.5
 }
 
 struct ConstraintCase {

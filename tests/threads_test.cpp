@@ -1,6 +1,8 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <set>
 #include <string>
@@ -52,6 +54,44 @@ TEST(Threads, FitsShareNothing) {
   // thread, and eight callers wait for each other.
   EveryExport().front().run();
   ExpectTheSameBitsOnManyThreads(FitLayerCalls());
+}
+
+/// The thread count of the BLAS library, where it is one that can be asked.
+class BlasThreads : public testing::Test {
+ protected:
+  template <class Function>
+  static Function Find(const char* name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name));
+  }
+  const std::function<int()> get_{Find<int (*)()>("openblas_get_num_threads")};
+  const std::function<void(int)> set_{Find<void (*)(int)>("openblas_set_num_threads")};
+  int before_ = 0;
+
+  void SetUp() override {
+    if (!get_ || !set_) GTEST_SKIP() << "this BLAS library does not tell its thread count";
+    before_ = get_();
+    set_(2);
+    if (get_() != 2) GTEST_SKIP() << "this BLAS library has one thread only";
+  }
+  void TearDown() override {
+    if (before_ > 0) set_(before_);
+  }
+  /// The count after a call that found 2.
+  int After(const Call& call) {
+    set_(2);
+    call.run();
+    return get_();
+  }
+};
+
+TEST_F(BlasThreads, AreSetToOneByThePolynomialAndOgdenExportsOnly) {
+  const std::set<std::string> setters = {"CurveFitting4Polynominal", "ComputeStress4Polynominal", "CurveFitting4Ogden",
+                                         "ComputeStress4Ogden"};
+  for (const Call& call : EveryExport()) EXPECT_EQ(After(call), setters.count(call.name) == 1 ? 1 : 2) << call.name;
+}
+
+TEST_F(BlasThreads, AreLeftAloneByTheFitLayer) {
+  for (const Call& call : FitLayerCalls()) EXPECT_EQ(After(call), 2) << call.name;
 }
 
 }  // namespace

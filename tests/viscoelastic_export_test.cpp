@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -157,6 +158,34 @@ TEST(Creep, RecoversEachTermAlone) {
   CreepCall second(secondary, 1);
   second.Fit();
   ExpectDigits(second.constants[4] * 1.25e8, 2e-4, 1e-9);
+}
+
+TEST(Creep, AStraightLineAlwaysLosesItsPrimaryTerm) {
+  std::mt19937 random(5);
+  const auto draw = [&](double from, double to) { return std::uniform_real_distribution<double>(from, to)(random); };
+  for (int trial = 0; trial < 1000; ++trial) {
+    const double slope = std::pow(10.0, draw(-15.0, 3.0)), longest = std::pow(10.0, draw(-6.0, 8.0));
+    const int points = static_cast<int>(draw(2.0, 201.0));
+    std::vector<_T_FUNT_BASE> line;
+    for (int i = 1; i <= points; ++i) {
+      const double part[] = {static_cast<double>(i) / points, (i + draw(-0.4, 0.4)) / points,
+                             std::pow(10.0, 6.0 * (i - points) / points)};
+      const double time = longest * part[trial % 3];
+      line.emplace_back(time, slope * time);
+    }
+    CreepCall call(line, 2);
+    call.Fit();
+    EXPECT_EQ(call.constants[0], 0.0) << trial;
+    EXPECT_EQ(call.constants[3], 0.0) << trial;
+    ExpectDigits(call.constants[4] * 1.25e8, slope, 1e-9);
+  }
+  // A rate that is small but there: 1e-9 of the strain, and negative, ends the loop with the primary term.
+  std::vector<_T_FUNT_BASE> bent;
+  for (int i = 1; i <= 50; ++i) bent.emplace_back(i, 1e-3 * i * (1.0 - 2e-9 * i));
+  CreepCall call(bent, 2);
+  call.Fit();
+  EXPECT_GT(call.constants[0], 0.0);
+  EXPECT_EQ(call.constants[4], 0.0);
 }
 
 TEST(Creep, SeventhConstantKeepsWhatTheArrayHeld) {

@@ -8,6 +8,7 @@
 #include "output.h"
 #include "text.h"
 #include "xem/fit/result.h"
+#include "xem/version.h"
 
 namespace Xem::Tool {
 namespace {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "text.h"
+#include "xem/version.h"
 
 namespace Xem::Tool {
 namespace {

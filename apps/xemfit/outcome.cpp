@@ -12,6 +12,7 @@
 #include "failure.h"
 #include "output.h"
 #include "text.h"
+#include "xem/version.h"
 
 namespace Xem::Tool {
 namespace {

@@ -15,6 +15,7 @@
 #include "html.h"
 #include "page_assets.h"
 #include "text.h"
+#include "xem/version.h"
 
 namespace Xem::Tool {
 namespace {

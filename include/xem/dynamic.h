@@ -100,7 +100,7 @@ XEM_EXPORT std::int32_t CurveFitting4DynamicMatDamping(const CArray<double, doub
 
 /// Fits both curves together and draws them.
 ///
-/// @param options  in: see the top; with fewer than 3 the function returns 0 at once.
+/// @param options  in: see the top; fewer than 3 throw CInvalidArgException before anything is written.
 /// @param parameters  in/out: starting values as above; [0] is first replaced by InitialDynamicMatParameters.
 /// @param flags  in: one per parameter.
 /// @param weights  in/out: factors on the residuals of stiffness and damping (at least 2), on observed value, predicted

@@ -17,11 +17,14 @@
 /// points, mode after mode, are dealt out to the four output curves by their sizes, so size each output curve to
 /// the number of kept points of its input curve, whether its mode is switched on or not. When an input curve is
 /// empty its output curve is resized to 50 points at strains i (upper - lower) / 50, i = 0 ... 49: the grid starts
-/// at 0 whatever `lower` is. Output curves that together hold more points than there are stresses throw
-/// CInvalidArgException before any ordinate is written.
+/// at 0 whatever `lower` is. When the output curves together hold more points than there are stresses, ordinates are
+/// written in order while there are stresses and the rest keep their values; coefficients and status do not depend on
+/// the output curves.
 ///
 /// Threads. The functions keep no state and may run on several threads at once. The polynomial and Ogden ones set the
-/// BLAS library to one thread for the whole process.
+/// BLAS library to one thread for the whole process, and it stays so. A host that wants its own number back sets it
+/// after the call: with OpenBLAS openblas_set_num_threads(n), where openblas_get_num_threads() told n before the call.
+/// BLAS libraries without these two functions are left as they are.
 ///
 /// Simple shear. The shear strain g is kept as the principal stretch sqrt(1 + g^2/2 + g sqrt(1 + g^2/4)) and
 /// recovered as |lambda^2 - 1| / lambda, so its sign is lost: at negative shear the polynomial and Blatz-Ko stresses
@@ -103,9 +106,10 @@ XEM_EXPORT std::int32_t ComputeStress4Polynominal(
 /// @param coefficients  out: 2 N values mu_1, alpha_1, mu_2, alpha_2, ...
 /// @param uniaxialOut ... simpleShearOut  out: fitted stresses, see above; all four modes, switched on or not.
 /// @param lower, upper  strains of the default grid for empty input curves.
-/// @return the solver's status: 0 converged, -1 after 1000 iterations without a small change. Throws the LAPACK `info`
-///         as an int, before any output is written, when a system is singular: no points, fewer points than terms, or
-///         two and more terms on pure shear or simple shear alone (there the columns of 2 and -2 are opposite).
+/// @return the solver's status: 0 converged, -1 after 1000 iterations without a small change. Throws an int, before any
+///         output is written, when a system is singular: the number of usable points plus 1 when there are fewer of
+///         them than terms; 2 for two and more terms on pure shear, simple shear or both alone (there the columns of
+///         the exponents 2 and -2 are opposite); else the LAPACK `info`.
 XEM_EXPORT std::int32_t CurveFitting4Ogden(
     const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& uniaxial, const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& equibiaxial,
     const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& pureShear, const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& simpleShear,
@@ -189,8 +193,8 @@ XEM_EXPORT std::int32_t ComputeStress4BlatzKo(
 /// @param conditionLimit  singular values s with s_max / s >= conditionLimit are dropped; 0 or negative keeps all, and
 ///        a curve without any volume change then gives coefficients that are not finite.
 /// @param coefficients  out: D_1 ... D_M; zeros when no point is usable.
-/// @param curveOut  out: fitted pressures. As many points as `curveOut` holds are written, more than the kept points
-///        throw CInvalidArgException; abscissae stay. For an empty curve it becomes a grid of 50 points at
+/// @param curveOut  out: fitted pressures. As many points as `curveOut` holds are written, at most the kept points;
+///        further ordinates and all abscissae stay. For an empty curve it becomes a grid of 50 points at
 ///        i (b - a) / 50, i = 0 ... 49, with a = 1 / (upper + 1) and b = 1 / (lower + 1): the bounds are exchanged and
 ///        turned into reciprocals of 1 + bound, and the grid starts at 0.
 /// @param lower, upper  bounds of that grid.

@@ -1,7 +1,8 @@
 #ifndef XEM_MATERIAL_UTIL_H
 #define XEM_MATERIAL_UTIL_H
 
-/// All that a host sees: records, arrays and the 26 exported functions.
+/// All that a host sees: records, arrays and the 26 exported functions. What the headers call docs/ is installed as
+/// share/doc/xemmaterialutil.
 ///
 /// Rules common to all functions
 ///  - Arrays named "in" are only read; "out" arrays are resized (unless a function says otherwise) and overwritten.
@@ -12,9 +13,10 @@
 ///    CInvalidArgException, memory that cannot be had std::bad_alloc. docs/safety.md has the bounds of every function.
 ///  - Measured values with a magnitude below 2.2e-16, or NaN, are dropped on loading and take no part in a fit.
 ///  - Functions keep no state and may run on several threads at once. The four polynomial and Ogden functions
-///    set the BLAS library to one thread for the whole process; the others leave that setting alone. Hosts that
-///    call from several threads do well to set it themselves (OPENBLAS_NUM_THREADS=1): the matrices are small, and
-///    some BLAS libraries otherwise spend their time on handing them from thread to thread.
+///    set the BLAS library to one thread for the whole process (hyperelastic.h tells how to set it back); the others
+///    and the fit layer leave that setting alone. Hosts that call from several threads do well to set it themselves
+///    (OPENBLAS_NUM_THREADS=1): the matrices are small, and some BLAS libraries otherwise spend their time on handing
+///    them from thread to thread.
 
 #include "xem/array.h"
 #include "xem/dynamic.h"
@@ -25,6 +27,7 @@
 #include "xem/soil.h"
 #include "xem/stability.h"
 #include "xem/text.h"
+#include "xem/version.h"
 #include "xem/viscoelastic.h"
 
 #endif

@@ -13,8 +13,8 @@
 /// 1 % nominal strain on in steps of 1 %, added up one by one, for the first strain at which the tangent of the
 /// Kirchhoff stress against logarithmic strain is not positive definite (its smallest eigenvalue is negative).
 /// Compression is scanned down to `lower`, at most -0.6 (polynomial) or -0.5 (Ogden); tension up to `upper`, at most 9.
-/// A lower limit that is not negative, an upper one that is negative, and NaN mean the widest range; an upper limit of
-/// 0 scans no tension.
+/// A lower limit that is not negative, an upper one that is not positive, and NaN are no limits and mean the widest
+/// range: -0.6 or -0.5, and 9. To leave out a side give a limit of less than a step, -0.005 or 0.005.
 ///
 /// The report is appended to the caller's text: six lines
 ///

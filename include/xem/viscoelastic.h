@@ -21,7 +21,8 @@ extern "C" {
 /// The primary term is an ordinary regression of log10 strain on log10 time, the secondary rate the slope of the
 /// regression line of strain on time (whose intercept is dropped). With both terms each is fitted in turn to what the
 /// other leaves, for 200 passes or until the rate turns negative (it becomes 0) or the time exponent reaches 1 (the
-/// primary amplitude then becomes the rate, and there is no primary term).
+/// primary amplitude then becomes the rate, and there is no primary term). A rate within the rounding of the strains
+/// counts as 0, so that a straight line always ends without a primary term.
 ///
 /// @param curve  in: (time, creep strain), creep strain being total less instantaneous strain. Points with a strain of
 ///        0 or less, or NaN, are dropped. Points at a time of 0 are not, and their logarithm makes the primary term
@@ -78,8 +79,9 @@ XEM_EXPORT std::int32_t CurveFitting4CreepLMMethod(const CArray<_T_FUNT_BASE, _T
 /// @param variant  1 absolute residuals, any other value relative residuals (each divided by its measured value).
 /// @param result  out: 2 n values, g_1 ... g_n, then tau_1 ... tau_n in the unit of time, sorted by tau, by g where
 ///        these are equal. After an int exception it has 2 n elements without meaning.
-/// @return 0 converged, -1 stopped after 1000 iterations without a small change. Fewer kept points than terms, in
-///         particular none, make the system singular: throws int.
+/// @return 0 converged, -1 stopped after 1000 iterations without a small change. Fewer kept points than terms make the
+///         system singular: always throws the int points + 1, so 1 without points. Other singular systems throw an int,
+///         too: 2 when all kept points have the same time and there are several terms.
 XEM_EXPORT std::int32_t CurveFitting4Relaxation(const CArray<_T_FUNT_BASE, _T_FUNT_BASE&>& curve, std::int32_t terms,
                                                 std::int32_t variant, CArray<double, double&>& result);
 

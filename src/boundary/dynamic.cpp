@@ -69,7 +69,8 @@ std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, 
                                                const Xem::PointArray& stiffness, const Xem::PointArray& damping,
                                                Xem::DoubleArray& fitted, Xem::PointArray& stiffnessOut,
                                                Xem::PointArray& dampingOut) {
-  if (options.GetSize() < kOptionCount) return 0;
+  // Deliberate: unlike the fits of one curve, which return 0.
+  if (options.GetSize() < kOptionCount) throw CInvalidArgException("too few options of a joint dynamic fit");
   InitialDynamicMatParameters(options, parameters, flags, stiffness);
 
   const auto stiffnessGrid = OutputPoints(stiffnessOut);

@@ -48,8 +48,8 @@ TestDataList LoadForEvaluation(const InputCurves3& curves, const OutputCurves& o
 /// The volumetric curve; an empty list for an empty curve.
 TestDataList LoadVolumetric(const PointArray& curve);
 
-/// Deals the stresses of all points out to the ordinates of the output curves, by their sizes. Throws
-/// CInvalidArgException before writing when the curves together hold more points than there are stresses.
+/// Deals the stresses of all points out to the ordinates of the output curves, in order and by their sizes, while there
+/// are any; further points keep their ordinates.
 void WriteStresses(std::span<const double> stresses, std::span<PointArray* const> out);
 
 /// The first `count` values of an array; fewer throw CInvalidArgException.

@@ -47,7 +47,7 @@ void DynamicMatTestFunction::EvaluatePoint(std::int32_t, std::span<const double>
   model = compared.predicted;
 }
 
-void DynamicMatTestFunction::EvaluateBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
+bool DynamicMatTestFunction::ValuesOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                            std::span<double> measured, std::span<double> model) const {
   const CyclicParameters at = ModelParameters(parameters);
   for (std::size_t i = 0; i < measured.size(); ++i) {
@@ -55,11 +55,12 @@ void DynamicMatTestFunction::EvaluateBlock(std::int32_t, std::span<const double>
     measured[i] = compared.observed;
     model[i] = compared.predicted;
   }
+  return true;
 }
 
-void DynamicMatTestFunction::GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                           std::span<double> measured, std::span<double> model,
-                                           std::span<double> gradients) const {
+void DynamicMatTestFunction::GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                              std::span<double> measured, std::span<double> model,
+                                              std::span<double> gradients) const {
   const CyclicParameters at = ModelParameters(parameters);
   const std::size_t width = parameters.size();
   std::fill(gradients.begin(), gradients.end(), 0.0);

@@ -10,7 +10,7 @@ namespace Xem::MaterialUtil {
 
 /// What the two test functions of cyclic behaviour share: parameters (reference strain, exponent), a residual form, and
 /// a weight that multiplies observed value, predicted value and gradient. There is no admissible region.
-class DynamicMatTestFunction : public XemMaterialTestFunctionBase {
+class DynamicMatTestFunction : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
   using XemMaterialTestFunctionBase::SetTestData;
   /// settings: working vector (reference strain, exponent, weight); options: (family, form).
@@ -24,16 +24,18 @@ class DynamicMatTestFunction : public XemMaterialTestFunctionBase {
   void Output(std::span<const double> parameters, std::span<double> fitted,
               std::span<_T_FUNT_BASE> curve) const override;
 
-  void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
                      std::span<double> measured, std::span<double> model) const override;
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override;
 
  protected:
   using ComparisonChoice = Comparison (*)(CyclicFamily, ResidualForm);
   using ValueAt = double (*)(CyclicFamily, const CyclicParameters&, double);
 
-  DynamicMatTestFunction(ComparisonChoice choose, ValueAt valueAt) : choose_(choose), valueAt_(valueAt) {}
+  DynamicMatTestFunction(ComparisonChoice choose, ValueAt valueAt)
+      : XemMaterialTestFunctionBase(this), choose_(choose), valueAt_(valueAt) {}
   ~DynamicMatTestFunction() = default;
 
   ResidualForm Form() const { return form_; }

@@ -51,9 +51,9 @@ void XemGHEModelTestFunction::EvaluatePoint(std::int32_t, std::span<const double
   if (form_ == GheForm::Stress) model *= x;
 }
 
-void XemGHEModelTestFunction::GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                            std::span<double> measured, std::span<double> model,
-                                            std::span<double> gradients) const {
+void XemGHEModelTestFunction::GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                               std::span<double> measured, std::span<double> model,
+                                               std::span<double> gradients) const {
   for (std::size_t i = 0; i < measured.size(); ++i) {
     const std::int32_t point = first + static_cast<std::int32_t>(i);
     measured[i] = curve_.stress[point];

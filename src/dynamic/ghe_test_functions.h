@@ -24,8 +24,10 @@ struct KeepPositiveStrain {
 
 /// Stiffness curve of the six-parameter model. Knows which parameters are held, because constraints move free ones
 /// only.
-class XemGHEModelTestFunction final : public XemMaterialTestFunctionBase {
+class XemGHEModelTestFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
+  XemGHEModelTestFunction() : XemMaterialTestFunctionBase(this) {}
+
   using XemMaterialTestFunctionBase::SetTestData;
   /// settings: reference strain; options: form, then a mask of six entries.
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
@@ -39,8 +41,9 @@ class XemGHEModelTestFunction final : public XemMaterialTestFunctionBase {
   void Output(std::span<const double> parameters, std::span<double> fitted,
               std::span<_T_FUNT_BASE> curve) const override;
 
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override;
 
  private:
   /// Value and gradient of one point; returns the value.

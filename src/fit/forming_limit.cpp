@@ -136,7 +136,7 @@ void NoteLostPaths(const std::vector<StrainPath>& paths, const YieldCriterion& y
   bool equibiaxial = false;
   std::string ratios;
   for (const StrainPath& path : paths) {
-    if (path.end != PathEnd::Never && path.end != PathEnd::OutOfSteps) continue;
+    if (path.end != PathEnd::Never) continue;
     if (path.alpha == 1.0 && yield.name == "hill1979" && yield.m != 2.0) {
       equibiaxial = true;
       continue;

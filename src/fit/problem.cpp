@@ -15,10 +15,10 @@ using namespace MaterialUtil;
 
 /// A test function of the core with its residuals scaled: by the weight of its curve and, for relative residuals, by
 /// 1 / measured, so that everything above it deals in plain differences. Keeps parameters inside their ranges.
-class ScaledTestFunction final : public XemMaterialTestFunctionBase {
+class ScaledTestFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
   ScaledTestFunction(boost::shared_ptr<XemMaterialTestFunctionBase> inner, const Problem& problem, double weight)
-      : inner_(std::move(inner)), problem_(problem) {
+      : XemMaterialTestFunctionBase(this), inner_(std::move(inner)), problem_(problem) {
     const std::int32_t points = inner_->PointCount();
     curve_.stretch = inner_->Stretch();
     curve_.stress.Resize(points);
@@ -55,14 +55,16 @@ class ScaledTestFunction final : public XemMaterialTestFunctionBase {
     model *= scale_[static_cast<std::size_t>(point)];
   }
 
-  void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
                      std::span<double> measured, std::span<double> model) const override {
     inner_->EvaluateBlock(termCount, parameters, first, measured, model);
     ScaleValues(first, measured, model);
+    return true;
   }
 
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override {
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override {
     inner_->GradientBlock(termCount, parameters, first, measured, model, gradients);
     ScaleValues(first, measured, model);
     const std::size_t width = parameters.size();

@@ -69,9 +69,10 @@ double XemMaterialCurveFittingOgden::ComputeStress(const XemMaterialTestDataBase
                      std::log(stretch));
 }
 
-void XemMaterialCurveFittingBlatzKo::AssembleDesignRows(const XemMaterialTestDataBase& testData, const FixedTermMask&,
-                                                        std::span<const double>, MatrixView rows) const {
-  testData.AssembleBlatzKoRows(rows);
+void XemMaterialCurveFittingBlatzKo::AssembleDesignRows(const XemMaterialTestDataBase& testData,
+                                                        const FixedTermMask& mask, std::span<const double>,
+                                                        MatrixView rows) const {
+  if (mask[0] == 0) testData.AssembleBlatzKoRows(rows);
 }
 
 double XemMaterialCurveFittingBlatzKo::ComputeStress(const XemMaterialTestDataBase& testData,

@@ -26,6 +26,8 @@ class XemMaterialCurvefittingModelBase {
   /// Creep models only: the linearised fit (a, m, b).
   virtual void FitCreep(XemMaterialTestDataBase& testData, std::span<double> fit, const Vector& strains,
                         const Vector& times, double* determination) const;
+  /// Nothing calls it: an iterative fit needs test functions, which the exports load from the curves themselves; test
+  /// data, which is all that a model has, hold stretches and no gradients. So no model overrides it, Ogden's neither.
   virtual void FitNonlinear(std::span<double> parameters) const;
 
   const TestDataList& TestData() const { return testData_; }

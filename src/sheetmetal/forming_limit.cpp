@@ -5,20 +5,16 @@
 #include <cmath>
 #include <cstddef>
 
+#include "sheetmetal/power.h"
+
 namespace Xem::MaterialUtil::SheetMetalForming {
 namespace {
 
-/// A path that has not ended after so many steps is given up.
-constexpr std::int64_t kMostSteps = 20'000'000;
+/// No metal survives such a major strain: a path that reaches it is given up.
+constexpr double kLargestMajorStrain = 20.0;
 
-/// So many paths given up are waited for; those after them get fewer steps, so that a call with thousands of paths that
-/// do not end takes minutes and not hours.
-constexpr std::int32_t kPatience = 100;
-constexpr std::int64_t kStepsWithoutPatience = 1'000'000;
-
-/// No strain ratio is smaller in magnitude than a tolerance of zero: only one that is not a number ends such a path,
-/// and that comes early or not at all.
-constexpr std::int64_t kStepsWithoutTolerance = 1000;
+/// Forces further apart than this, relative to their size, are not brought together by rounding.
+constexpr double kFarBeyondRounding = 1e-6;
 
 /// The same number, or no number again.
 bool Unchanged(double now, double before) { return now == before || (std::isnan(now) && std::isnan(before)); }
@@ -46,19 +42,12 @@ std::vector<StrainPath> XemFLCMMFC::MarchAll() const {
   const std::int32_t count = params_->N;
   std::vector<StrainPath> paths;
   paths.reserve(static_cast<std::size_t>(count));
-  std::int64_t mostSteps = params_->tol <= 0.0 ? kStepsWithoutTolerance : kMostSteps;
-  std::int32_t givenUp = 0;
-  for (std::int32_t i = 0; i < count; ++i) {
-    // A single path has the stress ratio 0/0.
-    paths.push_back(March(static_cast<double>(i) / (count - 1), mostSteps));
-    if (paths.back().end == PathEnd::OutOfSteps && ++givenUp == kPatience) {
-      mostSteps = std::min(mostSteps, kStepsWithoutPatience);
-    }
-  }
+  // A single path has the stress ratio 0/0.
+  for (std::int32_t i = 0; i < count; ++i) paths.push_back(March(static_cast<double>(i) / (count - 1)));
   return paths;
 }
 
-StrainPath XemFLCMMFC::March(double alpha, std::int64_t mostSteps) const {
+StrainPath XemFLCMMFC::March(double alpha) const {
   const double beta = yield_->StrainRatio(alpha);
   StrainPath path;
   path.alpha = alpha;
@@ -67,9 +56,12 @@ StrainPath XemFLCMMFC::March(double alpha, std::int64_t mostSteps) const {
     path.end = PathEnd::PlaneStrainFromTheStart;
     return path;
   }
-  State state{alpha, beta, StressFactor(alpha), 0.0};
-  for (std::int64_t step = 0; step < mostSteps; ++step) {
+  State state;
+  state.beta = beta;
+  TakeStressRatio(state, alpha);
+  for (;;) {
     const State before = state;
+    const double majorBefore = path.major;
     path.major += params_->delta;
     path.minor += state.beta * params_->delta;
     const bool goesOn = Advance(state);
@@ -79,53 +71,41 @@ StrainPath XemFLCMMFC::March(double alpha, std::int64_t mostSteps) const {
       path.end = PathEnd::Reached;
       return path;
     }
-    if (!goesOn || Same(state, before)) {
+    const bool stands = Unchanged(path.major, majorBefore) && Same(state, before);
+    if (!goesOn || stands || std::abs(path.major) >= kLargestMajorStrain) {
       path.end = PathEnd::Never;
       return path;
     }
   }
-  path.end = PathEnd::OutOfSteps;
-  return path;
 }
 
 /// One step of the material; false when it is sure that the path turns no more, or when it has turned to infinity.
 bool XemFLCMMFC::Advance(State& state) const {
-  state.strain += StrainIncrement(state);
+  state.strain += state.strainIncrement;
   const double stress = FlowStress(state.strain, 0.0);
-  const Forces forces = ForcesAt(state, stress, state.strain);
-  if (forces.present >= forces.required) return Turn(state, forces, stress);
-  return !IsStraightForever(state, forces);
-}
+  const double present = state.phi * stress;
+  const double required = state.slopeFactor * hardening_->HardeningSlope(state.strain);
+  if (!(present >= required)) return !IsStraightForever(state, present, required);
 
-/// For a path whose last step did not turn it: its strain ratio stays, and its strain goes on by equal increments.
-bool XemFLCMMFC::IsStraightForever(const State& state, const Forces& forces) const {
-  const double increment = StrainIncrement(state);
-  if (forces.present < forces.required) {
-    // A step that jumped beyond beta = -2 has made the stress factor negative. The path then turns again only when
-    // hardening catches up with the flow stress, which it doesn't on a curve that grows ever flatter.
-    return state.phi < 0.0 && increment > 0.0 && params_->delta > 0.0 && hardening_->IsConcaveFrom(state.strain);
-  }
-  // The forces are not numbers. If they are none at the furthest strain either, they won't be in between.
-  const double furthest = state.strain + static_cast<double>(kMostSteps) * increment;
-  const Forces then = ForcesAt(state, FlowStress(furthest, 0.0), furthest);
-  return std::isnan(then.present) || std::isnan(then.required);
-}
-
-bool XemFLCMMFC::Turn(State& state, const Forces& forces, double stress) const {
   const double slope = yield_->StressFactorSlope(state.alpha);
-  state.beta += (forces.present - forces.required) / (slope * stress) * params_->delta;
-  state.alpha = yield_->StressRatio(state.beta);
-  state.phi = StressFactor(state.alpha);
+  state.beta += (present - required) / (slope * stress) * params_->delta;
+  TakeStressRatio(state, yield_->StressRatio(state.beta));
   return !std::isinf(slope) && !std::isinf(state.beta);
 }
 
-double XemFLCMMFC::StrainIncrement(const State& state) const {
-  return state.phi * (1.0 + state.alpha * state.beta) * params_->delta;
+/// For a path whose last step did not turn it: its strain ratio stays, and its strain goes on by equal increments. A
+/// step that jumped beyond beta = -2 has made the stress factor negative; the path then turns again only when hardening
+/// catches up with the flow stress, which it doesn't on a curve that grows ever flatter.
+bool XemFLCMMFC::IsStraightForever(const State& state, double present, double required) const {
+  return required - present > kFarBeyondRounding * (std::abs(required) + std::abs(present)) && state.phi < 0.0 &&
+         state.strainIncrement > 0.0 && params_->delta > 0.0 && hardening_->IsConcaveFrom(state.strain);
 }
 
-XemFLCMMFC::Forces XemFLCMMFC::ForcesAt(const State& state, double stress, double strain) const {
-  const double slope = hardening_->HardeningSlope(strain);
-  return {state.phi * stress, state.phi * state.phi * (1.0 + state.alpha * state.beta) * slope};
+void XemFLCMMFC::TakeStressRatio(State& state, double alpha) const {
+  state.alpha = alpha;
+  state.phi = StressFactor(alpha);
+  state.strainIncrement = state.phi * (1.0 + alpha * state.beta) * params_->delta;
+  state.slopeFactor = Square(state.phi) * (1.0 + alpha * state.beta);
 }
 
 bool XemFLCMMFC::Same(const State& a, const State& b) {

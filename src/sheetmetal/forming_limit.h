@@ -17,14 +17,13 @@ namespace Xem::MaterialUtil::SheetMetalForming {
 enum class PathEnd {
   PlaneStrainFromTheStart,  ///< no limit point
   Reached,                  ///< plane strain; a limit point
-  Never,                    ///< seen to go on without end; no limit point
-  OutOfSteps,               ///< given up; no limit point
+  Never,                    ///< goes on without end, or to a major strain of 20; no limit point
 };
 
 struct StrainPath {
   double alpha = 0.0;
   bool right = false;  ///< the strain ratio was positive at the start
-  PathEnd end = PathEnd::OutOfSteps;
+  PathEnd end = PathEnd::Never;
   double major = 0.0;
   double minor = 0.0;
   double strain = 0.0;  ///< equivalent
@@ -51,35 +50,34 @@ class XemFLC {
 ///
 /// A path of stress ratio alpha advances the major strain by delta per step. With sigma1 = phi sigma and
 /// S = phi^2 (1 + alpha beta) dsigma/deps, a step with sigma1 >= S changes the strain ratio by
-/// (sigma1 - S) / (dphi/dbeta sigma) delta. The path ends when |beta| < tol.
+/// (sigma1 - S) / (dphi/dbeta sigma) delta. The path ends when |beta| < tol, and is given up at a major strain of 20
+/// and as soon as it is certain that it does not end before.
 class XemFLCMMFC : public XemFLC {
  public:
   XemFLCMMFC(const boost::shared_ptr<FLCMMFCParams>& params, const boost::shared_ptr<HardeningParams>& hardening,
              const boost::shared_ptr<YieldParams>& yield);
   void ComputeCurve(PointArray& curve) const override;
 
-  /// Follows one path for at most `mostSteps` steps.
-  StrainPath March(double alpha, std::int64_t mostSteps) const;
+  /// Follows one path, for 20 / delta steps at most.
+  StrainPath March(double alpha) const;
   /// Follows the N paths of stress ratios i / (N - 1), i = 0 ... N - 1.
   std::vector<StrainPath> MarchAll() const;
 
  private:
   struct State {
-    double alpha;
-    double beta;
-    double phi;
-    double strain;  ///< equivalent strain
-  };
-  struct Forces {
-    double present;   ///< sigma1
-    double required;  ///< S: what sigma1 must exceed for the path to turn
+    double alpha = 0.0;
+    double beta = 0.0;
+    double phi = 0.0;
+    double strainIncrement = 0.0;  ///< of the equivalent strain per step, phi (1 + alpha beta) delta
+    double slopeFactor = 0.0;      ///< phi^2 (1 + alpha beta)
+    double strain = 0.0;           ///< equivalent strain
   };
   static bool Same(const State& a, const State& b);
-  double StrainIncrement(const State& state) const;
-  Forces ForcesAt(const State& state, double stress, double strain) const;
+  /// Takes over alpha and what follows from it and the state's beta.
+  void TakeStressRatio(State& state, double alpha) const;
   bool Advance(State& state) const;
-  bool IsStraightForever(const State& state, const Forces& forces) const;
-  bool Turn(State& state, const Forces& forces, double stress) const;
+  /// `present` is sigma1, `required` is S: what sigma1 must reach for the path to turn.
+  bool IsStraightForever(const State& state, double present, double required) const;
 
   boost::shared_ptr<FLCMMFCParams> params_;
 };

@@ -77,7 +77,7 @@ double XemSMHRCustomCurve::FlowStress(double strain) const { return TableValue(P
 double XemSMHRCustomCurve::HardeningSlope(double strain) const { return TableSlope(Params().points, strain); }
 
 bool XemSMHRCustomCurve::IsConcaveFrom(double strain) const {
-  return strain >= Params().points.back().first && HardeningSlope(strain) >= 0.0;
+  return strain > Params().points.back().first && HardeningSlope(strain) >= 0.0;
 }
 
 double XemSMHRCustomCurveStrnRate::RateFactor(double rate) const { return TableValue(Params().rateFactors, rate); }

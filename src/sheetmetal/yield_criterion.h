@@ -6,15 +6,18 @@
 
 /// Plane-stress yield criteria in principal ratios: alpha = sigma2 / sigma1 of the stresses and beta = d eps2 / d eps1
 /// of the plastic strain increments, which the criterion ties to each other by the associated flow rule.
+///
+/// Deliberate: every expression is computed as it stands here, from left to right, powers by the power function and
+/// none shared. Close to plane strain a path turns another last bit into another limit.
 namespace Xem::MaterialUtil::SheetMetalForming {
 
 /// Isotropic criterion (von Mises 1913): with t = beta(alpha),
 ///
 ///   beta(alpha) = (2 alpha - 1) / (2 - alpha),  alpha(beta) = (2 beta + 1) / (beta + 2)
-///   phi(alpha)  = sigma1 / equivalent stress = (t + 2) / sqrt(3 (t^2 + t + 1)),  dphi/dbeta = -4.5 t / Q^(3/2)
+///   phi(alpha)  = sigma1 / equivalent stress = (t + 2) / sqrt(3 (t^2 + t + 1))
+///   dphi/dbeta  = Q^(-1/2) - Q^(-3/2) (3 t + 1.5) (t + 2),  Q = 3 t^2 + 3 t + 3
 ///
-/// with Q = 3 t^2 + 3 t + 3. The slope is Q^(-1/2) - Q^(-3/2) (3 t + 1.5) (t + 2) put over one denominator: it keeps
-/// its digits at plane strain, where the two terms cancel and where every path ends.
+/// The slope is -4.5 t / Q^(3/2): at plane strain, t = 0, the two terms cancel but for their rounding.
 double VonMisesStrainRatio(double alpha);
 double VonMisesStressRatio(double beta);
 double VonMisesStressFactor(double alpha);
@@ -26,8 +29,8 @@ double VonMisesStressFactorSlope(double alpha);
 ///   A = (1 + alpha)^(m-1), B = (2r + 1) (1 - alpha)^(m-1):          beta  = (A - B) / (A + B)
 ///   E = ((1 + beta) (2r + 1))^(1/(m-1)), D = (1 - beta)^(1/(m-1)):  alpha = (E - D) / (E + D)
 ///   phi(alpha)  = (((2r + 1) (1 - alpha)^m + (1 + alpha)^m) / (2r + 2))^(-1/m)
-///   dphi/dalpha = -phi^(m+1) (A - B) / (2 (r + 1))
-///   dalpha/dbeta = (A + B)^2 / (4 (1 - alpha^2)^(m-2) (2r + 1) (m - 1))
+///   dphi/dalpha = phi^(m+1) (A - B) / (-2 (r + 1))
+///   dalpha/dbeta = (B + A)^2 / (4 (1 - alpha^2)^(m-2) (2 m r + m - 2 r - 1))
 ///
 /// At equibiaxial stress the slope dphi/dbeta is infinite for m > 2 and zero for m < 2.
 double Hill1979StrainRatio(double r, double m, double alpha);

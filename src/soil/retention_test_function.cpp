@@ -56,9 +56,9 @@ void XemUnsaturatedSoilTestFunction::Output(std::span<const double> parameters, 
   for (_T_FUNT_BASE& point : curve) point.second = WaterContent(model_, parameters, Suction(point.first));
 }
 
-void XemUnsaturatedSoilTestFunction::GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                                   std::span<double> measured, std::span<double> model,
-                                                   std::span<double> gradients) const {
+void XemUnsaturatedSoilTestFunction::GradientsOfBlock(std::int32_t, std::span<const double> parameters,
+                                                      std::int32_t first, std::span<double> measured,
+                                                      std::span<double> model, std::span<double> gradients) const {
   const std::size_t width = parameters.size();
   for (std::size_t i = 0; i < measured.size(); ++i) {
     const std::int32_t point = first + static_cast<std::int32_t>(i);

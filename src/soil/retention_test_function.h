@@ -14,9 +14,11 @@ bool IsRetentionPoint(const _T_FUNT_BASE& point);
 ///
 /// Measured value, model value and gradient are in percent: as fractions the sums of squares would lie below the
 /// solver's absolute threshold from the start, and it would stop early.
-class XemUnsaturatedSoilTestFunction final : public XemMaterialTestFunctionBase {
+class XemUnsaturatedSoilTestFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
   static constexpr double kPercent = 100.0;
+
+  XemUnsaturatedSoilTestFunction() : XemMaterialTestFunctionBase(this) {}
 
   /// `options`: the model's code, then one entry per parameter, 0 = free, other = held; missing ones are free.
   /// CInvalidArgException for an unknown code. `settings` is not used.
@@ -31,8 +33,9 @@ class XemUnsaturatedSoilTestFunction final : public XemMaterialTestFunctionBase 
   /// Contents as fractions, not percent; `fitted` may be empty.
   void Output(std::span<const double> parameters, std::span<double> fitted,
               std::span<_T_FUNT_BASE> curve) const override;
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override;
 
   RetentionModel Model() const { return model_; }
   const FixedTermMask& Mask() const { return mask_; }

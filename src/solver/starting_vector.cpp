@@ -17,6 +17,24 @@ std::int32_t PointCount(const TestFunctionList& testFunctions) {
   return static_cast<std::int32_t>(count);
 }
 
+/// True when every entry of `a` is that of `b` times the same sign.
+bool EqualOrOpposite(std::span<const double> a, std::span<const double> b) {
+  return std::equal(a.begin(), a.end(), b.begin()) ||
+         std::equal(a.begin(), a.end(), b.begin(), [](double x, double y) { return x == -y; });
+}
+
+/// Throws what the factorisation of D^T D would say without rounding: the number of the first column that adds nothing
+/// to those before it. Rounding lets LAPACK's factorisation pass some of these matrices as regular.
+void RequireFullRank(const Matrix& design) {
+  if (design.Rows() < design.Columns()) throw static_cast<int>(design.Rows() + 1);
+  for (std::int32_t k = 0; k < design.Columns(); ++k) {
+    const std::span<const double> column = design.Column(k);
+    bool adds = std::any_of(column.begin(), column.end(), [](double entry) { return entry != 0.0; });
+    for (std::int32_t j = 0; adds && j < k; ++j) adds = !EqualOrOpposite(column, design.Column(j));
+    if (!adds) throw static_cast<int>(k + 1);
+  }
+}
+
 }  // namespace
 
 Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const double> nonlinear, double baseline) {
@@ -31,6 +49,7 @@ Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const
     for (std::int32_t i = 0; i < count; ++i) target[first + i] = function->Stress()[i] - baseline;
     first += count;
   }
+  RequireFullRank(design);
 
   Matrix normal = TransposedProduct(design, design);
   Invert(normal);

@@ -14,8 +14,9 @@ namespace Xem::MaterialUtil {
 ///
 ///   sum over all points of (measured - baseline - LinearDesignRows(nonlinear) c)^2
 ///
-/// by normal equations. Throws LAPACK's `info` as an int when their matrix is singular, so with fewer points than
-/// terms.
+/// by normal equations. Throws an int when the terms are not independent: the number of points plus 1 when there are
+/// fewer of them than terms; else the number of the first term whose response is zero at every point, or equal or
+/// opposite to that of an earlier term at every point; else LAPACK's `info` when it finds the matrix singular.
 Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const double> nonlinear, double baseline);
 
 /// Seeds of the pairs (mu, alpha): one term (0, 2); more terms (0, 2), (0, -2), (0, 6), (0, 10), ... Entries beyond the

@@ -123,8 +123,7 @@ Vector Take(std::span<const double> coefficients, std::int32_t count) {
 
 void XemMaterialStabilityBase::CheckStability(double lower, double upper) {
   const double lowestStretch = 1.0 + (lower < 0.0 ? std::max(lower, lowest_) : lowest_);
-  // An upper limit of 0 is not negative, so it stays and leaves no tension to scan.
-  const double highestStretch = 1.0 + (upper >= 0.0 ? std::min(upper, kHighestStrain) : kHighestStrain);
+  const double highestStretch = 1.0 + (upper > 0.0 ? std::min(upper, kHighestStrain) : kHighestStrain);
   Probe probe(*this);
   limits_ = {};
   limits_.uniaxialCompression = ScanCompression(probe, UniaxialStretches, lowestStretch);

@@ -31,7 +31,7 @@ class XemMaterialStabilityBase {
   virtual void SetParameters(std::span<const double> coefficients, std::span<const double> volumetric) = 0;
 
   /// Scans from 1 % strain in steps of 1 % to the limits. A lower limit that is not negative and an upper limit that
-  /// is negative, and NaN for either, mean the widest range; wider ones are cut.
+  /// is not positive, and NaN for either, mean the widest range; wider ones are cut.
   void CheckStability(double lower, double upper);
 
   const StabilityLimits& Limits() const { return limits_; }

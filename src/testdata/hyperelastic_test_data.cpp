@@ -29,6 +29,7 @@ double XemMaterialTestDataHyperelastic::PolynomialStress(std::int32_t order, std
 }
 
 void XemMaterialTestDataHyperelastic::AssembleBlatzKoRows(MatrixView rows) const {
+  if (rows.columns == 0) return;
   for (std::int32_t point = 0; point < PointCount(); ++point) {
     rows(point, 0) = mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
   }

@@ -5,12 +5,23 @@
 namespace Xem::MaterialUtil {
 namespace {
 
+/// exp(2 x) and exp(-2 x) are normal numbers up to this magnitude of x.
+constexpr double kLargestLogarithm = 350.0;
+
 /// p^e, without a power function for the exponents that modes have.
 double LateralPower(double p, double e) {
   if (e == -0.5) return 1.0 / std::sqrt(p);
   if (e == -1.0) return 1.0 / p;
   if (e == -2.0) return 1.0 / (p * p);
   return std::pow(p, e);
+}
+
+/// (1 / p)^e of the same p.
+double InverseLateralPower(double p, double e) {
+  if (e == -0.5) return std::sqrt(p);
+  if (e == -1.0) return p;
+  if (e == -2.0) return p * p;
+  return std::pow(p, -e);
 }
 
 }  // namespace
@@ -35,13 +46,17 @@ double PolynomialShearModulus(std::span<const double> coefficients) {
 }
 
 OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch, double logStretch) {
-  if (!(stretch > 0.0)) {  // no logarithm: the powers themselves, which are finite for whole exponents
+  const double logarithm = std::abs(alpha) * logStretch;
+  if (!(std::abs(logarithm) <= kLargestLogarithm)) {
+    // Beyond the range of a single exponential, or no logarithm at all: the powers themselves, finite wherever they are.
     const double axial = std::pow(stretch, alpha - 1.0);
     const double lateral = std::pow(stretch, alpha * lateralExponent - 1.0);
     return {axial - lateral, logStretch * (axial - lateralExponent * lateral)};
   }
-  const double axial = std::exp(alpha * logStretch);
-  const double lateral = LateralPower(axial, lateralExponent);
+  // One power for both signs of alpha: where the lateral exponent is -1 their terms are opposite to the last bit.
+  const double p = std::exp(logarithm);
+  const double axial = alpha < 0.0 ? 1.0 / p : p;
+  const double lateral = alpha < 0.0 ? InverseLateralPower(p, lateralExponent) : LateralPower(p, lateralExponent);
   return {(axial - lateral) / stretch, logStretch * (axial - lateralExponent * lateral) / stretch};
 }
 

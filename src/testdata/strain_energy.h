@@ -64,7 +64,8 @@ double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::spa
 double PolynomialShearModulus(std::span<const double> coefficients);
 
 /// One Ogden term (Ogden 1972) for unit modulus, lambda^(alpha - 1) - lambda^(alpha e - 1), e being the lateral
-/// exponent of the mode, and its derivative with respect to alpha. One exponential serves both.
+/// exponent of the mode, and its derivative with respect to alpha. One exponential serves both. In planar modes, e = -1,
+/// alpha and -alpha give exactly opposite values and the same derivative.
 struct OgdenTerm {
   double value = 0.0;
   double exponentDerivative = 0.0;

@@ -24,6 +24,7 @@ class XemMaterialTestDataBase {
   /// Stress of all terms, fixed or not; `coefficients` must hold them all.
   virtual double PolynomialStress(std::int32_t order, std::span<const double> coefficients, double stretch,
                                   double lateralStretch) const;
+  /// The same for the one modulus: `rows` has one column, or none where the modulus is held.
   virtual void AssembleBlatzKoRows(MatrixView rows) const;
   virtual double BlatzKoStress(double modulus, double stretch, double lateralStretch) const;
   /// Linearised creep fit; only creep data can do it. `fit` is (a, m, b).

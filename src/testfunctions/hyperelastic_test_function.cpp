@@ -88,16 +88,19 @@ boost::shared_ptr<XemHyperElasticTestFunction> MakeUnset(DeformationMode mode) {
 
 boost::shared_ptr<XemHyperElasticTestFunction> MakeTestFunction(DeformationMode mode, ModelType model) {
   const auto function = MakeUnset(mode);
-  const auto code = static_cast<std::int32_t>(model);
-  function->SetParameters({}, std::span(&code, 1));
+  function->SetModel({}, model);
   return function;
+}
+
+void XemHyperElasticTestFunction::SetModel(std::span<const double> settings, ModelType modelType) {
+  modelSettings_ = settings;
+  modelType_ = modelType;
 }
 
 void XemHyperElasticTestFunction::SetParameters(std::span<const double> settings,
                                                 std::span<const std::int32_t> options) {
   if (options.empty()) throw CInvalidArgException("a hyperelastic model type is missing");
-  modelSettings_ = settings;
-  modelType_ = static_cast<ModelType>(options[0]);
+  SetModel(settings, static_cast<ModelType>(options[0]));
 }
 
 bool XemHyperElasticTestFunction::EnforceParameterConstraints(std::int32_t termCount,
@@ -201,9 +204,9 @@ double XemHyperElasticTestFunction::OgdenRowAt(std::int32_t terms, std::span<con
   return stress;
 }
 
-void XemHyperElasticTestFunction::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                std::int32_t first, std::span<double> measured, std::span<double> model,
-                                                std::span<double> gradients) const {
+void XemHyperElasticTestFunction::GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters,
+                                                   std::int32_t first, std::span<double> measured,
+                                                   std::span<double> model, std::span<double> gradients) const {
   const std::size_t width = parameters.size();
   std::fill(gradients.begin(), gradients.end(), 0.0);
   for (std::size_t i = 0; i < measured.size(); ++i) {

@@ -11,12 +11,14 @@ enum class ModelType : std::int32_t { Polynomial = 0, Ogden = 1, BlatzKo = 2 };
 /// Response of a hyperelastic model in one deformation mode.
 ///
 /// Parameters: polynomial, the coefficients in term order; Ogden, pairs (mu_k, alpha_k); Blatz-Ko, the modulus.
-/// `termCount` is the order N, the number of pairs, and 1.
-class XemHyperElasticTestFunction : public XemMaterialTestFunctionBase {
+/// `termCount` is the order N, the number of pairs, and 1. The operations that this class adds are slots 12 to 17.
+class XemHyperElasticTestFunction : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
   using XemMaterialTestFunctionBase::SetTestData;
   using XemMaterialTestFunctionBase::SetTestData3;
-  /// options[0] is the model type; `settings` is carried unchanged and must outlive this object.
+  /// `settings` is carried unchanged and must outlive this object.
+  void SetModel(std::span<const double> settings, ModelType modelType);
+  /// SetModel with the model type options[0].
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   void SetTestData3(std::span<const _T_FUNT_BASE3> points) override;
@@ -33,11 +35,12 @@ class XemHyperElasticTestFunction : public XemMaterialTestFunctionBase {
   virtual double LateralStretchExponent() const { return mode_.lateralExponent; }
   virtual void ComputeLateralStretches();
 
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override;
 
  protected:
-  explicit XemHyperElasticTestFunction(const ModeKinematics& mode) : mode_(mode) {}
+  explicit XemHyperElasticTestFunction(const ModeKinematics& mode) : XemMaterialTestFunctionBase(this), mode_(mode) {}
   ~XemHyperElasticTestFunction() = default;
 
  private:

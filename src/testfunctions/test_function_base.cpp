@@ -30,6 +30,7 @@ void XemMaterialTestFunctionBase::Output(std::span<const double>, std::span<doub
 void XemMaterialTestFunctionBase::EvaluateBlock(std::int32_t termCount, std::span<const double> parameters,
                                                 std::int32_t first, std::span<double> measured,
                                                 std::span<double> model) const {
+  if (blocks_ != nullptr && blocks_->ValuesOfBlock(termCount, parameters, first, measured, model)) return;
   for (std::size_t i = 0; i < measured.size(); ++i) {
     EvaluatePoint(termCount, parameters, first + static_cast<std::int32_t>(i), measured[i], model[i]);
   }
@@ -38,6 +39,10 @@ void XemMaterialTestFunctionBase::EvaluateBlock(std::int32_t termCount, std::spa
 void XemMaterialTestFunctionBase::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
                                                 std::int32_t first, std::span<double> measured, std::span<double> model,
                                                 std::span<double> gradients) const {
+  if (blocks_ != nullptr) {
+    blocks_->GradientsOfBlock(termCount, parameters, first, measured, model, gradients);
+    return;
+  }
   std::fill(gradients.begin(), gradients.end(), 0.0);
   for (std::size_t i = 0; i < measured.size(); ++i) {
     ParameterGradient(termCount, parameters, first + static_cast<std::int32_t>(i),

@@ -8,15 +8,17 @@
 #include "solver/linalg/matrix.h"
 #include "solver/linalg/vector.h"
 #include "testdata/curve.h"
+#include "testfunctions/block_operations.h"
 
 namespace Xem::MaterialUtil {
 
 /// What the solver fits: one curve and a model that, for given parameters, supplies measured value, model value and
-/// gradient at every point. Virtual operations stand in slot order; a concrete class overrides a few of them.
+/// gradient at every point. The eleven virtual operations stand in slot order; a concrete class overrides a few of
+/// them.
 ///
-/// `termCount` is the model's size as the class understands it (terms of a series, or parameters). The solver asks
-/// for blocks of points; the block operations fall back on the per-point ones, and a class overrides them where one
-/// pass over contiguous arrays is faster. Both must agree.
+/// `termCount` is the model's size as the class understands it (terms of a series, or parameters). The solver asks for
+/// blocks of points: a class that has block operations hands itself to the constructor, others are asked point by
+/// point.
 class XemMaterialTestFunctionBase {
  public:
   virtual void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options);
@@ -40,11 +42,11 @@ class XemMaterialTestFunctionBase {
                       std::span<_T_FUNT_BASE> curve) const;
 
   /// Measured and model values of points first ... first + measured.size() - 1.
-  virtual void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                             std::span<double> measured, std::span<double> model) const;
+  void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                     std::span<double> measured, std::span<double> model) const;
   /// The same with gradients: row by row, parameters.size() entries each, not cleared by the caller.
-  virtual void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                             std::span<double> measured, std::span<double> model, std::span<double> gradients) const;
+  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const;
 
   std::int32_t PointCount() const { return curve_.PointCount(); }
   const Vector& Stretch() const { return curve_.stretch; }
@@ -52,9 +54,17 @@ class XemMaterialTestFunctionBase {
   const Vector& Stress() const { return curve_.stress; }
 
  protected:
+  /// `blocks` is the object itself where its class has block operations.
+  explicit XemMaterialTestFunctionBase(const BlockOperations* blocks = nullptr) : blocks_(blocks) {}
+  // A copy would ask the original for its blocks.
+  XemMaterialTestFunctionBase(const XemMaterialTestFunctionBase&) = delete;
+  XemMaterialTestFunctionBase& operator=(const XemMaterialTestFunctionBase&) = delete;
   ~XemMaterialTestFunctionBase() = default;
 
   Curve curve_;
+
+ private:
+  const BlockOperations* blocks_;
 };
 
 using TestFunctionList = std::vector<boost::shared_ptr<XemMaterialTestFunctionBase>>;

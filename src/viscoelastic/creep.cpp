@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "solver/levenberg_marquardt.h"
 #include "xem/array.h"
@@ -14,6 +15,10 @@ constexpr int kMostPasses = 200;
 
 /// An exponent this close to 1 makes the primary term a straight line.
 constexpr double kLinear = 1e-10;
+
+/// A rate that moves the strain over the whole record by no more than this multiple of the rounding of the largest
+/// strain. What the primary term leaves of exactly linear data stays below a tenth of it.
+constexpr double kRoundings = 4096.0;
 
 /// What is left of the strains after the terms of `line`. Once there is a primary term, negative rests count as zero.
 void TakeRest(const CreepLine& line, std::span<const double> times, std::span<const double> strains,
@@ -38,10 +43,19 @@ bool Stop(CreepLine& line) {
   return false;
 }
 
+/// The rate up to which there is nothing but rounding.
+double RateOfRounding(std::span<const double> times, std::span<const double> strains) {
+  if (times.empty()) return 0.0;
+  const auto [first, last] = std::minmax_element(times.begin(), times.end());
+  const double largest = *std::max_element(strains.begin(), strains.end());
+  return kRoundings * std::numeric_limits<double>::epsilon() * largest / (*last - *first);
+}
+
 /// Fits the two terms in turn, each to what the other leaves.
 CreepLine Alternate(std::span<const double> times, std::span<const double> strains, double& determination) {
   CreepLine line;
   Vector rest(static_cast<std::int64_t>(times.size()));
+  const double rounding = RateOfRounding(times, strains);
   for (int pass = 0; pass < kMostPasses; ++pass) {
     line.amplitude = 0.0;
     line.exponent = 0.0;
@@ -50,6 +64,8 @@ CreepLine Alternate(std::span<const double> times, std::span<const double> strai
     line.rate = 0.0;
     TakeRest(line, times, strains, rest.Span());
     line.rate = FitRate(times, rest.Span());
+    // Deliberate: otherwise rounding would decide whether linear data stop with a negative rate or at the exponent.
+    if (std::abs(line.rate) <= rounding) line.rate = 0.0;
     const bool stop = Stop(line);
     determination = CreepDetermination(line, times, strains);
     if (stop) break;
@@ -132,9 +148,9 @@ void XemMaterialCreepType300::EvaluatePoint(std::int32_t, std::span<const double
   model = CreepStrain(parameters, stress_, curve_.stretch[point]);
 }
 
-void XemMaterialCreepType300::GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                            std::span<double> measured, std::span<double> model,
-                                            std::span<double> gradients) const {
+void XemMaterialCreepType300::GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                               std::span<double> measured, std::span<double> model,
+                                               std::span<double> gradients) const {
   const std::size_t width = parameters.size();
   std::fill(gradients.begin(), gradients.end(), 0.0);
   for (std::size_t i = 0; i < measured.size(); ++i) {

@@ -48,8 +48,10 @@ class XemMaterialCurveFittingCreep final : public XemMaterialCurvefittingModelBa
 };
 
 /// A creep curve at one stress against the whole law; parameters are C1 ... C7 and `termCount` their number.
-class XemMaterialCreepType300 final : public XemMaterialTestFunctionBase {
+class XemMaterialCreepType300 final : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
+  XemMaterialCreepType300() : XemMaterialTestFunctionBase(this) {}
+
   using XemMaterialTestFunctionBase::SetTestData;
   /// settings[0] is the stress; options[0] is stored and not used.
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
@@ -60,8 +62,9 @@ class XemMaterialCreepType300 final : public XemMaterialTestFunctionBase {
                          std::span<double> gradient) const override;
   void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
                      double& model) const override;
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override;
 
  private:
   double stress_ = 0.0;

@@ -64,15 +64,16 @@ double CreepStrain(std::span<const double> c, double stress, double time) {
 
 double CreepGradient(std::span<const double> c, double stress, double time, std::span<double> gradient) {
   const double logStress = std::log(stress);
-  const double perPrimary = std::pow(stress, c[kC2]) * std::pow(time, c[kC4]);
-  const double perSecondary = std::pow(stress, c[kC6]) * time;
-  const double primary = c[kC1] * perPrimary;
-  const double secondary = c[kC5] * perSecondary;
-  gradient[kC1] = perPrimary;
+  const double stressToC2 = std::pow(stress, c[kC2]);
+  const double timeToC4 = std::pow(time, c[kC4]);
+  const double stressToC6 = std::pow(stress, c[kC6]);
+  const double primary = c[kC1] * stressToC2 * timeToC4;
+  const double secondary = c[kC5] * stressToC6 * time;
+  gradient[kC1] = stressToC2 * timeToC4;
   gradient[kC2] = primary * logStress;
   gradient[kC3] = 0.0;
   gradient[kC4] = primary * std::log(time);
-  gradient[kC5] = perSecondary;
+  gradient[kC5] = stressToC6 * time;
   gradient[kC6] = secondary * logStress;
   gradient[kC7] = 0.0;
   return primary + secondary;

@@ -17,6 +17,8 @@ inline constexpr int kCreepConstants = 7;
 /// Where the constants stand.
 enum CreepConstant : int { kC1 = 0, kC2 = 1, kC3 = 2, kC4 = 3, kC5 = 4, kC6 = 5, kC7 = 6 };
 
+// Deliberate: products are formed from left to right, C1 s^C2 before t^C4, in the strain and in its derivatives: the
+// iterative fit of all constants is singular but for rounding, so that the last bit decides where it ends.
 double CreepStrain(std::span<const double> constants, double stress, double time);
 
 /// Fills the first seven entries of `gradient` and returns the strain:

@@ -14,30 +14,16 @@ constexpr double kGone = 746.0;
 
 }  // namespace
 
-PronyTerm EvaluatePronyTerm(double relaxationTime, double time) {
+double PronyRemainder(double relaxationTime, double time) {
   const double ratio = time / relaxationTime;
-  // For short times exp(-x) - 1 would lose its digits, for long times 1 + (exp(-x) - 1) would.
-  PronyTerm term;
-  double remaining = 0.0;
-  if (ratio > kGone) {
-    term.value = -1.0;
-  } else if (ratio < 0.5) {
-    term.value = std::expm1(-ratio);
-    remaining = term.value + 1.0;
-  } else {
-    remaining = std::exp(-ratio);
-    term.value = remaining - 1.0;
-  }
-  // Nothing remains of a term long gone, however large the ratio is (infinite for a time constant of 0).
-  if (remaining != 0.0) term.timeDerivative = ratio * remaining / relaxationTime;
-  return term;
+  return ratio > kGone ? 0.0 : std::exp(-ratio);
 }
 
 double PronyModulus(std::span<const double> parameters, double time) {
   const std::size_t terms = parameters.size() / 2;
   double modulus = 1.0;
   for (std::size_t i = 0; i < terms; ++i) {
-    modulus += EvaluatePronyTerm(parameters[terms + i], time).value * parameters[i];
+    modulus -= (1.0 - PronyRemainder(parameters[terms + i], time)) * parameters[i];
   }
   return modulus;
 }
@@ -46,10 +32,13 @@ double PronyGradient(std::span<const double> parameters, double time, std::span<
   const std::size_t terms = parameters.size() / 2;
   double modulus = 1.0;
   for (std::size_t i = 0; i < terms; ++i) {
-    const PronyTerm term = EvaluatePronyTerm(parameters[terms + i], time);
-    modulus += term.value * parameters[i];
-    gradient[i] = term.value;
-    gradient[terms + i] = parameters[i] * term.timeDerivative;
+    const double g = parameters[i];
+    const double tau = parameters[terms + i];
+    const double remainder = PronyRemainder(tau, time);
+    modulus -= (1.0 - remainder) * g;
+    gradient[i] = remainder - 1.0;
+    // Nothing remains of a term long gone, also where the quotient would be 0/0.
+    gradient[terms + i] = remainder == 0.0 ? 0.0 : g * time * remainder / (tau * tau);
   }
   return modulus;
 }

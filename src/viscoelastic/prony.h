@@ -12,12 +12,11 @@
 /// Parameters are g_1 ... g_n, then tau_1 ... tau_n; times are positive.
 namespace Xem::MaterialUtil {
 
-/// What one term contributes for g_i = 1; a single exponential serves both.
-struct PronyTerm {
-  double value = 0.0;           ///< exp(-t / tau) - 1
-  double timeDerivative = 0.0;  ///< t exp(-t / tau) / tau^2
-};
-PronyTerm EvaluatePronyTerm(double relaxationTime, double time);
+// Deliberate: value and derivatives are computed as they are written above, although 1 - exp(-x) loses its digits at
+// small x: the iterative fit turns other last bits into other results.
+
+/// exp(-t / tau).
+double PronyRemainder(double relaxationTime, double time);
 
 double PronyModulus(std::span<const double> parameters, double time);
 

@@ -59,12 +59,12 @@ void XemHyperViscoElasticRelaxation::LinearDesignRows(std::span<const double> re
   for (std::size_t k = 0; k < relaxationTimes.size(); ++k) {
     double* column = rows.Column(static_cast<std::int64_t>(k));
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      column[i] = EvaluatePronyTerm(relaxationTimes[k], curve_.stretch[i]).value;
+      column[i] = PronyRemainder(relaxationTimes[k], curve_.stretch[i]) - 1.0;
     }
   }
 }
 
-void XemHyperViscoElasticRelaxation::EvaluateBlock(std::int32_t termCount, std::span<const double> parameters,
+bool XemHyperViscoElasticRelaxation::ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters,
                                                    std::int32_t first, std::span<double> measured,
                                                    std::span<double> model) const {
   const std::span<const double> series = Parameters(termCount, parameters);
@@ -73,11 +73,12 @@ void XemHyperViscoElasticRelaxation::EvaluateBlock(std::int32_t termCount, std::
     measured[i] = curve_.stress[point];
     model[i] = PronyModulus(series, curve_.stretch[point]);
   }
+  return true;
 }
 
-void XemHyperViscoElasticRelaxation::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                   std::int32_t first, std::span<double> measured,
-                                                   std::span<double> model, std::span<double> gradients) const {
+void XemHyperViscoElasticRelaxation::GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters,
+                                                      std::int32_t first, std::span<double> measured,
+                                                      std::span<double> model, std::span<double> gradients) const {
   const std::span<const double> series = Parameters(termCount, parameters);
   const std::size_t width = parameters.size();
   if (width > series.size()) std::fill(gradients.begin(), gradients.end(), 0.0);

@@ -26,10 +26,11 @@ class XemHyperViscoElasticRelaxation final : public XemHyperElasticTestFunction 
   /// exp(-t / tau_i) - 1 for every time and term.
   void LinearDesignRows(std::span<const double> relaxationTimes, MatrixView rows) const override;
 
-  void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
                      std::span<double> measured, std::span<double> model) const override;
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override;
 
   double MaxTime() const { return maxTime_; }
   double MinTime() const { return minTime_; }

@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+static_assert(__cplusplus >= 201703L, "the target asks for the standard that the fit layer needs");
+
 int main() {
   Xem::Fit::HyperelasticData data;
   data.uniaxial.x = {0.1, 0.3, 0.6, 1.0, 1.5};

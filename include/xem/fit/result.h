@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "xem/fit/export.h"
+#include "xem/version.h"
 
 /// What goes into a fit and what comes out of it, the same for every family.
 ///

@@ -58,11 +58,11 @@ double StoredAbscissa(CyclicCurve curve, CyclicForm form, const _T_FUNT_BASE& po
   return curve == CyclicCurve::Stiffness ? point.first * point.second : NormalisedStressAt(stiffness, point.first);
 }
 
-class CyclicFunction final : public XemMaterialTestFunctionBase {
+class CyclicFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
   CyclicFunction(CyclicFamily family, CyclicCurve curve, CyclicForm form, std::span<const _T_FUNT_BASE> points,
                  std::span<const _T_FUNT_BASE> stiffness)
-      : family_(family), comparison_(ChooseComparison(family, curve, form)) {
+      : XemMaterialTestFunctionBase(this), family_(family), comparison_(ChooseComparison(family, curve, form)) {
     curve_.Load(points, KeepMeasured(), AsItStands);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
       curve_.stretch[i] = StoredAbscissa(curve, form, points[static_cast<std::size_t>(i)], stiffness);
@@ -82,8 +82,9 @@ class CyclicFunction final : public XemMaterialTestFunctionBase {
     model = Compare(ModelParameters(family_, parameters), point).predicted;
   }
 
-  void GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> measured,
-                     std::span<double> model, std::span<double> gradients) const override {
+  void GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override {
     const CyclicParameters at = ModelParameters(family_, parameters);
     const std::size_t width = parameters.size();
     for (std::size_t i = 0; i < measured.size(); ++i) {
@@ -133,9 +134,10 @@ double GheRow(CyclicCurve curve, std::span<const double> p, double strain, std::
   return damping;
 }
 
-class GheFunction final : public XemMaterialTestFunctionBase {
+class GheFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
-  GheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points) : curveKind_(curve) {
+  GheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points)
+      : XemMaterialTestFunctionBase(this), curveKind_(curve) {
     curve_.Load(points, KeepMeasured(), AsItStands);
   }
 
@@ -150,8 +152,9 @@ class GheFunction final : public XemMaterialTestFunctionBase {
     model = CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.stretch[point]);
   }
 
-  void GradientBlock(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> measured,
-                     std::span<double> model, std::span<double> gradients) const override {
+  void GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override {
     const std::size_t width = parameters.size();
     for (std::size_t i = 0; i < measured.size(); ++i) {
       const std::int32_t point = first + static_cast<std::int32_t>(i);

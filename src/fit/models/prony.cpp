@@ -224,7 +224,7 @@ class TermLadder {
     for (std::size_t i = 0; i < curve.x.size(); ++i) {
       double value = 1.0;
       for (const SpectrumLine& line : spectrum) {
-        value += line.g * EvaluatePronyTerm(std::exp(line.logTime), curve.x[i]).value;
+        value -= line.g * (1.0 - PronyRemainder(std::exp(line.logTime), curve.x[i]));
       }
       const double scale = fitter_.Kind() == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
       sum += (value - curve.y[i]) * scale * (value - curve.y[i]) * scale;

@@ -65,7 +65,8 @@ void PronyShares::Derivatives(std::span<const double> coordinates, std::span<dou
 }
 
 PronyInShares::PronyInShares(PronyShares shares, std::span<const _T_FUNT_BASE> points)
-    : shares_(std::move(shares)),
+    : XemMaterialTestFunctionBase(this),
+      shares_(std::move(shares)),
       series_(2 * shares_.Terms()),
       seriesGradient_(2 * shares_.Terms()),
       derivatives_(shares_.Terms() * shares_.Terms()) {
@@ -84,7 +85,7 @@ void PronyInShares::EvaluatePoint(std::int32_t termCount, std::span<const double
   EvaluateBlock(termCount, coordinates, point, {&measured, 1}, {&model, 1});
 }
 
-void PronyInShares::EvaluateBlock(std::int32_t, std::span<const double> coordinates, std::int32_t first,
+bool PronyInShares::ValuesOfBlock(std::int32_t, std::span<const double> coordinates, std::int32_t first,
                                   std::span<double> measured, std::span<double> model) const {
   shares_.ToSeries(coordinates, series_);
   for (std::size_t i = 0; i < measured.size(); ++i) {
@@ -92,11 +93,12 @@ void PronyInShares::EvaluateBlock(std::int32_t, std::span<const double> coordina
     measured[i] = curve_.stress[point];
     model[i] = PronyModulus(series_, curve_.stretch[point]);
   }
+  return true;
 }
 
-void PronyInShares::GradientBlock(std::int32_t, std::span<const double> coordinates, std::int32_t first,
-                                  std::span<double> measured, std::span<double> model,
-                                  std::span<double> gradients) const {
+void PronyInShares::GradientsOfBlock(std::int32_t, std::span<const double> coordinates, std::int32_t first,
+                                     std::span<double> measured, std::span<double> model,
+                                     std::span<double> gradients) const {
   const std::size_t n = shares_.Terms();
   shares_.ToSeries(coordinates, series_);
   shares_.Derivatives(coordinates, derivatives_);

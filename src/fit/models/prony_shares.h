@@ -35,7 +35,7 @@ class PronyShares {
 };
 
 /// A relaxation curve against the series in those coordinates; `termCount` is not used.
-class PronyInShares final : public MaterialUtil::XemMaterialTestFunctionBase {
+class PronyInShares final : public MaterialUtil::XemMaterialTestFunctionBase, public MaterialUtil::BlockOperations {
  public:
   PronyInShares(PronyShares shares, std::span<const _T_FUNT_BASE> points);
 
@@ -43,10 +43,11 @@ class PronyInShares final : public MaterialUtil::XemMaterialTestFunctionBase {
                          std::span<double> gradient) const override;
   void EvaluatePoint(std::int32_t termCount, std::span<const double> coordinates, std::int32_t point, double& measured,
                      double& model) const override;
-  void EvaluateBlock(std::int32_t termCount, std::span<const double> coordinates, std::int32_t first,
+  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> coordinates, std::int32_t first,
                      std::span<double> measured, std::span<double> model) const override;
-  void GradientBlock(std::int32_t termCount, std::span<const double> coordinates, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override;
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> coordinates, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override;
 
  private:
   PronyShares shares_;

@@ -10,8 +10,8 @@
 namespace Xem::Fit {
 namespace {
 
-using MaterialUtil::EvaluatePronyTerm;
 using MaterialUtil::Matrix;
+using MaterialUtil::PronyRemainder;
 
 constexpr double kLinesPerDecade = 8.0;
 constexpr std::size_t kMostPoints = 600;
@@ -47,7 +47,7 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
     target[i] = (1.0 - curve.y[i]) * scale;
     for (std::size_t k = 0; k < logTimes.size(); ++k) {
       design(static_cast<std::int64_t>(i), static_cast<std::int64_t>(k)) =
-          -EvaluatePronyTerm(std::exp(logTimes[k]), curve.x[i]).value * scale;
+          (1.0 - PronyRemainder(std::exp(logTimes[k]), curve.x[i])) * scale;
     }
   }
   const std::vector<double> coefficients = SolveNonNegative(design, target);

@@ -9,9 +9,10 @@ namespace {
 
 using namespace MaterialUtil;
 
-class ShearStressFunction final : public XemMaterialTestFunctionBase {
+class ShearStressFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
  public:
-  explicit ShearStressFunction(const boost::shared_ptr<XemMaterialTestFunctionBase>& inner) : inner_(inner) {
+  explicit ShearStressFunction(const boost::shared_ptr<XemMaterialTestFunctionBase>& inner)
+      : XemMaterialTestFunctionBase(this), inner_(inner) {
     curve_.stretch = inner->Stretch();
     curve_.stress = inner->Stress();
   }
@@ -36,13 +37,15 @@ class ShearStressFunction final : public XemMaterialTestFunctionBase {
     }
   }
 
-  void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
                      std::span<double> measured, std::span<double> model) const override {
     inner_->EvaluateBlock(termCount, parameters, first, measured, model);
     for (std::size_t i = 0; i < model.size(); ++i) model[i] *= Factor(first + static_cast<std::int32_t>(i));
+    return true;
   }
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const override {
+  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                        std::span<double> measured, std::span<double> model,
+                        std::span<double> gradients) const override {
     inner_->GradientBlock(termCount, parameters, first, measured, model, gradients);
     for (std::size_t i = 0; i < model.size(); ++i) {
       const double factor = Factor(first + static_cast<std::int32_t>(i));
