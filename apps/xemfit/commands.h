@@ -1,6 +1,6 @@
 #pragma once
 
-#include "command.h"
+#include "command/command.h"
 
 /// One function per command that stands by itself; a new one declares its function here and names it in commands.cpp.
 namespace Xem::Tool {

@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "commands.h"
-#include "csv.h"
-#include "output.h"
+#include "input/csv.h"
+#include "output/output.h"
+#include "output/text_table.h"
 #include "shared_files.h"
 #include "text.h"
-#include "text_table.h"
 
 namespace Xem::Tool {
 namespace {

@@ -1,11 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
-#include "command_line.h"
+#include "command/command_line.h"
+#include "command/completion.h"
+#include "command/manual.h"
 #include "commands.h"
-#include "completion.h"
-#include "manual.h"
-#include "output.h"
+#include "output/output.h"
 
 namespace Xem::Tool {
 namespace {

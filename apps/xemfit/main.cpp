@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "command_line.h"
+#include "command/command_line.h"
 
 int main(int argumentCount, char** arguments) {
   // A closed pipe is seen as an error of the write, not as the end of the process.

@@ -1,0 +1,174 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "output/json.h"
+#include "output/text_table.h"
+#include "text.h"
+#include "verbs/hyper_models.h"
+#include "verbs/verbs.h"
+#include "xem/fit/viscoelastic.h"
+
+namespace Xem::Tool {
+namespace {
+
+constexpr const char* kCurve = "relaxation";
+
+constexpr const char* kFitManual =
+    R"(Fits a Prony series, the generalised Maxwell model, to a relaxation curve:
+
+    g(t) = 1 - sum g_i (1 - exp(-t/tau_i)),    g_i >= 0,  tau_i > 0
+
+g is the modulus, or the stress at constant strain, over its instantaneous value, so g is 1 at the start and falls; raw moduli want --normalise. The parameters are g1, tau1, g2, tau2, ..., the times in the unit of the file. Points at or before time zero are left out.
+
+A series of n terms needs data over about n decades of time. --terms auto takes as many as the data support; terms that the data do not determine are taken away and a note says so.)";
+
+constexpr const char* kConvertManual =
+    R"(A specimen under constant force creeps; its strain history is not a relaxation curve. This command divides a reference stress by the stress that a fitted hyperelastic model gives at each measured strain, and so makes the relaxation curve that xemfit prony fit reads (the quasi-elastic approximation). --reference is the stress of the test, or whatever makes the curve begin at 1. The model is the JSON file of xemfit hyper fit --json.)";
+
+class PronyFit final : public Verb {
+ public:
+  PronyFit()
+      : Verb({"prony",
+              "fit",
+              "Fit a Prony series to a relaxation curve",
+              "xemfit prony fit --terms 4 polymer_relaxation.csv\n"
+              "xemfit prony fit --terms auto --normalise first polymer_relaxation.csv --plot fit.png\n"
+              "xemfit prony fit --terms 2 --hold tau1=0.1 polymer_relaxation.csv --json fit.json",
+              kFitManual,
+              {Roles::kTime, Roles::kModulusRatio}},
+             Shares::Fit) {}
+
+ private:
+  void Declare(CLI::App& app) override {
+    app.add_option("file", file_, "Relaxation curve: time, modulus over instantaneous modulus; - for standard input")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--terms", terms_, "Number of terms; auto: as many as the data support")
+        ->type_name("COUNT|auto")
+        ->capture_default_str();
+    app.add_option("--normalise", normalise_,
+                   "Divide raw moduli by the first of them or by a given instantaneous modulus")
+        ->type_name("first|MODULUS");
+  }
+
+  Report Run() override {
+    Fit::RelaxationData data;
+    SetNormalisation(data);
+    MeasuredCurve measured = ReadCurve(file_, kCurve, Roles::kTime, Roles::kModulusRatio);
+    data.curve = std::move(measured.curve);
+    data.timeUnit = measured.xUnit;
+
+    Report report;
+    report.result = Fit::FitProny(data, Terms(), FitOptions());
+    report.panels = {
+        {"", {"time", data.timeUnit, true, false}, {"modulus over instantaneous modulus", "", false, false}, {}}};
+    return report;
+  }
+
+  int Terms() const {
+    if (terms_ == "auto") return Fit::kAutomaticTerms;
+    const auto terms = ParseCount(terms_);
+    if (terms && *terms >= 1 && *terms <= Fit::kMostPronyTerms) return *terms;
+    throw Failure(ExitCode::Usage, fmt::format("--terms: {} is neither auto nor a number from 1 to {}", Quoted(terms_),
+                                               Fit::kMostPronyTerms));
+  }
+
+  void SetNormalisation(Fit::RelaxationData& data) const {
+    if (normalise_.empty()) return;
+    if (normalise_ == "first") {
+      data.normalise = Fit::Normalise::First;
+      return;
+    }
+    const auto modulus = ParseNumber(normalise_);
+    if (!modulus || !(*modulus > 0.0)) {
+      throw Failure(ExitCode::Usage,
+                    fmt::format("--normalise: {} is neither first nor a positive modulus", Quoted(normalise_)));
+    }
+    data.normalise = Fit::Normalise::Value;
+    data.modulus = *modulus;
+  }
+
+  std::string file_;
+  std::string terms_ = "auto";
+  std::string normalise_;
+};
+
+class PronyConvert final : public Verb {
+ public:
+  PronyConvert()
+      : Verb({"prony",
+              "convert",
+              "Turn a strain history into a relaxation curve with a fitted hyperelastic model",
+              "printf 'time_s,strain\\n1,0.50\\n10,0.54\\n100,0.60\\n1000,0.63\\n' > creep.csv\n"
+              "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
+              "xemfit prony convert --parameters fit.json --mode uniaxial creep.csv --reference 0.4 "
+              "--curves relaxation.csv\n"
+              "xemfit prony fit --terms 1 --normalise first --column time=x,g=fitted relaxation.csv",
+              kConvertManual,
+              {Roles::kTime, Roles::kStrain, Roles::kShearStrain}},
+             Shares::InputOutput) {}
+
+ private:
+  void Declare(CLI::App& app) override {
+    app.add_option("file", file_, "Strain history: time, nominal strain (shear strain for simple_shear)")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--mode", mode_, "uniaxial, equibiaxial, pure_shear or simple_shear")
+        ->type_name("MODE")
+        ->capture_default_str();
+    AddNumber(app, "--reference", "Stress that is divided by the model's stress at every strain", 0.0, reference_);
+    app.get_option("--reference")->required();
+  }
+
+  Report Run() override {
+    std::replace(mode_.begin(), mode_.end(), '-', '_');
+    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
+    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
+    std::vector<double> values;
+    for (const Fit::Parameter& parameter : stored.parameters) values.push_back(parameter.value);
+    const Role& strain = mode_ == "simple_shear" ? Roles::kShearStrain : Roles::kStrain;
+    const MeasuredCurve record = ReadCurve(file_, kCurve, Roles::kTime, strain);
+
+    Report report;
+    report.fitted = false;
+    report.result = Fit::ConvertToRelaxation(
+        record.curve, reference_, [&](double value) { return model.stress(mode_, stored.terms, values, value); });
+    report.result.model = stored.model;
+    report.result.terms = stored.terms;
+    report.result.status = "converted";
+    report.result.parameters = stored.parameters;
+    report.panels = {
+        {"", {"time", record.xUnit, true, false}, {"reference stress over model stress", "", false, false}, {}}};
+    report.sections = {ValueTable(report.result)};
+    return report;
+  }
+
+  static std::string ValueTable(const Fit::Result& result) {
+    TextTable table({{"time"}, {"value"}});
+    const Fit::CurveResult& curve = result.curves.front();
+    for (std::size_t i = 0; i < curve.x.size(); ++i) table.Add({Shortly(curve.x[i]), Shortly(curve.fitted[i])});
+    return table.Text();
+  }
+
+  std::string file_;
+  std::string parameters_;
+  std::string mode_ = "uniaxial";
+  double reference_ = 0.0;
+};
+
+}  // namespace
+
+void AddPronyVerbs(VerbList& verbs) {
+  verbs.push_back(std::make_unique<PronyFit>());
+  verbs.push_back(std::make_unique<PronyConvert>());
+}
+
+}  // namespace Xem::Tool
