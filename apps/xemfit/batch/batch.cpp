@@ -1,11 +1,12 @@
+#include "batch/batch.h"
+
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <iostream>
+#include <limits>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -16,10 +17,8 @@
 #include "batch/summary.h"
 #include "batch/workers.h"
 #include "command/command_line.h"
-#include "commands.h"
 #include "input/csv.h"
 #include "output/output.h"
-#include "process.h"
 #include "text.h"
 
 namespace Xem::Tool {
@@ -29,80 +28,34 @@ namespace fs = std::filesystem;
 
 constexpr int kMostJobs = 1024;
 
-constexpr const char* kManual =
-    R"(A recipe is a text file that holds the command for one specimen, as it would be typed, with {specimen} where the names of its files differ. The batch finds the specimens, runs the command for each of them in parallel, and gathers parameters, measures and status into one table.
-
-The recipe relaxation.txt
-
-    # Four terms for every relaxation test
-    prony fit --terms 4 {specimen}.csv
-
-run as
-
-    xemfit batch relaxation.txt tests --summary summary.csv
-
-fits tests/A1.csv, tests/A2.csv and so on, and calls the specimens A1, A2 and so on. A specimen may have several files, and files of its own to write:
-
-    hyper fit --model ogden:2
-      --uniaxial   {specimen}_ut.csv
-      --pure-shear {specimen}_ps.csv
-      --plot       plots/{specimen}.png
-
-A specimen is whatever makes the first input file with {specimen} in its name exist, so that {specimen}/ut.csv takes every folder that has a file ut.csv.
-
-WRITING A RECIPE
-Words are separated by blanks and line ends, so that a long command may take several lines. Text from # to the end of the line is a comment. Single or double quotes hold a word with blanks together. A leading "xemfit" and a backslash at the end of a line change nothing, so that a command may be pasted from a terminal. Names of files are relative to FOLDER, in which every command runs. --json is left out, because the batch keeps the results itself.
-
-SPECIMENS FROM A LIST
-With --list the specimens are the rows of a CSV file. Its column specimen names them, and every column may stand in braces in the recipe:
-
-    specimen,file,stress
-    A1,creep_500.csv,500
-    A2,creep_549.csv,549
-
-A list of names alone, one a line below the header specimen, serves to choose some specimens of a folder.
-
-THE SUMMARY
---summary writes a CSV file with one row per specimen, ordered by specimen (A2 before A10) or as in the list: specimen, status, exit_code, model, points, dropped, sse, rmse, r2, aicc, then each parameter and its standard error, derived quantities, and the message of a specimen that failed. The status is fitted, bad data, not converged, unstable, refused (the command cannot be carried out), failed (anything else) or stopped (a crash, or --timeout). Below the specimens follow the rows mean, standard_deviation, number and unit, marked by the status summary; they count the specimens that fitted. A parameter that comes in different units is converted to that of the first specimen.
-
-INTERRUPTION
-Each finished specimen is kept in the work folder. After an interruption of any kind the same command goes on where it stopped, and its summary is the same to the byte as without the interruption. A specimen is done again when the recipe, one of its files or the version of xemfit changes, when a file that it should have written is missing, or when it was stopped or failed for a reason outside of its data. The work folder may be deleted at any time.)";
-
 class Batch final : public Command {
  public:
   Batch()
-      : Command({"batch", "Fit many specimens by one recipe, in parallel",
+      : Command({"", "batch", "Fit many specimens by one recipe, in parallel",
                  "echo 'hyper fit --model ogden:2 --uniaxial {specimen}_uniaxial.csv' > recipe.txt\n"
                  "xemfit batch recipe.txt --summary summary.csv\n"
                  "printf 'specimen\\nsilicone\\n' > specimens.csv\n"
-                 "xemfit batch recipe.txt --list specimens.csv --jobs 4 --summary -",
-                 kManual, false}) {}
+                 "xemfit batch recipe.txt --list specimens.csv --jobs 4 --summary -"}) {}
 
-  void Attach(CLI::App& app) override {
-    app.add_option("recipe", recipePath_, "Text file with the command for one specimen, {specimen} where names differ")
-        ->required()
-        ->type_name("RECIPE");
-    app.add_option("folder", folder_,
-                   "Where the specimens are and the commands run; that of the list or recipe if "
-                   "left out")
-        ->type_name("FOLDER");
-    app.add_option("--list", list_, "CSV file of specimens; its columns may stand in braces in the recipe")
-        ->type_name("FILE");
-    app.add_option("--summary", summaryPath_,
-                   "Write a row per specimen, mean and scatter as CSV; - for standard output")
-        ->type_name("FILE");
-    app.add_option("-j,--jobs", jobs_, "Specimens at a time; all cores if left out")
-        ->check(CLI::Range(1, kMostJobs).description(""))
-        ->type_name("COUNT");
-    app.add_option("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out")
-        ->check(CLI::NonNegativeNumber.description(""))
-        ->type_name("SECONDS");
-    app.add_option("--work", work_, "Where finished specimens are kept; RECIPE.work if left out")->type_name("FOLDER");
-    app.add_flag("--again", again_, "Fit every specimen again, finished or not");
-    app.add_flag("-q,--quiet", quiet_, "Print no table and no progress");
+  void Declare(Options& options) override {
+    options
+        .Text("recipe", recipePath_, "Text file with the command for one specimen, {specimen} where names differ",
+              "RECIPE")
+        .Required();
+    options.Text("folder", folder_,
+                 "Where the specimens are and the commands run; that of the list or recipe if left out", "FOLDER");
+    options.Text("--list", list_, "CSV file of specimens; its columns may stand in braces in the recipe", "FILE");
+    options.Text("--summary", summaryPath_, "Write a row per specimen, mean and scatter as CSV; - for standard output",
+                 "FILE");
+    options.Count("-j,--jobs", jobs_, "Specimens at a time; all cores if left out", "COUNT").Between(1, kMostJobs);
+    options.Real("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out", "SECONDS")
+        .Between(0.0, std::numeric_limits<double>::max());
+    options.Text("--work", work_, "Where finished specimens are kept; RECIPE.work if left out", "FOLDER");
+    options.Flag("--again", again_, "Fit every specimen again, finished or not");
+    options.Flag("-q,--quiet", quiet_, "Print no table and no progress");
   }
 
-  ExitCode Run() override {
+  ExitCode Execute(const std::vector<std::string>&) override {
     UseOneThread();
     Prepare();
     const OutcomeStore store(work_);
@@ -188,8 +141,7 @@ class Batch final : public Command {
     words.insert(words.begin(), "xemfit");
     words.insert(words.end(), {"--json", "-"});
     fs::current_path(folder_);
-    std::vector<char*> arguments = Pointers(words);
-    return CommandLine().Run(static_cast<int>(words.size()), arguments.data());
+    return CommandLine().Run(words);
   }
 
   void Take(const OutcomeStore& store, std::size_t index, const JobResult& result) {
@@ -227,11 +179,11 @@ class Batch final : public Command {
     if (summaryPath_ == "-") WriteStandardOutput(summary.Csv());
     if (summaryPath_ != "-" && !quiet_) WriteStandardOutput(summary.Table());
     if (summary.FailedCount() == 0) return ExitCode::Fitted;
-    std::cerr << fmt::format("xemfit: {} of {} specimens failed:\n", summary.FailedCount(), specimens_.size());
+    fmt::print(stderr, "xemfit: {} of {} specimens failed:\n", summary.FailedCount(), specimens_.size());
     for (std::size_t i = 0; i < specimens_.size(); ++i) {
       if (outcomes_[i]->Fitted()) continue;
-      std::cerr << fmt::format("  {}: {}: {}\n", Printable(specimens_[i].name), outcomes_[i]->Status(),
-                               Printable(outcomes_[i]->message));
+      fmt::print(stderr, "  {}: {}: {}\n", Printable(specimens_[i].name), outcomes_[i]->Status(),
+                 Printable(outcomes_[i]->message));
     }
     return ExitCode::BadData;
   }

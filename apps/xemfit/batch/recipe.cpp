@@ -12,7 +12,6 @@
 #include "command/command_line.h"
 #include "failure.h"
 #include "input/csv.h"
-#include "output/output.h"
 #include "text.h"
 
 namespace Xem::Tool {
@@ -183,13 +182,16 @@ void CheckRecipe(Recipe& recipe, const std::vector<Placeholders>& samples) {
   for (const Placeholders& sample : samples) {
     const auto words = Expand(recipe, sample);
     try {
-      CommandLine commandLine;
-      const OutputOptions output = commandLine.Parse(words).Output();
-      if (!output.json.empty()) Refuse(recipe.source, "leave out --json; the batch keeps the results itself");
-      const auto files = OutputFiles(output);
+      const CommandLine commandLine;
+      const auto files = commandLine.Parse(words).FilesToWrite();
+      const auto isJson = [](const auto& file) { return file.first == "--json"; };
+      if (std::any_of(files.begin(), files.end(), isJson)) {
+        Refuse(recipe.source, "leave out --json; the batch keeps the results itself");
+      }
       recipe.isOutput.clear();
       for (std::size_t i = 0; i < words.size(); ++i) {
-        recipe.isOutput.push_back(std::find(files.begin(), files.end(), FileOf(words[i])) != files.end());
+        const auto isWritten = [name = FileOf(words[i])](const auto& file) { return file.second == name; };
+        recipe.isOutput.push_back(std::any_of(files.begin(), files.end(), isWritten));
         if (recipe.isOutput.back() && recipe.words[i].find('{') == std::string::npos) {
           Refuse(recipe.source,
                  "every specimen would write " + Printable(FileOf(words[i])) + "; put {specimen} into the name");

@@ -15,7 +15,6 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
-#include <iostream>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -142,9 +141,8 @@ class Child {
     try {
       exitCode = work(index_);
     } catch (const std::exception& error) {
-      std::cerr << error.what();
+      std::fputs(error.what(), stderr);
     }
-    std::cout.flush();
     std::fflush(stdout);
     _exit(exitCode);
   }

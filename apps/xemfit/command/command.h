@@ -2,26 +2,31 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "command/options.h"
 #include "failure.h"
-
-namespace CLI {
-class App;
-}
+#include "input/roles.h"
 
 namespace Xem::Tool {
 
-/// What `--help`, the man page and the completion of a command say besides its options.
+/// What `--help`, the man page and the completion of a command say besides its options. The prose of the man page is a
+/// file of its own: see ManualText().
 struct CommandText {
-  std::string name;      ///< "batch"
-  std::string about;     ///< one line
-  std::string examples;  ///< command lines, one a line
-  std::string manual;    ///< paragraphs for the man page, as for ManualPages()
-  bool hidden = false;   ///< known to the build only
+  std::string group;          ///< "hyper"; empty for a command that stands by itself
+  std::string name;           ///< "fit"
+  std::string about;          ///< one line
+  std::string examples;       ///< command lines, one a line
+  std::vector<Role> roles{};  ///< that columns of its input files can have
+  bool hidden = false;        ///< known to the build only
+
+  /// "hyper fit"
+  std::string Path() const { return group.empty() ? name : group + ' ' + name; }
 };
 
-/// One `xemfit NAME` that stands by itself: it serves the fits but is none.
+/// One `xemfit GROUP NAME`, or `xemfit NAME` that stands by itself: declares its options, then does what they say.
 class Command {
  public:
   virtual ~Command() = default;
@@ -29,9 +34,13 @@ class Command {
   Command& operator=(const Command&) = delete;
 
   const CommandText& Text() const { return text_; }
-  virtual void Attach(CLI::App& app) = 0;
-  /// Throws Failure.
-  virtual ExitCode Run() = 0;
+  virtual void Declare(Options& options) = 0;
+  /// True where the man page tells how files of curves are read.
+  virtual bool ReadsCurves() const { return false; }
+  /// `arguments` are as typed, the program first. Throws Failure.
+  virtual ExitCode Execute(const std::vector<std::string>& arguments) = 0;
+  /// What a message of the fit layer should be told besides: which files the curves named in it came from.
+  virtual std::string SourcesOf(std::string_view) const { return ""; }
 
  protected:
   explicit Command(CommandText text) : text_(std::move(text)) {}
@@ -41,7 +50,12 @@ class Command {
 };
 
 using CommandList = std::vector<std::unique_ptr<Command>>;
-/// Every command, in the order of the help.
+
+// The tool as a whole, put together in commands.cpp.
+
+/// Every command, in the order of the help; those of a group stand together.
 CommandList MakeCommands();
+/// One line on a group.
+std::string AboutGroup(const std::string& group);
 
 }  // namespace Xem::Tool

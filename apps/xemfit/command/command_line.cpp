@@ -1,18 +1,16 @@
 #include "command/command_line.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <exception>
-#include <iostream>
 #include <new>
 
 #include "failure.h"
-#include "output/output.h"
 #include "text.h"
 #include "xem/fit/result.h"
 
 namespace Xem::Tool {
 namespace {
-
-constexpr const char* kVersion = "xemfit " XEM_VERSION;
 
 /// The one place where kinds of errors of the fit layer become exit codes.
 ExitCode CodeOf(Fit::ErrorKind kind) {
@@ -29,40 +27,17 @@ ExitCode CodeOf(Fit::ErrorKind kind) {
 }
 
 int Tell(ExitCode code, const std::string& sentence) {
-  std::cerr << "xemfit: " << Printable(sentence) << '\n';
+  std::fprintf(stderr, "xemfit: %s\n", Printable(sentence).c_str());
   return static_cast<int>(code);
 }
 
-int RunVerb(Verb& verb, const std::vector<std::string>& arguments) {
-  CheckOutputs(verb.Output(), {});
-  Report report = verb.Run();
-  auto& notes = report.result.notes;
-  notes.insert(notes.begin(), verb.ReadingNotes().begin(), verb.ReadingNotes().end());
-  verb.RefuseUnusedColumns();
-  CheckOutputs(verb.Output(), verb.Inputs());
-  const Fit::Result& result = report.result;
-  if (verb.RequiresStable() && !result.stability) {
-    throw Failure(ExitCode::Other, "--require-stable: model " + ModelLabel(result) + " has no stability report");
-  }
-  WriteOutputs({verb.Text().group + ' ' + verb.Text().name, arguments}, report, verb.Output());
-  if (report.fitted && !result.converged)
-    return Tell(ExitCode::NotConverged,
-                "the fit did not converge: " + result.status + "; fewer terms, held values or another test may help");
-  if (verb.RequiresStable() && !result.stability->Stable()) {
-    return Tell(ExitCode::Unstable, "model " + ModelLabel(result) + " is not stable at all strains");
-  }
-  return static_cast<int>(ExitCode::Fitted);
-}
-
-/// `sourcesOf` adds to the message of a fit which files its curves came from.
-template <class Work, class SourcesOf>
-int RunAndExplain(Work work, SourcesOf sourcesOf) {
+int RunAndExplain(Command& command, const std::vector<std::string>& arguments) {
   try {
-    return work();
+    return static_cast<int>(command.Execute(arguments));
   } catch (const Failure& failure) {
     return Tell(failure.Code(), failure.what());
   } catch (const Fit::Error& error) {
-    return Tell(CodeOf(error.Kind()), error.what() + sourcesOf(error.what()));
+    return Tell(CodeOf(error.Kind()), error.what() + command.SourcesOf(error.what()));
   } catch (const std::bad_alloc&) {
     return Tell(ExitCode::Other, "not enough memory");
   } catch (const std::exception& error) {
@@ -70,105 +45,65 @@ int RunAndExplain(Work work, SourcesOf sourcesOf) {
   }
 }
 
-std::string Examples(const std::string& examples) {
-  std::string text = "Examples:";
-  for (const std::string& line : Split(examples, '\n')) text += "\n  " + line;
-  return text;
+std::string Examples(const CommandText& text) {
+  std::string lines = "Examples:";
+  for (const std::string& line : Split(text.examples, '\n')) lines += "\n  " + line;
+  return lines;
 }
 
-void Prepare(CLI::App& app, const std::string& footer) {
-  app.set_version_flag("--version", kVersion, "Print the version and exit");
-  app.footer(footer);
-  app.get_formatter()->column_width(36);
+CommandNode& ChildCalled(const std::string& name, std::vector<CommandNode>& nodes) {
+  return *std::find_if(nodes.begin(), nodes.end(), [&](const CommandNode& node) { return node.name == name; });
 }
 
 }  // namespace
 
 CommandLine::CommandLine()
-    : app_("Material parameters from test curves", "xemfit"), verbs_(MakeVerbs()), commands_(MakeCommands()) {
-  Prepare(app_, Examples(verbs_.front()->Text().examples) +
-                    "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable.");
-  app_.require_subcommand(0, 1);
-  for (const auto& verb : verbs_) Add(*verb);
+    : commands_(MakeCommands()),
+      tool_{"xemfit", "Material parameters from test curves",
+            Examples(commands_.front()->Text()) +
+                "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable."} {
   for (const auto& command : commands_) Add(*command);
 }
 
-int CommandLine::Run(int argumentCount, char** arguments) {
+void CommandLine::Add(Command& command) {
+  const CommandText& text = command.Text();
+  std::vector<CommandNode>* siblings = &tool_.below;
+  if (!text.group.empty()) {
+    const auto isGroup = [&](const CommandNode& node) { return node.name == text.group; };
+    if (std::none_of(siblings->begin(), siblings->end(), isGroup)) {
+      siblings->push_back({text.group, AboutGroup(text.group), "Each command has its own --help."});
+    }
+    siblings = &ChildCalled(text.group, *siblings).below;
+  }
+  CommandNode& node = siblings->emplace_back(CommandNode{text.name, text.about, Examples(text), text.hidden});
+  node.command = &command;
+  command.Declare(node.options);
+}
+
+int CommandLine::Run(const std::vector<std::string>& arguments) const {
   try {
-    app_.parse(argumentCount, arguments);
-  } catch (const CLI::Success& request) {
-    return app_.exit(request);
-  } catch (const CLI::ParseError& error) {
-    return Tell(ExitCode::Usage, std::string(error.what()) + "; see " + Deepest() + " --help");
+    const ParsedLine line = ParseLine(tool_, {arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end()});
+    if (line.answer) {
+      std::fwrite(line.answer->data(), 1, line.answer->size(), stdout);
+      return static_cast<int>(ExitCode::Fitted);
+    }
+    if (line.command) return RunAndExplain(*line.command, arguments);
+    return Tell(ExitCode::Usage, "name a command; see " + line.path + " --help");
   } catch (const Failure& failure) {
     return Tell(failure.Code(), failure.what());
   }
-  if (Verb* verb = ParsedVerb()) {
-    return RunAndExplain(
-        [&] {
-          return RunVerb(*verb, {arguments, arguments + argumentCount});
-        },
-        [verb](const char* message) { return verb->SourcesOf(message); });
-  }
-  for (const auto& [app, command] : runsCommand_) {
-    if (app->parsed()) {
-      return RunAndExplain([chosen = command] { return static_cast<int>(chosen->Run()); },
-                           [](const char*) { return std::string(); });
+}
+
+const Options& CommandLine::Parse(const std::vector<std::string>& words) const {
+  const ParsedLine line = ParseLine(tool_, words);
+  if (line.answer) throw Failure(ExitCode::Usage, "--help and --version fit nothing");
+  for (const CommandNode& group : tool_.below) {
+    for (const CommandNode& node : group.below) {
+      if (node.command == line.command && line.command) return node.options;
     }
   }
-  return Tell(ExitCode::Usage, "name a command; see " + Deepest() + " --help");
-}
-
-const Verb& CommandLine::Parse(const std::vector<std::string>& arguments) {
-  try {
-    app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-  } catch (const CLI::Success&) {
-    throw Failure(ExitCode::Usage, "--help and --version fit nothing");
-  } catch (const CLI::ParseError& error) {
-    throw Failure(ExitCode::Usage, std::string(error.what()) + "; see " + Deepest() + " --help");
-  }
-  if (const Verb* verb = ParsedVerb()) return *verb;
-  throw Failure(ExitCode::Usage, "it must begin with a command and its verb, such as " + verbs_.front()->Text().group +
-                                     ' ' + verbs_.front()->Text().name);
-}
-
-void CommandLine::Add(Verb& verb) {
-  CLI::App*& group = groups_[verb.Text().group];
-  if (!group) {
-    group = app_.add_subcommand(verb.Text().group, AboutGroup(verb.Text().group));
-    group->require_subcommand(0, 1);
-    Prepare(*group, "Each command has its own --help.");
-  }
-  CLI::App* app = group->add_subcommand(verb.Text().name, verb.Text().about);
-  Prepare(*app, Examples(verb.Text().examples));
-  verb.Attach(*app);
-  runsVerb_.emplace_back(app, &verb);
-}
-
-void CommandLine::Add(Command& command) {
-  CLI::App* app = app_.add_subcommand(command.Text().name, command.Text().about);
-  if (command.Text().hidden) app->group("");
-  Prepare(*app, Examples(command.Text().examples));
-  command.Attach(*app);
-  runsCommand_.emplace_back(app, &command);
-}
-
-Verb* CommandLine::ParsedVerb() const {
-  for (const auto& [app, verb] : runsVerb_) {
-    if (app->parsed()) return verb;
-  }
-  return nullptr;
-}
-
-/// The command that was being parsed, for a hint.
-std::string CommandLine::Deepest() const {
-  std::string name = "xemfit";
-  const CLI::App* app = &app_;
-  while (!app->get_subcommands().empty()) {
-    app = app->get_subcommands().front();
-    name += ' ' + app->get_name();
-  }
-  return name;
+  throw Failure(ExitCode::Usage,
+                "it must begin with a command and its verb, such as " + commands_.front()->Text().Path());
 }
 
 }  // namespace Xem::Tool

@@ -9,43 +9,32 @@
 namespace Xem::Tool {
 namespace {
 
-std::vector<const CLI::App*> Visible(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App* sub) { return !sub->get_group().empty(); });
+std::vector<const CommandNode*> Visible(const CommandNode& node) {
+  std::vector<const CommandNode*> visible;
+  for (const CommandNode& child : node.below) {
+    if (!child.hidden) visible.push_back(&child);
+  }
+  return visible;
 }
 
-/// absolute|relative as two words; nothing for a value that is free.
-std::vector<std::string> FixedValues(const CLI::Option& option) {
-  const std::string type = option.get_type_name();
-  return type.find('|') == std::string::npos ? std::vector<std::string>() : Split(type, '|');
-}
-
-bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
-
-std::vector<std::string> Names(const CLI::Option& option) {
-  std::vector<std::string> names;
-  for (const std::string& name : option.get_snames()) names.push_back('-' + name);
-  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
-  return names;
-}
-
-std::string BashCase(const CLI::App& app, const std::string& path) {
+std::string BashCase(const CommandNode& node, const std::string& path) {
   std::string words;
-  for (const CLI::App* sub : Visible(app)) words += sub->get_name() + ' ';
+  for (const CommandNode* sub : Visible(node)) words += sub->name + ' ';
   std::string values;
-  for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : Names(*option)) words += name + ' ';
-    const auto fixed = FixedValues(*option);
+  for (const Option& option : node.options.All()) {
+    for (const std::string& name : option.Names()) words += name + ' ';
+    const auto fixed = option.Words();
     if (fixed.empty()) continue;
-    values += fmt::format("        {}) values=\"{}\" ;;\n", Join(Names(*option), "|"), Join(fixed, " "));
+    values += fmt::format("        {}) values=\"{}\" ;;\n", Join(option.Names(), "|"), Join(fixed, " "));
   }
   return fmt::format("    \"{}\")\n      words=\"{}\"\n      case \"$previous\" in\n{}        *) ;;\n      esac ;;\n",
                      path, words, values);
 }
 
-void AddBashCases(const CLI::App& app, const std::string& path, std::string& cases) {
-  cases += BashCase(app, path);
-  for (const CLI::App* sub : Visible(app))
-    AddBashCases(*sub, path.empty() ? sub->get_name() : path + ' ' + sub->get_name(), cases);
+void AddBashCases(const CommandNode& node, const std::string& path, std::string& cases) {
+  cases += BashCase(node, path);
+  for (const CommandNode* sub : Visible(node))
+    AddBashCases(*sub, path.empty() ? sub->name : path + ' ' + sub->name, cases);
 }
 
 /// Text inside single quotes and a bracket of an _arguments description.
@@ -63,12 +52,13 @@ std::string ZshText(const std::string& text) {
   return quoted;
 }
 
-std::string ZshValue(const CLI::Option& option) {
-  if (!TakesValue(option)) return "";
-  const auto fixed = FixedValues(option);
-  const std::string type = option.get_type_name();
-  const std::string action = !fixed.empty() ? '(' + Join(fixed, " ") + ')' : type == "FOLDER" ? "_files -/" : "_files";
-  return ':' + ZshText(type) + ':' + action;
+std::string ZshValue(const Option& option) {
+  if (!option.TakesValue()) return "";
+  const auto fixed = option.Words();
+  const std::string action = !fixed.empty()            ? '(' + Join(fixed, " ") + ')'
+                             : option.type == "FOLDER" ? "_files -/"
+                                                       : "_files";
+  return ':' + ZshText(option.type) + ':' + action;
 }
 
 std::string ZshFunctionName(const std::string& path) {
@@ -77,28 +67,28 @@ std::string ZshFunctionName(const std::string& path) {
   return name;
 }
 
-std::string ZshLeaf(const CLI::App& app, const std::string& path) {
+std::string ZshLeaf(const CommandNode& node, const std::string& path) {
   std::string text = ZshFunctionName(path) + "() {\n  _arguments \\\n";
-  for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : Names(*option)) {
-      text += fmt::format("    '*{}[{}]{}' \\\n", name, ZshText(option->get_description()), ZshValue(*option));
+  for (const Option& option : node.options.All()) {
+    for (const std::string& name : option.Names()) {
+      text += fmt::format("    '*{}[{}]{}' \\\n", name, ZshText(option.help), ZshValue(option));
     }
   }
   return text + "    '*:file:_files'\n}\n\n";
 }
 
-void AddZshFunctions(const CLI::App& app, const std::string& path, std::string& functions) {
-  const auto subs = Visible(app);
+void AddZshFunctions(const CommandNode& node, const std::string& path, std::string& functions) {
+  const auto subs = Visible(node);
   if (subs.empty()) {
-    functions += ZshLeaf(app, path);
+    functions += ZshLeaf(node, path);
     return;
   }
   std::string descriptions;
   std::string calls;
-  for (const CLI::App* sub : subs) {
-    const std::string own = path.empty() ? sub->get_name() : path + ' ' + sub->get_name();
-    descriptions += fmt::format("      '{}:{}'\n", sub->get_name(), ZshText(sub->get_description()));
-    calls += fmt::format("        {}) {} ;;\n", sub->get_name(), ZshFunctionName(own));
+  for (const CommandNode* sub : subs) {
+    const std::string own = path.empty() ? sub->name : path + ' ' + sub->name;
+    descriptions += fmt::format("      '{}:{}'\n", sub->name, ZshText(sub->about));
+    calls += fmt::format("        {}) {} ;;\n", sub->name, ZshFunctionName(own));
     AddZshFunctions(*sub, own, functions);
   }
   functions += fmt::format(
@@ -111,9 +101,9 @@ void AddZshFunctions(const CLI::App& app, const std::string& path, std::string& 
 
 }  // namespace
 
-std::string BashCompletion(const CommandLine& commandLine) {
+std::string BashCompletion(const CommandNode& tool) {
   std::string cases;
-  AddBashCases(commandLine.App(), "", cases);
+  AddBashCases(tool, "", cases);
   return R"(# Completion of xemfit for bash.
 _xemfit() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} path= words= values= i
@@ -141,9 +131,9 @@ complete -o default -F _xemfit xemfit
 )";
 }
 
-std::string ZshCompletion(const CommandLine& commandLine) {
+std::string ZshCompletion(const CommandNode& tool) {
   std::string functions;
-  AddZshFunctions(commandLine.App(), "", functions);
+  AddZshFunctions(tool, "", functions);
   return "#compdef xemfit\n# Completion of xemfit for zsh.\n\n" + functions + "_xemfit \"$@\"\n";
 }
 

@@ -2,12 +2,12 @@
 
 #include <string>
 
-#include "command/command_line.h"
+#include "command/parser.h"
 
 namespace Xem::Tool {
 
 /// Completion of commands, verbs, options and their fixed values for the two shells.
-std::string BashCompletion(const CommandLine& commandLine);
-std::string ZshCompletion(const CommandLine& commandLine);
+std::string BashCompletion(const CommandNode& tool);
+std::string ZshCompletion(const CommandNode& tool);
 
 }  // namespace Xem::Tool

@@ -7,25 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "command/manual_text.h"
 #include "text.h"
 
 namespace Xem::Tool {
 namespace {
-
-constexpr const char* kIntroduction =
-    R"(xemfit turns laboratory test curves into the parameters of constitutive models: it reads CSV files, fits, and prints the parameters with standard errors and a clear word when the data are bad. Each command has a page of its own, named below, and explains itself with --help.)";
-
-constexpr const char* kInput =
-    R"(A test curve is a CSV file, or - for standard input. Columns are separated by comma, semicolon or tab, and numbers are written with a point. The header row names the columns, and a unit may follow the name: stress_MPa, time_h, shear_strain_percent, Nominal stress (MPa). Names decide what a column is; --column names it otherwise, and --select picks rows:
-
-    strain,stress_MPa
-    0.125,0.1344
-    0.585,0.4081
-
-Lines that begin with # are comments; a comment "# stress_MPa: 500" tells a property of the specimen. Percent, permille and microstrain become fractions, and curves of one fit in different units are converted to that of the first. A row that cannot be used is never skipped in silence: the message names file, line, column and remedy.)";
-
-constexpr const char* kOutput =
-    R"(The table on standard output tells the model and its status, each parameter with standard error and 95 % interval, the measures in all and per curve, dropped points with their rows and reasons, and notes. --json writes the same as JSON, as described by share/xemfit/xemfit.schema.json. Messages go to standard error. The same input gives the same bytes.)";
 
 constexpr const char* kColumns =
     R"(Each role, as --column calls it, and the names by which its column is known, best first, in upper or lower case and with a unit or without:)";
@@ -68,10 +54,12 @@ std::string Escaped(std::string_view text) {
   return escaped.starts_with('.') || escaped.starts_with('\'') ? "\\&" + escaped : escaped;
 }
 
-bool IsHeading(std::string_view line) {
-  return line.size() > 3 && std::all_of(line.begin(), line.end(), [](char letter) {
-           return letter == ' ' || std::isupper(static_cast<unsigned char>(letter)) != 0;
-         });
+constexpr std::string_view kHeading = "## ";
+
+std::string InCapitals(std::string_view text) {
+  std::string capitals(text);
+  for (char& letter : capitals) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+  return capitals;
 }
 
 std::string Section(const std::string& title) { return ".SH " + title + '\n'; }
@@ -84,8 +72,8 @@ std::string Paragraphs(const std::string& text) {
     if (isLiteral != std::exchange(literal, isLiteral)) roff += isLiteral ? ".PP\n.RS 4\n.nf\n" : ".fi\n.RE\n";
     if (line.empty()) {
       roff += ".PP\n";
-    } else if (IsHeading(line)) {
-      roff += Section(line);
+    } else if (line.starts_with(kHeading)) {
+      roff += Section(InCapitals(std::string_view(line).substr(kHeading.size())));
     } else {
       roff += Escaped(isLiteral ? std::string_view(line).substr(4) : std::string_view(line)) + '\n';
     }
@@ -96,39 +84,32 @@ std::string Paragraphs(const std::string& text) {
 std::string Bold(const std::string& text) { return "\\fB" + Escaped(text) + "\\fR"; }
 std::string Italic(const std::string& text) { return text.empty() ? "" : " \\fI" + Escaped(text) + "\\fR"; }
 
-std::string Names(const CLI::Option& option) {
+std::string Names(const Option& option) {
   std::vector<std::string> names;
-  for (const std::string& name : option.get_snames()) names.push_back(Bold('-' + name));
-  for (const std::string& name : option.get_lnames()) names.push_back(Bold("--" + name));
+  for (const std::string& name : option.Names()) names.push_back(Bold(name));
   return Join(names, ", ");
 }
 
-bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
-
-std::string ValueOf(const CLI::Option& option) { return TakesValue(option) ? option.get_type_name() : ""; }
-
-std::string Options(const CLI::App& app) {
+std::string OptionList(const Options& options) {
   std::string roff;
-  for (const CLI::Option* option : app.get_options()) {
+  for (const Option& option : options.All()) {
     roff += ".TP\n";
-    roff += option->get_positional() ? "\\fI" + Escaped(option->get_type_name()) + "\\fR"
-                                     : Names(*option) + Italic(ValueOf(*option));
-    roff += '\n' + Escaped(option->get_description()) + (option->get_required() ? " (required)" : "") + ".\n";
+    roff += option.IsPositional() ? "\\fI" + Escaped(option.type) + "\\fR" : Names(option) + Italic(option.type);
+    roff += '\n' + Escaped(option.help) + (option.required ? " (required)" : "") + ".\n";
   }
   return roff;
 }
 
-std::string Synopsis(const CLI::App& app, const std::string& command) {
+std::string Synopsis(const Options& options, const std::string& command) {
   std::string roff = Bold(command);
-  for (const CLI::Option* option : app.get_options()) {
-    if (!option->get_required() || option->get_positional()) continue;
-    roff += ' ' + Names(*option) + Italic(ValueOf(*option));
+  for (const Option& option : options.All()) {
+    if (option.required && !option.IsPositional()) roff += ' ' + Names(option) + Italic(option.type);
   }
-  for (const CLI::Option* option : app.get_options()) {
-    if (!option->get_positional()) continue;
-    const std::string value = Italic(option->get_type_name()).substr(1);
-    const std::string more = option->get_items_expected_max() > 1 ? " ..." : "";
-    roff += option->get_required() ? ' ' + value + more : " [" + value + more + "]";
+  for (const Option& option : options.All()) {
+    if (!option.IsPositional()) continue;
+    const std::string value = Italic(option.type).substr(1);
+    const std::string more = option.TakesSeveral() ? " ..." : "";
+    roff += option.required ? ' ' + value + more : " [" + value + more + "]";
   }
   return roff + " [" + Italic("OPTIONS").substr(1) + "]\n";
 }
@@ -165,57 +146,57 @@ std::string PageName(const std::string& command) {
 }
 
 std::string Head(const std::string& command, const std::string& about) {
-  std::string title = PageName(command);
-  for (char& letter : title) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-  return fmt::format(".TH {} 1 \"\" \"xemfit {}\" \"Material parameters from test curves\"\n", Escaped(title),
-                     XEM_VERSION) +
+  return fmt::format(".TH {} 1 \"\" \"xemfit {}\" \"Material parameters from test curves\"\n",
+                     Escaped(InCapitals(PageName(command))), XEM_VERSION) +
          Section("NAME") + Escaped(PageName(command)) + " \\- " + Escaped(about) + '\n';
 }
 
-std::string VerbPage(const CLI::App& app, const Verb& verb, const std::string& command) {
-  const VerbText& text = verb.Text();
-  std::string roff = Head(command, text.about) + Section("SYNOPSIS") + Synopsis(app, command) + Section("DESCRIPTION") +
-                     Paragraphs(text.manual) + Section("OPTIONS") + Options(app);
-  if (verb.ReadsCurves()) roff += Section("INPUT FILES") + Paragraphs(kInput) + Columns(text.roles);
-  return roff + Section("OUTPUT") + Paragraphs(kOutput) + ExitStatus(kFitExits) + Examples(text.examples) +
-         Section("SEE ALSO") + Bold("xemfit") + "(1)\n";
-}
-
-std::string CommandPage(const CLI::App& app, const CommandText& text, const std::string& command) {
-  return Head(command, text.about) + Section("SYNOPSIS") + Synopsis(app, command) + Section("DESCRIPTION") +
-         Paragraphs(text.manual) + Section("OPTIONS") + Options(app) +
-         (text.name == "batch" ? ExitStatus(kBatchExits) : "") + Examples(text.examples) + Section("SEE ALSO") +
-         Bold("xemfit") + "(1)\n";
-}
-
-std::string MainPage(const CommandLine& commandLine, const std::vector<std::pair<std::string, std::string>>& commands) {
-  std::string roff = Head("xemfit", commandLine.App().get_description()) + Section("SYNOPSIS") + Bold("xemfit") +
-                     Italic("COMMAND") + " [" + Italic("VERB").substr(1) + "] [" + Italic("OPTIONS").substr(1) + "]\n" +
-                     Section("DESCRIPTION") + Paragraphs(kIntroduction) + Section("COMMANDS");
-  for (const auto& [command, about] : commands) {
-    roff += ".TP\n" + Bold(PageName(command)) + "(1)\n" + Escaped(about) + ".\n";
+std::string Page(const CommandNode& node) {
+  const CommandText& text = node.command->Text();
+  const std::string command = "xemfit " + text.Path();
+  const bool fits = !text.group.empty();
+  std::string roff = Head(command, text.about) + Section("SYNOPSIS") + Synopsis(node.options, command) +
+                     Section("DESCRIPTION") + Paragraphs(ManualText(PageName(text.Path()))) + Section("OPTIONS") +
+                     OptionList(node.options);
+  if (node.command->ReadsCurves()) {
+    roff += Section("INPUT FILES") + Paragraphs(ManualText("input")) + Columns(text.roles);
   }
-  return roff + Section("INPUT FILES") + Paragraphs(kInput) + Section("OUTPUT") + Paragraphs(kOutput) +
-         ExitStatus(kFitExits) + Section("SEE ALSO") + Bold("gnuplot") + "(1), which draws --plot\n";
+  if (fits) roff += Section("OUTPUT") + Paragraphs(ManualText("output")) + ExitStatus(kFitExits);
+  if (text.name == "batch") roff += ExitStatus(kBatchExits);
+  return roff + Examples(text.examples) + Section("SEE ALSO") + Bold("xemfit") + "(1)\n";
+}
+
+std::string MainPage(const CommandNode& tool, const std::vector<const CommandText*>& commands) {
+  std::string roff = Head(tool.name, tool.about) + Section("SYNOPSIS") + Bold(tool.name) + Italic("COMMAND") + " [" +
+                     Italic("VERB").substr(1) + "] [" + Italic("OPTIONS").substr(1) + "]\n" + Section("DESCRIPTION") +
+                     Paragraphs(ManualText("introduction")) + Section("COMMANDS");
+  for (const CommandText* text : commands) {
+    roff += ".TP\n" + Bold(PageName("xemfit " + text->Path())) + "(1)\n" + Escaped(text->about) + ".\n";
+  }
+  return roff + Section("INPUT FILES") + Paragraphs(ManualText("input")) + Section("OUTPUT") +
+         Paragraphs(ManualText("output")) + ExitStatus(kFitExits) + Section("SEE ALSO") + Bold("gnuplot") +
+         "(1), which draws --plot\n";
+}
+
+/// The commands at and below a node, in order.
+void Collect(const CommandNode& node, std::vector<const CommandNode*>& commands) {
+  if (node.hidden) return;
+  if (node.command) commands.push_back(&node);
+  for (const CommandNode& child : node.below) Collect(child, commands);
 }
 
 }  // namespace
 
-std::map<std::string, std::string> ManualPages(const CommandLine& commandLine) {
+std::map<std::string, std::string> ManualPages(const CommandNode& tool) {
   std::map<std::string, std::string> pages;
-  std::vector<std::pair<std::string, std::string>> commands;
-  for (const auto& [app, verb] : commandLine.Verbs()) {
-    const std::string command = "xemfit " + verb->Text().group + ' ' + verb->Text().name;
-    pages[PageName(command) + ".1"] = VerbPage(*app, *verb, command);
-    commands.emplace_back(command, verb->Text().about);
+  std::vector<const CommandNode*> nodes;
+  Collect(tool, nodes);
+  std::vector<const CommandText*> commands;
+  for (const CommandNode* node : nodes) {
+    commands.push_back(&node->command->Text());
+    pages[PageName("xemfit " + commands.back()->Path()) + ".1"] = Page(*node);
   }
-  for (const auto& [app, chosen] : commandLine.Commands()) {
-    if (chosen->Text().hidden) continue;
-    const std::string command = "xemfit " + chosen->Text().name;
-    pages[PageName(command) + ".1"] = CommandPage(*app, chosen->Text(), command);
-    commands.emplace_back(command, chosen->Text().about);
-  }
-  pages["xemfit.1"] = MainPage(commandLine, commands);
+  pages["xemfit.1"] = MainPage(tool, commands);
   return pages;
 }
 

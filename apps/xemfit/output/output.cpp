@@ -173,12 +173,6 @@ void CheckOutputs(const OutputOptions& options, const std::vector<std::string>& 
   for (const NamedOutput& output : outputs) CheckPlace(output);
 }
 
-std::vector<std::string> OutputFiles(const OutputOptions& options) {
-  std::vector<std::string> files;
-  for (const NamedOutput& output : Requested(options)) files.push_back(output.path);
-  return files;
-}
-
 void WriteOutputs(const Invocation& invocation, const Report& report, const OutputOptions& options) {
   std::string standardOutput;
   std::vector<PendingFile> files;

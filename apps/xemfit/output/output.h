@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "failure.h"
+#include "output/output_options.h"
 #include "output/report.h"
-#include "verbs/verb.h"
 
 namespace Xem::Tool {
 
@@ -18,9 +18,6 @@ struct Invocation {
 /// Refuses, before anything is computed, outputs that clash with each other or with an input, formats that are unknown
 /// and places that cannot be written. Throws Failure.
 void CheckOutputs(const OutputOptions& options, const std::vector<std::string>& inputs);
-
-/// The files that the options ask for.
-std::vector<std::string> OutputFiles(const OutputOptions& options);
 
 /// Writes everything that a run leaves behind: all files or none, then standard output.
 void WriteOutputs(const Invocation& invocation, const Report& report, const OutputOptions& options);

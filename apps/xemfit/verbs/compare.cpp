@@ -11,7 +11,7 @@
 #include <optional>
 #include <utility>
 
-#include "command/options.h"
+#include "command/values.h"
 #include "failure.h"
 #include "output/stable_strains.h"
 #include "output/text_table.h"

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -10,6 +9,7 @@
 
 #include "input/units.h"
 #include "text.h"
+#include "verbs/verb.h"
 #include "verbs/verbs.h"
 #include "xem/fit/viscoelastic.h"
 
@@ -27,15 +27,6 @@ std::string TestName(const std::string& path, const std::vector<Fit::CreepTest>&
   return name;
 }
 
-constexpr const char* kManual =
-    R"(Fits primary creep with time hardening and a steady secondary stage to creep strain against time at constant stress s:
-
-    strain = C1 s^C2 t^C4 + C5 s^C6 t = a t^m + b t
-
-Creep strain is what came after loading: subtract the instantaneous strain first. The stress of a test is taken from a comment line of its file such as "# stress_MPa: 500", or from --stress. One stress determines a, m = C4 and b only; then C2 and C6 are held, at 1 unless --hold says better. Tests at several stresses, one file each, determine all.
-
-The tertiary stage, in which creep accelerates, has no term; its points are found, left out and listed, unless --keep-tertiary is given.)";
-
 class CreepFit final : public Verb {
  public:
   CreepFit()
@@ -45,23 +36,22 @@ class CreepFit final : public Verb {
               "xemfit creep fit --type both metal_creep_500MPa.csv --residual relative --plot fit.png\n"
               "xemfit creep fit --stress 500 --hold C2=5,C6=8 metal_creep_500MPa.csv\n"
               "xemfit creep fit --type primary --select primary_secondary=1 metal_creep_500MPa.csv --json fit.json",
-              kManual,
               {Roles::kTime, Roles::kCreepStrain, Roles::kStress}},
              Shares::Fit) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("files", files_,
-                   "Creep tests: time, creep strain; stress from a comment line such as # stress_MPa: 500")
-        ->required()
-        ->type_name("FILE");
-    AddChoice(app, "--type", "Terms of the law: C1 s^C2 t^C4, C5 s^C6 t, or their sum", terms_,
-              {{"primary", Fit::CreepTerms::Primary},
-               {"secondary", Fit::CreepTerms::Secondary},
-               {"both", Fit::CreepTerms::Both}});
-    app.add_option("--stress", stresses_, "Stress of each file, separated by commas, instead of those in the files")
-        ->type_name("NUMBER,...");
-    app.add_flag("--keep-tertiary", keepTertiary_, "Fit points of an accelerating last stage like the others");
+  void DeclareOwn(Options& options) override {
+    options
+        .Texts("files", files_, "Creep tests: time, creep strain; stress from a comment line such as # stress_MPa: 500",
+               "FILE")
+        .Required();
+    options.Choice("--type", terms_, "Terms of the law: C1 s^C2 t^C4, C5 s^C6 t, or their sum",
+                   {{"primary", Fit::CreepTerms::Primary},
+                    {"secondary", Fit::CreepTerms::Secondary},
+                    {"both", Fit::CreepTerms::Both}});
+    options.Text("--stress", stresses_, "Stress of each file, separated by commas, instead of those in the files",
+                 "NUMBER,...");
+    options.Flag("--keep-tertiary", keepTertiary_, "Fit points of an accelerating last stage like the others");
   }
 
   Report Run() override {
@@ -132,6 +122,6 @@ class CreepFit final : public Verb {
 
 }  // namespace
 
-void AddCreepVerbs(VerbList& verbs) { verbs.push_back(std::make_unique<CreepFit>()); }
+void AddCreepVerbs(CommandList& commands) { commands.push_back(std::make_unique<CreepFit>()); }
 
 }  // namespace Xem::Tool

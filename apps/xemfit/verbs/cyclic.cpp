@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -14,6 +13,7 @@
 #include "output/text_table.h"
 #include "text.h"
 #include "verbs/compare.h"
+#include "verbs/verb.h"
 #include "verbs/verbs.h"
 
 namespace Xem::Tool {
@@ -67,16 +67,6 @@ Json OverlaysJson(const std::vector<PublishedCyclic>& published) {
   return overlays;
 }
 
-constexpr const char* kManual =
-    R"(Fits the secant shear modulus over its value at small strain, R = G/Gmax, and the damping ratio h of a soil under cyclic shear, against the shear strain amplitude g. Give stiffness, damping or both; a joint fit weights each curve by the inverse variance of its ordinates unless --weight (of the curves stiffness and damping) says otherwise.
-
-    power       gamma_r, hmax   R = 1 / (1 + (2 R g/gamma_r)^a),  h = hmax (1 - R),  hmax = 2 a / (pi (a + 2))
-    hyperbolic  gamma_r         R = 1 / (1 + g/gamma_r),  h from Masing loops
-    ghe         C1_0, C1_inf, C2_0, C2_inf, alpha, beta (gamma_r is held), with damping hmax, kappa
-                R = 1 / (1/C1 + g/(gamma_r C2)),  h = hmax (1 - R)^kappa
-
-The first two tie damping to stiffness, the last leaves both free. Strains and damping are fractions unless a column name says _percent; numbers that can only be percent are refused.)";
-
 class CyclicFit final : public Verb {
  public:
   CyclicFit()
@@ -89,28 +79,26 @@ class CyclicFit final : public Verb {
              "seed_idriss1970_sand_damping.csv --plot fit.png\n"
              "xemfit cyclic fit --family power --stiffness vucetic_dobry1991_pi30_stiffness.csv --hold hmax=0.24 "
              "--overlay sand --plot fit.png",
-             kManual,
              {Roles::kShearStrain, Roles::kStiffnessRatio, Roles::kDamping}},
             Shares::Fit) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("--family", families_, "power, hyperbolic, ghe or several separated by commas: these are compared")
-        ->required()
-        ->type_name("NAME");
-    app.add_option("--stiffness", stiffnessFile_, "Shear strain, G/Gmax")->type_name("FILE");
-    app.add_option("--damping", dampingFile_, "Shear strain, damping ratio")->type_name("FILE");
-    AddChoice(app, "--form",
-              "What is compared: ordinate (R and h at the measured strains, the default); with family power or engine "
-              "export also strain, log-strain, stress",
-              form_,
-              {{"ordinate", Fit::CyclicForm::Ordinate},
-               {"strain", Fit::CyclicForm::Strain},
-               {"log-strain", Fit::CyclicForm::LogStrain},
-               {"stress", Fit::CyclicForm::Stress}});
-    app.add_option("--overlay", overlays_, "Draw published curves too: " + PublishedCyclicNames())
-        ->delimiter(',')
-        ->type_name("NAME");
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("--family", families_, "power, hyperbolic, ghe or several separated by commas: these are compared",
+              "NAME")
+        .Required();
+    options.Text("--stiffness", stiffnessFile_, "Shear strain, G/Gmax", "FILE");
+    options.Text("--damping", dampingFile_, "Shear strain, damping ratio", "FILE");
+    options.Choice("--form", form_,
+                   "What is compared: ordinate (R and h at the measured strains, the default); with family power or "
+                   "engine export also strain, log-strain, stress",
+                   {{"ordinate", Fit::CyclicForm::Ordinate},
+                    {"strain", Fit::CyclicForm::Strain},
+                    {"log-strain", Fit::CyclicForm::LogStrain},
+                    {"stress", Fit::CyclicForm::Stress}});
+    options.Texts("--overlay", overlays_, "Draw published curves too: " + PublishedCyclicNames(), "NAME")
+        .SeparatedBy(',');
   }
 
   Report Run() override {
@@ -184,6 +172,6 @@ class CyclicFit final : public Verb {
 
 }  // namespace
 
-void AddCyclicVerbs(VerbList& verbs) { verbs.push_back(std::make_unique<CyclicFit>()); }
+void AddCyclicVerbs(CommandList& commands) { commands.push_back(std::make_unique<CyclicFit>()); }
 
 }  // namespace Xem::Tool

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -15,6 +14,7 @@
 #include "verbs/compare.h"
 #include "verbs/forming_input.h"
 #include "verbs/forming_report.h"
+#include "verbs/verb.h"
 #include "verbs/verbs.h"
 
 namespace Xem::Tool {
@@ -40,17 +40,6 @@ std::optional<Fit::StressMeasure> StressMeasureOf(std::string_view name) {
   return Fit::StressMeasure::True;
 }
 
-constexpr const char* kManual =
-    R"(Computes the strains at which a sheet necks, diffusely on the right and locally on the left of plane strain, by marching along straight strain paths. A material is known by the constants of its hardening law, by a table of its flow curve, or by a tensile test, to which the laws are fitted first.
-
-    ghosh           K, e0, n, p      stress = K (e0 + e)^n - p
-    swift           K, e0, n         the same with p = 0
-    hockett-sherby  si, ss, N, p     stress = ss - (ss - si) exp(-N e^p)
-
-e is the plastic strain, true stress is in any one unit. The yield criterion is vonmises or Hill's of 1979 with an r-value (or those at 0, 45 and 90 degrees to the rolling direction) and an exponent m, 2 when left out. For --hold and --start the parameters of a tensile fit are called as above, and for --weight the curves by the names of the tests.
-
-A tensile test wants a true or engineering stress and a plastic, true or engineering strain; the names of the columns tell which, or --stress-measure and --strain-measure do. Points beyond the maximum force are left out.)";
-
 class FormingCurve final : public Verb {
  public:
   FormingCurve()
@@ -64,53 +53,51 @@ class FormingCurve final : public Verb {
               "--hardening AA6016=hockett-sherby:120,555.5,1.106,0.5232 --yield hill1979:0.57,1.8\n"
               "xemfit forming curve --tensile \"0 deg=sgcc_flow_curve.csv@angle_deg=0\" --tensile \"45 "
               "deg=sgcc_flow_curve.csv@angle_deg=45\" --law swift --report limits.html",
-              kManual,
               {Roles::kTensileStrain, Roles::kTensileStress, Roles::kFlowStrain, Roles::kFlowStress,
                Roles::kMinorStrain, Roles::kMajorStrain}},
              Shares::Fit) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    const auto several = [&](const char* option, std::vector<std::string>& values, const char* help, const char* type) {
-      app.add_option(option, values, help)
-          ->type_name(type)
-          ->expected(1)
-          ->allow_extra_args(false)
-          ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    };
-    several("--hardening", hardenings_,
+  void DeclareOwn(Options& options) override {
+    options
+        .Texts(
+            "--hardening", hardenings_,
             "ghosh:K,e0,n,p, swift:K,e0,n, hockett-sherby:si,ss,N,p or a CSV file of a flow curve; repeat for several "
             "materials",
-            "[NAME=]LAW");
-    several("--tensile", tensiles_,
-            "Tensile test from which a law is fitted, up to the maximum force; @COLUMN=VALUE behind the file uses only "
-            "those rows; repeat for several materials",
-            "[NAME=]FILE");
-    several("--yield", yields_,
-            "vonmises (the default), hill1979:r,m or hill1979:r0/r45/r90,m; one for all materials or one for each, "
-            "those of --hardening first",
-            "CRITERION");
-    app.add_option("--law", laws_, "Laws to fit: ghosh, swift, hockett-sherby, or several, which are compared")
-        ->type_name("LAWS")
-        ->capture_default_str();
+            "[NAME=]LAW")
+        .Repeatable();
+    options
+        .Texts("--tensile", tensiles_,
+               "Tensile test from which a law is fitted, up to the maximum force; @COLUMN=VALUE behind the file uses "
+               "only those rows; repeat for several materials",
+               "[NAME=]FILE")
+        .Repeatable();
+    options
+        .Texts("--yield", yields_,
+               "vonmises (the default), hill1979:r,m or hill1979:r0/r45/r90,m; one for all materials or one for each, "
+               "those of --hardening first",
+               "CRITERION")
+        .Repeatable();
+    options.Text("--law", laws_, "Laws to fit: ghosh, swift, hockett-sherby, or several, which are compared", "LAWS")
+        .ShowDefault();
     using Strain = std::optional<Fit::StrainMeasure>;
     using Stress = std::optional<Fit::StressMeasure>;
-    AddChoice<Strain>(app, "--strain-measure", "Strain of the tensile test; else the column's name tells", strain_,
-                      {{"plastic", Fit::StrainMeasure::Plastic},
-                       {"true", Fit::StrainMeasure::True},
-                       {"engineering", Fit::StrainMeasure::Engineering}});
-    AddChoice<Stress>(app, "--stress-measure", "Stress of the tensile test; else the column's name tells", stress_,
-                      {{"true", Fit::StressMeasure::True}, {"engineering", Fit::StressMeasure::Engineering}});
-    AddNumber(app, "--youngs-modulus", "Removes the elastic strain; in the unit of the stress", 0.0, youngsModulus_);
-    AddNumber(app, "--proof-strain", "Leave out points of the tensile test below this plastic strain", 0.0,
-              proofStrain_);
-    app.add_option("--paths", settings_.paths, "Number of stress paths; 41, or more where the left side needs them")
-        ->type_name("COUNT");
-    AddNumber(app, "--increment", "Major strain per step; 0.0001", 0.0, settings_.increment);
-    AddNumber(app, "--tolerance", "Strain ratio that counts as plane strain; the square root of the increment", 0.0,
-              settings_.tolerance);
-    app.add_option("--limits", limits_, "Measured limit strains, drawn beside the curve: minor_strain, major_strain")
-        ->type_name("FILE");
+    options.Choice<Strain>("--strain-measure", strain_, "Strain of the tensile test; else the column's name tells",
+                           {{"plastic", Fit::StrainMeasure::Plastic},
+                            {"true", Fit::StrainMeasure::True},
+                            {"engineering", Fit::StrainMeasure::Engineering}});
+    options.Choice<Stress>("--stress-measure", stress_, "Stress of the tensile test; else the column's name tells",
+                           {{"true", Fit::StressMeasure::True}, {"engineering", Fit::StressMeasure::Engineering}});
+    options.Number("--youngs-modulus", youngsModulus_, "Removes the elastic strain; in the unit of the stress", 0.0);
+    options.Number("--proof-strain", proofStrain_, "Leave out points of the tensile test below this plastic strain",
+                   0.0);
+    options.Count("--paths", settings_.paths, "Number of stress paths; 41, or more where the left side needs them",
+                  "COUNT");
+    options.Number("--increment", settings_.increment, "Major strain per step; 0.0001", 0.0);
+    options.Number("--tolerance", settings_.tolerance,
+                   "Strain ratio that counts as plane strain; the square root of the increment", 0.0);
+    options.Text("--limits", limits_, "Measured limit strains, drawn beside the curve: minor_strain, major_strain",
+                 "FILE");
   }
 
   Report Run() override {
@@ -260,6 +247,6 @@ class FormingCurve final : public Verb {
 
 }  // namespace
 
-void AddFormingVerbs(VerbList& verbs) { verbs.push_back(std::make_unique<FormingCurve>()); }
+void AddFormingVerbs(CommandList& commands) { commands.push_back(std::make_unique<FormingCurve>()); }
 
 }  // namespace Xem::Tool

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -9,9 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "command/values.h"
 #include "output/text_table.h"
 #include "text.h"
 #include "verbs/hyper_models.h"
+#include "verbs/verb.h"
 #include "verbs/verbs.h"
 
 namespace Xem::Tool {
@@ -38,34 +39,6 @@ constexpr std::array<ModeInput, 4> kModes{{
 
 constexpr const char* kVolumetric = "volumetric";
 
-constexpr const char* kFitManual =
-    R"(Fits strain-energy models of rubber-like materials to one or more tests of the same material. Each test is a file of nominal strain (or stretch) and nominal stress. Use all tests that there are: one mode alone rarely determines a model for the others.
-
-The models, with their parameters, in the unit of the stress:
-
-    polynomial:N  C10, C01, C20, C11, C02, ...  order 1 to 10
-                  W = sum Cij (I1 - 3)^i (I2 - 3)^j,  i + j <= N
-    ogden:N       mu1, alpha1, mu2, ...         1 to 6 terms
-                  W = sum mu_k/alpha_k (l1^alpha_k + l2^alpha_k + l3^alpha_k - 3)
-    blatz-ko      mu                            compressible foam
-                  W = mu/2 (I2/I3 + 2 sqrt(I3) - 5)
-
-A single model, such as polynomial:2, is fitted as it is. A range such as polynomial:1..3, or several models separated by commas, are fitted to the same data and compared; the smallest model that is as good as any is proposed, and those that did not converge, that the data do not determine or that are unstable within the measured strains are set aside while others serve.
-
-The stability report tells the strains at which the material tangent of the fitted model stops being positive definite; --require-stable makes such a limit an exit code. Plots and reports dash the curves beyond it.
-
-A volumetric test (--volumetric) gives U = sum D_k (J - 1)^(2k), with the parameters D1, D2, ..., and the bulk modulus. Without it the material counts as nearly incompressible.)";
-
-constexpr const char* kStressManual =
-    R"(Computes the nominal stress of a model that was fitted before, in one or more modes of deformation, at equally spaced nominal strains. The model is the JSON file of xemfit hyper fit --json. A stretch is 1 plus the nominal strain, so strains lie above -1. Plots and reports dash the curves where the model is unstable.)";
-
-constexpr const char* kCheckManual =
-    R"(Scans nominal strain in uniaxial, equibiaxial and pure-shear deformation, in tension and in compression, for the first strain at which the material tangent of a model is no longer positive definite. The model is the JSON file of xemfit hyper fit --json, or one written by hand:
-
-    {"model": "ogden", "terms": 1, "parameters": [{"name": "mu1", "value": 0.6}, {"name": "alpha1", "value": 1.7}]}
-
-A limit says where a finite-element analysis with this model may fail to converge. Limits outside the strains of the analysis do no harm. Plots and reports show the stress in the three modes, dashed beyond the limits: between the strains of --range, or -0.5 and 3.)";
-
 class HyperFit final : public Verb {
  public:
   HyperFit()
@@ -78,27 +51,24 @@ class HyperFit final : public Verb {
               "relative\n"
               "xemfit hyper fit --model ogden:2 --uniaxial silicone_uniaxial.csv --volumetric silicone_volumetric.csv\n"
               "xemfit hyper fit --model polynomial:2 --uniaxial treloar1944_uniaxial.csv --hold C02=0 --json fit.json",
-              kFitManual,
               {Roles::kStrain, Roles::kStress, Roles::kShearStrain, Roles::kLateralStrain, Roles::kLinearStretch,
                Roles::kPressure}},
              Shares::FitAndStable) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("--model", models_, "NAME:TERMS, NAME:FROM..TO, or several separated by commas: these are compared")
-        ->required()
-        ->type_name("MODEL");
-    for (std::size_t i = 0; i < kModes.size(); ++i) {
-      app.add_option(kModes[i].option, files_[i], kModes[i].about)->type_name("FILE");
-    }
-    app.add_option(
-           "--volumetric", volumetricFile_,
-           "Volumetric test, fitted alongside: linear stretch or volume ratio, pressure (positive in compression)")
-        ->type_name("FILE");
-    app.add_option("--volumetric-terms", volumetricTerms_, "Terms of the volumetric energy, 1 when left out")
-        ->type_name("NUMBER");
-    AddNumber(app, "--condition-limit", "Engine export: limit of the linear solve's condition number", 0.0,
-              conditionLimit_);
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("--model", models_, "NAME:TERMS, NAME:FROM..TO, or several separated by commas: these are compared",
+              "MODEL")
+        .Required();
+    for (std::size_t i = 0; i < kModes.size(); ++i) options.Text(kModes[i].option, files_[i], kModes[i].about, "FILE");
+    options.Text(
+        "--volumetric", volumetricFile_,
+        "Volumetric test, fitted alongside: linear stretch or volume ratio, pressure (positive in compression)",
+        "FILE");
+    options.Count("--volumetric-terms", volumetricTerms_, "Terms of the volumetric energy, 1 when left out", "NUMBER");
+    options.Number("--condition-limit", conditionLimit_, "Engine export: limit of the linear solve's condition number",
+                   0.0);
   }
 
   Report Run() override {
@@ -183,20 +153,19 @@ class HyperStress final : public Verb {
       : Verb({"hyper", "stress", "Evaluate a fitted hyperelastic model",
               "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
               "xemfit hyper stress --parameters fit.json --mode uniaxial,pure_shear --grid 0:2:5\n"
-              "xemfit hyper stress --parameters fit.json --grid 0:2:201 --curves stress.csv --quiet",
-              kStressManual},
+              "xemfit hyper stress --parameters fit.json --grid 0:2:201 --curves stress.csv --quiet"},
              Shares::Output) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--mode", modes_,
-                   "uniaxial, equibiaxial, pure_shear, simple_shear or several separated by commas; "
-                   "those of the fit when left out")
-        ->type_name("MODE");
-    app.add_option("--grid", grid_, "Nominal strains, equally spaced")->required()->type_name("FROM:TO:COUNT");
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input", "FILE")
+        .Required();
+    options.Text("--mode", modes_,
+                 "uniaxial, equibiaxial, pure_shear, simple_shear or several separated by commas; "
+                 "those of the fit when left out",
+                 "MODE");
+    options.Text("--grid", grid_, "Nominal strains, equally spaced", "FROM:TO:COUNT").Required();
   }
 
   Report Run() override {
@@ -284,18 +253,17 @@ class HyperCheck final : public Verb {
       : Verb({"hyper", "check", "Report where a hyperelastic model loses stability",
               "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
               "xemfit hyper check --parameters fit.json\n"
-              "xemfit hyper check --model ogden --parameters fit.json --range -0.5:9 --plot stable.png",
-              kCheckManual},
+              "xemfit hyper check --model ogden --parameters fit.json --range -0.5:9 --plot stable.png"},
              Shares::OutputAndStable) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--model", model_, "What the model must be, such as ogden")->type_name("NAME");
-    app.add_option("--range", range_, "Nominal strains between which to check; the widest range when left out")
-        ->type_name("FROM:TO");
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input", "FILE")
+        .Required();
+    options.Text("--model", model_, "What the model must be, such as ogden", "NAME");
+    options.Text("--range", range_, "Nominal strains between which to check; the widest range when left out",
+                 "FROM:TO");
   }
 
   Report Run() override {
@@ -364,10 +332,10 @@ class HyperCheck final : public Verb {
 
 }  // namespace
 
-void AddHyperVerbs(VerbList& verbs) {
-  verbs.push_back(std::make_unique<HyperFit>());
-  verbs.push_back(std::make_unique<HyperStress>());
-  verbs.push_back(std::make_unique<HyperCheck>());
+void AddHyperVerbs(CommandList& commands) {
+  commands.push_back(std::make_unique<HyperFit>());
+  commands.push_back(std::make_unique<HyperStress>());
+  commands.push_back(std::make_unique<HyperCheck>());
 }
 
 }  // namespace Xem::Tool

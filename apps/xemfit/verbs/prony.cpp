@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -10,6 +9,7 @@
 #include "output/text_table.h"
 #include "text.h"
 #include "verbs/hyper_models.h"
+#include "verbs/verb.h"
 #include "verbs/verbs.h"
 #include "xem/fit/viscoelastic.h"
 
@@ -17,18 +17,6 @@ namespace Xem::Tool {
 namespace {
 
 constexpr const char* kCurve = "relaxation";
-
-constexpr const char* kFitManual =
-    R"(Fits a Prony series, the generalised Maxwell model, to a relaxation curve:
-
-    g(t) = 1 - sum g_i (1 - exp(-t/tau_i)),    g_i >= 0,  tau_i > 0
-
-g is the modulus, or the stress at constant strain, over its instantaneous value, so g is 1 at the start and falls; raw moduli want --normalise. The parameters are g1, tau1, g2, tau2, ..., the times in the unit of the file. Points at or before time zero are left out.
-
-A series of n terms needs data over about n decades of time. --terms auto takes as many as the data support; terms that the data do not determine are taken away and a note says so.)";
-
-constexpr const char* kConvertManual =
-    R"(A specimen under constant force creeps; its strain history is not a relaxation curve. This command divides a reference stress by the stress that a fitted hyperelastic model gives at each measured strain, and so makes the relaxation curve that xemfit prony fit reads (the quasi-elastic approximation). --reference is the stress of the test, or whatever makes the curve begin at 1. The model is the JSON file of xemfit hyper fit --json.)";
 
 class PronyFit final : public Verb {
  public:
@@ -39,21 +27,17 @@ class PronyFit final : public Verb {
               "xemfit prony fit --terms 4 polymer_relaxation.csv\n"
               "xemfit prony fit --terms auto --normalise first polymer_relaxation.csv --plot fit.png\n"
               "xemfit prony fit --terms 2 --hold tau1=0.1 polymer_relaxation.csv --json fit.json",
-              kFitManual,
               {Roles::kTime, Roles::kModulusRatio}},
              Shares::Fit) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("file", file_, "Relaxation curve: time, modulus over instantaneous modulus; - for standard input")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--terms", terms_, "Number of terms; auto: as many as the data support")
-        ->type_name("COUNT|auto")
-        ->capture_default_str();
-    app.add_option("--normalise", normalise_,
-                   "Divide raw moduli by the first of them or by a given instantaneous modulus")
-        ->type_name("first|MODULUS");
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("file", file_, "Relaxation curve: time, modulus over instantaneous modulus; - for standard input", "FILE")
+        .Required();
+    options.Text("--terms", terms_, "Number of terms; auto: as many as the data support", "COUNT|auto").ShowDefault();
+    options.Text("--normalise", normalise_,
+                 "Divide raw moduli by the first of them or by a given instantaneous modulus", "first|MODULUS");
   }
 
   Report Run() override {
@@ -109,23 +93,19 @@ class PronyConvert final : public Verb {
               "xemfit prony convert --parameters fit.json --mode uniaxial creep.csv --reference 0.4 "
               "--curves relaxation.csv\n"
               "xemfit prony fit --terms 1 --normalise first --column time=x,g=fitted relaxation.csv",
-              kConvertManual,
               {Roles::kTime, Roles::kStrain, Roles::kShearStrain}},
              Shares::InputOutput) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("file", file_, "Strain history: time, nominal strain (shear strain for simple_shear)")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--mode", mode_, "uniaxial, equibiaxial, pure_shear or simple_shear")
-        ->type_name("MODE")
-        ->capture_default_str();
-    AddNumber(app, "--reference", "Stress that is divided by the model's stress at every strain", 0.0, reference_);
-    app.get_option("--reference")->required();
+  void DeclareOwn(Options& options) override {
+    options.Text("file", file_, "Strain history: time, nominal strain (shear strain for simple_shear)", "FILE")
+        .Required();
+    options
+        .Text("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input", "FILE")
+        .Required();
+    options.Text("--mode", mode_, "uniaxial, equibiaxial, pure_shear or simple_shear", "MODE").ShowDefault();
+    options.Number("--reference", reference_, "Stress that is divided by the model's stress at every strain", 0.0)
+        .Required();
   }
 
   Report Run() override {
@@ -166,9 +146,9 @@ class PronyConvert final : public Verb {
 
 }  // namespace
 
-void AddPronyVerbs(VerbList& verbs) {
-  verbs.push_back(std::make_unique<PronyFit>());
-  verbs.push_back(std::make_unique<PronyConvert>());
+void AddPronyVerbs(CommandList& commands) {
+  commands.push_back(std::make_unique<PronyFit>());
+  commands.push_back(std::make_unique<PronyConvert>());
 }
 
 }  // namespace Xem::Tool

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -10,8 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "command/values.h"
 #include "text.h"
 #include "verbs/compare.h"
+#include "verbs/verb.h"
 #include "verbs/verbs.h"
 #include "xem/fit/soil.h"
 
@@ -30,16 +31,6 @@ std::optional<std::string> Spelling(const std::vector<std::string>& known, const
   return found == known.end() ? std::nullopt : std::optional(*found);
 }
 
-constexpr const char* kManual =
-    R"(Fits the water content of an unsaturated soil against suction psi, from a measured drying curve, from a grading (Arya & Paris), or from both. Effective saturation is Se = (theta - theta_r)/(theta_s - theta_r).
-
-    van-genuchten    theta_r, theta_s, alpha, n        Se = (1 + (alpha psi)^n)^-m,  m = 1 - 1/n
-    van-genuchten-m  theta_r, theta_s, alpha, n, m     the same with m free
-    brooks-corey     theta_r, theta_s, psi_b, lambda   Se = (psi_b/psi)^lambda above psi_b
-    fredlund-xing    theta_s, a, n, m, psi_r           psi_r is held at 1500 kPa unless --start asks for it
-
-Suctions are in kPa, Pa, hPa, MPa, bar, mm, cm or m of water, or pF, by the unit of their column, and parameters are in that unit (cm for pF). Saturations and gradings need the porosity, from --porosity or a comment line "# porosity: 0.45"; for a grading the largest measured water content stands in.)";
-
 class RetentionFit final : public Verb {
  public:
   RetentionFit()
@@ -53,32 +44,31 @@ class RetentionFit final : public Verb {
              "xemfit retention fit --grading unsoda_grain_size.csv --select soil=4670 --porosity 0.463 --grid "
              "1:1500:100 "
              "--curves curve.csv",
-             kManual,
              {Roles::kSuction, Roles::kWaterContent, Roles::kSaturation, Roles::kDiameter, Roles::kPassing,
               Roles::kPorosity, Roles::kParticleDensity}},
             Shares::Fit) {}
 
  private:
-  void Declare(CLI::App& app) override {
-    app.add_option("retention", retention_, "Measured curve: suction in kPa, cm, m, pF, ... and theta or saturation")
-        ->type_name("FILE");
-    app.add_option(
-           "--model", models_,
-           "One of " + Join(Fit::RetentionModels(), ", ") + ", several separated by commas, or all: these are compared")
-        ->capture_default_str()
-        ->type_name("MODEL");
-    app.add_option("--grading", grading_, "Grading: diameter in mm or um, passing as fraction or percent")
-        ->type_name("FILE");
-    AddChoice<std::optional<Fit::RetentionPoints>>(app, "--points",
-                                                   "What is fitted; measured points when there is a curve", points_,
-                                                   {{"measured", Fit::RetentionPoints::Measured},
-                                                    {"grading", Fit::RetentionPoints::Grading},
-                                                    {"both", Fit::RetentionPoints::Both}});
-    AddNumber(app, "--porosity", "Between 0 and 1, for the grading and for saturations", 0.0, porosity_);
-    AddNumber(app, "--particle-density", "In Mg/m3, for the grading; 2.65 when left out", 0.0, particleDensity_);
-    AddNumber(app, "--exponent", "Of Arya and Paris, for the grading; 1.38 when left out", 0.0, exponent_);
-    app.add_option("--grid", grid_, "Adds the fitted curve at suctions equally spaced in their logarithm")
-        ->type_name("FROM:TO:COUNT");
+  void DeclareOwn(Options& options) override {
+    options.Text("retention", retention_, "Measured curve: suction in kPa, cm, m, pF, ... and theta or saturation",
+                 "FILE");
+    options
+        .Text("--model", models_,
+              "One of " + Join(Fit::RetentionModels(), ", ") +
+                  ", several separated by commas, or all: these are compared",
+              "MODEL")
+        .ShowDefault();
+    options.Text("--grading", grading_, "Grading: diameter in mm or um, passing as fraction or percent", "FILE");
+    options.Choice<std::optional<Fit::RetentionPoints>>("--points", points_,
+                                                        "What is fitted; measured points when there is a curve",
+                                                        {{"measured", Fit::RetentionPoints::Measured},
+                                                         {"grading", Fit::RetentionPoints::Grading},
+                                                         {"both", Fit::RetentionPoints::Both}});
+    options.Number("--porosity", porosity_, "Between 0 and 1, for the grading and for saturations", 0.0);
+    options.Number("--particle-density", particleDensity_, "In Mg/m3, for the grading; 2.65 when left out", 0.0);
+    options.Number("--exponent", exponent_, "Of Arya and Paris, for the grading; 1.38 when left out", 0.0);
+    options.Text("--grid", grid_, "Adds the fitted curve at suctions equally spaced in their logarithm",
+                 "FROM:TO:COUNT");
   }
 
   Report Run() override {
@@ -213,6 +203,6 @@ class RetentionFit final : public Verb {
 
 }  // namespace
 
-void AddRetentionVerbs(VerbList& verbs) { verbs.push_back(std::make_unique<RetentionFit>()); }
+void AddRetentionVerbs(CommandList& commands) { commands.push_back(std::make_unique<RetentionFit>()); }
 
 }  // namespace Xem::Tool

@@ -2,12 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <utility>
 
 #include "input/several_tests.h"
 #include "input/units.h"
+#include "output/output.h"
 #include "text.h"
 
 namespace Xem::Tool {
@@ -51,14 +51,33 @@ std::string UseOneUnit(const std::vector<MeasuredCurve*>& curves, const Side& si
 
 }  // namespace
 
-void Verb::Attach(CLI::App& app) {
-  Declare(app);
-  if (shares_ == Shares::Fit || shares_ == Shares::FitAndStable) AddFitOptions(app, fit_);
-  if (shares_ == Shares::FitAndStable || shares_ == Shares::OutputAndStable) {
-    app.add_flag("--require-stable", requireStable_, "Exit with code 5 when the model has a stability limit");
+void Verb::Declare(Options& options) {
+  DeclareOwn(options);
+  if (shares_ == Shares::Fit || shares_ == Shares::FitAndStable) DeclareFit(options, fit_);
+  if (shares_ == Shares::FitAndStable || shares_ == Shares::OutputAndStable) DeclareStable(options, requireStable_);
+  if (shares_ != Shares::Output && shares_ != Shares::OutputAndStable) DeclareInput(options, input_);
+  DeclareOutput(options, output_);
+}
+
+ExitCode Verb::Execute(const std::vector<std::string>& arguments) {
+  CheckOutputs(output_, {});
+  Report report = Run();
+  auto& notes = report.result.notes;
+  notes.insert(notes.begin(), readingNotes_.begin(), readingNotes_.end());
+  RefuseUnusedColumns();
+  CheckOutputs(output_, inputs_);
+  const Fit::Result& result = report.result;
+  if (requireStable_ && !result.stability) {
+    throw Failure(ExitCode::Other, "--require-stable: model " + ModelLabel(result) + " has no stability report");
   }
-  if (shares_ != Shares::Output && shares_ != Shares::OutputAndStable) AddInputOptions(app, input_);
-  AddOutputOptions(app, output_);
+  WriteOutputs({Text().Path(), arguments}, report, output_);
+  if (report.fitted && !result.converged)
+    throw Failure(ExitCode::NotConverged,
+                  "the fit did not converge: " + result.status + "; fewer terms, held values or another test may help");
+  if (requireStable_ && !result.stability->Stable()) {
+    throw Failure(ExitCode::Unstable, "model " + ModelLabel(result) + " is not stable at all strains");
+  }
+  return ExitCode::Fitted;
 }
 
 std::string Verb::SourcesOf(std::string_view message) const {

@@ -9,27 +9,15 @@
 #include <utility>
 #include <vector>
 
-#include "command/options.h"
+#include "command/command.h"
 #include "failure.h"
 #include "input/columns.h"
 #include "input/csv.h"
 #include "input/roles.h"
 #include "output/report.h"
-
-namespace CLI {
-class App;
-}
+#include "verbs/shared_options.h"
 
 namespace Xem::Tool {
-
-struct VerbText {
-  std::string group;          ///< "hyper"
-  std::string name;           ///< "fit"
-  std::string about;          ///< one line
-  std::string examples;       ///< command lines, one a line
-  std::string manual;         ///< paragraphs for the man page: the law, its parameters, which data, what to choose when
-  std::vector<Role> roles{};  ///< that columns of its input files can have
-};
 
 /// A curve as read: numbers in the units that its columns name.
 struct MeasuredCurve {
@@ -42,27 +30,12 @@ struct MeasuredCurve {
 };
 
 /// One `xemfit GROUP NAME`: declares its options, then turns them into a report.
-class Verb {
+class Verb : public Command {
  public:
-  virtual ~Verb() = default;
-  Verb(const Verb&) = delete;
-  Verb& operator=(const Verb&) = delete;
-
-  const VerbText& Text() const { return text_; }
-  const OutputOptions& Output() const { return output_; }
-  bool ReadsCurves() const { return shares_ != Shares::Output; }
-  bool RequiresStable() const { return requireStable_; }
-  /// Files that were read, which no output may replace.
-  const std::vector<std::string>& Inputs() const { return inputs_; }
-  /// What a reader of the result should know about the files.
-  const std::vector<std::string>& ReadingNotes() const { return readingNotes_; }
-  /// Throws Failure (Usage) for a --column whose role the verb never looked for.
-  void RefuseUnusedColumns() const;
-  /// Which files the curves named in a message came from, as an addition to it; empty when none is named.
-  std::string SourcesOf(std::string_view message) const;
-
-  void Attach(CLI::App& app);
-  virtual Report Run() = 0;
+  void Declare(Options& options) final;
+  bool ReadsCurves() const final { return shares_ != Shares::Output; }
+  ExitCode Execute(const std::vector<std::string>& arguments) final;
+  std::string SourcesOf(std::string_view message) const final;
 
  protected:
   enum class Shares {
@@ -72,9 +45,15 @@ class Verb {
     FitAndStable,     ///< and the options of a fit, and --require-stable
     Fit,              ///< the same without --require-stable
   };
-  Verb(VerbText text, Shares shares) : text_(std::move(text)), shares_(shares) {}
+  Verb(CommandText text, Shares shares) : Command(std::move(text)), shares_(shares) {}
 
-  virtual void Declare(CLI::App& app) = 0;
+  /// Its options before the shared ones.
+  virtual void DeclareOwn(Options& options) = 0;
+  virtual Report Run() = 0;
+
+  const OutputOptions& Output() const { return output_; }
+  /// Files that were read, which no output may replace.
+  const std::vector<std::string>& Inputs() const { return inputs_; }
 
   /// Options of the fit; to be asked for after the curves are read, because weights must name one of them.
   Fit::Options FitOptions() const;
@@ -99,14 +78,16 @@ class Verb {
   std::optional<std::string> WantedColumn(const Role& role, char axis);
 
  private:
-  VerbText text_;
+  /// Throws Failure (Usage) for a --column whose role the verb never looked for.
+  void RefuseUnusedColumns() const;
+
   Shares shares_;
   InputOptions input_;
   Tool::FitOptions fit_;
   OutputOptions output_;
   bool requireStable_ = false;
   std::vector<std::string> inputs_;
-  std::vector<std::string> readingNotes_;
+  std::vector<std::string> readingNotes_;                     // on the files, for readers of the result
   std::vector<std::pair<std::string, std::string>> sources_;  // curve, file
   std::set<std::string> roles_;                               // that --column can name
 };
@@ -116,11 +97,5 @@ class Verb {
 std::string UseOneOrdinateUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes);
 /// The same for abscissae.
 std::string UseOneAbscissaUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes);
-
-using VerbList = std::vector<std::unique_ptr<Verb>>;
-/// Every verb, in the order of the help.
-VerbList MakeVerbs();
-/// One line on a group of verbs.
-std::string AboutGroup(const std::string& group);
 
 }  // namespace Xem::Tool

@@ -1,25 +1,25 @@
 #pragma once
 
-#include "verbs/verb.h"
+#include "command/command.h"
 
-/// One function per family adds its verbs; a new family declares one here and names it in verbs.cpp.
+/// One function per family adds its verbs; a new family declares one here and names it in commands.cpp.
 namespace Xem::Tool {
 
 // hyperelastic and stability
-void AddHyperVerbs(VerbList& verbs);
-void AddVolumeVerbs(VerbList& verbs);
+void AddHyperVerbs(CommandList& commands);
+void AddVolumeVerbs(CommandList& commands);
 
 // viscoelastic
-void AddPronyVerbs(VerbList& verbs);
-void AddCreepVerbs(VerbList& verbs);
+void AddPronyVerbs(CommandList& commands);
+void AddCreepVerbs(CommandList& commands);
 
 // dynamic
-void AddCyclicVerbs(VerbList& verbs);
+void AddCyclicVerbs(CommandList& commands);
 
 // sheet metal
-void AddFormingVerbs(VerbList& verbs);
+void AddFormingVerbs(CommandList& commands);
 
 // soil
-void AddRetentionVerbs(VerbList& verbs);
+void AddRetentionVerbs(CommandList& commands);
 
 }  // namespace Xem::Tool
