@@ -18,6 +18,7 @@
 #include "batch/workers.h"
 #include "command/command_line.h"
 #include "input/csv.h"
+#include "numbers.h"
 #include "output/output.h"
 #include "text.h"
 

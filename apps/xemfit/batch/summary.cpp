@@ -8,8 +8,9 @@
 #include <limits>
 
 #include "input/units.h"
+#include "numbers.h"
+#include "output/csv_cell.h"
 #include "output/text_table.h"
-#include "text.h"
 
 namespace Xem::Tool {
 namespace {
@@ -38,15 +39,6 @@ double MeasureIn(const Json& result, const std::string& name) {
   return result.contains("measures") ? NumberIn(result["measures"], name.c_str()) : kNaN;
 }
 
-std::string Cell(double value) { return std::isfinite(value) ? Exactly(value) : ""; }
-
-std::string Cell(const std::string& text) {
-  if (text.find_first_of(",;\t\"\n\r") == std::string::npos && (text.empty() || text.front() != '#')) return text;
-  std::string quoted = "\"";
-  for (const char letter : text) quoted += letter == '"' ? "\"\"" : std::string(1, letter);
-  return quoted + '"';
-}
-
 std::string ForPeople(double value) { return std::isfinite(value) ? Shortly(value) : "-"; }
 
 using Statistics = SummaryColumn::Statistics;
@@ -59,11 +51,11 @@ struct StatisticsRow {
 
 const std::vector<StatisticsRow>& StatisticsRows() {
   static const std::vector<StatisticsRow> rows{
-      {"mean", [](const SummaryColumn&, const Statistics& s) { return Cell(s.mean); }},
-      {"standard_deviation", [](const SummaryColumn&, const Statistics& s) { return Cell(s.deviation); }},
+      {"mean", [](const SummaryColumn&, const Statistics& s) { return CsvCell(s.mean); }},
+      {"standard_deviation", [](const SummaryColumn&, const Statistics& s) { return CsvCell(s.deviation); }},
       {"number",
        [](const SummaryColumn& c, const Statistics& s) { return c.hasStatistics ? std::to_string(s.number) : ""; }},
-      {"unit", [](const SummaryColumn& c, const Statistics&) { return Cell(c.mixedUnits ? "mixed" : c.unit); }},
+      {"unit", [](const SummaryColumn& c, const Statistics&) { return CsvCell(c.mixedUnits ? "mixed" : c.unit); }},
   };
   return rows;
 }
@@ -140,14 +132,15 @@ std::string Summary::Csv() const {
   std::vector<SummaryColumn> columns = measures_;
   columns.insert(columns.end(), columns_.begin(), columns_.end());
   std::string text = "specimen,status,exit_code,model";
-  for (const SummaryColumn& column : columns) text += ',' + Cell(column.name);
+  for (const SummaryColumn& column : columns) text += ',' + CsvCell(column.name);
   text += ",message\n";
   for (std::size_t i = 0; i < rows_.size(); ++i) {
     const Row& row = rows_[i];
-    text += Cell(row.specimen) + ',' + row.status + ',' + (row.exitCode < 0 ? "" : std::to_string(row.exitCode)) + ',' +
-            Cell(row.model);
-    for (const SummaryColumn& column : columns) text += ',' + (i < column.values.size() ? Cell(column.values[i]) : "");
-    text += ',' + Cell(row.message) + '\n';
+    text += CsvCell(row.specimen) + ',' + row.status + ',' + (row.exitCode < 0 ? "" : std::to_string(row.exitCode)) +
+            ',' + CsvCell(row.model);
+    for (const SummaryColumn& column : columns)
+      text += ',' + (i < column.values.size() ? CsvCell(column.values[i]) : "");
+    text += ',' + CsvCell(row.message) + '\n';
   }
   for (const StatisticsRow& row : StatisticsRows()) {
     text += std::string(row.name) + ",summary,,";

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "failure.h"
+#include "numbers.h"
 #include "text.h"
 
 namespace Xem::Tool {

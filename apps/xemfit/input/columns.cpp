@@ -9,6 +9,7 @@
 
 #include "failure.h"
 #include "input/units.h"
+#include "numbers.h"
 #include "text.h"
 
 namespace Xem::Tool {
@@ -101,7 +102,7 @@ std::string AcceptedNames(const Role& role) {
 }
 
 bool SameValue(const std::string& cell, const std::string& wanted) {
-  if (cell == wanted) return true;
+  if (Trimmed(cell) == Trimmed(wanted)) return true;
   const auto a = ParseNumber(cell);
   const auto b = ParseNumber(wanted);
   return a && b && *a == *b;

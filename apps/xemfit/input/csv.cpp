@@ -13,7 +13,9 @@
 #include <optional>
 
 #include "failure.h"
+#include "numbers.h"
 #include "text.h"
+#include "utf8.h"
 
 namespace Xem::Tool {
 namespace {
@@ -42,63 +44,109 @@ class InputFile {
   int descriptor_;
 };
 
-/// The lines of a text with LF, CRLF or CR ends, counted.
-class LineReader {
- public:
-  explicit LineReader(std::string_view text) : rest_(text) {}
+bool EndsLine(char letter) { return letter == '\r' || letter == '\n'; }
+bool IsBlank(char letter) { return letter == ' ' || letter == '\t'; }
 
-  bool Next(std::string_view& line) {
-    if (rest_.empty()) return false;
-    const auto end = rest_.find_first_of("\r\n");
-    line = rest_.substr(0, end);
-    const std::size_t skip = end == std::string_view::npos              ? rest_.size()
-                             : rest_.substr(end).substr(0, 2) == "\r\n" ? end + 2
-                                                                        : end + 1;
-    rest_.remove_prefix(skip);
-    ++number_;
-    return true;
+/// A text line by line, with LF, CRLF or CR at their ends, or record by record: a record may go over several lines,
+/// because quoted fields hold line ends (RFC 4180).
+class Reader {
+ public:
+  Reader(std::string_view text, const std::string& source) : rest_(text), source_(source) {}
+
+  bool AtEnd() const { return rest_.empty(); }
+  /// Of what comes next, from 1.
+  int Line() const { return line_; }
+  std::string_view Rest() const { return rest_; }
+  std::string_view RestOfLine() const { return rest_.substr(0, rest_.find_first_of("\r\n")); }
+
+  void SkipLine() {
+    rest_.remove_prefix(RestOfLine().size());
+    SkipLineEnd();
   }
-  int Number() const { return number_; }
+
+  /// The cells of a record, trimmed where they are not in quotes.
+  std::vector<std::string> Record(char separator) {
+    const int line = line_;
+    std::vector<std::string> cells{Field(separator)};
+    while (!rest_.empty() && rest_.front() == separator) {
+      if (cells.size() == kMostColumns) Refuse(fmt::format("{}: more than {} columns", Where(line), kMostColumns));
+      rest_.remove_prefix(1);
+      cells.push_back(Field(separator));
+    }
+    SkipLineEnd();
+    return cells;
+  }
 
  private:
-  std::string_view rest_;
-  int number_ = 0;
-};
+  std::string Where(int line) const { return fmt::format("{}, line {}", source_, line); }
 
-/// The most frequent of the three separators outside of quotes; a comma in a semicolon or tab file belongs to a name.
-char SeparatorOf(std::string_view header) {
-  bool quoted = false;
-  bool semicolon = false;
-  bool tab = false;
-  for (const char letter : header) {
-    if (letter == '"') quoted = !quoted;
-    if (quoted) continue;
-    semicolon |= letter == ';';
-    tab |= letter == '\t';
+  void SkipLineEnd() {
+    if (rest_.empty()) return;
+    rest_.remove_prefix(rest_.starts_with("\r\n") ? 2 : 1);
+    ++line_;
   }
-  return semicolon ? ';' : tab ? '\t' : ',';
-}
 
-std::vector<std::string> Cells(std::string_view line, char separator, const std::string& where) {
-  std::vector<std::string> cells(1);
-  bool quoted = false;
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    const char letter = line[i];
-    if (letter == '"' && quoted && i + 1 < line.size() && line[i + 1] == '"') {
-      cells.back() += '"';
-      ++i;
-    } else if (letter == '"') {
-      quoted = !quoted;
-    } else if (letter == separator && !quoted) {
-      if (cells.size() == kMostColumns) Refuse(fmt::format("{}: more than {} columns", where, kMostColumns));
-      cells.emplace_back();
-    } else {
-      cells.back() += letter;
+  /// Up to the separator or the line's end.
+  std::string Field(char separator) {
+    const char ends[] = {separator, '\r', '\n'};
+    const auto end = [&] { return std::min(rest_.find_first_of({ends, std::size(ends)}), rest_.size()); };
+    std::size_t blanks = 0;
+    while (blanks < rest_.size() && IsBlank(rest_[blanks]) && rest_[blanks] != separator) ++blanks;
+    rest_.remove_prefix(blanks);
+    std::string field = rest_.starts_with('"') ? QuotedText() : std::string();
+    const std::string_view plain = rest_.substr(0, end());
+    // What should not stand behind a closing quote belongs to the field all the same.
+    const std::size_t kept = plain.find_last_not_of(" \t");
+    if (kept != std::string_view::npos) field += plain.substr(0, kept + 1);
+    rest_.remove_prefix(plain.size());
+    return field;
+  }
+
+  std::string QuotedText() {
+    const int line = line_;
+    std::string text;
+    for (;;) {
+      rest_.remove_prefix(1);
+      const auto quote = rest_.find('"');
+      if (quote == std::string_view::npos) Refuse(Where(line) + ": a quoted field is not closed");
+      const std::string_view piece = rest_.substr(0, quote);
+      text += piece;
+      line_ += LineEnds(piece);
+      rest_.remove_prefix(quote + 1);
+      if (!rest_.starts_with('"')) return text;
+      text += '"';
     }
   }
-  if (quoted) Refuse(where + ": a quoted field is not closed on its line");
-  for (std::string& cell : cells) cell = std::string(Trimmed(cell));
-  return cells;
+
+  static int LineEnds(std::string_view text) {
+    int ends = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (EndsLine(text[i]) && !(text[i] == '\n' && i > 0 && text[i - 1] == '\r')) ++ends;
+    }
+    return ends;
+  }
+
+  std::string_view rest_;
+  std::string source_;
+  int line_ = 1;
+};
+
+/// Semicolon or tab where the record that begins the text has one outside of quotes, else comma: a comma in such a file
+/// belongs to a name.
+char SeparatorOf(std::string_view text) {
+  bool quoted = false;
+  bool atStart = true;  // of what may be a field
+  bool semicolon = false;
+  bool tab = false;
+  for (const char letter : text) {
+    if (letter == '"' && (quoted || atStart)) quoted = !quoted;
+    if (quoted) continue;
+    if (EndsLine(letter)) break;
+    semicolon |= letter == ';';
+    tab |= letter == '\t';
+    atStart = letter == ',' || letter == ';' || letter == '\t' || letter == '"' || (atStart && letter == ' ');
+  }
+  return semicolon ? ';' : tab ? '\t' : ',';
 }
 
 void KeepMetadata(std::string_view comment, CsvTable& table) {
@@ -169,25 +217,24 @@ CsvTable ParseCsv(std::string_view original, const std::string& source, std::siz
   CsvTable table;
   table.source = source;
   char separator = ',';
-  LineReader reader(text);
-  for (std::string_view line; reader.Next(line);) {
-    const std::string_view content = Trimmed(line);
-    if (content.empty()) continue;
-    if (content.front() == '#') {
-      KeepMetadata(content, table);
+  for (Reader reader(text, source); !reader.AtEnd();) {
+    const std::string_view content = Trimmed(reader.RestOfLine());
+    if (content.empty() || content.front() == '#') {
+      if (!content.empty()) KeepMetadata(content, table);
+      reader.SkipLine();
       continue;
     }
-    const std::string where = fmt::format("{}, line {}", source, reader.Number());
+    const int line = reader.Line();
     if (table.columns.empty()) {
-      separator = SeparatorOf(line);
-      table.headerLine = reader.Number();
-      table.columns = Cells(line, separator, where);
+      separator = SeparatorOf(reader.Rest());
+      table.headerLine = line;
+      for (const std::string& name : reader.Record(separator)) table.columns.emplace_back(Trimmed(name));
       CheckHeader(table, fewestColumns);
       continue;
     }
-    auto cells = Cells(line, separator, where);
+    auto cells = reader.Record(separator);
     const bool blank = std::all_of(cells.begin(), cells.end(), [](const std::string& cell) { return cell.empty(); });
-    if (!blank) AddRow(std::move(cells), reader.Number(), table);
+    if (!blank) AddRow(std::move(cells), line, table);
   }
   if (table.columns.empty()) Refuse(source + ": the file is empty; a header row and rows of numbers are needed");
   if (table.rows.empty()) Refuse(source + ": the file has a header row but no rows of numbers");

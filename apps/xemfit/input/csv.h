@@ -9,12 +9,12 @@
 namespace Xem::Tool {
 
 struct CsvRow {
-  int line = 0;  ///< in the source, from 1
+  int line = 0;  ///< in the source, from 1; where it begins
   std::vector<std::string> cells;
 };
 
-/// A CSV file as text: comma, semicolon or tab, decided by the header row; quoted fields; `#` comment lines, of which
-/// `# key: value` are kept as metadata.
+/// A CSV file as text: comma, semicolon or tab, decided by the header row; quoted fields as in RFC 4180, which may hold
+/// separators, quotes and line ends; `#` comment lines, of which `# key: value` are kept as metadata.
 struct CsvTable {
   std::string source;  ///< the file as given, or "standard input"
   std::map<std::string, std::string> metadata;

@@ -43,13 +43,13 @@ std::optional<std::string> SeveralTests(const CsvTable& table, std::span<const d
   for (std::size_t column = 0; column < table.columns.size(); ++column) {
     std::vector<std::string> values = Tests(table, column, abscissae);
     if (values.size() < 2) continue;
-    const std::string& name = table.columns[column];
+    const std::string name = Printable(table.columns[column]);
     const std::string one = values.front();
     const std::size_t count = values.size();
     values.resize(std::min(count, kMostNamed));
     return fmt::format(
         "{} seems to hold {} tests, by its column {} ({}{}), and all were used; --select {}={} takes one", table.source,
-        count, name, Join(values, ", "), count > kMostNamed ? ", ..." : "", name, one);
+        count, name, Printable(Join(values, ", ")), count > kMostNamed ? ", ..." : "", name, Printable(one));
   }
   return std::nullopt;
 }

@@ -2,17 +2,17 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <cstddef>
 #include <vector>
 
+#include "output/csv_cell.h"
 #include "text.h"
 
 namespace Xem::Tool {
 namespace {
 
 std::string Cell(const std::vector<double>& values, std::size_t i) {
-  return i < values.size() && std::isfinite(values[i]) ? Exactly(values[i]) : "";
+  return i < values.size() ? CsvCell(values[i]) : "";
 }
 
 std::string AxisText(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " in " + axis.unit); }
@@ -33,9 +33,9 @@ std::string CurvesCsv(const std::string& command, const Report& report) {
   }
   text += "curve,x,measured,fitted\n";
   for (const Fit::CurveResult& curve : report.result.curves) {
+    const std::string name = CsvCell(curve.name);
     for (std::size_t i = 0; i < curve.x.size(); ++i) {
-      text +=
-          curve.name + ',' + Exactly(curve.x[i]) + ',' + Cell(curve.measured, i) + ',' + Cell(curve.fitted, i) + '\n';
+      text += name + ',' + Cell(curve.x, i) + ',' + Cell(curve.measured, i) + ',' + Cell(curve.fitted, i) + '\n';
     }
   }
   return text;

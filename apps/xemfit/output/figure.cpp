@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "output/stable_strains.h"
-#include "text.h"
 
 namespace Xem::Tool {
 namespace {

@@ -4,12 +4,9 @@
 #include <cstddef>
 #include <nlohmann/json.hpp>
 
-namespace Xem::Tool {
+#include "utf8.h"
 
-std::string ValidUtf8(std::string_view text) {
-  const Json value = std::string(text);
-  return Json::parse(value.dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
-}
+namespace Xem::Tool {
 
 std::string Escaped(std::string_view text) {
   std::string escaped;

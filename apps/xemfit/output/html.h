@@ -10,9 +10,7 @@
 /// The few pieces of HTML that a page needs. Texts come in as they are and are escaped here.
 namespace Xem::Tool {
 
-/// Bytes that are not UTF-8 are replaced.
-std::string ValidUtf8(std::string_view text);
-/// For the inside of an element or of an attribute in double quotes.
+/// For the inside of an element or of an attribute in double quotes. Bytes that are not UTF-8 are replaced.
 std::string Escaped(std::string_view text);
 /// For the inside of a script element; compact.
 std::string ScriptJson(const Json& value);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "failure.h"
+#include "numbers.h"
 #include "output/figure.h"
 #include "output/html.h"
 #include "output/plot.h"

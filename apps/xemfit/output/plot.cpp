@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "failure.h"
+#include "numbers.h"
 #include "process.h"
 #include "text.h"
 

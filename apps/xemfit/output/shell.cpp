@@ -6,8 +6,8 @@
 #include <cctype>
 #include <string_view>
 
-#include "output/html.h"
 #include "text.h"
+#include "utf8.h"
 
 namespace Xem::Tool {
 namespace {
@@ -37,7 +37,7 @@ std::string InQuotes(const std::string& argument) {
 
 std::string ShellWord(const std::string& argument) {
   if (!argument.empty() && std::all_of(argument.begin(), argument.end(), IsPlain)) return argument;
-  const bool typeable = std::none_of(argument.begin(), argument.end(), IsControl) && ValidUtf8(argument) == argument;
+  const bool typeable = std::none_of(argument.begin(), argument.end(), IsControl) && IsUtf8(argument);
   return typeable ? InQuotes(argument) : Escaped(argument);
 }
 

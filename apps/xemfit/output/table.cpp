@@ -2,11 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <cstddef>
 
+#include "numbers.h"
 #include "output/text_table.h"
-#include "text.h"
 
 namespace Xem::Tool {
 namespace {
@@ -14,9 +13,6 @@ namespace {
 using Align = TextTable::Align;
 
 constexpr std::size_t kMostDropped = 12;
-
-/// Five digits are more than any test curve determines.
-std::string Brief(double value) { return std::isfinite(value) ? fmt::format("{:.5g}", value) : "-"; }
 
 std::string Remark(const Fit::Parameter& parameter) {
   if (!parameter.identifiable) return "not identifiable";
@@ -32,16 +28,15 @@ std::string ParameterTable(const Fit::Result& result) {
                    {"Unit", Align::Left},
                    {"", Align::Left}});
   for (const Fit::Parameter& parameter : result.parameters) {
-    table.Add({parameter.name, Shortly(parameter.value), Brief(parameter.standardError), Brief(parameter.lower),
-               Brief(parameter.upper), parameter.unit, Remark(parameter)});
+    table.Add({parameter.name, Shortly(parameter.value), Briefly(parameter.standardError), Briefly(parameter.lower),
+               Briefly(parameter.upper), parameter.unit, Remark(parameter)});
   }
   return table.Text();
 }
 
 void AddMeasures(const std::string& name, const Fit::Measures& measures, TextTable& table) {
-  table.Add({name, std::to_string(measures.points), std::to_string(measures.dropped),
-             std::isfinite(measures.r2) ? fmt::format("{:.6f}", measures.r2) : "-", Brief(measures.rmse),
-             Brief(measures.sse)});
+  table.Add({name, std::to_string(measures.points), std::to_string(measures.dropped), Fixed(measures.r2, 6),
+             Briefly(measures.rmse), Briefly(measures.sse)});
 }
 
 std::string MeasuresTable(const Fit::Result& result) {
@@ -53,7 +48,7 @@ std::string MeasuresTable(const Fit::Result& result) {
     ++fitted;
   }
   if (fitted > 1) AddMeasures("all", result.measures, table);
-  return table.Text() + fmt::format("AICc {}\n", Brief(result.measures.aicc));
+  return table.Text() + fmt::format("AICc {}\n", Briefly(result.measures.aicc));
 }
 
 std::string DroppedList(const Fit::Result& result) {

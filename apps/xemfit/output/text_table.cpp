@@ -3,16 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "utf8.h"
+
 namespace Xem::Tool {
 namespace {
 
 constexpr const char* kGap = "  ";
-
-/// Characters, not bytes, of a UTF-8 text.
-std::size_t Width(const std::string& text) {
-  return static_cast<std::size_t>(std::count_if(
-      text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
-}
 
 }  // namespace
 
@@ -30,13 +26,13 @@ void TextTable::Add(std::vector<std::string> cells) {
 std::string TextTable::Text() const {
   std::vector<std::size_t> widths(columns_.size(), 0);
   for (const auto& row : rows_) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], CharacterCount(row[i]));
   }
   std::string text;
   for (const auto& row : rows_) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
-      const std::string blanks(widths[i] - Width(row[i]), ' ');
+      const std::string blanks(widths[i] - CharacterCount(row[i]), ' ');
       if (i > 0) line += kGap;
       line += columns_[i].align == Align::Right ? blanks + row[i] : row[i] + blanks;
     }

@@ -13,6 +13,7 @@
 
 #include "command/values.h"
 #include "failure.h"
+#include "numbers.h"
 #include "output/stable_strains.h"
 #include "output/text_table.h"
 #include "text.h"
@@ -103,10 +104,6 @@ std::string Outcome(const Fitted& fitted) {
 
 double Difference(const Fitted& fitted, double smallest) { return fitted.result->measures.aicc - smallest; }
 
-std::string Number(double value, int digits) {
-  return std::isfinite(value) ? fmt::format("{:.{}f}", value, digits) : "-";
-}
-
 std::string ComparisonTable(const std::vector<Fitted>& all, std::size_t proposed) {
   using Align = TextTable::Align;
   TextTable table(
@@ -120,8 +117,8 @@ std::string ComparisonTable(const std::vector<Fitted>& all, std::size_t proposed
       continue;
     }
     const Fit::Measures& measures = fitted.result->measures;
-    table.Add({fitted.label, std::to_string(FreeParameters(*fitted.result)), Number(measures.r2, 6),
-               Number(measures.aicc, 2), Number(Difference(fitted, smallest), 2), Outcome(fitted), mark});
+    table.Add({fitted.label, std::to_string(FreeParameters(*fitted.result)), Fixed(measures.r2, 6),
+               Fixed(measures.aicc, 2), Fixed(Difference(fitted, smallest), 2), Outcome(fitted), mark});
   }
   return table.Text();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "input/units.h"
+#include "numbers.h"
 #include "text.h"
 #include "verbs/verb.h"
 #include "verbs/verbs.h"

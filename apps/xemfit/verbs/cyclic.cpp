@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "input/published_cyclic.h"
+#include "numbers.h"
 #include "output/text_table.h"
 #include "text.h"
 #include "verbs/compare.h"
@@ -40,9 +41,8 @@ double ValueAt(const Fit::Result& result, const char* curve, double strain) {
 std::string StrainTable(const Fit::Result& result) {
   TextTable table({{"Strain"}, {"Strain (%)"}, {"G/Gmax"}, {"Damping"}});
   for (const double strain : Fit::CyclicTableStrains()) {
-    const double damping = ValueAt(result, kDamping, strain);
-    table.Add({Shortly(strain), Shortly(100.0 * strain), fmt::format("{:.4f}", ValueAt(result, kStiffness, strain)),
-               std::isnan(damping) ? "-" : fmt::format("{:.4f}", damping)});
+    table.Add({Shortly(strain), Shortly(100.0 * strain), Fixed(ValueAt(result, kStiffness, strain), 4),
+               Fixed(ValueAt(result, kDamping, strain), 4)});
   }
   return table.Text();
 }

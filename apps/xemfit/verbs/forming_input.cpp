@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "failure.h"
+#include "numbers.h"
 #include "text.h"
 
 namespace Xem::Tool {

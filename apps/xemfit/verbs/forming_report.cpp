@@ -10,6 +10,7 @@
 #include <numeric>
 #include <utility>
 
+#include "numbers.h"
 #include "output/text_table.h"
 #include "text.h"
 

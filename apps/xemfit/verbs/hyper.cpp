@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "command/values.h"
+#include "numbers.h"
 #include "output/text_table.h"
 #include "text.h"
 #include "verbs/hyper_models.h"

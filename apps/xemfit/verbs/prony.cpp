@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "numbers.h"
 #include "output/json.h"
 #include "output/text_table.h"
 #include "text.h"
