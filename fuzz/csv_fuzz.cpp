@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "columns.h"
-#include "csv.h"
 #include "failure.h"
+#include "input/columns.h"
+#include "input/csv.h"
 
 namespace {
 

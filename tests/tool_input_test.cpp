@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "input/csv.h"
+#include "output/csv_cell.h"
 #include "support/near.h"
 #include "support/run_tool.h"
 
@@ -100,6 +104,65 @@ TEST(Csv, SeveralTestsInOneFileAreSaidToBeThat) {
   // Loading and unloading of one specimen is one test.
   const std::string loop = "test,strain,stress\nA,0.5,0.25\nA,1,0.5\nA,2,0.75\nA,1,0.5\nA,0.5,0.3\nB,2,0.8\n";
   EXPECT_EQ(FitOne(loop)["notes"].dump().find("seems to hold"), std::string::npos);
+}
+
+struct Name {
+  std::string name;
+  std::string cell;  // by RFC 4180
+};
+
+const std::vector<Name> kHostileNames{
+    {"plain", "plain"},
+    {"rubber, black", "\"rubber, black\""},
+    {"say \"no\"", "\"say \"\"no\"\"\""},
+    {"\"", "\"\"\"\""},
+    {"two\nlines", "\"two\nlines\""},
+    {"three\r\nlines\r\n# here", "\"three\r\nlines\r\n# here\""},
+    {"#5", "\"#5\""},
+    {"a;b", "\"a;b\""},
+    {"a\tb", "\"a\tb\""},
+    {"\",\n\"", "\"\"\",\n\"\"\""},
+    {"6\" pipe, 20 °C", "\"6\"\" pipe, 20 °C\""},
+};
+
+TEST(Csv, HostileNamesAreQuotedAndComeBack) {
+  std::vector<std::string> names{" blank ends "};
+  std::string text = "\"no, \"\"name\"\"\",x\n" + Tool::CsvCell(names.front()) + ",1\n";
+  std::vector<int> lines{2};
+  for (const auto& [name, cell] : kHostileNames) {
+    EXPECT_EQ(Tool::CsvCell(name), cell);
+    lines.push_back(static_cast<int>(std::count(text.begin(), text.end(), '\n')) + 1);
+    text += cell + ",2\n";
+    names.push_back(name);
+  }
+  const Tool::CsvTable table = Tool::ParseCsv(text, "a.csv");
+  EXPECT_EQ(table.columns, (std::vector<std::string>{"no, \"name\"", "x"}));
+  ASSERT_EQ(table.rows.size(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    EXPECT_EQ(table.rows[i].cells.front(), names[i]);
+    EXPECT_EQ(table.rows[i].line, lines[i]) << names[i];
+  }
+  EXPECT_EQ(Tool::CsvCell("\xff,"), "\"\xEF\xBF\xBD,\"");
+}
+
+TEST(Csv, CurvesOfHostileNamesComeBackFromTheirFile) {
+  const TemporaryFolder folder;
+  std::vector<std::string> arguments{"forming", "curve", "--increment", "0.01", "--curves", "curves.csv"};
+  for (const Name& one : kHostileNames) {
+    arguments.insert(arguments.end(), {"--hardening", one.name + "=swift:518.968,0.0007648,0.28985"});
+  }
+  const ToolRun run = RunTool(arguments, folder.Path());
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  const Tool::CsvTable table = Tool::ParseCsv(folder.Read("curves.csv"), "curves.csv");
+  EXPECT_EQ(table.columns, (std::vector<std::string>{"curve", "x", "measured", "fitted"}));
+  std::vector<std::string> names;
+  for (const Tool::CsvRow& row : table.rows) {
+    ASSERT_EQ(row.cells.size(), 4u);
+    EXPECT_TRUE(std::isfinite(Tool::NumberAt(table, row, 1)));
+    if (names.empty() || names.back() != row.cells.front()) names.push_back(row.cells.front());
+  }
+  ASSERT_EQ(names.size(), kHostileNames.size());
+  for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ(names[i], kHostileNames[i].name);
 }
 
 struct Conversion {

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "command.h"
+#include <memory>
 
-/// One function per command that stands by itself; a new one declares its function here and names it in commands.cpp.
+#include "command/command.h"
+
+/// Commands that belong to no room. commands.cpp names every command of the tool.
 namespace Xem::Tool {
 
-std::unique_ptr<Command> MakeBatchCommand();
 std::unique_ptr<Command> MakeDataCommand();
 std::unique_ptr<Command> MakeInternalCommand();
 

@@ -1,26 +1,20 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <vector>
 
 #include "commands.h"
-#include "csv.h"
-#include "output.h"
+#include "input/csv.h"
+#include "output/output.h"
+#include "output/text_table.h"
 #include "shared_files.h"
 #include "text.h"
-#include "text_table.h"
 
 namespace Xem::Tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char* kManual =
-    R"(Published test curves come with xemfit, to learn and to compare with. Without a name, the command lists them. With names it writes them as CSV files into the current folder, or into that of --to; a file that is there already and differs is never replaced. With --to - the curve goes to standard output, for a command that reads it from there.
-
-Each file tells in its first lines what was tested and where it was published.)";
 
 struct Bundled {
   std::string name;
@@ -39,22 +33,21 @@ std::vector<Bundled> AllBundled() {
 class Data final : public Command {
  public:
   Data()
-      : Command({"data", "List and write the published curves that come with xemfit",
+      : Command({"", "data", "List and write the published curves that come with xemfit",
                  "xemfit data\n"
                  "xemfit data treloar1944_uniaxial treloar1944_pure_shear --to curves\n"
-                 "xemfit data treloar1944_uniaxial --to - | xemfit hyper fit --model polynomial:2 --uniaxial -",
-                 kManual, false}) {}
+                 "xemfit data treloar1944_uniaxial --to - | xemfit hyper fit --model polynomial:2 --uniaxial -"}) {}
 
-  void Attach(CLI::App& app) override {
-    app.add_option("name", names_, "Curves to write; none: list them all")->type_name("NAME");
-    app.add_flag("--all", all_, "Write every curve");
-    app.add_option(
-           "--to", to_,
-           "Folder to write to, made if it is not there, or - for standard output; the current folder if left out")
-        ->type_name("FOLDER");
+  void Declare(Options& options) override {
+    options.Texts("name", names_, "Curves to write; none: list them all", "NAME");
+    options.Flag("--all", all_, "Write every curve");
+    options.Text(
+        "--to", to_,
+        "Folder to write to, made if it is not there, or - for standard output; the current folder if left out",
+        "FOLDER");
   }
 
-  ExitCode Run() override {
+  ExitCode Execute(const std::vector<std::string>&) override {
     const auto chosen = Chosen();
     if (names_.empty() && !all_) {
       List(chosen);

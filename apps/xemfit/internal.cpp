@@ -1,11 +1,10 @@
-#include <CLI/CLI.hpp>
 #include <filesystem>
 
-#include "command_line.h"
+#include "command/command_line.h"
+#include "command/completion.h"
+#include "command/manual.h"
 #include "commands.h"
-#include "completion.h"
-#include "manual.h"
-#include "output.h"
+#include "output/output.h"
 
 namespace Xem::Tool {
 namespace {
@@ -14,16 +13,18 @@ namespace {
 class Internal final : public Command {
  public:
   Internal()
-      : Command({"internal", "Write man pages and completions into folders", "xemfit internal build/share", "", true}) {
+      : Command(
+            {"", "internal", "Write man pages and completions into folders", "xemfit internal build/share", {}, true}) {
   }
 
-  void Attach(CLI::App& app) override { app.add_option("folder", folder_)->required()->type_name("FOLDER"); }
+  void Declare(Options& options) override { options.Text("folder", folder_, "", "FOLDER").Required(); }
 
-  ExitCode Run() override {
+  ExitCode Execute(const std::vector<std::string>&) override {
     const CommandLine commandLine;
-    for (const auto& [name, page] : ManualPages(commandLine)) Write("man/man1", name, page);
-    Write("bash-completion/completions", "xemfit", BashCompletion(commandLine));
-    Write("zsh/vendor-completions", "_xemfit", ZshCompletion(commandLine));
+    const CommandNode& tool = commandLine.Tool();
+    for (const auto& [name, page] : ManualPages(tool)) Write("man/man1", name, page);
+    Write("bash-completion/completions", "xemfit", BashCompletion(tool));
+    Write("zsh/vendor-completions", "_xemfit", ZshCompletion(tool));
     return ExitCode::Fitted;
   }
 

@@ -8,6 +8,7 @@
 #include "fit/assemble.h"
 #include "fit/model.h"
 #include "xem/array.h"
+#include "xem/version.h"
 
 namespace Xem::Fit {
 namespace {
@@ -51,7 +52,7 @@ Result Drive(const ModelInfo& info, ModelFit& fit) {
   result.terms = fit.terms;
   result.formula = info.formula;
   result.options = fit.options;
-  result.version = XEM_PROJECT_VERSION;
+  result.version = XEM_VERSION;
   RestoreHeldValues(fit.options, result);
   result.notes.insert(result.notes.end(), fit.notes.begin(), fit.notes.end());
   RemoveHidden(fit.problem, result);

@@ -1,12 +1,12 @@
 #include "fit/uncertainty.h"
 
 #include <algorithm>
-#include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 #include <cstddef>
 #include <limits>
 
 #include "fit/assemble.h"
+#include "fit/student.h"
 #include "solver/linalg/lapack.h"
 
 namespace Xem::Fit {
@@ -70,9 +70,7 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
 
 }  // namespace
 
-double StudentFactor(int degreesOfFreedom) {
-  return boost::math::quantile(boost::math::students_t(degreesOfFreedom), 0.975);
-}
+double StudentFactor(int degreesOfFreedom) { return StudentQuantile(0.975, degreesOfFreedom); }
 
 Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) {
   const Shape shape = CovarianceShape(problem, minimum);

@@ -1,0 +1,109 @@
+#include "command/command_line.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <new>
+
+#include "failure.h"
+#include "text.h"
+#include "xem/fit/result.h"
+
+namespace Xem::Tool {
+namespace {
+
+/// The one place where kinds of errors of the fit layer become exit codes.
+ExitCode CodeOf(Fit::ErrorKind kind) {
+  switch (kind) {
+    case Fit::ErrorKind::BadInput:
+      return ExitCode::Usage;
+    case Fit::ErrorKind::BadData:
+    case Fit::ErrorKind::NotIdentifiable:
+      return ExitCode::BadData;
+    case Fit::ErrorKind::NotConverged:
+      return ExitCode::NotConverged;
+  }
+  return ExitCode::Other;
+}
+
+int Tell(ExitCode code, const std::string& sentence) {
+  std::fprintf(stderr, "xemfit: %s\n", Printable(sentence).c_str());
+  return static_cast<int>(code);
+}
+
+int RunAndExplain(Command& command, const std::vector<std::string>& arguments) {
+  try {
+    return static_cast<int>(command.Execute(arguments));
+  } catch (const Failure& failure) {
+    return Tell(failure.Code(), failure.what());
+  } catch (const Fit::Error& error) {
+    return Tell(CodeOf(error.Kind()), error.what() + command.SourcesOf(error.what()));
+  } catch (const std::bad_alloc&) {
+    return Tell(ExitCode::Other, "not enough memory");
+  } catch (const std::exception& error) {
+    return Tell(ExitCode::Other, error.what());
+  }
+}
+
+std::string Examples(const CommandText& text) {
+  std::string lines = "Examples:";
+  for (const std::string& line : Split(text.examples, '\n')) lines += "\n  " + line;
+  return lines;
+}
+
+CommandNode& ChildCalled(const std::string& name, std::vector<CommandNode>& nodes) {
+  return *std::find_if(nodes.begin(), nodes.end(), [&](const CommandNode& node) { return node.name == name; });
+}
+
+}  // namespace
+
+CommandLine::CommandLine()
+    : commands_(MakeCommands()),
+      tool_{"xemfit", "Material parameters from test curves",
+            Examples(commands_.front()->Text()) +
+                "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable."} {
+  for (const auto& command : commands_) Add(*command);
+}
+
+void CommandLine::Add(Command& command) {
+  const CommandText& text = command.Text();
+  std::vector<CommandNode>* siblings = &tool_.below;
+  if (!text.group.empty()) {
+    const auto isGroup = [&](const CommandNode& node) { return node.name == text.group; };
+    if (std::none_of(siblings->begin(), siblings->end(), isGroup)) {
+      siblings->push_back({text.group, AboutGroup(text.group), "Each command has its own --help."});
+    }
+    siblings = &ChildCalled(text.group, *siblings).below;
+  }
+  CommandNode& node = siblings->emplace_back(CommandNode{text.name, text.about, Examples(text), text.hidden});
+  node.command = &command;
+  command.Declare(node.options);
+}
+
+int CommandLine::Run(const std::vector<std::string>& arguments) const {
+  try {
+    const ParsedLine line = ParseLine(tool_, {arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end()});
+    if (line.answer) {
+      std::fwrite(line.answer->data(), 1, line.answer->size(), stdout);
+      return static_cast<int>(ExitCode::Fitted);
+    }
+    if (line.command) return RunAndExplain(*line.command, arguments);
+    return Tell(ExitCode::Usage, "name a command; see " + line.path + " --help");
+  } catch (const Failure& failure) {
+    return Tell(failure.Code(), failure.what());
+  }
+}
+
+const Options& CommandLine::Parse(const std::vector<std::string>& words) const {
+  const ParsedLine line = ParseLine(tool_, words);
+  if (line.answer) throw Failure(ExitCode::Usage, "--help and --version fit nothing");
+  for (const CommandNode& group : tool_.below) {
+    for (const CommandNode& node : group.below) {
+      if (node.command == line.command && line.command) return node.options;
+    }
+  }
+  throw Failure(ExitCode::Usage,
+                "it must begin with a command and its verb, such as " + commands_.front()->Text().Path());
+}
+
+}  // namespace Xem::Tool

@@ -1,0 +1,71 @@
+#include "input/published_cyclic.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "failure.h"
+#include "input/columns.h"
+#include "input/csv.h"
+#include "input/roles.h"
+#include "text.h"
+
+namespace Xem::Tool {
+namespace {
+
+/// A name on the command line, the bundled files that it stands for, and its legend.
+struct Entry {
+  std::string_view name;
+  std::string_view files;
+  std::string_view legend;
+};
+
+constexpr Entry kEntries[] = {
+    {"sand", "seed_idriss1970_sand", "Seed & Idriss 1970, sand"},
+    {"clay", "vucetic_dobry1991_pi30", "Vucetic & Dobry 1991, clay PI 30"},
+};
+
+CsvTable Bundled(const std::string& name) {
+  const auto& files = BundledCyclicFiles();
+  const auto found =
+      std::find_if(files.begin(), files.end(), [&](const BundledFile& file) { return file.name == name; });
+  if (found == files.end()) throw Failure(ExitCode::Other, fmt::format("the curve {} is not bundled", Quoted(name)));
+  return ParseCsv(found->text, name);
+}
+
+Fit::Curve Read(const CsvTable& table, const Role& ordinate) {
+  const ColumnChoice x = ChooseColumn(table, Roles::kShearStrain, std::nullopt);
+  const ColumnChoice y = ChooseColumn(table, ordinate, std::nullopt);
+  Fit::Curve curve;
+  for (const CsvRow& row : table.rows) {
+    curve.x.push_back(NumberAt(table, row, x.index) * x.scale);
+    curve.y.push_back(NumberAt(table, row, y.index) * y.scale);
+  }
+  return curve;
+}
+
+}  // namespace
+
+std::string PublishedCyclicNames() {
+  std::string names;
+  for (const Entry& entry : kEntries) {
+    names += fmt::format("{}{} ({})", names.empty() ? "" : ", ", entry.name, entry.legend);
+  }
+  return names;
+}
+
+PublishedCyclic PublishedCyclicCalled(const std::string& name) {
+  for (const Entry& entry : kEntries) {
+    if (!EqualIgnoringCase(name, entry.name) && !EqualIgnoringCase(name, entry.files)) continue;
+    const CsvTable stiffness = Bundled(std::string(entry.files) + "_stiffness");
+    const CsvTable damping = Bundled(std::string(entry.files) + "_damping");
+    const auto source = stiffness.metadata.find("source");
+    return {std::string(entry.name), std::string(entry.legend),
+            source == stiffness.metadata.end() ? "" : source->second, Read(stiffness, Roles::kStiffnessRatio),
+            Read(damping, Roles::kDamping)};
+  }
+  throw Failure(ExitCode::Usage, fmt::format("--overlay: there is no published curve {}; there are {}", Quoted(name),
+                                             PublishedCyclicNames()));
+}
+
+}  // namespace Xem::Tool

@@ -1,0 +1,56 @@
+#include "input/units.h"
+
+#include <algorithm>
+
+#include "text.h"
+
+namespace Xem::Tool {
+namespace {
+
+enum class Dimension { Ratio, Stress, Time, Length, Temperature, Angle };
+
+struct Unit {
+  const char* name;
+  Dimension dimension;
+  double factor;  ///< to the first unit of its dimension
+};
+
+// psi: 0.45359237 kg x 9.80665 m/s^2 on (0.0254 m)^2, exact by definition.
+constexpr double kPsi = 0.45359237 * 9.80665 / (0.0254 * 0.0254);
+
+constexpr Unit kUnits[] = {
+    {"-", Dimension::Ratio, 1.0},      {"percent", Dimension::Ratio, 0.01},    {"pct", Dimension::Ratio, 0.01},
+    {"%", Dimension::Ratio, 0.01},     {"permille", Dimension::Ratio, 1e-3},   {"microstrain", Dimension::Ratio, 1e-6},
+    {"Pa", Dimension::Stress, 1.0},    {"hPa", Dimension::Stress, 1e2},        {"kPa", Dimension::Stress, 1e3},
+    {"MPa", Dimension::Stress, 1e6},   {"GPa", Dimension::Stress, 1e9},        {"bar", Dimension::Stress, 1e5},
+    {"psi", Dimension::Stress, kPsi},  {"ksi", Dimension::Stress, 1e3 * kPsi}, {"N/mm2", Dimension::Stress, 1e6},
+    {"N/mm²", Dimension::Stress, 1e6}, {"ms", Dimension::Time, 1e-3},          {"s", Dimension::Time, 1.0},
+    {"min", Dimension::Time, 60.0},    {"h", Dimension::Time, 3600.0},         {"d", Dimension::Time, 86400.0},
+    {"um", Dimension::Length, 1e-6},   {"mm", Dimension::Length, 1e-3},        {"cm", Dimension::Length, 1e-2},
+    {"m", Dimension::Length, 1.0},     {"C", Dimension::Temperature, 1.0},     {"deg", Dimension::Angle, 1.0},
+};
+
+const Unit* Find(std::string_view text) {
+  const auto exact = std::find_if(std::begin(kUnits), std::end(kUnits), [&](const Unit& u) { return u.name == text; });
+  if (exact != std::end(kUnits)) return exact;
+  const auto similar = std::find_if(std::begin(kUnits), std::end(kUnits),
+                                    [&](const Unit& u) { return text.size() > 1 && EqualIgnoringCase(u.name, text); });
+  return similar != std::end(kUnits) ? similar : nullptr;
+}
+
+}  // namespace
+
+std::optional<std::string> KnownUnit(std::string_view text) {
+  const Unit* unit = Find(text);
+  return unit ? std::optional<std::string>(unit->name) : std::nullopt;
+}
+
+std::optional<double> ConversionFactor(std::string_view from, std::string_view to) {
+  if (from == to) return 1.0;
+  const Unit* source = Find(from);
+  const Unit* target = Find(to);
+  if (!source || !target || source->dimension != target->dimension) return std::nullopt;
+  return source->factor / target->factor;
+}
+
+}  // namespace Xem::Tool

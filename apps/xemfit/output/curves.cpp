@@ -1,0 +1,44 @@
+#include "output/curves.h"
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <vector>
+
+#include "output/csv_cell.h"
+#include "text.h"
+
+namespace Xem::Tool {
+namespace {
+
+std::string Cell(const std::vector<double>& values, std::size_t i) {
+  return i < values.size() ? CsvCell(values[i]) : "";
+}
+
+std::string AxisText(const Axis& axis) { return axis.label + (axis.unit.empty() ? "" : " in " + axis.unit); }
+
+}  // namespace
+
+std::string CurvesCsv(const std::string& command, const Report& report) {
+  std::string text = fmt::format("# command: {}\n# model: {}\n", command, ModelLabel(report.result));
+  if (!report.panels.empty()) {
+    text += fmt::format("# x: {}\n# measured: {}\n", Printable(AxisText(report.panels.front().x)),
+                        Printable(AxisText(report.panels.front().y)));
+  }
+  for (std::size_t i = 1; i < report.panels.size(); ++i) {
+    const Panel& panel = report.panels[i];
+    if (panel.curves.empty() || AxisText(panel.x) == AxisText(report.panels.front().x)) continue;
+    text += fmt::format("# x of {0}: {1}\n# measured and fitted of {0}: {2}\n", Printable(Join(panel.curves, ", ")),
+                        Printable(AxisText(panel.x)), Printable(AxisText(panel.y)));
+  }
+  text += "curve,x,measured,fitted\n";
+  for (const Fit::CurveResult& curve : report.result.curves) {
+    const std::string name = CsvCell(curve.name);
+    for (std::size_t i = 0; i < curve.x.size(); ++i) {
+      text += name + ',' + Cell(curve.x, i) + ',' + Cell(curve.measured, i) + ',' + Cell(curve.fitted, i) + '\n';
+    }
+  }
+  return text;
+}
+
+}  // namespace Xem::Tool

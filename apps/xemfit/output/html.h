@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "output/report.h"
+
+/// The few pieces of HTML that a page needs. Texts come in as they are and are escaped here.
+namespace Xem::Tool {
+
+/// For the inside of an element or of an attribute in double quotes. Bytes that are not UTF-8 are replaced.
+std::string Escaped(std::string_view text);
+/// For the inside of a script element; compact.
+std::string ScriptJson(const Json& value);
+
+/// Rows of cells with a heading, in a box that scrolls when it is wider than the page.
+class HtmlTable {
+ public:
+  enum class Kind { Text, Number };
+  struct Column {
+    std::string title;
+    Kind kind = Kind::Number;
+  };
+
+  explicit HtmlTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
+  void Add(const std::vector<std::string>& cells);
+  std::string Text() const;
+
+ private:
+  std::vector<Column> columns_;
+  std::string rows_;
+};
+
+}  // namespace Xem::Tool

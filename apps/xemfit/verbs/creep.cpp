@@ -1,0 +1,128 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "input/units.h"
+#include "numbers.h"
+#include "text.h"
+#include "verbs/verb.h"
+#include "verbs/verbs.h"
+#include "xem/fit/viscoelastic.h"
+
+namespace Xem::Tool {
+namespace {
+
+/// The file's name without folder and ending, with a number when another test has it already.
+std::string TestName(const std::string& path, const std::vector<Fit::CreepTest>& tests) {
+  const std::string stem = path == "-" ? "creep" : Printable(std::filesystem::path(path).stem().string());
+  std::string name = stem;
+  const auto taken = [&](const Fit::CreepTest& test) { return test.curve.name == name; };
+  for (int number = 2; std::any_of(tests.begin(), tests.end(), taken); ++number) {
+    name = fmt::format("{}_{}", stem, number);
+  }
+  return name;
+}
+
+class CreepFit final : public Verb {
+ public:
+  CreepFit()
+      : Verb({"creep",
+              "fit",
+              "Fit primary and secondary creep to tests at constant stress",
+              "xemfit creep fit --type both metal_creep_500MPa.csv --residual relative --plot fit.png\n"
+              "xemfit creep fit --stress 500 --hold C2=5,C6=8 metal_creep_500MPa.csv\n"
+              "xemfit creep fit --type primary --select primary_secondary=1 metal_creep_500MPa.csv --json fit.json",
+              {Roles::kTime, Roles::kCreepStrain, Roles::kStress}},
+             Shares::Fit) {}
+
+ private:
+  void DeclareOwn(Options& options) override {
+    options
+        .Texts("files", files_, "Creep tests: time, creep strain; stress from a comment line such as # stress_MPa: 500",
+               "FILE")
+        .Required();
+    options.Choice("--type", terms_, "Terms of the law: C1 s^C2 t^C4, C5 s^C6 t, or their sum",
+                   {{"primary", Fit::CreepTerms::Primary},
+                    {"secondary", Fit::CreepTerms::Secondary},
+                    {"both", Fit::CreepTerms::Both}});
+    options.Text("--stress", stresses_, "Stress of each file, separated by commas, instead of those in the files",
+                 "NUMBER,...");
+    options.Flag("--keep-tertiary", keepTertiary_, "Fit points of an accelerating last stage like the others");
+  }
+
+  Report Run() override {
+    std::vector<std::string> notes;
+    Fit::CreepData data = ReadTests(notes);
+    data.tertiary = keepTertiary_ ? Fit::Tertiary::Keep : Fit::Tertiary::Drop;
+    Report report;
+    report.result = Fit::FitCreep(data, terms_, FitOptions());
+    report.panels = {{"", {"time", data.timeUnit, false, true}, {"creep strain", "", false, false}, {}}};
+    report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
+    return report;
+  }
+
+  Fit::CreepData ReadTests(std::vector<std::string>& notes) {
+    const std::vector<double> stresses = GivenStresses();
+    Fit::CreepData data;
+    std::vector<MeasuredCurve> measured(files_.size());
+    std::vector<MeasuredCurve*> all;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+      data.tests.push_back({});
+      const std::string name = TestName(files_[i], data.tests);
+      measured[i] = ReadCurve(files_[i], name, Roles::kTime, Roles::kCreepStrain);
+      data.tests.back().curve.name = name;
+      data.tests.back().stress = stresses.empty() ? StressOf(measured[i], data.stressUnit) : stresses[i];
+      all.push_back(&measured[i]);
+    }
+    data.timeUnit = UseOneAbscissaUnit(all, notes);
+    for (std::size_t i = 0; i < files_.size(); ++i) data.tests[i].curve = std::move(measured[i].curve);
+    return data;
+  }
+
+  /// --stress, one number per file.
+  std::vector<double> GivenStresses() const {
+    std::vector<double> stresses;
+    if (stresses_.empty()) return stresses;
+    for (const std::string& part : Split(stresses_, ',')) {
+      const auto stress = ParseNumber(part);
+      if (!stress || !(*stress > 0.0)) {
+        throw Failure(ExitCode::Usage, fmt::format("--stress: {} is not a positive number", Quoted(part)));
+      }
+      stresses.push_back(*stress);
+    }
+    if (stresses.size() == files_.size()) return stresses;
+    throw Failure(ExitCode::Usage, fmt::format("--stress: {} values for {} files", stresses.size(), files_.size()));
+  }
+
+  /// The stress that the file names, in the unit of the first file that names one.
+  static double StressOf(const MeasuredCurve& measured, std::string& unit) {
+    const auto stress = MetadataQuantity(measured.table, Roles::kStress);
+    if (!stress) {
+      throw Failure(ExitCode::BadData, fmt::format("{}: the stress of the test is missing; add a line such as "
+                                                   "# stress_MPa: 500 or give --stress",
+                                                   measured.table.source));
+    }
+    if (unit.empty()) unit = stress->unit;
+    if (stress->unit.empty() || stress->unit == unit) return stress->value;
+    const auto factor = ConversionFactor(stress->unit, unit);
+    if (factor) return stress->value * *factor;
+    throw Failure(ExitCode::BadData, fmt::format("{}: stress in {} cannot be converted to {}; use one unit for all",
+                                                 measured.table.source, Quoted(stress->unit), Quoted(unit)));
+  }
+
+  std::vector<std::string> files_;
+  std::string stresses_;
+  Fit::CreepTerms terms_ = Fit::CreepTerms::Both;
+  bool keepTertiary_ = false;
+};
+
+}  // namespace
+
+void AddCreepVerbs(CommandList& commands) { commands.push_back(std::make_unique<CreepFit>()); }
+
+}  // namespace Xem::Tool

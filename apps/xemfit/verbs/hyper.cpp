@@ -1,0 +1,342 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "command/values.h"
+#include "numbers.h"
+#include "output/text_table.h"
+#include "text.h"
+#include "verbs/hyper_models.h"
+#include "verbs/verb.h"
+#include "verbs/verbs.h"
+
+namespace Xem::Tool {
+namespace {
+
+/// A deformation mode: its curve name, and how the command line asks for it.
+struct ModeInput {
+  const char* curve;
+  const char* option;
+  const char* about;
+  const Role* strain;
+  Fit::Curve Fit::HyperelasticData::*data;
+};
+
+constexpr std::array<ModeInput, 4> kModes{{
+    {"uniaxial", "--uniaxial", "Uniaxial test: nominal strain or stretch, nominal stress", &Roles::kStrain,
+     &Fit::HyperelasticData::uniaxial},
+    {"equibiaxial", "--equibiaxial", "Equibiaxial test", &Roles::kStrain, &Fit::HyperelasticData::equibiaxial},
+    {"pure_shear", "--pure-shear", "Pure shear (planar tension) test", &Roles::kStrain,
+     &Fit::HyperelasticData::pureShear},
+    {"simple_shear", "--simple-shear", "Simple shear test: shear strain, shear stress", &Roles::kShearStrain,
+     &Fit::HyperelasticData::simpleShear},
+}};
+
+constexpr const char* kVolumetric = "volumetric";
+
+class HyperFit final : public Verb {
+ public:
+  HyperFit()
+      : Verb({"hyper",
+              "fit",
+              "Fit hyperelastic models to test curves",
+              "xemfit hyper fit --model ogden:3 --uniaxial treloar1944_uniaxial.csv --equibiaxial "
+              "treloar1944_equibiaxial.csv --pure-shear treloar1944_pure_shear.csv --plot fit.png\n"
+              "xemfit hyper fit --model polynomial:1..3,ogden:1..2 --uniaxial silicone_uniaxial.csv --residual "
+              "relative\n"
+              "xemfit hyper fit --model ogden:2 --uniaxial silicone_uniaxial.csv --volumetric silicone_volumetric.csv\n"
+              "xemfit hyper fit --model polynomial:2 --uniaxial treloar1944_uniaxial.csv --hold C02=0 --json fit.json",
+              {Roles::kStrain, Roles::kStress, Roles::kShearStrain, Roles::kLateralStrain, Roles::kLinearStretch,
+               Roles::kPressure}},
+             Shares::FitAndStable) {}
+
+ private:
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("--model", models_, "NAME:TERMS, NAME:FROM..TO, or several separated by commas: these are compared",
+              "MODEL")
+        .Required();
+    for (std::size_t i = 0; i < kModes.size(); ++i) options.Text(kModes[i].option, files_[i], kModes[i].about, "FILE");
+    options.Text(
+        "--volumetric", volumetricFile_,
+        "Volumetric test, fitted alongside: linear stretch or volume ratio, pressure (positive in compression)",
+        "FILE");
+    options.Count("--volumetric-terms", volumetricTerms_, "Terms of the volumetric energy, 1 when left out", "NUMBER");
+    options.Number("--condition-limit", conditionLimit_, "Engine export: limit of the linear solve's condition number",
+                   0.0);
+  }
+
+  Report Run() override {
+    const std::vector<ModelChoice> choices = ParseHyperModels(models_);
+    std::vector<std::string> notes;
+    const Fit::HyperelasticData data = ReadData(UseLateralStrains(choices), notes);
+    Fit::Options options = FitOptions();
+    options.conditionLimit = conditionLimit_;
+
+    std::vector<Candidate> candidates;
+    for (const ModelChoice& choice : choices) {
+      const auto fit = HyperModelCalled(choice.name, "--model").fit;
+      candidates.push_back(
+          {choice.Label(), [&data, &options, fit, terms = choice.terms] { return fit(data, terms, options); }});
+    }
+    Report report = FitCandidates(candidates);
+    report.panels = Panels(report.result, data.stressUnit);
+    report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
+    return report;
+  }
+
+  static bool UseLateralStrains(const std::vector<ModelChoice>& choices) {
+    return std::any_of(choices.begin(), choices.end(), [](const ModelChoice& choice) {
+      return HyperModelCalled(choice.name, "--model").usesLateralStrains;
+    });
+  }
+
+  static std::vector<Panel> Panels(const Fit::Result& result, const std::string& unit) {
+    Panel stress{"stress", {"nominal strain", "", false, true}, {"nominal stress", unit, false, false}, {}};
+    Panel pressure{"volumetric", {"linear stretch", "", false, false}, {"pressure", unit, false, false}, {}};
+    for (const Fit::CurveResult& curve : result.curves) {
+      (curve.name == kVolumetric ? pressure : stress).curves.push_back(curve.name);
+    }
+    if (pressure.curves.empty()) return {stress};
+    return {stress, pressure};
+  }
+
+  Fit::HyperelasticData ReadData(bool lateral, std::vector<std::string>& notes) {
+    std::array<MeasuredCurve, kModes.size()> measured;
+    MeasuredCurve volumetric;
+    std::vector<MeasuredCurve*> all;
+    for (std::size_t i = 0; i < kModes.size(); ++i) {
+      if (!files_[i].empty()) {
+        measured[i] = ReadCurve(files_[i], kModes[i].curve, *kModes[i].strain, Roles::kStress,
+                                lateral ? &Roles::kLateralStrain : nullptr);
+      }
+      all.push_back(&measured[i]);
+    }
+    if (Inputs().empty()) {
+      throw Failure(ExitCode::Usage, "give a test curve: --uniaxial, --equibiaxial, --pure-shear or --simple-shear");
+    }
+    if (!volumetricFile_.empty()) {
+      volumetric = ReadCurve(volumetricFile_, kVolumetric, Roles::kLinearStretch, Roles::kPressure);
+      all.push_back(&volumetric);
+    }
+    Fit::HyperelasticData data;
+    data.volumetricTerms = volumetricTerms_;
+    data.stressUnit = UseOneOrdinateUnit(all, notes);
+    for (std::size_t i = 0; i < kModes.size(); ++i) data.*kModes[i].data = std::move(measured[i].curve);
+    data.volumetric = std::move(volumetric.curve);
+    return data;
+  }
+
+  std::string models_;
+  std::array<std::string, kModes.size()> files_;
+  std::string volumetricFile_;
+  int volumetricTerms_ = 1;
+  double conditionLimit_ = 0.0;
+};
+
+/// Strains nearer to -1 have stresses beyond any picture.
+constexpr double kLowestDrawn = -0.95;
+
+Panel StressPanel(const Fit::Result& result) {
+  const std::string unit = result.parameters.empty() ? "" : result.parameters.front().unit;
+  return {"", {"nominal strain", "", false, false}, {"nominal stress", unit, false, false}, {}};
+}
+
+class HyperStress final : public Verb {
+ public:
+  HyperStress()
+      : Verb({"hyper", "stress", "Evaluate a fitted hyperelastic model",
+              "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
+              "xemfit hyper stress --parameters fit.json --mode uniaxial,pure_shear --grid 0:2:5\n"
+              "xemfit hyper stress --parameters fit.json --grid 0:2:201 --curves stress.csv --quiet"},
+             Shares::Output) {}
+
+ private:
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input", "FILE")
+        .Required();
+    options.Text("--mode", modes_,
+                 "uniaxial, equibiaxial, pure_shear, simple_shear or several separated by commas; "
+                 "those of the fit when left out",
+                 "MODE");
+    options.Text("--grid", grid_, "Nominal strains, equally spaced", "FROM:TO:COUNT").Required();
+  }
+
+  Report Run() override {
+    const std::vector<double> strains = ParseGrid(grid_, "--grid");
+    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
+    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
+    const StoredValues values = ValuesOf(stored);
+
+    Report report;
+    report.fitted = false;
+    Fit::Result& result = report.result;
+    result.model = stored.model;
+    result.terms = stored.terms;
+    result.status = "evaluated";
+    result.parameters = stored.parameters;
+    for (const std::string& mode : Modes(stored)) {
+      RequireStrains(mode, strains.front());
+      Fit::CurveResult curve;
+      curve.name = mode;
+      curve.x = strains;
+      for (const double strain : strains)
+        curve.fitted.push_back(Stress(model, mode, stored.terms, values.model, strain));
+      result.curves.push_back(std::move(curve));
+    }
+    result.stability =
+        model.check(stored.terms, values.model, values.volumetric, Fit::kLowestStrain, Fit::kHighestStrain);
+    report.panels = {StressPanel(result)};
+    report.sections = {StressTable(result)};
+    return report;
+  }
+
+  std::vector<std::string> Modes(const StoredModel& stored) const {
+    std::vector<std::string> modes = modes_.empty() ? stored.curves : Split(modes_, ',');
+    if (modes_.empty()) modes.erase(std::remove(modes.begin(), modes.end(), kVolumetric), modes.end());
+    if (modes.empty()) throw Failure(ExitCode::Usage, "--mode: name a mode, such as uniaxial");
+    for (std::string& mode : modes) {
+      std::replace(mode.begin(), mode.end(), '-', '_');
+      const auto has = [&](const ModeInput& known) { return mode == known.curve; };
+      if (std::none_of(kModes.begin(), kModes.end(), has)) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--mode: {} is not uniaxial, equibiaxial, pure_shear or simple_shear", Quoted(mode)));
+      }
+      if (std::count(modes.begin(), modes.end(), mode) > 1) {
+        throw Failure(ExitCode::Usage, fmt::format("--mode: {} is given twice", Quoted(mode)));
+      }
+    }
+    return modes;
+  }
+
+  static void RequireStrains(const std::string& mode, double lowest) {
+    if (mode != "simple_shear" && lowest <= -1.0) {
+      throw Failure(ExitCode::Usage,
+                    fmt::format("--grid: strains in mode {} must be above -1, not {}", mode, Shortly(lowest)));
+    }
+  }
+
+  static double Stress(const HyperModel& model, const std::string& mode, int terms, const std::vector<double>& values,
+                       double strain) {
+    const double stress = model.stress(mode, terms, values, strain);
+    if (std::isfinite(stress)) return stress;
+    throw Failure(ExitCode::Other, fmt::format("the stress in mode {} at strain {} is beyond the range of numbers",
+                                               mode, Shortly(strain)));
+  }
+
+  static std::string StressTable(const Fit::Result& result) {
+    std::vector<TextTable::Column> columns{{"strain"}};
+    for (const Fit::CurveResult& curve : result.curves) columns.push_back({curve.name});
+    TextTable table(columns);
+    for (std::size_t i = 0; i < result.curves.front().x.size(); ++i) {
+      std::vector<std::string> cells{Shortly(result.curves.front().x[i])};
+      for (const Fit::CurveResult& curve : result.curves) cells.push_back(Shortly(curve.fitted[i]));
+      table.Add(std::move(cells));
+    }
+    return table.Text();
+  }
+
+  std::string parameters_;
+  std::string modes_;
+  std::string grid_;
+};
+
+class HyperCheck final : public Verb {
+ public:
+  HyperCheck()
+      : Verb({"hyper", "check", "Report where a hyperelastic model loses stability",
+              "xemfit hyper fit --model ogden:2 --uniaxial treloar1944_uniaxial.csv --json fit.json --quiet\n"
+              "xemfit hyper check --parameters fit.json\n"
+              "xemfit hyper check --model ogden --parameters fit.json --range -0.5:9 --plot stable.png"},
+             Shares::OutputAndStable) {}
+
+ private:
+  void DeclareOwn(Options& options) override {
+    options
+        .Text("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input", "FILE")
+        .Required();
+    options.Text("--model", model_, "What the model must be, such as ogden", "NAME");
+    options.Text("--range", range_, "Nominal strains between which to check; the widest range when left out",
+                 "FROM:TO");
+  }
+
+  Report Run() override {
+    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
+    if (!model_.empty() && model_ != stored.model) {
+      throw Failure(ExitCode::Usage, fmt::format("--model: {} holds a model {}, not {}", SourceName(parameters_),
+                                                 Quoted(stored.model), Quoted(model_)));
+    }
+    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
+    const StoredValues values = ValuesOf(stored);
+    const auto [lower, upper] = Range();
+
+    Report report;
+    report.fitted = false;
+    Fit::Result& result = report.result;
+    result.model = stored.model;
+    result.terms = stored.terms;
+    result.parameters = stored.parameters;
+    result.stability = model.check(stored.terms, values.model, values.volumetric, lower, upper);
+    result.status = result.stability->Stable() ? "stable" : "unstable";
+    const std::string where = range_.empty()
+                                  ? std::string()
+                                  : fmt::format(" between nominal strains {} and {}", Shortly(lower), Shortly(upper));
+    report.sections = {fmt::format("{}: {}{}\n\n{}", ModelLabel(result), result.status, where, result.stability->text)};
+    AddCurves(model, values.model, report);
+    return report;
+  }
+
+  /// The modes that were scanned, as far as the range goes; without one, where most rubber is used.
+  void AddCurves(const HyperModel& model, const std::vector<double>& values, Report& report) const {
+    constexpr int kSteps = 200;
+    const auto [lower, upper] = range_.empty() ? std::pair(-0.5, 3.0) : Range();
+    const double from = std::max(lower, kLowestDrawn);
+    Fit::Result& result = report.result;
+    for (const char* mode : {"uniaxial", "equibiaxial", "pure_shear"}) {
+      Fit::CurveResult curve;
+      curve.name = mode;
+      for (int i = 0; i <= kSteps; ++i) {
+        const double strain = from + (upper - from) * i / kSteps;
+        const double stress = model.stress(mode, result.terms, values, strain);
+        if (!std::isfinite(stress)) continue;
+        curve.x.push_back(strain);
+        curve.fitted.push_back(stress);
+      }
+      result.curves.push_back(std::move(curve));
+    }
+    report.panels = {StressPanel(result)};
+  }
+
+  std::pair<double, double> Range() const {
+    if (range_.empty()) return {Fit::kLowestStrain, Fit::kHighestStrain};
+    const std::vector<std::string> ends = Split(range_, ':');
+    const auto lower = ParseNumber(ends.front());
+    const auto upper = ParseNumber(ends.back());
+    if (ends.size() != 2 || !lower || !upper || !(*lower <= 0.0) || !(*upper >= 0.0)) {
+      throw Failure(ExitCode::Usage,
+                    fmt::format("--range: {} is not FROM:TO with strains around 0, such as -0.5:9", Quoted(range_)));
+    }
+    return {*lower, *upper};
+  }
+
+  std::string parameters_;
+  std::string model_;
+  std::string range_;
+};
+
+}  // namespace
+
+void AddHyperVerbs(CommandList& commands) {
+  commands.push_back(std::make_unique<HyperFit>());
+  commands.push_back(std::make_unique<HyperStress>());
+  commands.push_back(std::make_unique<HyperCheck>());
+}
+
+}  // namespace Xem::Tool

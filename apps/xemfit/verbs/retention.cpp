@@ -1,0 +1,208 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "command/values.h"
+#include "text.h"
+#include "verbs/compare.h"
+#include "verbs/verb.h"
+#include "verbs/verbs.h"
+#include "xem/fit/soil.h"
+
+namespace Xem::Tool {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+/// The spelling in `known` of a name that may differ in case.
+std::optional<std::string> Spelling(const std::vector<std::string>& known, const std::string& name) {
+  auto found = std::find(known.begin(), known.end(), name);
+  if (found == known.end()) {
+    found =
+        std::find_if(known.begin(), known.end(), [&](const std::string& one) { return EqualIgnoringCase(one, name); });
+  }
+  return found == known.end() ? std::nullopt : std::optional(*found);
+}
+
+class RetentionFit final : public Verb {
+ public:
+  RetentionFit()
+      : Verb(
+            {"retention",
+             "fit",
+             "Fit water retention of unsaturated soil",
+             "xemfit retention fit --model van-genuchten unsoda_retention.csv --select soil=4521 --plot fit.png\n"
+             "xemfit retention fit --model all unsoda_retention.csv --grading unsoda_grain_size.csv --select soil=4670 "
+             "--porosity 0.463\n"
+             "xemfit retention fit --grading unsoda_grain_size.csv --select soil=4670 --porosity 0.463 --grid "
+             "1:1500:100 "
+             "--curves curve.csv",
+             {Roles::kSuction, Roles::kWaterContent, Roles::kSaturation, Roles::kDiameter, Roles::kPassing,
+              Roles::kPorosity, Roles::kParticleDensity}},
+            Shares::Fit) {}
+
+ private:
+  void DeclareOwn(Options& options) override {
+    options.Text("retention", retention_, "Measured curve: suction in kPa, cm, m, pF, ... and theta or saturation",
+                 "FILE");
+    options
+        .Text("--model", models_,
+              "One of " + Join(Fit::RetentionModels(), ", ") +
+                  ", several separated by commas, or all: these are compared",
+              "MODEL")
+        .ShowDefault();
+    options.Text("--grading", grading_, "Grading: diameter in mm or um, passing as fraction or percent", "FILE");
+    options.Choice<std::optional<Fit::RetentionPoints>>("--points", points_,
+                                                        "What is fitted; measured points when there is a curve",
+                                                        {{"measured", Fit::RetentionPoints::Measured},
+                                                         {"grading", Fit::RetentionPoints::Grading},
+                                                         {"both", Fit::RetentionPoints::Both}});
+    options.Number("--porosity", porosity_, "Between 0 and 1, for the grading and for saturations", 0.0);
+    options.Number("--particle-density", particleDensity_, "In Mg/m3, for the grading; 2.65 when left out", 0.0);
+    options.Number("--exponent", exponent_, "Of Arya and Paris, for the grading; 1.38 when left out", 0.0);
+    options.Text("--grid", grid_, "Adds the fitted curve at suctions equally spaced in their logarithm",
+                 "FROM:TO:COUNT");
+  }
+
+  Report Run() override {
+    const std::vector<double> grid = Grid();
+    const std::vector<ModelChoice> choices = Models();
+    std::vector<std::string> notes;
+    const Fit::RetentionData data = ReadData(notes);
+    const Fit::Options options = FitOptions();
+
+    std::vector<Candidate> candidates;
+    for (const ModelChoice& choice : choices) {
+      candidates.push_back(
+          {choice.Label(), [&data, &options, name = choice.name] { return Fit::FitRetention(data, name, options); }});
+    }
+    Report report = FitCandidates(candidates);
+    const std::string unit = data.suctionUnit == "pF" ? "cm" : data.suctionUnit;
+    report.panels = {{"", {"suction", unit, true, false}, {"water content", "m³/m³", false, true}, {}}};
+    report.panels.front().oneLine = true;
+    for (const Fit::CurveResult& curve : report.result.curves) report.panels.front().curves.push_back(curve.name);
+    AddGrid(grid, report.result);
+    if (!Output().plot.empty() && std::count(data.retention.x.begin(), data.retention.x.end(), 0.0) > 0 &&
+        data.suctionUnit != "pF") {
+      notes.push_back("points at suction 0 have no place on the logarithmic axis of the plot");
+    }
+    report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
+    return report;
+  }
+
+  std::vector<ModelChoice> Models() const {
+    std::vector<ModelChoice> choices;
+    if (models_ == "all") {
+      for (const std::string& name : Fit::RetentionModels()) choices.push_back({name, 0});
+      return choices;
+    }
+    const std::vector<std::string> names = Fit::RetentionModels();
+    std::vector<ModelName> known;
+    for (const std::string& name : names) known.push_back({name, 0, 0});
+    return ParseModels(models_, known);
+  }
+
+  std::vector<double> Grid() const {
+    if (grid_.empty()) return {};
+    std::vector<double> grid = ParseGrid(grid_, "--grid");
+    if (!(std::min(grid.front(), grid.back()) > 0.0)) {
+      throw Failure(ExitCode::Usage, "--grid: suctions must be positive");
+    }
+    // Through powers of ten, so that decades come out as such.
+    const double from = std::log10(grid.front());
+    const double step = (std::log10(grid.back()) - from) / std::max(1.0, static_cast<double>(grid.size()) - 1.0);
+    for (std::size_t i = 1; i + 1 < grid.size(); ++i) grid[i] = std::pow(10.0, from + static_cast<double>(i) * step);
+    return grid;
+  }
+
+  static void AddGrid(const std::vector<double>& grid, Fit::Result& result) {
+    if (grid.empty()) return;
+    Fit::CurveResult curve;
+    curve.name = "grid";
+    curve.x = grid;
+    curve.measures.r2 = curve.measures.rmse = curve.measures.sse = kNaN;
+    for (const double suction : grid) curve.fitted.push_back(result.evaluate("retention", suction));
+    result.curves.push_back(std::move(curve));
+  }
+
+  Fit::RetentionData ReadData(std::vector<std::string>& notes) {
+    if (retention_.empty() && grading_.empty()) {
+      throw Failure(ExitCode::Usage, "give a retention curve, or a grading by --grading");
+    }
+    Fit::RetentionData data;
+    data.porosity = porosity_;
+    if (!std::isnan(particleDensity_)) data.particleDensity = particleDensity_;
+    data.exponent = exponent_;
+    if (!retention_.empty()) ReadRetention(data, notes);
+    if (!grading_.empty()) ReadGrading(data, notes);
+    data.points = points_.value_or(retention_.empty() ? Fit::RetentionPoints::Grading : Fit::RetentionPoints::Measured);
+    return data;
+  }
+
+  void ReadRetention(Fit::RetentionData& data, std::vector<std::string>& notes) {
+    CsvTable table = ReadTable(retention_);
+    const bool named = WantedColumn(Roles::kSaturation, 0).has_value();
+    const bool theta = WantedColumn(Roles::kWaterContent, 'y').has_value() || HasColumn(table, Roles::kWaterContent);
+    const bool saturation = named || (!theta && HasColumn(table, Roles::kSaturation));
+    MeasuredCurve read = CurveFrom(std::move(table), "retention", Roles::kSuction,
+                                   saturation ? Roles::kSaturation : Roles::kWaterContent);
+    if (saturation) data.water = Fit::WaterMeasure::Saturation;
+    data.suctionUnit = KnownUnitOr("kPa", Fit::SuctionUnits(), "suction", read, notes);
+    if (!read.yUnit.empty() && read.yUnit != "m3/m3" && read.yUnit != "cm3/cm3") {
+      throw Failure(ExitCode::BadData, fmt::format("{}: water contents in {} are not volumetric; give m3/m3 or percent",
+                                                   read.table.source, Quoted(read.yUnit)));
+    }
+    UseMetadata(read.table, data);
+    data.retention = std::move(read.curve);
+  }
+
+  void ReadGrading(Fit::RetentionData& data, std::vector<std::string>& notes) {
+    MeasuredCurve read = ReadCurve(grading_, "grading", Roles::kDiameter, Roles::kPassing);
+    data.diameterUnit = KnownUnitOr("mm", {"mm", "um", "cm", "m"}, "diameter", read, notes);
+    UseMetadata(read.table, data);
+    data.grading = std::move(read.curve);
+  }
+
+  /// The unit of the abscissae; `usual` when their column names none.
+  static std::string KnownUnitOr(const std::string& usual, const std::vector<std::string>& known, const char* what,
+                                 const MeasuredCurve& read, std::vector<std::string>& notes) {
+    if (read.xUnit.empty()) {
+      notes.push_back(fmt::format("curve {}: its {} column names no unit; taken as {}", read.curve.name, what, usual));
+      return usual;
+    }
+    const auto spelling = Spelling(known, read.xUnit);
+    if (spelling) return *spelling;
+    throw Failure(ExitCode::BadData, fmt::format("{}: {} in {} is not known; the units are {}", read.table.source, what,
+                                                 Quoted(read.xUnit), Join(known, ", ")));
+  }
+
+  /// `# porosity: 0.45` and `# particle_density: 2.7` of a file, unless the command line says otherwise.
+  void UseMetadata(const CsvTable& table, Fit::RetentionData& data) const {
+    const auto porosity = MetadataQuantity(table, Roles::kPorosity);
+    const auto density = MetadataQuantity(table, Roles::kParticleDensity);
+    if (porosity && std::isnan(porosity_)) data.porosity = porosity->value;
+    if (density && std::isnan(particleDensity_)) data.particleDensity = density->value;
+  }
+
+  std::string retention_;
+  std::string models_ = "van-genuchten";
+  std::string grading_;
+  std::optional<Fit::RetentionPoints> points_;
+  double porosity_ = kNaN;
+  double particleDensity_ = kNaN;
+  double exponent_ = 1.38;
+  std::string grid_;
+};
+
+}  // namespace
+
+void AddRetentionVerbs(CommandList& commands) { commands.push_back(std::make_unique<RetentionFit>()); }
+
+}  // namespace Xem::Tool

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "command/options.h"
+#include "output/output_options.h"
+#include "xem/fit/result.h"
+
+/// Options that verbs share. A verb says which groups it understands.
+namespace Xem::Tool {
+
+struct InputOptions {
+  std::map<std::string, std::string> columns;    ///< role, x or y -> column name
+  std::map<std::string, std::string> selection;  ///< column -> value
+};
+
+struct FitOptions {
+  Fit::Options fit;
+  std::map<std::string, double> weights;  ///< by curve
+};
+
+void DeclareInput(Options& options, InputOptions& input);
+void DeclareFit(Options& options, FitOptions& fit);
+void DeclareStable(Options& options, bool& requireStable);
+void DeclareOutput(Options& options, OutputOptions& output);
+
+}  // namespace Xem::Tool

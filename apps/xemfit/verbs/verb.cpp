@@ -1,0 +1,180 @@
+#include "verbs/verb.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "input/several_tests.h"
+#include "input/units.h"
+#include "output/output.h"
+#include "text.h"
+
+namespace Xem::Tool {
+namespace {
+
+/// Ordinates or abscissae of a curve, whichever are being brought to one unit.
+struct Side {
+  const char* name;
+  std::string MeasuredCurve::*unit;
+  std::vector<double> Fit::Curve::*values;
+};
+
+std::string UseOneUnit(const std::vector<MeasuredCurve*>& curves, const Side& side, std::vector<std::string>& notes) {
+  std::string unit;
+  std::string first;
+  for (const MeasuredCurve* measured : curves) {
+    if (measured->curve.Empty() || !unit.empty()) continue;
+    unit = measured->*side.unit;
+    first = measured->curve.name;
+  }
+  if (unit.empty()) return unit;
+  for (MeasuredCurve* measured : curves) {
+    if (measured->curve.Empty() || measured->*side.unit == unit) continue;
+    const std::string own = std::exchange(measured->*side.unit, unit);
+    if (own.empty()) {
+      notes.push_back(
+          fmt::format("curve {}: its {} column names no unit; taken as {}", measured->curve.name, side.name, unit));
+      continue;
+    }
+    const auto factor = ConversionFactor(own, unit);
+    if (!factor) {
+      throw Failure(ExitCode::BadData,
+                    fmt::format("{}: {} in {} cannot be converted to {}, the unit of curve {}; use one unit for all",
+                                measured->table.source, side.name, Quoted(own), Quoted(unit), first));
+    }
+    for (double& value : measured->curve.*side.values) value *= *factor;
+    notes.push_back(fmt::format("curve {}: {} converted from {} to {}", measured->curve.name, side.name, own, unit));
+  }
+  return unit;
+}
+
+}  // namespace
+
+void Verb::Declare(Options& options) {
+  DeclareOwn(options);
+  if (shares_ == Shares::Fit || shares_ == Shares::FitAndStable) DeclareFit(options, fit_);
+  if (shares_ == Shares::FitAndStable || shares_ == Shares::OutputAndStable) DeclareStable(options, requireStable_);
+  if (shares_ != Shares::Output && shares_ != Shares::OutputAndStable) DeclareInput(options, input_);
+  DeclareOutput(options, output_);
+}
+
+ExitCode Verb::Execute(const std::vector<std::string>& arguments) {
+  CheckOutputs(output_, {});
+  Report report = Run();
+  auto& notes = report.result.notes;
+  notes.insert(notes.begin(), readingNotes_.begin(), readingNotes_.end());
+  RefuseUnusedColumns();
+  CheckOutputs(output_, inputs_);
+  const Fit::Result& result = report.result;
+  if (requireStable_ && !result.stability) {
+    throw Failure(ExitCode::Other, "--require-stable: model " + ModelLabel(result) + " has no stability report");
+  }
+  WriteOutputs({Text().Path(), arguments}, report, output_);
+  if (report.fitted && !result.converged)
+    throw Failure(ExitCode::NotConverged,
+                  "the fit did not converge: " + result.status + "; fewer terms, held values or another test may help");
+  if (requireStable_ && !result.stability->Stable()) {
+    throw Failure(ExitCode::Unstable, "model " + ModelLabel(result) + " is not stable at all strains");
+  }
+  return ExitCode::Fitted;
+}
+
+std::string Verb::SourcesOf(std::string_view message) const {
+  std::vector<std::string> named;
+  for (const auto& [curve, file] : sources_) {
+    if (message.find("curve " + curve) != std::string_view::npos) named.push_back(curve + " is from " + file);
+  }
+  return named.empty() ? "" : " (" + Join(named, ", ") + ")";
+}
+
+Fit::Options Verb::FitOptions() const {
+  for (const auto& [curve, weight] : fit_.weights) {
+    const auto has = [&name = curve](const auto& source) { return source.first == name; };
+    if (std::any_of(sources_.begin(), sources_.end(), has)) continue;
+    std::vector<std::string> names;
+    for (const auto& source : sources_) names.push_back(source.first);
+    throw Failure(ExitCode::Usage,
+                  fmt::format("--weight: there is no curve {}; the curves are {}", Quoted(curve), Join(names, ", ")));
+  }
+  return fit_.fit;
+}
+
+std::string Verb::ReadText(const std::string& path) {
+  if (path == "-" && std::find(inputs_.begin(), inputs_.end(), "-") != inputs_.end()) {
+    throw Failure(ExitCode::Usage, "standard input (-) can be read only once; give the other curves as files");
+  }
+  inputs_.push_back(path);
+  return ReadInput(path);
+}
+
+CsvTable Verb::ReadTable(const std::string& path) { return ReadTable(path, input_.selection); }
+
+CsvTable Verb::ReadTable(const std::string& path, const std::map<std::string, std::string>& selection) {
+  CsvTable table = ParseCsv(ReadText(path), SourceName(path));
+  SelectRows(table, selection);
+  return table;
+}
+
+std::optional<std::string> Verb::WantedColumn(const Role& role, char axis) {
+  roles_.emplace(role.name);
+  if (axis != 0) roles_.emplace(1, axis);
+  const auto byRole = input_.columns.find(std::string(role.name));
+  if (byRole != input_.columns.end()) return byRole->second;
+  const auto byAxis = input_.columns.find(std::string(1, axis));
+  return byAxis != input_.columns.end() ? std::optional(byAxis->second) : std::nullopt;
+}
+
+void Verb::RefuseUnusedColumns() const {
+  for (const auto& [key, column] : input_.columns) {
+    if (roles_.count(key) > 0) continue;
+    throw Failure(ExitCode::Usage, fmt::format("--column: there is no role {}; the roles are {}", Quoted(key),
+                                               Join(std::vector<std::string>(roles_.begin(), roles_.end()), ", ")));
+  }
+}
+
+MeasuredCurve Verb::ReadCurve(const std::string& path, const std::string& curveName, const Role& x, const Role& y,
+                              const Role* lateral) {
+  return CurveFrom(ReadTable(path), curveName, x, y, lateral);
+}
+
+MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const Role& x, const Role& y,
+                              const Role* lateral) {
+  MeasuredCurve measured;
+  measured.table = std::move(read);
+  const CsvTable& table = measured.table;
+  const ColumnChoice xColumn = ChooseColumn(table, x, WantedColumn(x, 'x'));
+  const ColumnChoice yColumn = ChooseColumn(table, y, WantedColumn(y, 'y'));
+  const auto lateralColumn = lateral ? FindColumn(table, *lateral, WantedColumn(*lateral, 0)) : std::nullopt;
+  const auto number = [&](const CsvRow& row, const ColumnChoice& column) {
+    return column.Quantity(NumberAt(table, row, column.index));
+  };
+
+  Fit::Curve& curve = measured.curve;
+  curve.name = curveName;
+  const auto weight = fit_.weights.find(curveName);
+  if (weight != fit_.weights.end()) curve.weight = weight->second;
+  for (const CsvRow& row : table.rows) {
+    curve.x.push_back(number(row, xColumn));
+    curve.y.push_back(number(row, yColumn));
+    if (lateralColumn) curve.lateral.push_back(number(row, *lateralColumn));
+    curve.rows.push_back(row.line);
+  }
+  measured.xUnit = xColumn.unit;
+  measured.yUnit = yColumn.unit;
+  measured.xName = xColumn.accepted;
+  measured.yName = yColumn.accepted;
+  sources_.emplace_back(curveName, table.source);
+  if (const auto several = SeveralTests(table, curve.x)) readingNotes_.push_back(*several);
+  return measured;
+}
+
+std::string UseOneOrdinateUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes) {
+  return UseOneUnit(curves, {"ordinate", &MeasuredCurve::yUnit, &Fit::Curve::y}, notes);
+}
+
+std::string UseOneAbscissaUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes) {
+  return UseOneUnit(curves, {"abscissa", &MeasuredCurve::xUnit, &Fit::Curve::x}, notes);
+}
+
+}  // namespace Xem::Tool
