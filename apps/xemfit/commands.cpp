@@ -28,6 +28,8 @@ CommandList MakeCommands() {
   AddRetentionVerbs(commands);
 
   // what stands by itself
+  commands.push_back(MakeEvalCommand());
+  commands.push_back(MakeModelsCommand());
   commands.push_back(MakeBatchCommand());
   commands.push_back(MakeDataCommand());
   commands.push_back(MakeInternalCommand());

@@ -8,6 +8,8 @@
 namespace Xem::Tool {
 
 std::unique_ptr<Command> MakeDataCommand();
+std::unique_ptr<Command> MakeEvalCommand();
+std::unique_ptr<Command> MakeModelsCommand();
 std::unique_ptr<Command> MakeInternalCommand();
 
 }  // namespace Xem::Tool

@@ -23,14 +23,15 @@ std::vector<std::string> Split(const std::string& text, char separator) {
 
 bool IsSeries(const ModelInfo& info) { return info.mostTerms > 0; }
 
-std::string NamesOf(const std::string& family) {
-  std::string names;
-  for (const ModelInfo& info : Models()) {
-    if (info.family != family) continue;
-    names += (names.empty() ? "" : ", ") + info.name;
-    if (IsSeries(info)) names += info.usualTerms > 0 ? "[:N]" : ":N";
-  }
-  return names;
+bool Belongs(const ModelInfo& info, const std::string& family, const std::string& curve) {
+  const auto explains = [&](const CurveInfo& one) { return one.name == curve; };
+  return info.family == family && (curve.empty() || std::any_of(info.curves.begin(), info.curves.end(), explains));
+}
+
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
 }
 
 /// A count without sign or blanks; -1 for anything else.
@@ -142,22 +143,33 @@ std::string ModelChoice::Label() const {
   return name + ":" + (word ? info->variants[static_cast<std::size_t>(terms) - 1] : std::to_string(terms));
 }
 
-std::vector<ModelChoice> ChooseModels(const std::string& text, const std::string& family) {
+std::vector<std::string> ModelNames(const std::string& family, const std::string& curve) {
+  std::vector<std::string> names;
+  for (const ModelInfo& info : Models()) {
+    if (!Belongs(info, family, curve)) continue;
+    names.push_back(info.name);
+    if (IsSeries(info)) names.back() += info.usualTerms > 0 ? "[:N]" : ":N";
+  }
+  return names;
+}
+
+std::vector<ModelChoice> ChooseModels(const std::string& text, const std::string& family, const std::string& curve) {
   std::vector<ModelChoice> choices;
   if (text == "all") {
     for (const ModelInfo& info : Models()) {
       const bool whole = info.variants.empty() && (!IsSeries(info) || info.usualTerms > 0);
-      if (info.family == family && whole) choices.push_back({info.name, info.usualTerms});
+      if (Belongs(info, family, curve) && whole) choices.push_back({info.name, info.usualTerms});
     }
     return choices;
   }
   for (const std::string& part : Split(text, ',')) {
     const auto colon = part.find(':');
     const bool hasColon = colon != std::string::npos;
-    const ModelInfo* info = FindModel(Trimmed(part.substr(0, colon)));
-    if (info == nullptr || info->family != family) {
+    const std::string name = Trimmed(part.substr(0, colon));
+    const ModelInfo* info = FindModel(name);
+    if (info == nullptr || !Belongs(*info, family, curve)) {
       throw Error(ErrorKind::BadInput,
-                  "there is no model " + Trimmed(part.substr(0, colon)) + "; the models are " + NamesOf(family));
+                  "there is no model \"" + name + "\"; the models are " + Joined(ModelNames(family, curve)));
     }
     AddChoices(*info, hasColon, hasColon ? Trimmed(part.substr(colon + 1)) : "", choices);
   }

@@ -1,5 +1,6 @@
 #include "xem/fit/json.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <initializer_list>
@@ -304,15 +305,32 @@ Options ReadOptions(const Json& document) {
   return options;
 }
 
-/// Of a model of the catalogue, or one that says what is wrong.
+/// Straight between the fitted points of a curve; nothing beyond them.
+double Interpolate(const std::vector<double>& x, const std::vector<double>& y, double at) {
+  for (std::size_t i = 0; i + 1 < std::min(x.size(), y.size()); ++i) {
+    if (!((at - x[i]) * (at - x[i + 1]) <= 0.0)) continue;
+    return x[i] == x[i + 1] ? y[i] : y[i] + (y[i + 1] - y[i]) / (x[i + 1] - x[i]) * (at - x[i]);
+  }
+  return kNaN;
+}
+
+/// Of a model of the catalogue; other curves, such as limits of forming, are what was stored of them. Says what is
+/// wrong when it is asked.
 Evaluator MakeStoredEvaluator(const Result& result) {
+  Evaluator law;
   try {
     const Model& model = ModelCalled(result.model);
-    if (model.restore != nullptr) return model.restore(result);
-    throw Error(ErrorKind::BadInput, "model " + result.model + " has no curve to evaluate");
+    if (model.restore != nullptr) law = model.restore(result);
   } catch (const Error& error) {
-    return [error](const std::string&, double) -> double { throw error; };
+    law = [error](const std::string&, double) -> double { throw error; };
   }
+  return [law, curves = result.curves](const std::string& name, double x) {
+    if (law) return law(name, x);
+    for (const CurveResult& curve : curves) {
+      if (curve.name == name) return Interpolate(curve.x, curve.fitted, x);
+    }
+    throw Error(ErrorKind::BadInput, "there is no curve " + name);
+  };
 }
 
 }  // namespace

@@ -81,8 +81,8 @@ Outcome Read(int exitCode, std::string message, const Json& result) {
     }
   }
   if (result.contains("derived")) {
-    for (const auto& [name, value] : result["derived"].items()) {
-      if (value.is_number()) outcome.derived.emplace_back(name, value.get<double>());
+    for (const Json& one : result["derived"]) {
+      outcome.derived.push_back({TextIn(one, "name"), TextIn(one, "unit"), NumberIn(one, "value"), Outcome::kNone});
     }
   }
   return outcome;

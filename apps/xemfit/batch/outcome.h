@@ -3,7 +3,6 @@
 #include <limits>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "batch/recipe.h"
@@ -23,7 +22,7 @@ struct Outcome {
   std::string model;    ///< "ogden:2"
   double points = kNone, dropped = kNone, sse = kNone, rmse = kNone, r2 = kNone, aicc = kNone;
   std::vector<Parameter> parameters{};
-  std::vector<std::pair<std::string, double>> derived{};
+  std::vector<Parameter> derived{};  ///< without standard errors
 
   bool Fitted() const { return exitCode == 0; }
   /// "fitted", "bad data", "not converged" ...

@@ -78,21 +78,23 @@ void Summary::Add(const std::string& specimen, const Outcome& outcome) {
     }
   }
   for (std::size_t i = 0; i < measures_.size(); ++i) Set(measures_[i], outcome.*kMeasures[i].value);
-  for (const Outcome::Parameter& parameter : outcome.parameters) AddParameter(parameter);
-  for (const auto& [name, value] : outcome.derived) {
-    SummaryColumn& column = ColumnCalled(name, "");
-    column.hasStatistics = true;
-    Set(column, value);
+  for (const Outcome::Parameter& parameter : outcome.parameters) {
+    SummaryColumn& value = AddQuantity(parameter);
+    value.isParameter = true;
+    const double factor = ConversionFactor(parameter.unit, value.unit).value_or(1.0);
+    Set(ColumnCalled(parameter.name + kStandardError, value.unit), parameter.standardError * factor);
   }
+  for (const Outcome::Parameter& quantity : outcome.derived) AddQuantity(quantity);
 }
 
-void Summary::AddParameter(const Outcome::Parameter& parameter) {
-  SummaryColumn& value = ColumnCalled(parameter.name, parameter.unit);
-  value.hasStatistics = value.isParameter = true;
-  const auto factor = ConversionFactor(parameter.unit, value.unit);
-  if (!factor) value.mixedUnits = true;
-  Set(value, parameter.value * factor.value_or(1.0));
-  Set(ColumnCalled(parameter.name + kStandardError, value.unit), parameter.standardError * factor.value_or(1.0));
+/// In the unit of the first specimen that has it; there is no mean of units that cannot be converted.
+SummaryColumn& Summary::AddQuantity(const Outcome::Parameter& quantity) {
+  SummaryColumn& column = ColumnCalled(quantity.name, quantity.unit);
+  column.hasStatistics = true;
+  const auto factor = ConversionFactor(quantity.unit, column.unit);
+  if (!factor) column.mixedUnits = true;
+  Set(column, quantity.value * factor.value_or(1.0));
+  return column;
 }
 
 SummaryColumn& Summary::ColumnCalled(const std::string& name, const std::string& unit) {

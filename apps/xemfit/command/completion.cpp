@@ -17,13 +17,19 @@ std::vector<const CommandNode*> Visible(const CommandNode& node) {
   return visible;
 }
 
+/// What the value must be or may be.
+std::vector<std::string> Offered(const Option& option) {
+  const auto words = option.Words();
+  return words.empty() ? option.suggestions : words;
+}
+
 std::string BashCase(const CommandNode& node, const std::string& path) {
   std::string words;
   for (const CommandNode* sub : Visible(node)) words += sub->name + ' ';
   std::string values;
   for (const Option& option : node.options.All()) {
     for (const std::string& name : option.Names()) words += name + ' ';
-    const auto fixed = option.Words();
+    const auto fixed = Offered(option);
     if (fixed.empty()) continue;
     values += fmt::format("        {}) values=\"{}\" ;;\n", Join(option.Names(), "|"), Join(fixed, " "));
   }
@@ -54,7 +60,7 @@ std::string ZshText(const std::string& text) {
 
 std::string ZshValue(const Option& option) {
   if (!option.TakesValue()) return "";
-  const auto fixed = option.Words();
+  const auto fixed = Offered(option);
   const std::string action = !fixed.empty()            ? '(' + Join(fixed, " ") + ')'
                              : option.type == "FOLDER" ? "_files -/"
                                                        : "_files";

@@ -9,6 +9,7 @@
 
 #include "command/manual_text.h"
 #include "text.h"
+#include "xem/fit/model.h"
 #include "xem/version.h"
 
 namespace Xem::Tool {
@@ -65,10 +66,40 @@ std::string InCapitals(std::string_view text) {
 
 std::string Section(const std::string& title) { return ".SH " + title + '\n'; }
 
+/// "polynomial:N  C10, C01" and, below it, the formula, for every model that "{models FAMILY [CURVE]}" asks for.
+std::vector<std::string> ModelLines(const std::string& request) {
+  constexpr int kIndent = 4;
+  const std::vector<std::string> words = Split(request.substr(1, request.size() - 2), ' ');
+  const std::string curve = words.size() > 2 ? words[2] : "";
+  const std::vector<std::string> names = Fit::ModelNames(words.at(1), curve);
+  std::size_t width = 0;
+  for (const std::string& name : names) width = std::max(width, name.size());
+  std::vector<std::string> lines;
+  for (const std::string& name : names) {
+    const Fit::ModelInfo& info = *Fit::FindModel(name.substr(0, name.find_first_of("[:")));
+    std::vector<std::string> parameters;
+    for (const Fit::ParameterInfo& parameter : info.parameters) parameters.push_back(parameter.name);
+    const std::string more =
+        info.mostTerms > 0 ? fmt::format(", ...  (N from {} to {})", info.fewestTerms, info.mostTerms) : "";
+    lines.push_back(fmt::format("{:{}}{:{}}  {}{}", "", kIndent, name, width, Join(parameters, ", "), more));
+    lines.push_back(fmt::format("{:{}}{:{}}  {}", "", kIndent, "", width, info.formula));
+  }
+  return lines;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (const std::string& line : Split(text, '\n')) {
+    const auto more = line.starts_with("{models ") ? ModelLines(line) : std::vector<std::string>{line};
+    lines.insert(lines.end(), more.begin(), more.end());
+  }
+  return lines;
+}
+
 std::string Paragraphs(const std::string& text) {
   std::string roff;
   bool literal = false;
-  for (const std::string& line : Split(text, '\n')) {
+  for (const std::string& line : Lines(text)) {
     const bool isLiteral = line.starts_with("    ");
     if (isLiteral != std::exchange(literal, isLiteral)) roff += isLiteral ? ".PP\n.RS 4\n.nf\n" : ".fi\n.RE\n";
     if (line.empty()) {

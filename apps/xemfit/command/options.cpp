@@ -42,6 +42,16 @@ Option& Option::SeparatedBy(char letter) {
   return *this;
 }
 
+/// "ogden:N" is offered as ogden:, "yeoh[:N]" as yeoh.
+Option& Option::Suggest(std::vector<std::string> values) {
+  for (std::string& value : values) {
+    value.erase(std::min(value.find('['), value.size()));
+    if (value.ends_with(":N")) value.pop_back();
+  }
+  suggestions = std::move(values);
+  return *this;
+}
+
 Option& Option::Between(double lowest, double highest) {
   bounds = Bounds{lowest, highest};
   return *this;

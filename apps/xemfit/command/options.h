@@ -33,10 +33,11 @@ struct Option {
   std::string type;  ///< "FILE", or a few words that it must be one of: "absolute|relative"; empty for flags
   bool required = false;
   bool showsDefault = false;
-  bool repeatable = false;         ///< any number of times, each with one value
-  bool writes = false;             ///< names a file that the command writes
-  char separator = 0;              ///< between values that are typed as one word
-  std::optional<Bounds> bounds{};  ///< of a number
+  bool repeatable = false;                 ///< any number of times, each with one value
+  bool writes = false;                     ///< names a file that the command writes
+  char separator = 0;                      ///< between values that are typed as one word
+  std::optional<Bounds> bounds{};          ///< of a number
+  std::vector<std::string> suggestions{};  ///< values that completion offers, among others
 
   // For declarations: options.Text("--model", model_, "What to fit", "MODEL").Required();
   Option& Required();
@@ -45,6 +46,7 @@ struct Option {
   Option& Writes();
   Option& SeparatedBy(char letter);
   Option& Between(double lowest, double highest);
+  Option& Suggest(std::vector<std::string> values);
 
   bool IsPositional() const { return !names.starts_with('-'); }
   bool TakesValue() const { return !type.empty(); }

@@ -10,7 +10,7 @@
 #include <limits>
 #include <utility>
 
-#include "output/stable_strains.h"
+#include "xem/fit/compare.h"
 
 namespace Xem::Tool {
 namespace {
@@ -30,7 +30,7 @@ void AddSpaced(double from, double to, int count, bool logarithmic, std::vector<
 
 /// Abscissae of the model's line, the stability limits among them. Close enough to each other on the other kind of axis
 /// too, to which a page can be switched.
-std::vector<double> LineGrid(const std::vector<double>& measured, const Axis& axis, const StableStrains& stable) {
+std::vector<double> LineGrid(const std::vector<double>& measured, const Axis& axis, const Fit::StableRange& stable) {
   const auto usable = [&](double x) { return std::isfinite(x) && (!axis.logarithmic || x > 0.0); };
   double lowest = kInfinity;
   double highest = -kInfinity;
@@ -69,7 +69,7 @@ double Evaluated(const Fit::Result& result, const std::string& curve, double x) 
 }
 
 /// Splits a line into its stable and unstable parts, which meet at the limits.
-void AddLine(const std::vector<double>& x, const std::vector<double>& y, const StableStrains& range,
+void AddLine(const std::vector<double>& x, const std::vector<double>& y, const Fit::StableRange& range,
              DrawnCurve& drawn) {
   for (std::size_t i = 0; i < x.size(); ++i) {
     drawn.stableX.push_back(x[i]);
@@ -97,7 +97,7 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
                      std::back_inserter(drawn.residual), std::minus<>());
     }
   }
-  const StableStrains stable = StableStrainsOf(result, curve.name);
+  const Fit::StableRange stable = Fit::StableStrains(result, curve.name);
   if (!result.evaluate || curve.measured.empty()) {
     AddLine(curve.x, curve.fitted, stable, drawn);
     return drawn;

@@ -23,12 +23,6 @@ namespace {
 constexpr const char* kStiffness = "stiffness";
 constexpr const char* kDamping = "damping";
 
-std::vector<ModelName> Families() {
-  std::vector<ModelName> names;
-  for (const std::string& name : Fit::CyclicFamilyNames()) names.push_back({name});
-  return names;
-}
-
 /// A value of the fitted curves, NaN where the family has none.
 double ValueAt(const Fit::Result& result, const char* curve, double strain) {
   try {
@@ -102,19 +96,11 @@ class CyclicFit final : public Verb {
   }
 
   Report Run() override {
-    const std::vector<ModelChoice> choices = ParseModels(families_, Families(), "--family");
+    const std::vector<Fit::ModelChoice> choices = ModelsNamed(families_, "--family", "cyclic");
     std::vector<PublishedCyclic> published;
     for (const std::string& name : overlays_) published.push_back(PublishedCyclicCalled(name));
     const Fit::CyclicData data = ReadData();
-    const Fit::Options options = FitOptions();
-
-    std::vector<Candidate> candidates;
-    for (const ModelChoice& choice : choices) {
-      candidates.push_back({choice.Label(), [&data, &options, form = form_, name = choice.name] {
-                              return Fit::FitCyclic(data, Fit::CyclicFamilyCalled(name), options, form);
-                            }});
-    }
-    Report report = FitCandidates(candidates);
+    Report report = FitModels(choices, data, FitOptions());
     AddPanel(kStiffness, "G/Gmax", published, report);
     AddPanel(kDamping, "damping ratio", published, report);
     report.appendices.push_back(StrainTable(report.result));
@@ -143,6 +129,7 @@ class CyclicFit final : public Verb {
     }
     Fit::CyclicData data;
     data.balance = !HasWeights();
+    data.form = form_;
     if (!stiffnessFile_.empty()) {
       data.stiffness = ReadFractions(stiffnessFile_, kStiffness, Roles::kStiffnessRatio);
     }

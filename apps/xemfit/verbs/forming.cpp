@@ -201,13 +201,7 @@ class FormingCurve final : public Verb {
   }
 
   void FitMaterial(const Fit::TensileData& data, SheetMaterial& material) const {
-    const Fit::Options options = FitOptions();
-    std::vector<Candidate> candidates;
-    for (const std::string& part : Split(laws_, ',')) {
-      const std::string law(Trimmed(part));
-      candidates.push_back({law, [&data, &options, law] { return Fit::FitHardening(law, data, options); }});
-    }
-    material.fit = FitCandidates(candidates);
+    material.fit = FitModels(ModelsNamed(laws_, "--law", "hardening"), data, FitOptions());
     const Fit::Result& result = material.fit->result;
     material.hardening.law = result.model;
     for (const Fit::Parameter& parameter : result.parameters) material.hardening.constants.push_back(parameter.value);

@@ -12,9 +12,10 @@
 #include "numbers.h"
 #include "output/text_table.h"
 #include "text.h"
-#include "verbs/hyper_models.h"
+#include "verbs/compare.h"
 #include "verbs/verb.h"
 #include "verbs/verbs.h"
+#include "xem/fit/json.h"
 
 namespace Xem::Tool {
 namespace {
@@ -58,9 +59,12 @@ class HyperFit final : public Verb {
 
  private:
   void DeclareOwn(Options& options) override {
+    const std::vector<std::string> names = Fit::ModelNames("rubber", kModes.front().curve);
     options
-        .Text("--model", models_, "NAME:TERMS, NAME:FROM..TO, or several separated by commas: these are compared",
+        .Text("--model", models_,
+              "NAME:TERMS, NAME:FROM..TO, or several separated by commas: these are compared; " + Join(names, ", "),
               "MODEL")
+        .Suggest(names)
         .Required();
     for (std::size_t i = 0; i < kModes.size(); ++i) options.Text(kModes[i].option, files_[i], kModes[i].about, "FILE");
     options.Text(
@@ -73,27 +77,20 @@ class HyperFit final : public Verb {
   }
 
   Report Run() override {
-    const std::vector<ModelChoice> choices = ParseHyperModels(models_);
+    const std::vector<Fit::ModelChoice> choices = ModelsNamed(models_, "--model", "rubber", kModes.front().curve);
     std::vector<std::string> notes;
     const Fit::HyperelasticData data = ReadData(UseLateralStrains(choices), notes);
     Fit::Options options = FitOptions();
     options.conditionLimit = conditionLimit_;
-
-    std::vector<Candidate> candidates;
-    for (const ModelChoice& choice : choices) {
-      const auto fit = HyperModelCalled(choice.name, "--model").fit;
-      candidates.push_back(
-          {choice.Label(), [&data, &options, fit, terms = choice.terms] { return fit(data, terms, options); }});
-    }
-    Report report = FitCandidates(candidates);
+    Report report = FitModels(choices, data, options);
     report.panels = Panels(report.result, data.stressUnit);
     report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
     return report;
   }
 
-  static bool UseLateralStrains(const std::vector<ModelChoice>& choices) {
-    return std::any_of(choices.begin(), choices.end(), [](const ModelChoice& choice) {
-      return HyperModelCalled(choice.name, "--model").usesLateralStrains;
+  static bool UseLateralStrains(const std::vector<Fit::ModelChoice>& choices) {
+    return std::any_of(choices.begin(), choices.end(), [](const Fit::ModelChoice& choice) {
+      return !Fit::FindModel(choice.name)->curves.front().companion.empty();
     });
   }
 
@@ -143,6 +140,24 @@ class HyperFit final : public Verb {
 /// Strains nearer to -1 have stresses beyond any picture.
 constexpr double kLowestDrawn = -0.95;
 
+/// A stored model of rubber. Throws Failure (BadData) for any other.
+Fit::Result StoredRubber(const std::string& text, const std::string& source) {
+  Fit::Result stored = Fit::FromJson(text, source);
+  const Fit::ModelInfo* info = Fit::FindModel(stored.model);
+  if (info != nullptr && info->family == "rubber" && info->curves.front().name == kModes.front().curve) return stored;
+  throw Failure(ExitCode::BadData, fmt::format("{}: {} is not a hyperelastic model", source, Quoted(stored.model)));
+}
+
+/// What a report on a stored model repeats of it.
+Fit::Result Restated(const Fit::Result& stored) {
+  Fit::Result result;
+  result.model = stored.model;
+  result.terms = stored.terms;
+  result.formula = stored.formula;
+  result.parameters = stored.parameters;
+  return result;
+}
+
 Panel StressPanel(const Fit::Result& result) {
   const std::string unit = result.parameters.empty() ? "" : result.parameters.front().unit;
   return {"", {"nominal strain", "", false, false}, {"nominal stress", unit, false, false}, {}};
@@ -171,35 +186,31 @@ class HyperStress final : public Verb {
 
   Report Run() override {
     const std::vector<double> strains = ParseGrid(grid_, "--grid");
-    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
-    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
-    const StoredValues values = ValuesOf(stored);
-
+    const Fit::Result stored = StoredRubber(ReadText(parameters_), SourceName(parameters_));
     Report report;
     report.fitted = false;
-    Fit::Result& result = report.result;
-    result.model = stored.model;
-    result.terms = stored.terms;
+    Fit::Result& result = report.result = Restated(stored);
     result.status = "evaluated";
-    result.parameters = stored.parameters;
     for (const std::string& mode : Modes(stored)) {
       RequireStrains(mode, strains.front());
       Fit::CurveResult curve;
       curve.name = mode;
       curve.x = strains;
-      for (const double strain : strains)
-        curve.fitted.push_back(Stress(model, mode, stored.terms, values.model, strain));
+      for (const double strain : strains) curve.fitted.push_back(Stress(stored, mode, strain));
       result.curves.push_back(std::move(curve));
     }
-    result.stability =
-        model.check(stored.terms, values.model, values.volumetric, Fit::kLowestStrain, Fit::kHighestStrain);
+    result.stability = Fit::CheckStability(stored);
     report.panels = {StressPanel(result)};
     report.sections = {StressTable(result)};
     return report;
   }
 
-  std::vector<std::string> Modes(const StoredModel& stored) const {
-    std::vector<std::string> modes = modes_.empty() ? stored.curves : Split(modes_, ',');
+  std::vector<std::string> Modes(const Fit::Result& stored) const {
+    std::vector<std::string> modes;
+    if (!modes_.empty()) modes = Split(modes_, ',');
+    for (const Fit::CurveResult& curve : stored.curves) {
+      if (modes_.empty()) modes.push_back(curve.name);
+    }
     if (modes_.empty()) modes.erase(std::remove(modes.begin(), modes.end(), kVolumetric), modes.end());
     if (modes.empty()) throw Failure(ExitCode::Usage, "--mode: name a mode, such as uniaxial");
     for (std::string& mode : modes) {
@@ -223,9 +234,8 @@ class HyperStress final : public Verb {
     }
   }
 
-  static double Stress(const HyperModel& model, const std::string& mode, int terms, const std::vector<double>& values,
-                       double strain) {
-    const double stress = model.stress(mode, terms, values, strain);
+  static double Stress(const Fit::Result& stored, const std::string& mode, double strain) {
+    const double stress = stored.evaluate(mode, strain);
     if (std::isfinite(stress)) return stress;
     throw Failure(ExitCode::Other, fmt::format("the stress in mode {} at strain {} is beyond the range of numbers",
                                                mode, Shortly(strain)));
@@ -268,33 +278,28 @@ class HyperCheck final : public Verb {
   }
 
   Report Run() override {
-    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
+    const Fit::Result stored = StoredRubber(ReadText(parameters_), SourceName(parameters_));
     if (!model_.empty() && model_ != stored.model) {
       throw Failure(ExitCode::Usage, fmt::format("--model: {} holds a model {}, not {}", SourceName(parameters_),
                                                  Quoted(stored.model), Quoted(model_)));
     }
-    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
-    const StoredValues values = ValuesOf(stored);
     const auto [lower, upper] = Range();
 
     Report report;
     report.fitted = false;
-    Fit::Result& result = report.result;
-    result.model = stored.model;
-    result.terms = stored.terms;
-    result.parameters = stored.parameters;
-    result.stability = model.check(stored.terms, values.model, values.volumetric, lower, upper);
+    Fit::Result& result = report.result = Restated(stored);
+    result.stability = Fit::CheckStability(stored, lower, upper);
     result.status = result.stability->Stable() ? "stable" : "unstable";
     const std::string where = range_.empty()
                                   ? std::string()
                                   : fmt::format(" between nominal strains {} and {}", Shortly(lower), Shortly(upper));
     report.sections = {fmt::format("{}: {}{}\n\n{}", ModelLabel(result), result.status, where, result.stability->text)};
-    AddCurves(model, values.model, report);
+    AddCurves(stored, report);
     return report;
   }
 
   /// The modes that were scanned, as far as the range goes; without one, where most rubber is used.
-  void AddCurves(const HyperModel& model, const std::vector<double>& values, Report& report) const {
+  void AddCurves(const Fit::Result& stored, Report& report) const {
     constexpr int kSteps = 200;
     const auto [lower, upper] = range_.empty() ? std::pair(-0.5, 3.0) : Range();
     const double from = std::max(lower, kLowestDrawn);
@@ -304,7 +309,7 @@ class HyperCheck final : public Verb {
       curve.name = mode;
       for (int i = 0; i <= kSteps; ++i) {
         const double strain = from + (upper - from) * i / kSteps;
-        const double stress = model.stress(mode, result.terms, values, strain);
+        const double stress = stored.evaluate(mode, strain);
         if (!std::isfinite(stress)) continue;
         curve.x.push_back(strain);
         curve.fitted.push_back(stress);

@@ -6,12 +6,11 @@
 #include <vector>
 
 #include "numbers.h"
-#include "output/json.h"
 #include "output/text_table.h"
 #include "text.h"
-#include "verbs/hyper_models.h"
 #include "verbs/verb.h"
 #include "verbs/verbs.h"
+#include "xem/fit/json.h"
 #include "xem/fit/viscoelastic.h"
 
 namespace Xem::Tool {
@@ -47,6 +46,7 @@ class PronyFit final : public Verb {
     MeasuredCurve measured = ReadCurve(file_, kCurve, Roles::kTime, Roles::kModulusRatio);
     data.curve = std::move(measured.curve);
     data.timeUnit = measured.xUnit;
+    data.modulusUnit = measured.yUnit;
 
     Report report;
     report.result = Fit::FitProny(data, Terms(), FitOptions());
@@ -111,17 +111,14 @@ class PronyConvert final : public Verb {
 
   Report Run() override {
     std::replace(mode_.begin(), mode_.end(), '-', '_');
-    const StoredModel stored = ReadStoredModel(ReadText(parameters_), SourceName(parameters_));
-    const HyperModel& model = HyperModelCalled(stored.model, SourceName(parameters_));
-    std::vector<double> values;
-    for (const Fit::Parameter& parameter : stored.parameters) values.push_back(parameter.value);
+    const Fit::Result stored = Fit::FromJson(ReadText(parameters_), SourceName(parameters_));
     const Role& strain = mode_ == "simple_shear" ? Roles::kShearStrain : Roles::kStrain;
     const MeasuredCurve record = ReadCurve(file_, kCurve, Roles::kTime, strain);
 
     Report report;
     report.fitted = false;
-    report.result = Fit::ConvertToRelaxation(
-        record.curve, reference_, [&](double value) { return model.stress(mode_, stored.terms, values, value); });
+    report.result =
+        Fit::ConvertToRelaxation(record.curve, reference_, [&](double value) { return stored.evaluate(mode_, value); });
     report.result.model = stored.model;
     report.result.terms = stored.terms;
     report.result.status = "converted";

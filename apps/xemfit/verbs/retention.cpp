@@ -54,7 +54,7 @@ class RetentionFit final : public Verb {
                  "FILE");
     options
         .Text("--model", models_,
-              "One of " + Join(Fit::RetentionModels(), ", ") +
+              "One of " + Join(Fit::ModelNames("retention"), ", ") +
                   ", several separated by commas, or all: these are compared",
               "MODEL")
         .ShowDefault();
@@ -73,17 +73,10 @@ class RetentionFit final : public Verb {
 
   Report Run() override {
     const std::vector<double> grid = Grid();
-    const std::vector<ModelChoice> choices = Models();
+    const std::vector<Fit::ModelChoice> choices = ModelsNamed(models_, "--model", "retention");
     std::vector<std::string> notes;
     const Fit::RetentionData data = ReadData(notes);
-    const Fit::Options options = FitOptions();
-
-    std::vector<Candidate> candidates;
-    for (const ModelChoice& choice : choices) {
-      candidates.push_back(
-          {choice.Label(), [&data, &options, name = choice.name] { return Fit::FitRetention(data, name, options); }});
-    }
-    Report report = FitCandidates(candidates);
+    Report report = FitModels(choices, data, FitOptions());
     const std::string unit = data.suctionUnit == "pF" ? "cm" : data.suctionUnit;
     report.panels = {{"", {"suction", unit, true, false}, {"water content", "m³/m³", false, true}, {}}};
     report.panels.front().oneLine = true;
@@ -95,18 +88,6 @@ class RetentionFit final : public Verb {
     }
     report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
     return report;
-  }
-
-  std::vector<ModelChoice> Models() const {
-    std::vector<ModelChoice> choices;
-    if (models_ == "all") {
-      for (const std::string& name : Fit::RetentionModels()) choices.push_back({name, 0});
-      return choices;
-    }
-    const std::vector<std::string> names = Fit::RetentionModels();
-    std::vector<ModelName> known;
-    for (const std::string& name : names) known.push_back({name, 0, 0});
-    return ParseModels(models_, known);
   }
 
   std::vector<double> Grid() const {

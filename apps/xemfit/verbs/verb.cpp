@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "input/digest.h"
 #include "input/several_tests.h"
 #include "input/units.h"
 #include "output/output.h"
@@ -66,6 +67,7 @@ ExitCode Verb::Execute(const std::vector<std::string>& arguments) {
   notes.insert(notes.begin(), readingNotes_.begin(), readingNotes_.end());
   RefuseUnusedColumns();
   CheckOutputs(output_, inputs_);
+  TellInputs(report.result);
   const Fit::Result& result = report.result;
   if (requireStable_ && !result.stability) {
     throw Failure(ExitCode::Other, "--require-stable: model " + ModelLabel(result) + " has no stability report");
@@ -80,20 +82,31 @@ ExitCode Verb::Execute(const std::vector<std::string>& arguments) {
   return ExitCode::Fitted;
 }
 
+/// Rows are those that a fit used.
+void Verb::TellInputs(Fit::Result& result) const {
+  result.inputs = sources_;
+  for (Fit::Input& input : result.inputs) {
+    for (const Fit::CurveResult& curve : result.curves) {
+      if (curve.name == input.curve && curve.measures.points > 0) input.rows = curve.measures.points;
+    }
+  }
+}
+
 std::string Verb::SourcesOf(std::string_view message) const {
   std::vector<std::string> named;
-  for (const auto& [curve, file] : sources_) {
-    if (message.find("curve " + curve) != std::string_view::npos) named.push_back(curve + " is from " + file);
+  for (const Fit::Input& source : sources_) {
+    if (message.find("curve " + source.curve) == std::string_view::npos) continue;
+    named.push_back(source.curve + " is from " + source.file);
   }
   return named.empty() ? "" : " (" + Join(named, ", ") + ")";
 }
 
 Fit::Options Verb::FitOptions() const {
   for (const auto& [curve, weight] : fit_.weights) {
-    const auto has = [&name = curve](const auto& source) { return source.first == name; };
+    const auto has = [&name = curve](const Fit::Input& source) { return source.curve == name; };
     if (std::any_of(sources_.begin(), sources_.end(), has)) continue;
     std::vector<std::string> names;
-    for (const auto& source : sources_) names.push_back(source.first);
+    for (const Fit::Input& source : sources_) names.push_back(source.curve);
     throw Failure(ExitCode::Usage,
                   fmt::format("--weight: there is no curve {}; the curves are {}", Quoted(curve), Join(names, ", ")));
   }
@@ -105,7 +118,9 @@ std::string Verb::ReadText(const std::string& path) {
     throw Failure(ExitCode::Usage, "standard input (-) can be read only once; give the other curves as files");
   }
   inputs_.push_back(path);
-  return ReadInput(path);
+  std::string text = ReadInput(path);
+  digests_[SourceName(path)] = Sha256(text);
+  return text;
 }
 
 CsvTable Verb::ReadTable(const std::string& path) { return ReadTable(path, input_.selection); }
@@ -164,7 +179,10 @@ MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const
   measured.yUnit = yColumn.unit;
   measured.xName = xColumn.accepted;
   measured.yName = yColumn.accepted;
-  sources_.emplace_back(curveName, table.source);
+  Fit::Input source{curveName, table.source, digests_[table.source], {}, static_cast<int>(table.rows.size())};
+  for (const std::size_t column : {xColumn.index, yColumn.index}) source.columns.push_back(table.columns[column]);
+  if (lateralColumn) source.columns.push_back(table.columns[lateralColumn->index]);
+  sources_.push_back(std::move(source));
   if (const auto several = SeveralTests(table, curve.x)) readingNotes_.push_back(*several);
   return measured;
 }

@@ -80,6 +80,7 @@ class Verb : public Command {
  private:
   /// Throws Failure (Usage) for a --column whose role the verb never looked for.
   void RefuseUnusedColumns() const;
+  void TellInputs(Fit::Result& result) const;
 
   Shares shares_;
   InputOptions input_;
@@ -87,9 +88,10 @@ class Verb : public Command {
   OutputOptions output_;
   bool requireStable_ = false;
   std::vector<std::string> inputs_;
-  std::vector<std::string> readingNotes_;                     // on the files, for readers of the result
-  std::vector<std::pair<std::string, std::string>> sources_;  // curve, file
-  std::set<std::string> roles_;                               // that --column can name
+  std::vector<std::string> readingNotes_;       // on the files, for readers of the result
+  std::vector<Fit::Input> sources_;             // what each curve was read from
+  std::map<std::string, std::string> digests_;  // of the inputs, by their names in messages
+  std::set<std::string> roles_;                 // that --column can name
 };
 
 /// Converts the ordinates of the curves to the unit of the first one that has points and says so in `notes`; returns

@@ -36,12 +36,9 @@ class VolumeFit final : public Verb {
     MeasuredCurve measured = ReadCurve(file_, "volumetric", Roles::kLinearStretch, Roles::kPressure);
     const Fit::VolumetricData data{std::move(measured.curve), measured.yUnit};
     const Fit::Options options = FitOptions();
-    std::vector<Candidate> candidates;
-    for (int terms = range.from; terms <= range.to; ++terms) {
-      candidates.push_back({"volumetric:" + std::to_string(terms),
-                            [&data, &options, terms] { return Fit::FitVolumetric(data, terms, options); }});
-    }
-    Report report = FitCandidates(candidates);
+    std::vector<Fit::ModelChoice> choices;
+    for (int terms = range.from; terms <= range.to; ++terms) choices.push_back({"volumetric", terms});
+    Report report = FitModels(choices, data, options);
     report.panels = {{"", {"linear stretch", "", false, false}, {"pressure", data.pressureUnit, false, false}, {}}};
     return report;
   }

@@ -71,9 +71,14 @@ struct ModelChoice {
   XEM_FIT_EXPORT std::string Label() const;
 };
 
-/// The models of one family named in a list such as "neo-hooke,yeoh,ogden:1..3", or all of them that need no number
-/// of terms for "all". Throws Error (BadInput) naming the models there are.
-XEM_FIT_EXPORT std::vector<ModelChoice> ChooseModels(const std::string& text, const std::string& family);
+/// The names of one family as people write them, such as "ogden:N, yeoh[:N], blatz-ko"; `curve` leaves out models that
+/// do not explain the curve of that name.
+XEM_FIT_EXPORT std::vector<std::string> ModelNames(const std::string& family, const std::string& curve = "");
+
+/// The models named in a list such as "neo-hooke,yeoh,ogden:1..3", out of those of ModelNames; "all" stands for those
+/// that need no number of terms. Throws Error (BadInput) naming the models there are.
+XEM_FIT_EXPORT std::vector<ModelChoice> ChooseModels(const std::string& text, const std::string& family,
+                                                     const std::string& curve = "");
 
 }  // namespace Xem::Fit
 
