@@ -86,15 +86,10 @@ void AddChoices(const ModelInfo& info, bool hasColon, const std::string& behind,
 
 }  // namespace
 
-/// The catalogue: one line per model, in the order in which people see them.
 const std::vector<const Model*>& Catalogue() {
-  static const std::vector<const Model*> catalogue{
-      &kPolynomial,   &kOgden,       &kBlatzKo,      &kVolumetric,
-      &kProny,        &kCreep,       &kPower,        &kHyperbolic,
-      &kGhe,          &kSwift,       &kGhosh,        &kHockettSherby,
-      &kVonMises,     &kHill1979,    &kVanGenuchten, &kVanGenuchtenFreeM,
-      &kFredlundXing, &kBrooksCorey,
-  };
+#define XEM_FIT_ADDRESS(name) &name,
+  static const std::vector<const Model*> catalogue{XEM_FIT_MODELS(XEM_FIT_ADDRESS)};
+#undef XEM_FIT_ADDRESS
   return catalogue;
 }
 
@@ -109,7 +104,9 @@ const std::vector<ModelInfo>& Models() {
     std::vector<ModelInfo> all;
     for (const Model* model : Catalogue()) {
       all.push_back(model->info);
-      all.back().parameters = model->parameters(std::max(1, model->info.usualTerms));
+      // The last variant has everything; of a series without a usual length the shortest is shown.
+      const auto variants = static_cast<int>(model->info.variants.size());
+      all.back().parameters = model->parameters(variants > 0 ? variants : std::max(1, model->info.usualTerms));
     }
     return all;
   }();

@@ -74,7 +74,7 @@ inline std::int32_t MethodCode(Residual residual) { return residual == Residual:
 struct RubberLaw;
 
 /// A model of the catalogue: what it says of itself, and how it is fitted and evaluated. One constant per model, in
-/// the file of its law or of its siblings, and one line in catalogue.cpp.
+/// the file of its law or of its siblings, and one line in models/models.h.
 struct Model {
   ModelInfo info;
   std::vector<ParameterInfo> (*parameters)(int terms);

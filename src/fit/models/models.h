@@ -2,35 +2,40 @@
 
 #include "fit/model.h"
 
-/// The models of the catalogue, each defined in the file of its law or of its siblings.
+/// The catalogue: one line per model, family by family, in the order in which people see them. Each is a constant of that
+/// name in the file of its law or of its siblings.
+// clang-format off
+#define XEM_FIT_MODELS(MODEL) \
+  /* rubber */                \
+  MODEL(kPolynomial)          \
+  MODEL(kOgden)               \
+  MODEL(kBlatzKo)             \
+  MODEL(kVolumetric)          \
+  /* relaxation, creep */     \
+  MODEL(kProny)               \
+  MODEL(kCreep)               \
+  /* cyclic */                \
+  MODEL(kPower)               \
+  MODEL(kHyperbolic)          \
+  MODEL(kGhe)                 \
+  /* hardening */             \
+  MODEL(kSwift)               \
+  MODEL(kGhosh)               \
+  MODEL(kHockettSherby)       \
+  /* yield criteria of forming limits */ \
+  MODEL(kVonMises)            \
+  MODEL(kHill1979)            \
+  /* retention */             \
+  MODEL(kVanGenuchten)        \
+  MODEL(kVanGenuchtenFreeM)   \
+  MODEL(kFredlundXing)        \
+  MODEL(kBrooksCorey)
+// clang-format on
+
 namespace Xem::Fit {
 
-// rubber
-extern const Model kPolynomial;
-extern const Model kOgden;
-extern const Model kBlatzKo;
-extern const Model kVolumetric;
-
-// relaxation, creep
-extern const Model kProny;
-extern const Model kCreep;
-
-// cyclic
-extern const Model kPower;
-extern const Model kHyperbolic;
-extern const Model kGhe;
-
-// hardening, and the yield criteria of forming limits
-extern const Model kSwift;
-extern const Model kGhosh;
-extern const Model kHockettSherby;
-extern const Model kVonMises;
-extern const Model kHill1979;
-
-// retention
-extern const Model kVanGenuchten;
-extern const Model kVanGenuchtenFreeM;
-extern const Model kFredlundXing;
-extern const Model kBrooksCorey;
+#define XEM_FIT_DECLARE_MODEL(name) extern const Model name;
+XEM_FIT_MODELS(XEM_FIT_DECLARE_MODEL)
+#undef XEM_FIT_DECLARE_MODEL
 
 }  // namespace Xem::Fit
