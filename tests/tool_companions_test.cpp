@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "support/run_tool.h"
-#include "support/schema.h"
 
 // What comes with the tool: published curves, the schema of its JSON, man pages and completion.
 namespace Xem::Testing {
@@ -21,62 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 using Strings = std::vector<std::string>;
-
-Json Schema() { return Json::parse(std::ifstream(XEM_SCHEMA)); }
-
-/// Command lines with a curve of the bundled data; --json - is added.
-const std::vector<Strings> kCommands{
-    {"hyper", "fit", "--model", "polynomial:1..3", "--uniaxial", "treloar1944_uniaxial.csv"},
-    {"hyper", "fit", "--model", "polynomial:2", "--uniaxial", "silicone_uniaxial.csv", "--hold", "C10=0.1",
-     "--residual", "relative"},
-
-    {"hyper", "fit", "--model", "ogden:1,blatz-ko", "--uniaxial", "silicone_uniaxial.csv"},
-    {"volume", "fit", "--terms", "1", "silicone_volumetric.csv"},
-
-    // viscoelastic
-    {"prony", "fit", "--terms", "3", "polymer_relaxation.csv"},
-    {"creep", "fit", "--type", "primary", "metal_creep_500MPa.csv"},
-
-    // dynamic
-    {"cyclic", "fit", "--family", "power,hyperbolic", "--stiffness", "seed_idriss1970_sand_stiffness.csv"},
-    {"cyclic", "fit", "--family", "ghe", "--stiffness", "seed_idriss1970_sand_stiffness.csv", "--damping",
-     "seed_idriss1970_sand_damping.csv"},
-
-    // sheet metal
-    {"forming", "curve", "--hardening", "ghosh:518.968,0.0007648,0.28985,0", "--yield", "vonmises", "--paths", "5"},
-
-    // soil
-    {"retention", "fit", "--model", "van-genuchten", "unsoda_retention.csv", "--select", "soil=4521"},
-};
-
-class SchemaOf : public testing::TestWithParam<Strings> {};
-
-TEST_P(SchemaOf, EveryCommandIsTheSame) {
-  Strings arguments = GetParam();
-  arguments.insert(arguments.end(), {"--json", "-"});
-  const ToolRun run = RunTool(arguments, XEM_DATA_DIR);
-  ASSERT_EQ(run.exitCode, 0) << run.errors;
-  EXPECT_EQ(SchemaOffences(Json::parse(run.output), Schema()), Strings());
-}
-
-INSTANTIATE_TEST_SUITE_P(All, SchemaOf, testing::ValuesIn(kCommands));
-
-TEST(Schema, RefusesWhatDeparts) {
-  const ToolRun run =
-      RunTool({"hyper", "fit", "--model", "polynomial:1", "--uniaxial", "treloar1944_uniaxial.csv", "--json", "-"},
-              XEM_DATA_DIR);
-  const Json good = Json::parse(run.output);
-  for (const char* patch : {
-           R"([{"op": "remove", "path": "/status"}])",
-           R"([{"op": "replace", "path": "/residual", "value": "squared"}])",
-           R"([{"op": "replace", "path": "/parameters/0/value", "value": "0.5"}])",
-           R"([{"op": "remove", "path": "/parameters/0/interval/1"}])",
-           R"([{"op": "replace", "path": "/curves/0/points", "value": -1}])",
-           R"([{"op": "replace", "path": "/derived", "value": {"modulus": "1"}}])",
-       }) {
-    EXPECT_EQ(SchemaOffences(good.patch(Json::parse(patch)), Schema()).size(), 1u) << patch;
-  }
-}
 
 TEST(Data, ListsAndWritesThePublishedCurves) {
   const TemporaryFolder folder;

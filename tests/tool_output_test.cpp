@@ -39,8 +39,9 @@ TEST(JsonOutput, HasItsKeysInOrder) {
   const Json result = Json::parse(run.output);
   using Names = std::vector<std::string>;
   EXPECT_EQ(Keys(result),
-            (Names{"schema", "command", "model", "terms", "residual", "status", "iterations", "parameters",
-                   "correlation", "measures", "curves", "dropped", "stability", "derived", "notes"}));
+            (Names{"schema",  "version",    "command",    "model",       "terms",      "formula",  "residual",
+                   "status",  "iterations", "parameters", "correlation", "covariance", "measures", "curves",
+                   "dropped", "stability",  "derived",    "inputs",      "options",    "notes"}));
   EXPECT_EQ(Keys(result["parameters"][0]), (Names{"name", "value", "standard_error", "interval", "held", "unit"}));
   EXPECT_EQ(Keys(result["measures"]), (Names{"points", "sse", "rmse", "r2", "aicc", "objective"}));
   EXPECT_EQ(Keys(result["curves"][0]), (Names{"name", "points", "dropped", "r2", "rmse", "x", "measured", "fitted"}));

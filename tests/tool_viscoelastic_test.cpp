@@ -38,7 +38,7 @@ TEST(PronyVerb, NormalisesRawModuli) {
   const TemporaryFolder folder;
   folder.Write("raw.csv", "t_h,E_MPa\n0,1000\n0.1,980\n0.3,940\n1,850\n2,770\n4,700\n8,680\n16,678\n");
   const Json result = Fitted({"prony", "fit", "--terms", "1", "--normalise", "first", "raw.csv"}, folder);
-  EXPECT_EQ(result["derived"]["instantaneous_modulus"], 1000.0);
+  EXPECT_EQ(Derived(result, "instantaneous_modulus"), 1000.0);
   EXPECT_EQ(result["parameters"][1]["unit"], "h");
   EXPECT_EQ(result["dropped"][0]["row"], 2);
   EXPECT_EQ(RunTool({"prony", "fit", "--terms", "1", "--normalise", "1000", "raw.csv"}, folder.Path()).exitCode, 0);
@@ -72,9 +72,9 @@ TEST(PronyVerb, ConvertsWithAStoredModelAndFitsTheResult) {
 TEST(CreepVerb, FitsTheMetalCurveWithItsStressFromTheFile) {
   const TemporaryFolder folder;
   const Json result = Fitted({"creep", "fit", "--type", "both", "--residual", "relative", kMetal}, folder);
-  ExpectDigits(result["derived"]["a"], 9.458e-4, 1e-2);
-  ExpectDigits(result["derived"]["m"], 0.3312, 1e-2);
-  ExpectDigits(result["derived"]["b"], 2.677e-5, 1e-2);
+  ExpectDigits(Derived(result, "a"), 9.458e-4, 1e-2);
+  ExpectDigits(Derived(result, "m"), 0.3312, 1e-2);
+  ExpectDigits(Derived(result, "b"), 2.677e-5, 1e-2);
   EXPECT_EQ(result["curves"][0]["name"], "metal_creep_500MPa");
   EXPECT_EQ(result["parameters"][0]["unit"], "MPa^-C2 h^-C4");
 }

@@ -1,5 +1,8 @@
 #include <algorithm>
-#include <cctype>
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <system_error>
 
 #include "fit/models/models.h"
 
@@ -34,23 +37,21 @@ std::string Joined(const std::vector<std::string>& names) {
   return text;
 }
 
-/// A count without sign or blanks; -1 for anything else.
-int Count(const std::string& text) {
-  constexpr std::size_t kMostDigits = 6;
-  const bool digits = !text.empty() && text.size() <= kMostDigits &&
-                      std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
-  return digits ? std::stoi(text) : -1;
+/// A whole number and nothing else; one that is too large is the largest.
+std::optional<int> WholeNumber(const std::string& text) {
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, number);
+  if (text.empty() || last != end || error == std::errc::invalid_argument) return std::nullopt;
+  return error == std::errc::result_out_of_range ? std::numeric_limits<int>::max() : number;
 }
 
 void RequireTerms(const ModelInfo& info, const std::string& text, int from, int to) {
-  if (from < 0 || to < 0) {
-    throw Error(ErrorKind::BadInput, info.name + ": " + text + " is neither a number nor a range such as 1..3");
-  }
   if (std::min(from, to) < info.fewestTerms || std::max(from, to) > info.mostTerms) {
     throw Error(ErrorKind::BadInput, info.name + ": " + text + " must lie between " + std::to_string(info.fewestTerms) +
                                          " and " + std::to_string(info.mostTerms));
   }
-  if (from > to) throw Error(ErrorKind::BadInput, info.name + ": " + text + " ends before it begins");
+  if (from > to) throw Error(ErrorKind::BadInput, info.name + ": \"" + text + "\" ends before it begins");
 }
 
 /// What stands behind the colon of a choice, if there is one.
@@ -78,10 +79,13 @@ void AddChoices(const ModelInfo& info, bool hasColon, const std::string& behind,
     return;
   }
   const auto dots = behind.find("..");
-  const int from = Count(behind.substr(0, dots));
-  const int to = dots == std::string::npos ? from : Count(behind.substr(dots + 2));
-  RequireTerms(info, behind, from, to);
-  for (int terms = from; terms <= to; ++terms) choices.push_back({info.name, terms});
+  const auto from = WholeNumber(behind.substr(0, dots));
+  const auto to = dots == std::string::npos ? from : WholeNumber(behind.substr(dots + 2));
+  if (!from || !to) {
+    throw Error(ErrorKind::BadInput, info.name + ": \"" + behind + "\" is neither a number nor a range such as 1..3");
+  }
+  RequireTerms(info, behind, *from, *to);
+  for (int terms = *from; terms <= *to; ++terms) choices.push_back({info.name, terms});
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <utility>
 
 #include "fit/model.h"
@@ -314,6 +315,16 @@ double Interpolate(const std::vector<double>& x, const std::vector<double>& y, d
   return kNaN;
 }
 
+/// The curves that a stored result can be asked for: those of its fit and those that the model explains.
+std::set<std::string> CurveNames(const Result& result) {
+  std::set<std::string> names;
+  for (const CurveResult& curve : result.curves) names.insert(curve.name);
+  const ModelInfo* info = FindModel(result.model);
+  if (info == nullptr) return names;
+  for (const CurveInfo& curve : info->curves) names.insert(curve.name);
+  return names;
+}
+
 /// Of a model of the catalogue; other curves, such as limits of forming, are what was stored of them. Says what is
 /// wrong when it is asked.
 Evaluator MakeStoredEvaluator(const Result& result) {
@@ -324,12 +335,13 @@ Evaluator MakeStoredEvaluator(const Result& result) {
   } catch (const Error& error) {
     law = [error](const std::string&, double) -> double { throw error; };
   }
-  return [law, curves = result.curves](const std::string& name, double x) {
+  return [law, names = CurveNames(result), curves = result.curves](const std::string& name, double x) {
+    if (names.count(name) == 0) throw Error(ErrorKind::BadInput, "there is no curve " + name);
     if (law) return law(name, x);
     for (const CurveResult& curve : curves) {
       if (curve.name == name) return Interpolate(curve.x, curve.fitted, x);
     }
-    throw Error(ErrorKind::BadInput, "there is no curve " + name);
+    return kNaN;
   };
 }
 

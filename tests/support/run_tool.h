@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,15 @@ struct ToolRun {
 /// Runs the built command-line tool in a folder, with `input` as its standard input and extra "NAME=value" environment.
 ToolRun RunTool(const std::vector<std::string>& arguments, const std::filesystem::path& folder,
                 const std::string& input = "", const std::vector<std::string>& environment = {});
+
+/// A derived quantity of a result, NaN where there is none of that name.
+template <class Json>
+double Derived(const Json& result, const std::string& name) {
+  for (const auto& quantity : result.at("derived")) {
+    if (quantity.at("name") == name) return quantity.at("value").template get<double>();
+  }
+  return std::numeric_limits<double>::quiet_NaN();
+}
 
 /// An empty folder that disappears with all that is in it.
 class TemporaryFolder {

@@ -13,9 +13,9 @@
 #include "output/text_table.h"
 #include "text.h"
 #include "verbs/compare.h"
+#include "verbs/stored_rubber.h"
 #include "verbs/verb.h"
 #include "verbs/verbs.h"
-#include "xem/fit/json.h"
 
 namespace Xem::Tool {
 namespace {
@@ -139,14 +139,6 @@ class HyperFit final : public Verb {
 
 /// Strains nearer to -1 have stresses beyond any picture.
 constexpr double kLowestDrawn = -0.95;
-
-/// A stored model of rubber. Throws Failure (BadData) for any other.
-Fit::Result StoredRubber(const std::string& text, const std::string& source) {
-  Fit::Result stored = Fit::FromJson(text, source);
-  const Fit::ModelInfo* info = Fit::FindModel(stored.model);
-  if (info != nullptr && info->family == "rubber" && info->curves.front().name == kModes.front().curve) return stored;
-  throw Failure(ExitCode::BadData, fmt::format("{}: {} is not a hyperelastic model", source, Quoted(stored.model)));
-}
 
 /// What a report on a stored model repeats of it.
 Fit::Result Restated(const Fit::Result& stored) {

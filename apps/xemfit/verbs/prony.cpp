@@ -8,9 +8,9 @@
 #include "numbers.h"
 #include "output/text_table.h"
 #include "text.h"
+#include "verbs/stored_rubber.h"
 #include "verbs/verb.h"
 #include "verbs/verbs.h"
-#include "xem/fit/json.h"
 #include "xem/fit/viscoelastic.h"
 
 namespace Xem::Tool {
@@ -111,7 +111,7 @@ class PronyConvert final : public Verb {
 
   Report Run() override {
     std::replace(mode_.begin(), mode_.end(), '-', '_');
-    const Fit::Result stored = Fit::FromJson(ReadText(parameters_), SourceName(parameters_));
+    const Fit::Result stored = StoredRubber(ReadText(parameters_), SourceName(parameters_));
     const Role& strain = mode_ == "simple_shear" ? Roles::kShearStrain : Roles::kStrain;
     const MeasuredCurve record = ReadCurve(file_, kCurve, Roles::kTime, strain);
 

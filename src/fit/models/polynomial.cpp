@@ -62,7 +62,7 @@ std::string CoefficientName(int order, int i, int j) {
   return "C" + std::to_string(i) + (order > 9 ? "_" : "") + std::to_string(j);
 }
 
-const RubberLaw kPolynomialLaw{
+constinit const RubberLaw kPolynomialLaw{
     .parameters = Parameters,
     .stress = [](const ModeKinematics& mode, std::span<const double> coefficients, double stretch,
                  Engine) { return MaterialUtil::PolynomialStress(mode, OrderOf(coefficients), coefficients, stretch); },
