@@ -8,6 +8,9 @@
 #define XEM_FIT_MODELS(MODEL) \
   /* rubber */                \
   MODEL(kPolynomial)          \
+  MODEL(kNeoHooke)            \
+  MODEL(kMooneyRivlin)        \
+  MODEL(kYeoh)                \
   MODEL(kOgden)               \
   MODEL(kBlatzKo)             \
   MODEL(kVolumetric)          \
