@@ -1,0 +1,221 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/fit_curves.h"
+#include "support/near.h"
+#include "xem/fit/compare.h"
+#include "xem/fit/fit.h"
+#include "xem/fit/json.h"
+
+// Every model of the catalogue, by its name alone.
+
+namespace Xem::Testing {
+namespace {
+
+using Fit::Result;
+
+Fit::CreepData CreepTests() {
+  Fit::CreepData data;
+  const auto points = BundledCurve("metal_creep_500MPa.csv", "time_h", "creep_strain", "primary_secondary", "1");
+  data.tests.push_back({FitCurve(points, "at 500 MPa"), 500.0});
+  data.stressUnit = "MPa";
+  data.timeUnit = "h";
+  return data;
+}
+
+/// Measured tests that a model explains. Suctions are in a unit of their own, rubber has volumetric data besides.
+Fit::Tests TestsFor(const Fit::ModelInfo& info) {
+  if (info.family == "rubber" && info.curves.front().name != "volumetric") {
+    Fit::HyperelasticData data = TreloarData();
+    data.volumetric = FitCurve(BundledCurve("silicone_volumetric.csv", "linear_stretch", "pressure_MPa"));
+    if (!info.curves.front().companion.empty()) {
+      for (const double strain : data.uniaxial.x) data.uniaxial.lateral.push_back(std::pow(1.0 + strain, -0.4) - 1.0);
+    }
+    return data;
+  }
+  if (info.family == "rubber") {
+    return Fit::VolumetricData{FitCurve(BundledCurve("silicone_volumetric.csv", "linear_stretch", "pressure_MPa")),
+                               "MPa"};
+  }
+  if (info.family == "relaxation") {
+    Fit::RelaxationData data;
+    data.curve = FitCurve(BundledCurve("polymer_relaxation.csv", "time_s", "g"), "polymer");
+    data.timeUnit = "s";
+    return data;
+  }
+  if (info.family == "creep") return CreepTests();
+  if (info.family == "cyclic") {
+    Fit::CyclicData data;
+    data.stiffness = FitCurve(BundledCurve("vucetic_dobry1991_pi30_stiffness.csv", "shear_strain", "G_over_Gmax"));
+    data.damping = FitCurve(BundledCurve("vucetic_dobry1991_pi30_damping.csv", "shear_strain", "damping"));
+    return data;
+  }
+  if (info.family == "hardening") {
+    Fit::TensileData data;
+    data.curve =
+        FitCurve(BundledCurve("sgcc_flow_curve.csv", "plastic_strain", "true_stress_MPa", "angle_deg", "00"), "sheet");
+    data.stressUnit = "MPa";
+    return data;
+  }
+  Fit::RetentionData data;
+  data.retention = FitCurve(BundledCurve("unsoda_retention.csv", "suction_kPa", "theta", "soil", "4521"));
+  for (double& suction : data.retention.x) suction /= 0.0980665;
+  data.suctionUnit = "cm";
+  return data;
+}
+
+Fit::ModelChoice ChoiceOf(const Fit::ModelInfo& info) {
+  if (!info.variants.empty()) return {info.name, static_cast<int>(info.variants.size())};
+  return {info.name, info.mostTerms > 0 ? 2 : 0};
+}
+
+TEST(Catalogue, EveryFittedModelComesBackFromItsDocument) {
+  int fitted = 0;
+  for (const Fit::ModelInfo& info : Fit::Models()) {
+    SCOPED_TRACE(info.name);
+    EXPECT_FALSE(info.title.empty() || info.formula.empty() || info.source.empty() || info.page.empty());
+    if (info.family == "forming") continue;  // criteria are chosen, not fitted
+    ++fitted;
+    const Fit::ModelChoice choice = ChoiceOf(info);
+    const Result result = Fit::Fit(choice, TestsFor(info));
+    EXPECT_EQ(result.model, info.name);
+    EXPECT_EQ(result.formula, info.formula);
+
+    // What the catalogue says of the parameters is what a fit has, apart from volumetric ones and what it holds.
+    std::set<std::string> described;
+    for (const auto& parameter : Fit::ModelParameters(choice.name, choice.terms)) described.insert(parameter.name);
+    for (const Fit::Parameter& parameter : result.parameters) {
+      const bool besides = parameter.name[0] == 'D' || (parameter.held && parameter.value == 0.0);
+      EXPECT_TRUE(besides || described.count(parameter.name) == 1) << parameter.name;
+    }
+
+    const std::string document = Fit::ToJson(result, "models test");
+    const Result stored = Fit::FromJson(document);
+    EXPECT_EQ(Fit::ToJson(stored, "models test"), document);
+    for (const Fit::CurveResult& curve : result.curves) {
+      for (std::size_t i = 0; i < curve.x.size(); ++i) {
+        ExpectDigits(stored.evaluate(curve.name, curve.x[i]), curve.fitted[i], Tolerance::Rounding, curve.name.c_str());
+      }
+    }
+    if (result.stability) {
+      EXPECT_EQ(Fit::CheckStability(stored).text, result.stability->text);
+    }
+    EXPECT_THROW(stored.evaluate("no such curve", 1.0), Fit::Error);
+    // Tests of another family are refused in a sentence.
+    const Fit::Tests other = info.family == "creep" ? Fit::Tests(Fit::CyclicData()) : Fit::Tests(CreepTests());
+    EXPECT_THROW(Fit::Fit(choice, other), Fit::Error);
+  }
+  EXPECT_GT(fitted, 10);
+}
+
+TEST(Catalogue, CovarianceIsThatOfTheErrorsAndTheCorrelation) {
+  Fit::HyperelasticData data = TreloarData();
+  data.volumetric = FitCurve(BundledCurve("silicone_volumetric.csv", "linear_stretch", "pressure_MPa"));
+  Fit::RetentionData soil;
+  soil.retention = FitCurve(BundledCurve("unsoda_retention.csv", "suction_kPa", "theta", "soil", "4521"));
+  soil.suctionUnit = "MPa";  // parameters are scaled
+  for (const Result& result : {Fit::FitPolynomial(data, 2), Fit::FitRetention(soil, "van-genuchten")}) {
+    for (std::size_t i = 0; i < result.parameters.size(); ++i) {
+      const double error = result.parameters[i].standardError;
+      if (std::isnan(error)) continue;
+      EXPECT_EQ(result.correlation[i][i], 1.0);
+      ExpectDigits(result.covariance[i][i], error * error, Tolerance::Rounding);
+      for (std::size_t j = 0; j < result.parameters.size(); ++j) {
+        const double product = error * result.parameters[j].standardError;
+        if (std::isnan(product)) continue;
+        EXPECT_NEAR(result.covariance[i][j], result.covariance[j][i], 1e-12 * product);
+        EXPECT_NEAR(result.covariance[i][j], result.correlation[i][j] * product, 1e-12 * product);
+      }
+    }
+  }
+}
+
+TEST(ReducedPolynomials, PlantedCoefficientsComeBackInEveryMode) {
+  struct Planted {
+    const char* model;
+    int terms;
+    std::vector<double> coefficients;  ///< of the model
+    std::vector<double> asPolynomial;  ///< of the polynomial that has them all
+  };
+  for (const Planted& planted :
+       {Planted{"neo-hooke", 0, {0.4}, {0.4, 0.0}}, Planted{"mooney-rivlin", 0, {0.4, 0.05}, {0.4, 0.05}},
+        Planted{"yeoh", 3, {0.4, -0.02, 0.003}, {0.4, 0, -0.02, 0, 0, 0.003, 0, 0, 0}}}) {
+    SCOPED_TRACE(planted.model);
+    const int order = planted.terms == 0 ? 1 : planted.terms;
+    Fit::HyperelasticData data;
+    for (const auto& [mode, curve] :
+         {std::pair("uniaxial", &data.uniaxial), std::pair("equibiaxial", &data.equibiaxial),
+          std::pair("pure_shear", &data.pureShear), std::pair("simple_shear", &data.simpleShear)}) {
+      for (int i = 1; i <= 12; ++i) {
+        curve->x.push_back(0.1 * i);
+        curve->y.push_back(Fit::PolynomialStress(mode, order, planted.asPolynomial, 0.1 * i));
+      }
+    }
+    const Result result = Fit::Fit({planted.model, planted.terms}, data);
+    ASSERT_EQ(result.parameters.size(), planted.coefficients.size());
+    for (std::size_t k = 0; k < planted.coefficients.size(); ++k) {
+      ExpectDigits(result.parameters[k].value, planted.coefficients[k], 1e-10);
+    }
+    EXPECT_EQ(result.terms, planted.terms);
+    EXPECT_EQ(result.stability->text, Fit::CheckPolynomial(order, planted.asPolynomial).text);
+    Fit::Options held;
+    held.held["C10"] = 0.3;
+    EXPECT_EQ(Fit::Fit({planted.model, planted.terms}, data, held).Value("C10"), 0.3);
+    if (planted.model != std::string("mooney-rivlin")) {
+      held.held = {{"C01", 0.0}};  // what a model leaves out cannot be named
+      EXPECT_THROW(Fit::Fit({planted.model, planted.terms}, data, held), Fit::Error);
+      held.held.clear();
+      held.engine = Fit::Engine::Export;
+      EXPECT_THROW(Fit::Fit({planted.model, planted.terms}, data, held), Fit::Error);
+    }
+  }
+  const Result mooney = Fit::Fit({"mooney-rivlin", 0}, TreloarData());
+  const Result polynomial = Fit::FitPolynomial(TreloarData(), 1);
+  EXPECT_EQ(mooney.Value("C01"), polynomial.Value("C01"));
+  EXPECT_EQ(mooney.measures.aicc, polynomial.measures.aicc);
+}
+
+TEST(Catalogue, ListsOfModelsAreReadAsPeopleWriteThem) {
+  std::string labels;
+  for (const auto& choice : Fit::ChooseModels("neo-hooke, yeoh,ogden:1..3", "rubber")) labels += choice.Label() + ' ';
+  EXPECT_EQ(labels, "neo-hooke yeoh:3 ogden:1 ogden:2 ogden:3 ");
+  EXPECT_EQ(Fit::ChooseModels("all", "retention").size(), Fit::ModelNames("retention").size());
+  EXPECT_EQ(Fit::ChooseModels("creep:both", "creep").front().Label(), "creep:both");
+  for (const char* wrong : {"ogden", "ogden:0", "ogden:3..1", "ogden:x", "blatz-ko:1", "power", "", "volumetric:1"}) {
+    EXPECT_THROW(Fit::ChooseModels(wrong, "rubber", "uniaxial"), Fit::Error) << wrong;
+  }
+}
+
+TEST(StoredResults, OlderAndHandWrittenDocumentsAreRead) {
+  const Result byHand = Fit::FromJson(
+      R"({"model": "ogden", "terms": 1, "parameters": [{"name": "mu1", "value": 0.6}, {"name": "alpha1", "value": 2}]})");
+  const double stretch = 1.5;
+  ExpectNear(byHand.evaluate("uniaxial", 0.5), 0.6 * (stretch - 1.0 / (stretch * stretch)), Tolerance::Rounding);
+  const Result first = Fit::FromJson(
+      R"({"schema": 1, "model": "neo-hooke", "parameters": [{"name": "C10", "value": 1, "standard_error": null}],
+          "derived": {"shear_modulus": 2.0}, "correlation": [[1]], "stability": null})");
+  EXPECT_EQ(first.derived.at("shear_modulus"), 2.0);
+  EXPECT_TRUE(std::isnan(first.parameters[0].standardError));
+  EXPECT_EQ(first.correlation[0][0], 1.0);
+  for (const char* wrong :
+       {"", "[]", "{", R"({"parameters": []})", R"({"model": "ogden"})", R"({"model": 1, "parameters": []})",
+        R"({"model": "ogden", "parameters": [{"name": "mu1"}]})", R"({"model": "ogden", "parameters": [[]]})",
+        R"({"model": "ogden", "terms": 1e9, "parameters": []})",
+        R"({"model": "ogden", "terms": 2000, "parameters": []})"}) {
+    try {
+      const Result result = Fit::FromJson(wrong, "fit.json");
+      EXPECT_THROW(result.evaluate("uniaxial", 1.0), Fit::Error) << wrong;
+    } catch (const Fit::Error& error) {
+      EXPECT_EQ(error.Kind(), Fit::ErrorKind::BadData);
+      EXPECT_EQ(std::string(error.what()).find("fit.json: "), 0U) << error.what();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Xem::Testing
