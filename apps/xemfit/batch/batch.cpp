@@ -146,16 +146,13 @@ class Batch final : public Command {
   }
 
   void Take(const OutcomeStore& store, std::size_t index, const JobResult& result) {
-    Outcome outcome{result.exitCode, std::string(Trimmed(Said(result))), nullptr};
-    if (!result.output.empty()) outcome.result = Json::parse(result.output, nullptr, false);
-    if (outcome.result.is_discarded()) outcome = {-1, "its result cannot be read", nullptr};
+    Outcome outcome = OutcomeOf(result.exitCode, std::string(Trimmed(Said(result))), result.output);
     ++finishedNow_;
     if (!outcome.Fitted()) ++failed_;
     // What ended for a reason outside of the data may end otherwise the next time.
     const bool lasting = outcome.exitCode >= 0 && outcome.exitCode != static_cast<int>(ExitCode::Other) &&
                          outcome.exitCode <= static_cast<int>(ExitCode::Unstable);
-    if (lasting) store.Keep(keys_[index], specimens_[index].name, outcome);
-    outcome.ForgetCurves();
+    if (lasting) store.Keep(keys_[index], specimens_[index].name, outcome, result.output);
     outcomes_[index] = std::move(outcome);
   }
 

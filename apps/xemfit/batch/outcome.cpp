@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <cctype>
+#include <cstdint>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -17,6 +19,7 @@ namespace Xem::Tool {
 namespace {
 
 namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLongestFileName = 120;
 
@@ -47,6 +50,43 @@ std::string FileName(const std::string& specimen) {
   return name;
 }
 
+double NumberIn(const Json& object, const char* key) {
+  return object.is_object() && object.contains(key) && object[key].is_number() ? object[key].get<double>()
+                                                                               : Outcome::kNone;
+}
+
+std::string TextIn(const Json& object, const char* key) {
+  return object.is_object() && object.contains(key) && object[key].is_string() ? object[key].get<std::string>() : "";
+}
+
+Outcome Read(int exitCode, std::string message, const Json& result) {
+  Outcome outcome{exitCode, std::move(message), TextIn(result, "model")};
+  const double terms = NumberIn(result, "terms");
+  if (terms > 0) outcome.model += fmt::format(":{:.0f}", terms);
+  if (!result.is_object()) return outcome;
+  if (result.contains("dropped")) outcome.dropped = static_cast<double>(result["dropped"].size());
+  if (result.contains("measures")) {
+    const Json& measures = result["measures"];
+    outcome.points = NumberIn(measures, "points");
+    outcome.sse = NumberIn(measures, "sse");
+    outcome.rmse = NumberIn(measures, "rmse");
+    outcome.r2 = NumberIn(measures, "r2");
+    outcome.aicc = NumberIn(measures, "aicc");
+  }
+  if (result.contains("parameters")) {
+    for (const Json& one : result["parameters"]) {
+      outcome.parameters.push_back(
+          {TextIn(one, "name"), TextIn(one, "unit"), NumberIn(one, "value"), NumberIn(one, "standard_error")});
+    }
+  }
+  if (result.contains("derived")) {
+    for (const auto& [name, value] : result["derived"].items()) {
+      if (value.is_number()) outcome.derived.emplace_back(name, value.get<double>());
+    }
+  }
+  return outcome;
+}
+
 }  // namespace
 
 std::string Outcome::Status() const {
@@ -66,9 +106,11 @@ std::string Outcome::Status() const {
   }
 }
 
-void Outcome::ForgetCurves() {
-  if (!result.is_object()) return;
-  for (const char* key : {"curves", "correlation"}) result.erase(key);
+Outcome OutcomeOf(int exitCode, std::string message, const std::string& document) {
+  if (document.empty()) return Read(exitCode, std::move(message), nullptr);
+  const Json result = Json::parse(document, nullptr, false);
+  return result.is_discarded() ? Outcome{-1, "its result cannot be read", ""}
+                               : Read(exitCode, std::move(message), result);
 }
 
 OutcomeStore::OutcomeStore(std::string folder) : folder_(std::move(folder)) {
@@ -109,19 +151,18 @@ std::optional<Outcome> OutcomeStore::Find(const std::string& key) const {
   if (!fs::is_regular_file(PathOf(key), error)) return std::nullopt;
   try {
     const Json stored = Json::parse(ReadInput(PathOf(key)));
-    Outcome outcome{stored.at("exit_code").get<int>(), stored.at("message").get<std::string>(), stored.at("result")};
-    outcome.ForgetCurves();
-    return outcome;
+    return Read(stored.at("exit_code").get<int>(), stored.at("message").get<std::string>(), stored.at("result"));
   } catch (const std::exception&) {
     return std::nullopt;  // damaged, such as by a full disk: it is simply done again
   }
 }
 
-void OutcomeStore::Keep(const std::string& key, const std::string& specimen, const Outcome& outcome) const {
+void OutcomeStore::Keep(const std::string& key, const std::string& specimen, const Outcome& outcome,
+                        const std::string& document) const {
   const Json stored{{"specimen", specimen},
                     {"exit_code", outcome.exitCode},
                     {"message", outcome.message},
-                    {"result", outcome.result}};
+                    {"result", document.empty() ? Json() : Json::parse(document)}};
   ReplaceFile(PathOf(key), stored.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
 }
 

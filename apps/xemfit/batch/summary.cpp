@@ -16,28 +16,17 @@ namespace Xem::Tool {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr const char* kMeasures[] = {"points", "dropped", "sse", "rmse", "r2", "aicc"};
+
+struct Measure {
+  const char* name;
+  double Outcome::*value;
+  bool hasStatistics;
+};
+constexpr Measure kMeasures[] = {{"points", &Outcome::points, false}, {"dropped", &Outcome::dropped, false},
+                                 {"sse", &Outcome::sse, true},        {"rmse", &Outcome::rmse, true},
+                                 {"r2", &Outcome::r2, true},          {"aicc", &Outcome::aicc, true}};
+
 constexpr const char* kStandardError = "_standard_error";
-
-double NumberIn(const Json& object, const char* key) {
-  return object.is_object() && object.contains(key) && object[key].is_number() ? object[key].get<double>() : kNaN;
-}
-
-std::string TextIn(const Json& object, const char* key) {
-  return object.is_object() && object.contains(key) && object[key].is_string() ? object[key].get<std::string>() : "";
-}
-
-std::string ModelIn(const Json& result) {
-  const double terms = NumberIn(result, "terms");
-  return TextIn(result, "model") + (terms > 0 ? fmt::format(":{:.0f}", terms) : "");
-}
-
-double MeasureIn(const Json& result, const std::string& name) {
-  if (name == "dropped") {
-    return result.contains("dropped") ? static_cast<double>(result["dropped"].size()) : kNaN;
-  }
-  return result.contains("measures") ? NumberIn(result["measures"], name.c_str()) : kNaN;
-}
 
 std::string ForPeople(double value) { return std::isfinite(value) ? Shortly(value) : "-"; }
 
@@ -81,39 +70,29 @@ Statistics SummaryColumn::Of(const std::vector<bool>& fitted) const {
 }
 
 void Summary::Add(const std::string& specimen, const Outcome& outcome) {
-  const Json& result = outcome.result;
-  rows_.push_back({specimen, outcome.Status(), ModelIn(result), outcome.message, outcome.exitCode});
+  rows_.push_back({specimen, outcome.Status(), outcome.model, outcome.message, outcome.exitCode});
   fitted_.push_back(outcome.Fitted());
   if (measures_.empty()) {
-    for (const char* name : kMeasures) {
-      const bool count = std::string_view(name) == "points" || std::string_view(name) == "dropped";
-      measures_.push_back({name, "", {}, !count, false, false});
+    for (const Measure& measure : kMeasures) {
+      measures_.push_back({measure.name, "", {}, measure.hasStatistics, false, false});
     }
   }
-  for (SummaryColumn& column : measures_) Set(column, MeasureIn(result, column.name));
-  if (!result.is_object()) return;
-  if (result.contains("parameters")) {
-    for (const Json& parameter : result["parameters"]) AddParameter(parameter);
-  }
-  if (result.contains("derived")) {
-    for (const auto& [name, value] : result["derived"].items()) {
-      if (!value.is_number()) continue;
-      SummaryColumn& column = ColumnCalled(name, "");
-      column.hasStatistics = true;
-      Set(column, value.get<double>());
-    }
+  for (std::size_t i = 0; i < measures_.size(); ++i) Set(measures_[i], outcome.*kMeasures[i].value);
+  for (const Outcome::Parameter& parameter : outcome.parameters) AddParameter(parameter);
+  for (const auto& [name, value] : outcome.derived) {
+    SummaryColumn& column = ColumnCalled(name, "");
+    column.hasStatistics = true;
+    Set(column, value);
   }
 }
 
-void Summary::AddParameter(const Json& parameter) {
-  const std::string name = TextIn(parameter, "name");
-  const std::string unit = TextIn(parameter, "unit");
-  SummaryColumn& value = ColumnCalled(name, unit);
+void Summary::AddParameter(const Outcome::Parameter& parameter) {
+  SummaryColumn& value = ColumnCalled(parameter.name, parameter.unit);
   value.hasStatistics = value.isParameter = true;
-  const auto factor = ConversionFactor(unit, value.unit);
+  const auto factor = ConversionFactor(parameter.unit, value.unit);
   if (!factor) value.mixedUnits = true;
-  Set(value, NumberIn(parameter, "value") * factor.value_or(1.0));
-  Set(ColumnCalled(name + kStandardError, value.unit), NumberIn(parameter, "standard_error") * factor.value_or(1.0));
+  Set(value, parameter.value * factor.value_or(1.0));
+  Set(ColumnCalled(parameter.name + kStandardError, value.unit), parameter.standardError * factor.value_or(1.0));
 }
 
 SummaryColumn& Summary::ColumnCalled(const std::string& name, const std::string& unit) {

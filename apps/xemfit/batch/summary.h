@@ -41,7 +41,7 @@ class Summary {
     int exitCode = 0;
   };
   SummaryColumn& ColumnCalled(const std::string& name, const std::string& unit);
-  void AddParameter(const Json& parameter);
+  void AddParameter(const Outcome::Parameter& parameter);
   void Set(SummaryColumn& column, double value);
 
   std::vector<Row> rows_;

@@ -81,6 +81,18 @@ Json ArrayOf(const Items& items, ToJson toJson) {
   throw Failure(ExitCode::BadData, source + ": " + what + "; a file written by --json is needed");
 }
 
+Json ComparedJson(const ComparedModel& one) {
+  Json row = {{"model", one.model}, {"status", one.status}};
+  if (one.numbers) {
+    row["free_parameters"] = one.numbers->freeParameters;
+    row["r2"] = one.numbers->r2;
+    row["aicc"] = one.numbers->aicc;
+    row["difference"] = one.numbers->difference;
+  }
+  row["proposed"] = one.proposed;
+  return row;
+}
+
 Fit::Parameter StoredParameter(const Json& entry, const std::string& source) {
   if (!entry.is_object() || !entry.contains("name") || !entry["name"].is_string()) {
     Refuse(source, "an entry of \"parameters\" has no name");
@@ -96,6 +108,10 @@ Fit::Parameter StoredParameter(const Json& entry, const std::string& source) {
 }
 
 }  // namespace
+
+void AddComparison(const std::vector<ComparedModel>& comparison, Json& document) {
+  if (!comparison.empty()) document["comparison"] = ArrayOf(comparison, ComparedJson);
+}
 
 std::string JsonDocument(const std::string& command, const Report& report) {
   const Fit::Result& result = report.result;
@@ -120,6 +136,7 @@ std::string JsonDocument(const std::string& command, const Report& report) {
       {"notes", result.notes},
   };
   for (const auto& [name, value] : result.derived) document["derived"][name] = value;
+  AddComparison(report.comparison, document);
   if (report.amend) report.amend(document);
   std::string text;
   Write(document, 0, text);

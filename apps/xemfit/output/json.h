@@ -11,6 +11,9 @@ namespace Xem::Tool {
 /// doubles, null for NaN.
 std::string JsonDocument(const std::string& command, const Report& report);
 
+/// The key `comparison` of a document, or of a part of one, where there is something to compare.
+void AddComparison(const std::vector<ComparedModel>& comparison, Json& document);
+
 /// Reads the model, its terms and its parameters back from such a document. Throws Failure (BadData) naming `source`.
 struct StoredModel {
   std::string model;

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,19 @@ struct Panel {
   bool oneLine = false;          ///< all curves share one fitted line, drawn over all their abscissae
 };
 
+/// A model of several that were fitted to the same data.
+struct ComparedModel {
+  std::string model;
+  std::string status;  ///< the doubt about it, or why there is no fit
+  struct Numbers {
+    int freeParameters;
+    double r2, aicc;
+    double difference;  ///< of its AICc from the smallest
+  };
+  std::optional<Numbers> numbers;  ///< none where there is no fit
+  bool proposed = false;
+};
+
 /// What a verb hands over for output. Table, JSON, curve file and plot are all made from it.
 struct Report {
   Fit::Result result;
@@ -52,7 +66,8 @@ struct Report {
   std::vector<std::string> sections;    ///< blocks of text before the table, such as a comparison
   std::vector<std::string> appendices;  ///< blocks of text after the table and before the notes
   bool fitted = true;                   ///< false: there is no fit to tell of, the table is `sections` and notes alone
-  std::function<void(Json&)> amend;     ///< adds keys to the JSON document
+  std::vector<ComparedModel> comparison = {};  ///< empty where there was one model only
+  std::function<void(Json&)> amend;            ///< adds further keys to the JSON document
 };
 
 /// "polynomial:2", or the bare name where a model has no terms.

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <exception>
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
@@ -123,22 +122,19 @@ std::string ComparisonTable(const std::vector<Fitted>& all, std::size_t proposed
   return table.Text();
 }
 
-Json ComparisonJson(const std::vector<Fitted>& all, std::size_t proposed) {
-  Json rows = Json::array();
+std::vector<ComparedModel> Comparison(const std::vector<Fitted>& all, std::size_t proposed) {
+  std::vector<ComparedModel> comparison;
   const double smallest = SmallestCriterion(all, true);
   for (std::size_t i = 0; i < all.size(); ++i) {
     const Fitted& fitted = all[i];
-    Json row = {{"model", fitted.label}, {"status", fitted.result ? Outcome(fitted) : fitted.failure}};
+    ComparedModel one{fitted.label, fitted.result ? Outcome(fitted) : fitted.failure, std::nullopt, i == proposed};
     if (fitted.result) {
-      row["free_parameters"] = FreeParameters(*fitted.result);
-      row["r2"] = fitted.result->measures.r2;
-      row["aicc"] = fitted.result->measures.aicc;
-      row["difference"] = Difference(fitted, smallest);
+      const Fit::Measures& measures = fitted.result->measures;
+      one.numbers = {FreeParameters(*fitted.result), measures.r2, measures.aicc, Difference(fitted, smallest)};
     }
-    row["proposed"] = i == proposed;
-    rows.push_back(std::move(row));
+    comparison.push_back(std::move(one));
   }
-  return rows;
+  return comparison;
 }
 
 void NoteFailuresAndDoubts(const std::vector<Fitted>& all, std::size_t proposed, Fit::Result& result) {
@@ -207,7 +203,7 @@ Report FitCandidates(const std::vector<Candidate>& candidates) {
 
   const std::size_t proposed = Propose(all);
   report.sections.push_back(ComparisonTable(all, proposed));
-  report.amend = [rows = ComparisonJson(all, proposed)](Json& document) { document["comparison"] = rows; };
+  report.comparison = Comparison(all, proposed);
   report.result = std::move(*all[proposed].result);
   all[proposed].result = Fit::Result();
   NoteFailuresAndDoubts(all, proposed, report.result);

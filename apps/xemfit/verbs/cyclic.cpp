@@ -118,8 +118,7 @@ class CyclicFit final : public Verb {
     AddPanel(kStiffness, "G/Gmax", published, report);
     AddPanel(kDamping, "damping ratio", published, report);
     report.appendices.push_back(StrainTable(report.result));
-    report.amend = [amend = report.amend, result = report.result, published](Json& document) {
-      if (amend) amend(document);
+    report.amend = [result = report.result, published](Json& document) {
       document["table"] = TableJson(result);
       if (!published.empty()) document["overlays"] = OverlaysJson(published);
     };

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "numbers.h"
+#include "output/json.h"
 #include "output/text_table.h"
 #include "text.h"
 
@@ -205,7 +206,7 @@ Json MaterialJson(const SheetMaterial& material) {
                 {"plane_strain_limit", material.limit.PlaneStrainLimit()},
                 {"minor_strain", material.limit.minorStrain},
                 {"major_strain", material.limit.majorStrain}};
-  if (material.fit && material.fit->amend) material.fit->amend(entry);
+  if (material.fit) AddComparison(material.fit->comparison, entry);
   return entry;
 }
 
