@@ -20,12 +20,43 @@ ALLOWED = {
     "fit": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
             "sheetmetal"],
 }
+# The rooms of the command-line tool. Files outside of them put the tool together; of those a room knows only what all
+# rooms share.
+ROOMS = {
+    "command": ["input/roles.h"],
+    "input": [],
+    "output": [],
+    "verbs": ["command", "input", "output"],
+    "batch": ["command", "input", "output"],
+}
+SHARED_BY_ROOMS = ["failure.h", "numbers.h", "process.h", "text.h", "utf8.h"]
+FROM_WEB = "page_assets.h"  # made by web/
+PARSER = re.compile(r'^\s*#include\s+[<"]CLI/', re.MULTILINE)
 INCLUDE = re.compile(r'^\s*#include\s+"([^"]+)"', re.MULTILINE)
 FORTRAN = re.compile(r"\bd(gesvd|sysv|syev|getrf|getri|getrs|gemm|gemv|dot)_\b|\bddot_\b")
 
 
 def folder_of(path):
     return "solver/linalg" if str(path).startswith("solver/linalg") else path.parts[0]
+
+
+def fits(included, allowed):
+    return any(included == a or included.startswith(a + "/") for a in allowed)
+
+
+def tool_offences(tool):
+    for source in sorted(tool.rglob("*.[hc]*")):
+        relative = source.relative_to(tool)
+        room = relative.parts[0] if len(relative.parts) > 1 else ""
+        text = source.read_text()
+        if PARSER.search(text) and str(relative) != "command/parser.cpp":
+            yield f"apps/xemfit/{relative}: only command/parser.cpp may include the parser of the command line"
+        if not room and relative.with_suffix(".h").name not in SHARED_BY_ROOMS:
+            continue
+        allowed = [*([room, *ROOMS[room]] if room else []), *SHARED_BY_ROOMS, FROM_WEB]
+        for included in INCLUDE.findall(text):
+            if not included.startswith("xem/") and not fits(included, allowed):
+                yield f"apps/xemfit/{relative}: {room or 'what all rooms share'} may not include {included}"
 
 
 def offences(root):
@@ -41,7 +72,7 @@ def offences(root):
                     yield f"src/{relative}: only src/fit may include {included}"
                 continue
             own = included.startswith(folder + "/")
-            if not own and not any(included == a or included.startswith(a + "/") for a in ALLOWED[folder]):
+            if not own and not fits(included, ALLOWED[folder]):
                 yield f"src/{relative}: {folder} may not include {included}"
         if FORTRAN.search(text) and source.name != "lapack.cpp":
             yield f"src/{relative}: names a Fortran symbol"
@@ -50,6 +81,9 @@ def offences(root):
             for included in INCLUDE.findall(source.read_text()):
                 if included.split("/")[0] in {f.split("/")[0] for f in ALLOWED}:
                     yield f"{source.relative_to(root)}: may include public headers only, not {included}"
+
+
+    yield from tool_offences(root / "apps/xemfit")
 
 
 found = list(offences(pathlib.Path(sys.argv[1])))

@@ -67,7 +67,8 @@ class Reader {
   /// The cells of a record, trimmed where they are not in quotes.
   std::vector<std::string> Record(char separator) {
     const int line = line_;
-    std::vector<std::string> cells{Field(separator)};
+    std::vector<std::string> cells;
+    cells.push_back(Field(separator));
     while (!rest_.empty() && rest_.front() == separator) {
       if (cells.size() == kMostColumns) Refuse(fmt::format("{}: more than {} columns", Where(line), kMostColumns));
       rest_.remove_prefix(1);
