@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-<<<<<<< HEAD
 #include <limits>
 #include <random>
-=======
->>>>>>> net
 #include <vector>
 
 #include "support/curves.h"
