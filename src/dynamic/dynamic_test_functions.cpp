@@ -33,44 +33,17 @@ ComparedPoint DynamicMatTestFunction::Compare(const CyclicParameters& parameters
   return compared;
 }
 
-void DynamicMatTestFunction::ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                               std::span<double> gradient) const {
-  const ComparedPoint compared = Compare(ModelParameters(parameters), point);
-  if (!gradient.empty()) gradient[0] = compared.byReferenceStrain;
-  if (gradient.size() > 1) gradient[1] = compared.byExponent;
-}
-
-void DynamicMatTestFunction::EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                           double& measured, double& model) const {
-  const ComparedPoint compared = Compare(ModelParameters(parameters), point);
-  measured = compared.observed;
-  model = compared.predicted;
-}
-
-bool DynamicMatTestFunction::ValuesOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                           std::span<double> measured, std::span<double> model) const {
+void DynamicMatTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                      std::span<double> model, MatrixView derivatives) const {
   const CyclicParameters at = ModelParameters(parameters);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const ComparedPoint compared = Compare(at, first + static_cast<std::int32_t>(i));
-    measured[i] = compared.observed;
-    model[i] = compared.predicted;
-  }
-  return true;
-}
-
-void DynamicMatTestFunction::GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                              std::span<double> measured, std::span<double> model,
-                                              std::span<double> gradients) const {
-  const CyclicParameters at = ModelParameters(parameters);
-  const std::size_t width = parameters.size();
-  std::fill(gradients.begin(), gradients.end(), 0.0);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const ComparedPoint compared = Compare(at, first + static_cast<std::int32_t>(i));
-    measured[i] = compared.observed;
-    model[i] = compared.predicted;
-    if (width > 0) gradients[i * width] = compared.byReferenceStrain;
-    if (width > 1) gradients[i * width + 1] = compared.byExponent;
-  }
+  EvaluateByPoint<2>(
+      first, model, derivatives, [&](std::int32_t point) { return Compare(at, point).predicted; },
+      [&](std::int32_t point, std::span<double> gradient) {
+        const ComparedPoint compared = Compare(at, point);
+        gradient[0] = compared.byReferenceStrain;
+        gradient[1] = compared.byExponent;
+        return compared.predicted;
+      });
 }
 
 void DynamicMatTestFunction::Output(std::span<const double> parameters, std::span<double> fitted,
@@ -85,7 +58,9 @@ void DynamicMatTestFunction::Output(std::span<const double> parameters, std::spa
 }
 
 template <class StressAt>
-void DynamicMatTestFunction::StoreAbscissae(StressAt stressAt) {
+void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt) {
+  Load(points, KeepMeasured(), AsItStands);
+  const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
   for (std::int32_t i = 0; i < PointCount(); ++i) {
     switch (form_) {
       case ResidualForm::Strain:
@@ -97,18 +72,17 @@ void DynamicMatTestFunction::StoreAbscissae(StressAt stressAt) {
         curve_.stretch[i] = stressAt(i);
         break;
     }
+    compared_[i] = Compare(any, i).observed;
   }
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(points, KeepMeasured(), AsItStands);
-  StoreAbscissae([&](std::int32_t i) { return curve_.stress[i] * curve_.stretch[i]; });
+  LoadAs(points, [&](std::int32_t i) { return curve_.stress[i] * curve_.stretch[i]; });
 }
 
 void XemDynamicMatDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points,
                                                    std::span<const _T_FUNT_BASE> stiffness) {
-  curve_.Load(points, KeepMeasured(), AsItStands);
-  StoreAbscissae([&](std::int32_t i) { return NormalisedStressAt(stiffness, curve_.stretch[i]); });
+  LoadAs(points, [&](std::int32_t i) { return NormalisedStressAt(stiffness, curve_.stretch[i]); });
 }
 
 }  // namespace Xem::MaterialUtil

@@ -15,7 +15,7 @@ namespace {
 /// what such curves can be read to.
 double Tolerance(ResidualKind residual, const XemMaterialTestFunctionBase& function) {
   double sum = 0.0;
-  for (const double measured : function.Stress().Span()) {
+  for (const double measured : function.Compared()) {
     sum += residual == ResidualKind::Absolute ? measured * measured : 1.0;
   }
   return std::max(1e-8 * sum, 1e-300);

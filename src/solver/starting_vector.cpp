@@ -46,7 +46,7 @@ Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const
   for (const auto& function : testFunctions) {
     const std::int32_t count = function->PointCount();
     function->LinearDesignRows(nonlinear, design.View().Rows(first, count));
-    for (std::int32_t i = 0; i < count; ++i) target[first + i] = function->Stress()[i] - baseline;
+    for (std::int32_t i = 0; i < count; ++i) target[first + i] = function->Compared()[i] - baseline;
     first += count;
   }
   RequireFullRank(design);

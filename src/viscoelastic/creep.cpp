@@ -133,31 +133,18 @@ bool XemMaterialCreepType300::EnforceParameterConstraints(std::int32_t, std::spa
 }
 
 void XemMaterialCreepType300::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(
+  Load(
       points, [](const _T_FUNT_BASE& point) { return point.first > 0.0; }, AsItStands);
 }
 
-void XemMaterialCreepType300::ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                                std::span<double> gradient) const {
-  CreepGradient(parameters, stress_, curve_.stretch[point], gradient);
-}
-
-void XemMaterialCreepType300::EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                            double& measured, double& model) const {
-  measured = curve_.stress[point];
-  model = CreepStrain(parameters, stress_, curve_.stretch[point]);
-}
-
-void XemMaterialCreepType300::GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                               std::span<double> measured, std::span<double> model,
-                                               std::span<double> gradients) const {
-  const std::size_t width = parameters.size();
-  std::fill(gradients.begin(), gradients.end(), 0.0);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    measured[i] = curve_.stress[point];
-    model[i] = CreepGradient(parameters, stress_, curve_.stretch[point], gradients.subspan(i * width, width));
-  }
+void XemMaterialCreepType300::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                       std::span<double> model, MatrixView derivatives) const {
+  EvaluateByPoint<kCreepConstants>(
+      first, model, derivatives,
+      [&](std::int32_t point) { return CreepStrain(parameters, stress_, curve_.stretch[point]); },
+      [&](std::int32_t point, std::span<double> gradient) {
+        return CreepGradient(parameters, stress_, curve_.stretch[point], gradient);
+      });
 }
 
 std::int32_t FitCreepConstants(const boost::shared_ptr<XemMaterialCreepType300>& curve, std::span<double> constants,

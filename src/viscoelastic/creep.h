@@ -48,23 +48,16 @@ class XemMaterialCurveFittingCreep final : public XemMaterialCurvefittingModelBa
 };
 
 /// A creep curve at one stress against the whole law; parameters are C1 ... C7 and `termCount` their number.
-class XemMaterialCreepType300 final : public XemMaterialTestFunctionBase, public BlockOperations {
+class XemMaterialCreepType300 final : public BlockTestFunction {
  public:
-  XemMaterialCreepType300() : XemMaterialTestFunctionBase(this) {}
-
-  using XemMaterialTestFunctionBase::SetTestData;
+  using BlockTestFunction::SetTestData;
   /// settings[0] is the stress; options[0] is stored and not used.
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   /// Keeps points at a positive time, whatever their strain.
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override;
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override;
-  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override;
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
 
  private:
   double stress_ = 0.0;
