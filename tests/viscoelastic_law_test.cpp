@@ -174,7 +174,7 @@ TEST(CreepLaw, RegressionsFindPlantedLinesFarFromTheOrigin) {
 
 TEST(CreepCurve, DataKeepPositiveStrainsAndTheTestFunctionPositiveTimes) {
   const std::vector<_T_FUNT_BASE> points{{0.0, 0.1}, {1.0, 0.0}, {2.0, -0.1}, {3.0, 0.3}, {-1.0, 0.2}};
-  XemMaterialTestDataCreep data(CreepTest{});
+  XemMaterialTestDataCreep data(CreepTestSettings{});
   data.SetTestData(std::span<const _T_FUNT_BASE>(points));
   EXPECT_EQ(std::vector<double>(data.Stretch().Span().begin(), data.Stretch().Span().end()),
             (std::vector<double>{0.0, 3.0, -1.0}));

@@ -82,7 +82,7 @@ std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, 
   FillStrainGrid(dampingGrid);
 
   const DynamicFitRequest request = ReadRequest(options, parameters, flags);
-  if (request.Family() == CyclicFamily::PowerLaw && weights.GetSize() == 2 && parameters.GetSize() == 2) {
+  if (request.Family() == DynamicFamily::PowerLaw && weights.GetSize() == 2 && parameters.GetSize() == 2) {
     weights[1] *= DampingWeightFactor(Points(damping), parameters[1]);
   }
 

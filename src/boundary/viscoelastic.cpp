@@ -53,7 +53,7 @@ std::int32_t CurveFitting4Creep(const Xem::PointArray& curve, const std::int32_t
                                 Xem::DoubleArray& constants, double* determination) {
   RequirePointers({creepType, stress, primaryExponent, secondaryExponent, determination});
   const auto data = boost::make_shared<XemMaterialTestDataCreep>(
-      CreepTest{static_cast<CreepType>(*creepType), *stress, *primaryExponent, *secondaryExponent});
+      CreepTestSettings{static_cast<CreepType>(*creepType), *stress, *primaryExponent, *secondaryExponent});
   data->SetTestData(curve);
   const TestDataList testData{data};
   const XemMaterialCurveFittingCreep model(testData);

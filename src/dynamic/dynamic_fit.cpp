@@ -27,7 +27,7 @@ DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<c
   DynamicFitRequest request{};
   request.modelOptions = {TruncateToInt(options[0]), TruncateToInt(options[1])};
   request.residual = ResidualFromCode(TruncateToInt(options[2]));
-  const std::size_t fewest = request.Family() == CyclicFamily::PowerLaw ? 2 : 1;
+  const std::size_t fewest = request.Family() == DynamicFamily::PowerLaw ? 2 : 1;
   if (count < fewest || count > request.working.size()) {
     throw CInvalidArgException("the number of parameters does not suit the dynamic model");
   }

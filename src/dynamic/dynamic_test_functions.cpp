@@ -10,7 +10,7 @@ namespace Xem::MaterialUtil {
 
 void DynamicMatTestFunction::SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) {
   if (settings.size() < 3 || options.size() < 2) throw CInvalidArgException("too few settings of a cyclic model");
-  family_ = static_cast<CyclicFamily>(options[0]);
+  family_ = static_cast<DynamicFamily>(options[0]);
   initialReferenceStrain_ = settings[0];
   initialSecond_ = settings[1];
   form_ = static_cast<ResidualForm>(options[1]);
@@ -25,7 +25,7 @@ CyclicParameters DynamicMatTestFunction::ModelParameters(std::span<const double>
 }
 
 ComparedPoint DynamicMatTestFunction::Compare(const CyclicParameters& parameters, std::int32_t point) const {
-  ComparedPoint compared = comparison_(parameters, curve_.stretch[point], curve_.stress[point]);
+  ComparedPoint compared = comparison_(parameters, curve_.abscissa[point], curve_.measured[point]);
   compared.observed *= weight_;
   compared.predicted *= weight_;
   compared.byReferenceStrain *= weight_;
@@ -49,11 +49,11 @@ void DynamicMatTestFunction::Evaluate(std::int32_t, std::span<const double> para
 void DynamicMatTestFunction::Output(std::span<const double> parameters, std::span<double> fitted,
                                     std::span<_T_FUNT_BASE> curve) const {
   const CyclicParameters at = ModelParameters(parameters);
-  const bool known = family_ == CyclicFamily::PowerLaw || family_ == CyclicFamily::Hyperbolic;
-  const std::size_t needed = family_ == CyclicFamily::PowerLaw ? 2 : 1;
+  const bool known = family_ == DynamicFamily::PowerLaw || family_ == DynamicFamily::Hyperbolic;
+  const std::size_t needed = family_ == DynamicFamily::PowerLaw ? 2 : 1;
   if (known && fitted.size() < needed) throw CInvalidArgException("too few parameters of a cyclic model");
   if (known) fitted[0] = at.referenceStrain;
-  if (family_ == CyclicFamily::PowerLaw) fitted[1] = LargestDamping(at.exponent);
+  if (family_ == DynamicFamily::PowerLaw) fitted[1] = LargestDamping(at.exponent);
   for (_T_FUNT_BASE& point : curve) point.second = valueAt_(family_, at, point.first);
 }
 
@@ -66,10 +66,10 @@ void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, Stress
       case ResidualForm::Strain:
         break;
       case ResidualForm::LogStrain:
-        curve_.stretch[i] = logScale_ * std::log(curve_.stretch[i]);
+        curve_.abscissa[i] = logScale_ * std::log(curve_.abscissa[i]);
         break;
       case ResidualForm::Stress:
-        curve_.stretch[i] = stressAt(i);
+        curve_.abscissa[i] = stressAt(i);
         break;
     }
     compared_[i] = Compare(any, i).observed;
@@ -77,12 +77,12 @@ void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, Stress
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  LoadAs(points, [&](std::int32_t i) { return curve_.stress[i] * curve_.stretch[i]; });
+  LoadAs(points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; });
 }
 
 void XemDynamicMatDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points,
                                                    std::span<const _T_FUNT_BASE> stiffness) {
-  LoadAs(points, [&](std::int32_t i) { return NormalisedStressAt(stiffness, curve_.stretch[i]); });
+  LoadAs(points, [&](std::int32_t i) { return NormalisedStressAt(stiffness, curve_.abscissa[i]); });
 }
 
 }  // namespace Xem::MaterialUtil

@@ -10,6 +10,7 @@ namespace Xem::MaterialUtil {
 
 /// What the two test functions of cyclic behaviour share: parameters (reference strain, exponent), a residual form, and
 /// a weight that multiplies observed value, predicted value and gradient. There is no admissible region.
+/// `termCount` is not used: the parameters that are not there are those of the working vector.
 class DynamicMatTestFunction : public BlockTestFunction {
  public:
   using BlockTestFunction::SetTestData;
@@ -24,8 +25,8 @@ class DynamicMatTestFunction : public BlockTestFunction {
                 MatrixView derivatives) const override;
 
  protected:
-  using ComparisonChoice = Comparison (*)(CyclicFamily, ResidualForm);
-  using ValueAt = double (*)(CyclicFamily, const CyclicParameters&, double);
+  using ComparisonChoice = Comparison (*)(DynamicFamily, ResidualForm);
+  using ValueAt = double (*)(DynamicFamily, const CyclicParameters&, double);
 
   DynamicMatTestFunction(ComparisonChoice choose, ValueAt valueAt)
       : choose_(choose), valueAt_(valueAt), comparison_(choose(family_, form_)) {}
@@ -40,7 +41,7 @@ class DynamicMatTestFunction : public BlockTestFunction {
   CyclicParameters ModelParameters(std::span<const double> parameters) const;
   ComparedPoint Compare(const CyclicParameters& parameters, std::int32_t point) const;
 
-  CyclicFamily family_ = CyclicFamily::PowerLaw;
+  DynamicFamily family_ = DynamicFamily::PowerLaw;
   double initialReferenceStrain_ = 0.0;
   double initialSecond_ = 0.0;
   ResidualForm form_ = ResidualForm::Strain;

@@ -26,17 +26,17 @@ bool XemGHEModelTestFunction::EnforceParameterConstraints(std::int32_t, std::spa
 void XemGHEModelTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(points, KeepPositiveStrain(), [&](double strain) { return strain / referenceStrain_; });
   if (form_ != GheForm::Stress) return;
-  for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] *= curve_.stretch[i];
+  for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] *= curve_.abscissa[i];
 }
 
 void XemGHEModelTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                        std::span<double> model, MatrixView derivatives) const {
-  const auto factor = [&](std::int32_t point) { return form_ == GheForm::Stress ? curve_.stretch[point] : 1.0; };
+  const auto factor = [&](std::int32_t point) { return form_ == GheForm::Stress ? curve_.abscissa[point] : 1.0; };
   EvaluateByPoint<kGheParameterCount>(
       first, model, derivatives,
-      [&](std::int32_t point) { return GheRatio(parameters, curve_.stretch[point]) * factor(point); },
+      [&](std::int32_t point) { return GheRatio(parameters, curve_.abscissa[point]) * factor(point); },
       [&](std::int32_t point, std::span<double> gradient) {
-        const double ratio = GheRatioAndGradient(parameters, curve_.stretch[point], gradient);
+        const double ratio = GheRatioAndGradient(parameters, curve_.abscissa[point], gradient);
         for (double& entry : gradient) entry *= factor(point);
         return ratio * factor(point);
       });
@@ -83,7 +83,7 @@ void XemGHEModelDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> p
   if (source_.Empty()) source_ = StiffnessSource(stiffness);
   losses_.resize(static_cast<std::size_t>(PointCount()));
   for (std::size_t i = 0; i < losses_.size(); ++i) {
-    losses_[i] = 1.0 - source_.At(curve_.stretch[static_cast<std::int64_t>(i)]);
+    losses_[i] = 1.0 - source_.At(curve_.abscissa[static_cast<std::int64_t>(i)]);
   }
 }
 

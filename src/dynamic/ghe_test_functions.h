@@ -23,7 +23,7 @@ struct KeepPositiveStrain {
 };
 
 /// Stiffness curve of the six-parameter model. Knows which parameters are held, because constraints move free ones
-/// only.
+/// only. `termCount` is not used.
 class XemGHEModelTestFunction final : public BlockTestFunction {
  public:
   using BlockTestFunction::SetTestData;
@@ -62,7 +62,7 @@ class StiffnessSource {
   GheParameters parameters_ = kGheDefaults;
 };
 
-/// Damping curve of the generalised model; parameters hmax, kappa.
+/// Damping curve of the generalised model; parameters hmax, kappa, `termCount` is not used.
 class XemGHEModelDampingTestFunction final : public BlockTestFunction {
  public:
   using BlockTestFunction::SetTestData;

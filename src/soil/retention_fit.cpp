@@ -112,9 +112,9 @@ double RetentionPorosity(double given, std::span<const _T_FUNT_BASE> measured) {
   return IsPorosity(largest) ? largest : kUsualPorosity;
 }
 
-RetentionData LoadRetention(const RetentionSettings& settings, std::span<const _T_FUNT_BASE> measured,
-                            std::span<const _T_FUNT_BASE> grading) {
-  RetentionData data;
+RetentionPoints LoadRetention(const RetentionSettings& settings, std::span<const _T_FUNT_BASE> measured,
+                              std::span<const _T_FUNT_BASE> grading) {
+  RetentionPoints data;
   data.porosity = RetentionPorosity(settings.porosity, measured);
   data.derived = RetentionFromGrading(
       grading, {.porosity = data.porosity, .particleDensity = settings.particleDensity, .exponent = settings.exponent});
@@ -133,7 +133,8 @@ std::vector<_T_FUNT_BASE> RetentionGrid() {
   return grid;
 }
 
-RetentionFit FitRetention(const RetentionSettings& settings, const RetentionData& data, std::span<const double> given) {
+RetentionFit FitRetention(const RetentionSettings& settings, const RetentionPoints& data,
+                          std::span<const double> given) {
   const Vector held = HeldValues(settings, given);
   RetentionFit fit;
   fit.function = MakeFunction(settings, data.fitted);

@@ -30,7 +30,7 @@ void XemUnsaturatedSoilTestFunction::SetTestData(std::span<const _T_FUNT_BASE> p
   for (double& content : compared_) content = kPercent * content;
   suctions_.resize(static_cast<std::size_t>(PointCount()));
   for (std::size_t i = 0; i < suctions_.size(); ++i)
-    suctions_[i] = Suction(curve_.stretch[static_cast<std::int64_t>(i)]);
+    suctions_[i] = Suction(curve_.abscissa[static_cast<std::int64_t>(i)]);
 }
 
 void XemUnsaturatedSoilTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,

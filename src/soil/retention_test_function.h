@@ -13,7 +13,7 @@ bool IsRetentionPoint(const _T_FUNT_BASE& point);
 /// A retention curve (suction in kPa, water content) and its model.
 ///
 /// Compared values, model values and derivatives are in percent: as fractions the sums of squares would lie below the
-/// solver's absolute threshold from the start, and it would stop early.
+/// solver's absolute threshold from the start, and it would stop early. `termCount` is not used.
 class XemUnsaturatedSoilTestFunction final : public BlockTestFunction {
  public:
   static constexpr double kPercent = 100.0;

@@ -20,7 +20,9 @@ namespace Xem::MaterialUtil {
 /// The list of test functions belongs to the caller and must outlive the solver.
 class LevenbergMarquardtMethod {
  public:
-  /// Throws CInvalidArgException when there is no test function.
+  /// `termCount` is handed to the test functions, in their own count, and is the length of the mask until SetMask; the
+  /// number of parameters is that of the vector to solve for. Throws CInvalidArgException when there is no test
+  /// function.
   LevenbergMarquardtMethod(const TestFunctionList& testFunctions, std::int32_t termCount, bool applyConstraints = true);
 
   /// Normal matrix (symmetric, n x n) and gradient of the free parameters.

@@ -128,7 +128,7 @@ void XemHyperElasticTestFunction::SetTestData(std::span<const _T_FUNT_BASE> poin
 
 void XemHyperElasticTestFunction::TakeLogarithms() {
   logStretch_.Resize(PointCount());
-  for (std::int32_t i = 0; i < PointCount(); ++i) logStretch_[i] = std::log(curve_.stretch[i]);
+  for (std::int32_t i = 0; i < PointCount(); ++i) logStretch_[i] = std::log(curve_.abscissa[i]);
 }
 
 void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> exponents, MatrixView rows) const {
@@ -136,19 +136,19 @@ void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> expon
     const std::span<double> column = rows.Column(k);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
       column[static_cast<std::size_t>(i)] =
-          EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.stretch[i], logStretch_[i]).value;
+          EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.abscissa[i], logStretch_[i]).value;
     }
   }
 }
 
 void XemHyperElasticTestFunction::PolynomialRowAt(std::int32_t order, std::int32_t point, std::span<double> row) const {
   std::size_t k = 0;
-  ForEachTermStress(mode_, order, curve_.stretch[point], [&](double term) { row[k++] = term; });
+  ForEachTermStress(mode_, order, curve_.abscissa[point], [&](double term) { row[k++] = term; });
 }
 
 double XemHyperElasticTestFunction::PolynomialStressAt(std::int32_t order, std::span<const double> parameters,
                                                        std::int32_t point) const {
-  return PolynomialStress(mode_, order, parameters, curve_.stretch[point]);
+  return PolynomialStress(mode_, order, parameters, curve_.abscissa[point]);
 }
 
 void XemHyperElasticTestFunction::BlatzKoRowAt(std::int32_t point, std::span<double> row) const {
@@ -156,10 +156,10 @@ void XemHyperElasticTestFunction::BlatzKoRowAt(std::int32_t point, std::span<dou
 }
 
 double XemHyperElasticTestFunction::BlatzKoStressAt(double modulus, std::int32_t point) const {
-  return modulus * mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
+  return modulus * mode_.blatzKo(curve_.abscissa[point], curve_.companion[point]);
 }
 
-void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveLateralStretches(LateralStretchExponent()); }
+void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveCompanion(LateralStretchExponent()); }
 
 void XemHyperElasticTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
                                            std::int32_t first, std::span<double> model, MatrixView derivatives) const {
@@ -181,7 +181,7 @@ void XemHyperElasticTestFunction::EvaluatePolynomial(std::int32_t order, std::sp
   for (std::size_t i = 0; i < model.size(); ++i) {
     const std::int32_t point = first + static_cast<std::int32_t>(i);
     std::size_t k = 0;
-    ForEachTermStress(mode_, order, curve_.stretch[point], [&](double term) {
+    ForEachTermStress(mode_, order, curve_.abscissa[point], [&](double term) {
       model[i] += coefficients[k] * term;
       if (!derivatives.Empty()) derivatives(i, k) = term;
       ++k;
@@ -197,7 +197,7 @@ void XemHyperElasticTestFunction::EvaluateOgden(std::int32_t terms, std::span<co
     const double alpha = pairs[static_cast<std::size_t>(2 * k + 1)];
     for (std::size_t i = 0; i < model.size(); ++i) {
       const std::int32_t point = first + static_cast<std::int32_t>(i);
-      const OgdenTerm term = EvaluateOgdenTerm(lateralExponent, alpha, curve_.stretch[point], logStretch_[point]);
+      const OgdenTerm term = EvaluateOgdenTerm(lateralExponent, alpha, curve_.abscissa[point], logStretch_[point]);
       model[i] += mu * term.value;
       if (derivatives.Empty()) continue;
       derivatives(i, 2 * k) = term.value;

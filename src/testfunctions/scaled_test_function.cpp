@@ -18,8 +18,8 @@ void MultiplyColumns(MatrixView columns, std::span<const double> factors) {
 ScaledTestFunction::ScaledTestFunction(boost::shared_ptr<XemMaterialTestFunctionBase> inner, Vector factors,
                                        Vector compared)
     : inner_(std::move(inner)), factors_(std::move(factors)) {
-  curve_.stretch = inner_->Stretch();
-  curve_.stress = inner_->Stress();
+  curve_.abscissa = inner_->Stretch();
+  curve_.measured = inner_->Stress();
   compared_ = std::move(compared);
 }
 

@@ -47,9 +47,9 @@ class XemMaterialTestFunctionBase {
   }
 
   std::int32_t PointCount() const { return curve_.PointCount(); }
-  const Vector& Stretch() const { return curve_.stretch; }
+  const Vector& Stretch() const { return curve_.abscissa; }
   /// Measured values, one per point.
-  const Vector& Stress() const { return curve_.stress; }
+  const Vector& Stress() const { return curve_.measured; }
   /// What model values are compared with, one per point: the measured values, unless the class says otherwise.
   const Vector& Compared() const { return compared_; }
 
@@ -60,14 +60,14 @@ class XemMaterialTestFunctionBase {
   XemMaterialTestFunctionBase& operator=(const XemMaterialTestFunctionBase&) = delete;
   ~XemMaterialTestFunctionBase() = default;
 
-  /// Curve::Load; the measured values are compared.
-  template <class Point, class Keep, class ToStretch>
-  void Load(std::span<const Point> points, Keep keep, ToStretch toStretch) {
-    curve_.Load(points, keep, toStretch);
-    compared_ = curve_.stress;
+  /// LoadedCurve::Load; the measured values are compared.
+  template <class Point, class Keep, class Convert>
+  void Load(std::span<const Point> points, Keep keep, Convert convert) {
+    curve_.Load(points, keep, convert);
+    compared_ = curve_.measured;
   }
 
-  Curve curve_;
+  LoadedCurve curve_;
   Vector compared_;
 
  private:

@@ -141,9 +141,9 @@ void XemMaterialCreepType300::Evaluate(std::int32_t, std::span<const double> par
                                        std::span<double> model, MatrixView derivatives) const {
   EvaluateByPoint<kCreepConstants>(
       first, model, derivatives,
-      [&](std::int32_t point) { return CreepStrain(parameters, stress_, curve_.stretch[point]); },
+      [&](std::int32_t point) { return CreepStrain(parameters, stress_, curve_.abscissa[point]); },
       [&](std::int32_t point, std::span<double> gradient) {
-        return CreepGradient(parameters, stress_, curve_.stretch[point], gradient);
+        return CreepGradient(parameters, stress_, curve_.abscissa[point], gradient);
       });
 }
 

@@ -15,7 +15,7 @@ namespace Xem::MaterialUtil {
 enum class CreepType : std::int32_t { Primary = 0, Secondary = 1, Both = 2 };
 
 /// What the caller knows about a creep test.
-struct CreepTest {
+struct CreepTestSettings {
   CreepType type = CreepType::Primary;
   double stress = 0.0;
   double primaryStressExponent = 0.0;    ///< C2
@@ -25,7 +25,7 @@ struct CreepTest {
 /// A creep curve (time, creep strain) at one stress. Times are kept unchanged; only positive strains are kept.
 class XemMaterialTestDataCreep final : public XemMaterialTestDataBase {
  public:
-  explicit XemMaterialTestDataCreep(const CreepTest& test) : test_(test) {}
+  explicit XemMaterialTestDataCreep(const CreepTestSettings& test) : test_(test) {}
 
   using XemMaterialTestDataBase::SetTestData;
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
@@ -37,7 +37,7 @@ class XemMaterialTestDataCreep final : public XemMaterialTestDataBase {
   std::array<double, 6> Constants(std::span<const double> fit) const;
 
  private:
-  CreepTest test_;
+  CreepTestSettings test_;
 };
 
 class XemMaterialCurveFittingCreep final : public XemMaterialCurvefittingModelBase {

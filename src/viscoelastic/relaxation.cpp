@@ -38,16 +38,16 @@ bool XemHyperViscoElasticRelaxation::EnforceParameterConstraints(std::int32_t te
 
 void XemHyperViscoElasticRelaxation::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(points, KeepRelaxing, AsItStands);
-  for (const double time : curve_.stretch.Span()) maxTime_ = std::max(maxTime_, time);
+  for (const double time : curve_.abscissa.Span()) maxTime_ = std::max(maxTime_, time);
   // Deliberate: the smallest time is sought from the largest one downwards, so that both are 0 without data.
   minTime_ = maxTime_;
-  for (const double time : curve_.stretch.Span()) minTime_ = std::min(minTime_, time);
+  for (const double time : curve_.abscissa.Span()) minTime_ = std::min(minTime_, time);
 }
 
 void XemHyperViscoElasticRelaxation::LinearDesignRows(std::span<const double> relaxationTimes, MatrixView rows) const {
   for (std::size_t k = 0; k < relaxationTimes.size(); ++k) {
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      rows(i, k) = PronyRemainder(relaxationTimes[k], curve_.stretch[i]) - 1.0;
+      rows(i, k) = PronyRemainder(relaxationTimes[k], curve_.abscissa[i]) - 1.0;
     }
   }
 }
@@ -56,7 +56,7 @@ void XemHyperViscoElasticRelaxation::Evaluate(std::int32_t termCount, std::span<
                                               std::int32_t first, std::span<double> model,
                                               MatrixView derivatives) const {
   derivatives.Fill(0.0);
-  const auto times = curve_.stretch.Span().subspan(static_cast<std::size_t>(first), model.size());
+  const auto times = curve_.abscissa.Span().subspan(static_cast<std::size_t>(first), model.size());
   PronyModuli(Parameters(termCount, parameters), times, model, derivatives);
 }
 

@@ -35,8 +35,8 @@ Comparison OrdinateComparison(CyclicFamily family, CyclicCurve curve) {
 
 Comparison ChooseComparison(CyclicFamily family, CyclicCurve curve, CyclicForm form) {
   const auto choose = [curve](ResidualForm core) {
-    return curve == CyclicCurve::Stiffness ? StiffnessComparison(MaterialUtil::CyclicFamily::PowerLaw, core)
-                                           : DampingComparison(MaterialUtil::CyclicFamily::PowerLaw, core);
+    return curve == CyclicCurve::Stiffness ? StiffnessComparison(MaterialUtil::DynamicFamily::PowerLaw, core)
+                                           : DampingComparison(MaterialUtil::DynamicFamily::PowerLaw, core);
   };
   switch (form) {
     case CyclicForm::Ordinate:
@@ -65,11 +65,11 @@ class CyclicFunction final : public BlockTestFunction {
       : family_(family), comparison_(ChooseComparison(family, curve, form)) {
     Load(points, KeepMeasured(), AsItStands);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      curve_.stretch[i] = StoredAbscissa(curve, form, points[static_cast<std::size_t>(i)], stiffness);
-      curve_.lateralStretch[i] = curve_.stress[i];  // the ordinate; `stress` is what is compared
-      curve_.stress[i] = Compare({1.0, 1.0, 1.0}, i).observed;
+      curve_.abscissa[i] = StoredAbscissa(curve, form, points[static_cast<std::size_t>(i)], stiffness);
+      curve_.companion[i] = curve_.measured[i];  // the ordinate; what is compared counts as measured
+      curve_.measured[i] = Compare({1.0, 1.0, 1.0}, i).observed;
     }
-    compared_ = curve_.stress;
+    compared_ = curve_.measured;
   }
 
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
@@ -88,7 +88,7 @@ class CyclicFunction final : public BlockTestFunction {
 
  private:
   ComparedPoint Compare(const CyclicParameters& at, std::int32_t point) const {
-    return comparison_(at, curve_.stretch[point], curve_.lateralStretch[point]);
+    return comparison_(at, curve_.abscissa[point], curve_.companion[point]);
   }
 
   CyclicFamily family_;
@@ -128,10 +128,10 @@ class GheFunction final : public BlockTestFunction {
     EvaluateByPoint<kGheExponent + 1>(
         first, model, derivatives,
         [&](std::int32_t point) {
-          return CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.stretch[point]);
+          return CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.abscissa[point]);
         },
         [&](std::int32_t point, std::span<double> gradient) {
-          return GheRow(curveKind_, parameters, curve_.stretch[point], gradient);
+          return GheRow(curveKind_, parameters, curve_.abscissa[point], gradient);
         });
   }
 

@@ -24,10 +24,10 @@ class HardeningTestFunction final : public MaterialUtil::BlockTestFunction {
 
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MaterialUtil::MatrixView derivatives) const override {
-    const auto stress = [&](std::int32_t point) { return law_.stress(parameters, curve_.stretch[point]); };
+    const auto stress = [&](std::int32_t point) { return law_.stress(parameters, curve_.abscissa[point]); };
     MaterialUtil::EvaluateByPoint<4>(first, model, derivatives, stress,
                                      [&](std::int32_t point, std::span<double> gradient) {
-                                       law_.gradient(parameters, curve_.stretch[point], gradient);
+                                       law_.gradient(parameters, curve_.abscissa[point], gradient);
                                        return stress(point);
                                      });
   }

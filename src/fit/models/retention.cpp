@@ -271,7 +271,7 @@ class RetentionFit final : public ModelFit {
     settings.residual = KindOf(options.residual);
     settings.mask = MaskOf(problem);
     settings.usualResidualSuctionHeld = model_ == RetentionModel::FredlundXing && !MentionsResidualSuction();
-    Core::RetentionData data;
+    Core::RetentionPoints data;
     data.porosity = Core::RetentionPorosity(soil_.porosity, soil_.InKilopascal(soil_.retention));
     data.fitted = soil_.FittedPoints();
     const Core::RetentionFit fit = Core::FitRetention(settings, data, given);

@@ -31,9 +31,9 @@ void RequireTerms(int terms) {
 class VolumetricFunction final : public BlockTestFunction {
  public:
   VolumetricFunction(const XemMaterialTestDataVolumetric& data, std::int32_t terms) : rows_(data.PointCount(), terms) {
-    curve_.stretch = data.Stretch();
-    curve_.stress = data.Stress();
-    compared_ = curve_.stress;
+    curve_.abscissa = data.Stretch();
+    curve_.measured = data.Stress();
+    compared_ = curve_.measured;
     data.AssemblePolynomialRows(terms, FixedTermMask(terms), rows_.View());
   }
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
