@@ -15,13 +15,12 @@ void DynamicMatTestFunction::SetParameters(std::span<const double> settings, std
   initialSecond_ = settings[1];
   form_ = static_cast<ResidualForm>(options[1]);
   weight_ = settings[2];
-  logScale_ = 1.0;
   comparison_ = choose_(family_, form_);
 }
 
 CyclicParameters DynamicMatTestFunction::ModelParameters(std::span<const double> parameters) const {
   return {parameters.empty() ? initialReferenceStrain_ : parameters[0],
-          parameters.size() > 1 ? parameters[1] : initialSecond_, logScale_};
+          parameters.size() > 1 ? parameters[1] : initialSecond_};
 }
 
 ComparedPoint DynamicMatTestFunction::Compare(const CyclicParameters& parameters, std::int32_t point) const {
@@ -66,7 +65,7 @@ void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, Stress
       case ResidualForm::Strain:
         break;
       case ResidualForm::LogStrain:
-        curve_.abscissa[i] = logScale_ * std::log(curve_.abscissa[i]);
+        curve_.abscissa[i] = std::log(curve_.abscissa[i]);
         break;
       case ResidualForm::Stress:
         curve_.abscissa[i] = stressAt(i);

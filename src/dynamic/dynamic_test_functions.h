@@ -46,7 +46,6 @@ class DynamicMatTestFunction : public BlockTestFunction {
   double initialSecond_ = 0.0;
   ResidualForm form_ = ResidualForm::Strain;
   double weight_ = 1.0;
-  double logScale_ = 1.0;
 
   ComparisonChoice choose_;
   ValueAt valueAt_;

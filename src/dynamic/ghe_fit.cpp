@@ -108,7 +108,7 @@ GheParameters StartGhe(std::span<const double> given, std::span<const std::int32
 
 std::vector<double> StartGheDamping(std::span<const double> given, std::span<const std::int32_t> mask,
                                     const XemGHEModelDampingTestFunction& function) {
-  const std::array<double, 2> regressed = RegressDamping(function.Losses(), function.Stress().Span());
+  const std::array<double, 2> regressed = RegressDamping(function.Losses(), function.Stress());
   std::vector<double> start(2);
   for (std::size_t k = 0; k < 2; ++k) start[k] = mask[k] != 0 || given[k] > 0.0 ? given[k] : regressed[k];
   return start;

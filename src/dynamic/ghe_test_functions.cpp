@@ -81,19 +81,17 @@ void XemGHEModelDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> p
                                                  std::span<const _T_FUNT_BASE> stiffness) {
   Load(points, KeepPositiveStrain(), AsItStands);
   if (source_.Empty()) source_ = StiffnessSource(stiffness);
-  losses_.resize(static_cast<std::size_t>(PointCount()));
+  losses_.resize(PointCount());
   for (std::size_t i = 0; i < losses_.size(); ++i) {
-    losses_[i] = 1.0 - source_.At(curve_.abscissa[static_cast<std::int64_t>(i)]);
+    losses_[i] = 1.0 - source_.At(curve_.abscissa[i]);
   }
 }
 
 void XemGHEModelDampingTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                               std::span<double> model, MatrixView derivatives) const {
-  const auto damping = [&](std::int32_t point) {
-    return GheDamping(parameters[0], parameters[1], losses_[static_cast<std::size_t>(point)]);
-  };
+  const auto damping = [&](std::int32_t point) { return GheDamping(parameters[0], parameters[1], losses_[point]); };
   EvaluateByPoint<2>(first, model, derivatives, damping, [&](std::int32_t point, std::span<double> gradient) {
-    const double loss = losses_[static_cast<std::size_t>(point)];
+    const double loss = losses_[point];
     const bool lost = !(loss < kNegligible);
     gradient[0] = lost ? std::pow(loss, parameters[1]) : 0.0;
     gradient[1] = lost ? parameters[0] * gradient[0] * std::log(loss) : 0.0;

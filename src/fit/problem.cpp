@@ -99,8 +99,8 @@ class WeightedResiduals final : public ResidualFunction {
 };
 
 FixedTermMask Mask(const Problem& problem) {
-  FixedTermMask mask(static_cast<std::int64_t>(problem.parameters.size()));
-  for (std::int32_t k = 0; k < mask.Size(); ++k) mask[k] = problem.parameters[static_cast<std::size_t>(k)].held ? 1 : 0;
+  FixedTermMask mask(problem.parameters.size());
+  for (std::int32_t k = 0; k < mask.Size(); ++k) mask[k] = problem.parameters[k].held ? 1 : 0;
   return mask;
 }
 

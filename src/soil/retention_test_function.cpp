@@ -17,8 +17,8 @@ void XemUnsaturatedSoilTestFunction::SetParameters(std::span<const double>, std:
   model_ = *model;
   const std::size_t count = RetentionParameters(model_).size();
   const auto flags = options.subspan(1, std::min(options.size() - 1, count));
-  mask_.Resize(static_cast<std::int64_t>(count));
-  std::copy(flags.begin(), flags.end(), mask_.Span().begin());
+  mask_.Resize(count);
+  std::copy(flags.begin(), flags.end(), mask_.begin());
 }
 
 bool XemUnsaturatedSoilTestFunction::EnforceParameterConstraints(std::int32_t, std::span<double> parameters) const {
@@ -28,14 +28,13 @@ bool XemUnsaturatedSoilTestFunction::EnforceParameterConstraints(std::int32_t, s
 void XemUnsaturatedSoilTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(points, IsRetentionPoint, AsItStands);
   for (double& content : compared_) content = kPercent * content;
-  suctions_.resize(static_cast<std::size_t>(PointCount()));
-  for (std::size_t i = 0; i < suctions_.size(); ++i)
-    suctions_[i] = Suction(curve_.abscissa[static_cast<std::int64_t>(i)]);
+  suctions_.resize(PointCount());
+  for (std::size_t i = 0; i < suctions_.size(); ++i) suctions_[i] = Suction(curve_.abscissa[i]);
 }
 
 void XemUnsaturatedSoilTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                               std::span<double> model, MatrixView derivatives) const {
-  const auto suction = [&](std::int32_t point) { return suctions_[static_cast<std::size_t>(point)]; };
+  const auto suction = [&](std::int32_t point) { return suctions_[point]; };
   EvaluateByPoint<kMostRetentionParameters>(
       first, model, derivatives,
       [&](std::int32_t point) { return kPercent * WaterContent(model_, parameters, suction(point)); },

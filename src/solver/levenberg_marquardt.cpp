@@ -31,7 +31,7 @@ void ApplyStep(std::span<const double> parameters, const FixedTermMask& mask, st
                std::span<double> trial) {
   std::size_t next = 0;
   for (std::size_t p = 0; p < parameters.size(); ++p) {
-    if (mask[static_cast<std::int64_t>(p)] == 0) trial[p] = parameters[p] + step[next++];
+    if (mask[p] == 0) trial[p] = parameters[p] + step[next++];
   }
 }
 
@@ -90,7 +90,7 @@ bool LevenbergMarquardtMethod::EnforceConstraints(std::span<double> parameters) 
 template <class PerBlock>
 void LevenbergMarquardtMethod::ForEachBlock(PerBlock&& perBlock) const {
   for (const auto& function : testFunctions_) {
-    const std::span<const double> compared = function->Compared().Span();
+    const std::span<const double> compared = function->Compared();
     for (std::size_t first = 0; first < compared.size(); first += kBlockLength) {
       const std::size_t count = std::min<std::size_t>(kBlockLength, compared.size() - first);
       perBlock(*function, static_cast<std::int32_t>(first), compared.subspan(first, count));
@@ -135,7 +135,7 @@ void LevenbergMarquardtMethod::AccumulateNormalEquations(std::span<const double>
     for (std::size_t i = 0; i < residuals.size(); ++i) residuals[i] = residual(measured[i], residuals[i]);
     for (double* column : free_) scale({column, measured.size()}, measured);
     for (std::size_t k = 0; k < free_.size(); ++k) {  // upper triangle
-      AddProducts({free_[k], measured.size()}, std::span(free_).first(k + 1), &normal(0, static_cast<std::int64_t>(k)));
+      AddProducts({free_[k], measured.size()}, std::span(free_).first(k + 1), &normal(0, k));
     }
     AddProducts(residuals, free_, gradient.data());
   });
@@ -158,8 +158,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   Vector trial{std::span<const double>(parameters)};
   SymmetricSolver solver(n);
 
-  BuildNormalEquations(trial.Span(), mask_, normal, gradient.Span());
-  double error = SumOfSquares(trial.Span());
+  BuildNormalEquations(trial, mask_, normal, gradient);
+  double error = SumOfSquares(trial);
   double damping = kInitialDamping;
   std::int32_t small = 0;
 
@@ -167,21 +167,21 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
     // Deliberate: small changes accumulate over the whole run; a large change does not reset the count.
     if (small == kEnoughSmallChanges) return 0;
     DampDiagonal(normal, damping, damped);
-    std::copy(gradient.Span().begin(), gradient.Span().end(), step.Span().begin());
-    solver.Solve(damped, step.Span());
-    ApplyStep(parameters, mask_, step.Span(), trial.Span());
-    EnforceConstraints(trial.Span());
+    std::ranges::copy(gradient, step.begin());
+    solver.Solve(damped, step);
+    ApplyStep(parameters, mask_, step, trial);
+    EnforceConstraints(trial);
 
-    const double trialError = SumOfSquares(trial.Span());
+    const double trialError = SumOfSquares(trial);
     if (SmallChange(tolerance, trialError) > std::abs(trialError - error)) ++small;
     if (trialError < error) {
-      std::copy(trial.Span().begin(), trial.Span().end(), parameters.begin());
+      std::ranges::copy(trial, parameters.begin());
       if (small == kEnoughSmallChanges) {
         ++iterations_;
         return 0;
       }
       error = trialError;
-      BuildNormalEquations(parameters, mask_, normal, gradient.Span());
+      BuildNormalEquations(parameters, mask_, normal, gradient);
       damping *= 0.1;
     } else {
       damping *= 10.0;

@@ -32,7 +32,7 @@ double XemMaterialTestDataVolumetric::PolynomialStress(std::int32_t terms, std::
   const double volumeChange = VolumeChange(stretch);
   double stress = 0.0;
   for (std::int32_t k = 1; k <= terms; ++k) {
-    stress += coefficients[static_cast<std::size_t>(k - 1)] * VolumetricTerm(volumeChange, k);
+    stress += coefficients[k - 1] * VolumetricTerm(volumeChange, k);
   }
   return stress;
 }

@@ -38,7 +38,7 @@ void EvaluateByPoint(std::int32_t first, std::span<double> model, MatrixView der
     }
     model[i] = gradient(point, std::span<double>(row));
     for (std::int32_t k = 0; k < derivatives.columns; ++k) {
-      derivatives(i, k) = static_cast<std::size_t>(k) < kMost ? row[static_cast<std::size_t>(k)] : 0.0;
+      derivatives(i, k) = static_cast<std::size_t>(k) < kMost ? row[k] : 0.0;
     }
   }
 }

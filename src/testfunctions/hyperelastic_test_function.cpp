@@ -92,10 +92,7 @@ boost::shared_ptr<XemHyperElasticTestFunction> MakeTestFunction(DeformationMode 
   return function;
 }
 
-void XemHyperElasticTestFunction::SetModel(std::span<const double> settings, ModelType modelType) {
-  modelSettings_ = settings;
-  modelType_ = modelType;
-}
+void XemHyperElasticTestFunction::SetModel(std::span<const double>, ModelType modelType) { modelType_ = modelType; }
 
 void XemHyperElasticTestFunction::SetParameters(std::span<const double> settings,
                                                 std::span<const std::int32_t> options) {
@@ -135,8 +132,7 @@ void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> expon
   for (std::size_t k = 0; k < exponents.size(); ++k) {
     const std::span<double> column = rows.Column(k);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      column[static_cast<std::size_t>(i)] =
-          EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.abscissa[i], logStretch_[i]).value;
+      column[i] = EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.abscissa[i], logStretch_[i]).value;
     }
   }
 }
@@ -193,8 +189,8 @@ void XemHyperElasticTestFunction::EvaluateOgden(std::int32_t terms, std::span<co
                                                 std::span<double> model, MatrixView derivatives) const {
   const double lateralExponent = LateralStretchExponent();
   for (std::int32_t k = 0; k < terms; ++k) {
-    const double mu = pairs[static_cast<std::size_t>(2 * k)];
-    const double alpha = pairs[static_cast<std::size_t>(2 * k + 1)];
+    const double mu = pairs[2 * k];
+    const double alpha = pairs[2 * k + 1];
     for (std::size_t i = 0; i < model.size(); ++i) {
       const std::int32_t point = first + static_cast<std::int32_t>(i);
       const OgdenTerm term = EvaluateOgdenTerm(lateralExponent, alpha, curve_.abscissa[point], logStretch_[point]);

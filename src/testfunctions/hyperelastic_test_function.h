@@ -16,7 +16,7 @@ class XemHyperElasticTestFunction : public BlockTestFunction {
  public:
   using BlockTestFunction::SetTestData;
   using BlockTestFunction::SetTestData3;
-  /// `settings` is carried unchanged and must outlive this object.
+  /// `settings` is there because it is published; no model looks at it.
   void SetModel(std::span<const double> settings, ModelType modelType);
   /// SetModel with the model type options[0].
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
@@ -49,7 +49,6 @@ class XemHyperElasticTestFunction : public BlockTestFunction {
 
   const ModeKinematics& mode_;
   ModelType modelType_ = ModelType::Polynomial;
-  std::span<const double> modelSettings_;
   Vector logStretch_;  // for the Ogden model
 };
 

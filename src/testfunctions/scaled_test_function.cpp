@@ -35,7 +35,7 @@ void ScaledTestFunction::LinearDesignRows(std::span<const double> nonlinear, Mat
 void ScaledTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
                                   std::span<double> model, MatrixView derivatives) const {
   inner_->EvaluateBlock(termCount, parameters, first, model, derivatives);
-  const auto factors = factors_.Span().subspan(static_cast<std::size_t>(first), model.size());
+  const auto factors = factors_.Span().subspan(first, model.size());
   for (std::size_t i = 0; i < model.size(); ++i) model[i] *= factors[i];
   MultiplyColumns(derivatives, factors);
 }

@@ -51,7 +51,7 @@ class XemMaterialCurveFittingCreep final : public XemMaterialCurvefittingModelBa
 class XemMaterialCreepType300 final : public BlockTestFunction {
  public:
   using BlockTestFunction::SetTestData;
-  /// settings[0] is the stress; options[0] is stored and not used.
+  /// settings[0] is the stress; options[0] must be there, as published, and is not used.
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   /// Keeps points at a positive time, whatever their strain.
@@ -61,7 +61,6 @@ class XemMaterialCreepType300 final : public BlockTestFunction {
 
  private:
   double stress_ = 0.0;
-  std::int32_t option_ = 0;
 };
 
 /// Fits all constants that take part at once, with relative residuals and tolerance 1e-8, each from 1. `constants` has

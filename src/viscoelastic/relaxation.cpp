@@ -22,7 +22,7 @@ constexpr double kTolerance = 1e-8;
 template <class Variant>
 std::int32_t FitSeries(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, std::span<double> parameters) {
   const TestFunctionList functions{curve};
-  const FixedTermMask mask(static_cast<std::int64_t>(parameters.size()));
+  const FixedTermMask mask(parameters.size());
   LMMethodRelaxationTmpl<Variant> solver(functions, mask.Size() / 2, curve->MaxTime(), curve->MinTime());
   solver.InitialGuess(mask, parameters);
   solver.SetMask(mask);
@@ -38,10 +38,10 @@ bool XemHyperViscoElasticRelaxation::EnforceParameterConstraints(std::int32_t te
 
 void XemHyperViscoElasticRelaxation::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(points, KeepRelaxing, AsItStands);
-  for (const double time : curve_.abscissa.Span()) maxTime_ = std::max(maxTime_, time);
+  for (const double time : curve_.abscissa) maxTime_ = std::max(maxTime_, time);
   // Deliberate: the smallest time is sought from the largest one downwards, so that both are 0 without data.
   minTime_ = maxTime_;
-  for (const double time : curve_.abscissa.Span()) minTime_ = std::min(minTime_, time);
+  for (const double time : curve_.abscissa) minTime_ = std::min(minTime_, time);
 }
 
 void XemHyperViscoElasticRelaxation::LinearDesignRows(std::span<const double> relaxationTimes, MatrixView rows) const {
@@ -56,7 +56,7 @@ void XemHyperViscoElasticRelaxation::Evaluate(std::int32_t termCount, std::span<
                                               std::int32_t first, std::span<double> model,
                                               MatrixView derivatives) const {
   derivatives.Fill(0.0);
-  const auto times = curve_.abscissa.Span().subspan(static_cast<std::size_t>(first), model.size());
+  const auto times = curve_.abscissa.Span().subspan(first, model.size());
   PronyModuli(Parameters(termCount, parameters), times, model, derivatives);
 }
 

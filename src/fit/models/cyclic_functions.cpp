@@ -65,7 +65,7 @@ class CyclicFunction final : public BlockTestFunction {
       : family_(family), comparison_(ChooseComparison(family, curve, form)) {
     Load(points, KeepMeasured(), AsItStands);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      curve_.abscissa[i] = StoredAbscissa(curve, form, points[static_cast<std::size_t>(i)], stiffness);
+      curve_.abscissa[i] = StoredAbscissa(curve, form, points[i], stiffness);
       curve_.companion[i] = curve_.measured[i];  // the ordinate; what is compared counts as measured
       curve_.measured[i] = Compare({1.0, 1.0, 1.0}, i).observed;
     }

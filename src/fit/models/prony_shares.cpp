@@ -72,7 +72,7 @@ void PronyInShares::Evaluate(std::int32_t, std::span<const double> coordinates, 
                              std::span<double> model, MatrixView derivatives) const {
   const std::size_t n = shares_.Terms();
   shares_.ToSeries(coordinates, series_);
-  const auto times = curve_.abscissa.Span().subspan(static_cast<std::size_t>(first), model.size());
+  const auto times = curve_.abscissa.Span().subspan(first, model.size());
   MaterialUtil::PronyModuli(series_, times, model, derivatives);
   if (derivatives.Empty()) return;
   // The chain rule in place: column j needs the columns from j on, which are still those of the series.

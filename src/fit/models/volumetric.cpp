@@ -40,7 +40,7 @@ class VolumetricFunction final : public BlockTestFunction {
                 MatrixView derivatives) const override {
     std::ranges::fill(model, 0.0);
     for (std::size_t k = 0; k < parameters.size(); ++k) {
-      const auto column = rows_.Column(k).subspan(static_cast<std::size_t>(first), model.size());
+      const auto column = rows_.Column(k).subspan(first, model.size());
       for (std::size_t i = 0; i < model.size(); ++i) model[i] += parameters[k] * column[i];
       if (!derivatives.Empty()) std::ranges::copy(column, derivatives.Column(k).begin());
     }
@@ -105,9 +105,9 @@ class VolumetricFit final : public ModelFit {
     const TestDataList testData{core_};
     const XemMaterialCurveFittingPolynomial model(testData, terms);
     Vector solution(terms);
-    SolveLinear(model, FixedTermMask(terms), solution.Span(), MethodCode(options.residual), options.conditionLimit);
+    SolveLinear(model, FixedTermMask(terms), solution, MethodCode(options.residual), options.conditionLimit);
     Minimum minimum;
-    minimum.parameters.assign(solution.Span().begin(), solution.Span().end());
+    minimum.parameters.assign(solution.begin(), solution.end());
     minimum.converged = std::isfinite(Objective(problem, minimum.parameters));
     return minimum;
   }

@@ -98,7 +98,7 @@ using Vector = BasicVector<double>;
 using FixedTermMask = BasicVector<std::int32_t>;
 
 inline std::int32_t FreeCount(const FixedTermMask& mask) {
-  return static_cast<std::int32_t>(std::count(mask.Span().begin(), mask.Span().end(), 0));
+  return static_cast<std::int32_t>(std::count(mask.begin(), mask.end(), 0));
 }
 
 }  // namespace Xem::MaterialUtil
