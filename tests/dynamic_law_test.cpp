@@ -69,8 +69,8 @@ TEST(PowerLaw, RatioInvertsTheStrainOfARatio) {
     for (const double ratio : {1e-6, 0.02, 0.3, 0.5, 0.77, 0.999}) {
       const CyclicParameters parameters{.referenceStrain = 4e-4, .exponent = exponent};
       const double strain = 2e-4 / ratio * std::pow(1.0 / ratio - 1.0, 1.0 / exponent);
-      ExpectDigits(StiffnessRatioAt(CyclicFamily::PowerLaw, parameters, strain), ratio, Tolerance::Rounding);
-      ExpectNear(DampingRatioAt(CyclicFamily::PowerLaw, parameters, strain), LargestDamping(exponent) * (1.0 - ratio),
+      ExpectDigits(StiffnessRatioAt(DynamicFamily::PowerLaw, parameters, strain), ratio, Tolerance::Rounding);
+      ExpectNear(DampingRatioAt(DynamicFamily::PowerLaw, parameters, strain), LargestDamping(exponent) * (1.0 - ratio),
                  Tolerance::Rounding);
     }
   }
@@ -99,12 +99,12 @@ TEST(CurvesAgainstStrain, GradientsMatchCentralDifferences) {
 
 TEST(PowerLaw, DrawnCurvesFallBackWhereNoRatioIsFound) {
   const CyclicParameters parameters{.referenceStrain = kNan, .exponent = 1.2};
-  EXPECT_EQ(StiffnessRatioAt(CyclicFamily::PowerLaw, parameters, 1e-3), 0.5);
-  EXPECT_TRUE(std::isnan(DampingRatioAt(CyclicFamily::PowerLaw, parameters, 1e-3)));
+  EXPECT_EQ(StiffnessRatioAt(DynamicFamily::PowerLaw, parameters, 1e-3), 0.5);
+  EXPECT_TRUE(std::isnan(DampingRatioAt(DynamicFamily::PowerLaw, parameters, 1e-3)));
   // R (1 + (k R)^a) = 1 with a = -3, k = 0.5 has no solution: the damping of R = 0.1 is drawn.
   const CyclicParameters unsolvable{.referenceStrain = 2.0, .exponent = -3.0};
-  EXPECT_EQ(StiffnessRatioAt(CyclicFamily::PowerLaw, unsolvable, 0.5), 0.5);
-  ExpectDigits(DampingRatioAt(CyclicFamily::PowerLaw, unsolvable, 0.5),
+  EXPECT_EQ(StiffnessRatioAt(DynamicFamily::PowerLaw, unsolvable, 0.5), 0.5);
+  ExpectDigits(DampingRatioAt(DynamicFamily::PowerLaw, unsolvable, 0.5),
                LargestDamping(-3.0) * (1.0 - 1.0 / (1.0 + std::pow(0.05, -3.0))), Tolerance::Rounding);
 }
 

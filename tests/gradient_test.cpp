@@ -13,6 +13,8 @@ void PrintTo(const GradientCase& gradientCase, std::ostream* out) { *out << grad
 
 namespace {
 
+using namespace MaterialUtil;
+
 /// A new family adds its list here.
 std::vector<GradientCase> EveryTestFunction() {
   std::vector<GradientCase> cases;
@@ -45,29 +47,33 @@ TEST_P(Gradient, MatchesCentralDifferences) {
   }
 }
 
-TEST_P(Gradient, BlocksAgreeWithPoints) {
+TEST_P(Gradient, IsTheSameInEveryBlock) {
   const GradientCase& c = GetParam();
   const std::int32_t first = c.function->PointCount() / 3;
-  const auto count = static_cast<std::size_t>(c.function->PointCount() - first);
-  const std::size_t width = c.parameters.size();
-  std::vector<double> measured(count), model(count), valueMeasured(count), valueModel(count);
-  std::vector<double> gradients(count * width, -7.0);  // the block operation clears what it needs cleared
-  c.function->GradientBlock(c.termCount, c.parameters, first, measured, model, gradients);
-  c.function->EvaluateBlock(c.termCount, c.parameters, first, valueMeasured, valueModel);
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    double pointMeasured = 0.0;
-    double pointModel = 0.0;
-    c.function->EvaluatePoint(c.termCount, c.parameters, point, pointMeasured, pointModel);
-    EXPECT_EQ(measured[i], pointMeasured);
-    EXPECT_EQ(valueMeasured[i], pointMeasured);
-    ExpectNear(model[i], pointModel, Tolerance::Rounding, c.name);
-    ExpectNear(valueModel[i], pointModel, Tolerance::Rounding, c.name);
-    std::vector<double> gradient(width, 0.0);
-    c.function->ParameterGradient(c.termCount, c.parameters, point, gradient);
-    for (std::size_t k = 0; k < width; ++k) {
-      ExpectNear(gradients[i * width + k], gradient[k], Tolerance::Rounding, c.name);
+  const std::int32_t count = c.function->PointCount() - first;
+  const auto width = static_cast<std::int32_t>(c.parameters.size());
+  constexpr double kUntouched = -7.0;  // every entry of the block is written, and none outside of it
+  Vector values(count), model(count);
+  Matrix around(count + 2, width);
+  around.Fill(kUntouched);
+  c.function->EvaluateBlock(c.termCount, c.parameters, first, values);
+  c.function->EvaluateBlock(c.termCount, c.parameters, first, model, around.View().Rows(1, count));
+  for (std::int32_t i = 0; i < count; ++i) {
+    double measured = 0.0;
+    double value = 0.0;
+    std::vector<double> gradient(c.parameters.size(), kUntouched);
+    c.function->EvaluatePoint(c.termCount, c.parameters, first + i, measured, value);
+    c.function->ParameterGradient(c.termCount, c.parameters, first + i, gradient);
+    EXPECT_EQ(measured, c.function->Compared()[first + i]);
+    ExpectNear(values[i], value, Tolerance::Rounding, c.name);
+    ExpectNear(model[i], value, Tolerance::Rounding, c.name);
+    for (std::int32_t k = 0; k < width; ++k) {
+      ExpectNear(around(i + 1, k), gradient[static_cast<std::size_t>(k)], Tolerance::Rounding, c.name);
     }
+  }
+  for (std::int32_t k = 0; k < width; ++k) {
+    EXPECT_EQ(around(0, k), kUntouched);
+    EXPECT_EQ(around(count + 1, k), kUntouched);
   }
 }
 

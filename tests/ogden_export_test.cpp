@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-<<<<<<< HEAD
 #include <limits>
 #include <random>
-    =======
->>>>>>> net
 #include <vector>
 
 #include "support/curves.h"
@@ -13,164 +10,164 @@
 #include "support/near.h"
 #include "xem/hyperelastic.h"
 
-    namespace Xem::Testing {
-  namespace {
+namespace Xem::Testing {
+namespace {
 
-  struct Call : ModeCurves {
-    std::int32_t Fit(int terms, int method) {
-      return CurveFitting4Ogden(in[0], in[1], in[2], in[3], use[0], use[1], use[2], use[3], terms, method, coefficients,
-                                out[0], out[1], out[2], out[3], 0.0, 1.0);
-    }
-    std::int32_t Evaluate(int terms, double lower = 0.0, double upper = 1.0) {
-      return ComputeStress4Ogden(in[0], in[1], in[2], in[3], terms, coefficients, out[0], out[1], out[2], out[3], lower,
-                                 upper);
-    }
-    /// Sum of squares of 1 - fitted / measured.
-    double RelativeSquares() const {
-      double sum = 0.0;
-      for (int m = 0; m < 4; ++m) {
-        for (std::int64_t i = 0; use[m] != 0 && i < in[m].GetSize(); ++i) {
-          sum += in[m][i].second == 0.0 ? 0.0 : std::pow(1.0 - out[m][i].second / in[m][i].second, 2);
-        }
-      }
-      return sum;
-    }
-  };
-
-  struct Reference {
-    int modes;
-    int terms;
-    int method;
-    std::vector<double> pairs;
-    double sumOfSquares;  // of the residuals that are minimised
-  };
-
-  class TreloarOgden : public testing::TestWithParam<Reference> {};
-
-  // References from an independent computation with the same starts and stop rule.
-  INSTANTIATE_TEST_SUITE_P(
-      Treloar, TreloarOgden,
-      testing::Values(
-          Reference{1, 1, 1, {0.0154703, 3.9011333}, 2.626083}, Reference{1, 1, 0, {0.235603, 2.3802614}, 1.209325},
-          Reference{3, 1, 1, {0.0973551, 2.9542769}, 7.481815},
-          Reference{3, 3, 0, {0.64705952, 1.2433881, -0.0071148020, -2.1576500, 0.0010901418, 5.1059241}, 0.2894478}));
-
-  TEST_P(TreloarOgden, MatchesAnIndependentComputation) {
-    const Reference& reference = GetParam();
-    Call call;
-    call.LoadTreloar();
-    for (int m = reference.modes; m < 3; ++m) call.use[m] = 0;
-    EXPECT_EQ(call.Fit(reference.terms, reference.method), 0);
-    const std::vector<double> pairs = Values(call.coefficients);
-    ASSERT_EQ(pairs.size(), reference.pairs.size());
-    ExpectAllDigits(pairs, reference.pairs, Tolerance::SixDigits);
-    ExpectDigits(reference.method == 1 ? call.SumOfSquares() : call.RelativeSquares(), reference.sumOfSquares,
-                 Tolerance::SixDigits);
+struct Call : ModeCurves {
+  std::int32_t Fit(int terms, int method) {
+    return CurveFitting4Ogden(in[0], in[1], in[2], in[3], use[0], use[1], use[2], use[3], terms, method, coefficients,
+                              out[0], out[1], out[2], out[3], 0.0, 1.0);
   }
-
-  TEST(OgdenExport, FitsNaturalRubber) {
-    Call call;
-    call.LoadTreloar();
-    EXPECT_EQ(call.Fit(1, 1), 0);
-    EXPECT_NEAR(call.RSquared(), 0.942243, 1e-6);
-    EXPECT_EQ(call.Fit(3, 1), 0);
-    EXPECT_GE(call.RSquared(), 0.9983);
+  std::int32_t Evaluate(int terms, double lower = 0.0, double upper = 1.0) {
+    return ComputeStress4Ogden(in[0], in[1], in[2], in[3], terms, coefficients, out[0], out[1], out[2], out[3], lower,
+                               upper);
   }
-
-  // Every choice of modes, terms and residuals comes to an end, with a status or the factorisation's complaint.
-  TEST(OgdenExport, EveryCombinationEnds) {
-    for (int modes = 1; modes < 8; ++modes) {
-      for (int terms = 1; terms <= 4; ++terms) {
-        for (const int method : {1, 0}) {
-          Call call;
-          call.LoadTreloar();
-          for (int m = 0; m < 3; ++m) call.use[m] = modes >> m & 1;
-          try {
-            const std::int32_t status = call.Fit(terms, method);
-            EXPECT_TRUE(status == 0 || status == -1);
-            EXPECT_EQ(call.coefficients.GetSize(), 2 * terms);
-            EXPECT_FALSE(modes == 4 && terms > 1) << "pure shear alone, terms " << terms;
-          } catch (int info) {
-            // Pure shear alone: the start's exponents 2 and -2 have opposite columns.
-            EXPECT_EQ(modes, 4) << "terms " << terms;
-            EXPECT_EQ(info, 2);
-          }
-        }
+  /// Sum of squares of 1 - fitted / measured.
+  double RelativeSquares() const {
+    double sum = 0.0;
+    for (int m = 0; m < 4; ++m) {
+      for (std::int64_t i = 0; use[m] != 0 && i < in[m].GetSize(); ++i) {
+        sum += in[m][i].second == 0.0 ? 0.0 : std::pow(1.0 - out[m][i].second / in[m][i].second, 2);
       }
     }
+    return sum;
   }
+};
 
-  /// What a call throws, or 0.
-  int Thrown(Call& call, int terms, int method) {
-    try {
-      call.Fit(terms, method);
-      return 0;
-    } catch (int info) {
-      return info;
-    }
-  }
+struct Reference {
+  int modes;
+  int terms;
+  int method;
+  std::vector<double> pairs;
+  double sumOfSquares;  // of the residuals that are minimised
+};
 
-  TEST(OgdenExport, PlanarDataAloneThrowTheNumberOfTheSecondTerm) {
-    std::mt19937 random(20);
-    const auto draw = [&](double from, double to) { return std::uniform_real_distribution<double>(from, to)(random); };
-    for (int trial = 0; trial < 150; ++trial) {
-      Call call;
-      for (const int mode : {2, 3}) {
-        std::vector<_T_FUNT_BASE> curve;
-        const double modulus = std::pow(10.0, draw(-6.0, 6.0)), bend = draw(-0.3, 0.5), largest = draw(0.05, 6.0);
-        const int points = static_cast<int>(draw(4.0, 40.0));
-        for (int i = 1; i <= points; ++i) {
-          const double strain = largest * (i + draw(-0.4, 0.4)) / points;
-          curve.emplace_back(strain, modulus * strain / (1.0 + 0.5 * strain) * (1.0 + bend * std::sin(strain)));
-        }
-        call.Load(mode, curve);
-      }
-      for (const int modes : {1, 2, 3}) {
-        call.use[2] = modes & 1;
-        call.use[3] = modes & 2;
-        for (int terms = 2; terms <= 4; ++terms) {
-          for (const int method : {1, 0}) EXPECT_EQ(Thrown(call, terms, method), 2) << trial << ' ' << modes << terms;
+class TreloarOgden : public testing::TestWithParam<Reference> {};
+
+// References from an independent computation with the same starts and stop rule.
+INSTANTIATE_TEST_SUITE_P(
+    Treloar, TreloarOgden,
+    testing::Values(
+        Reference{1, 1, 1, {0.0154703, 3.9011333}, 2.626083}, Reference{1, 1, 0, {0.235603, 2.3802614}, 1.209325},
+        Reference{3, 1, 1, {0.0973551, 2.9542769}, 7.481815},
+        Reference{3, 3, 0, {0.64705952, 1.2433881, -0.0071148020, -2.1576500, 0.0010901418, 5.1059241}, 0.2894478}));
+
+TEST_P(TreloarOgden, MatchesAnIndependentComputation) {
+  const Reference& reference = GetParam();
+  Call call;
+  call.LoadTreloar();
+  for (int m = reference.modes; m < 3; ++m) call.use[m] = 0;
+  EXPECT_EQ(call.Fit(reference.terms, reference.method), 0);
+  const std::vector<double> pairs = Values(call.coefficients);
+  ASSERT_EQ(pairs.size(), reference.pairs.size());
+  ExpectAllDigits(pairs, reference.pairs, Tolerance::SixDigits);
+  ExpectDigits(reference.method == 1 ? call.SumOfSquares() : call.RelativeSquares(), reference.sumOfSquares,
+               Tolerance::SixDigits);
+}
+
+TEST(OgdenExport, FitsNaturalRubber) {
+  Call call;
+  call.LoadTreloar();
+  EXPECT_EQ(call.Fit(1, 1), 0);
+  EXPECT_NEAR(call.RSquared(), 0.942243, 1e-6);
+  EXPECT_EQ(call.Fit(3, 1), 0);
+  EXPECT_GE(call.RSquared(), 0.9983);
+}
+
+// Every choice of modes, terms and residuals comes to an end, with a status or the factorisation's complaint.
+TEST(OgdenExport, EveryCombinationEnds) {
+  for (int modes = 1; modes < 8; ++modes) {
+    for (int terms = 1; terms <= 4; ++terms) {
+      for (const int method : {1, 0}) {
+        Call call;
+        call.LoadTreloar();
+        for (int m = 0; m < 3; ++m) call.use[m] = modes >> m & 1;
+        try {
+          const std::int32_t status = call.Fit(terms, method);
+          EXPECT_TRUE(status == 0 || status == -1);
+          EXPECT_EQ(call.coefficients.GetSize(), 2 * terms);
+          EXPECT_FALSE(modes == 4 && terms > 1) << "pure shear alone, terms " << terms;
+        } catch (int info) {
+          // Pure shear alone: the start's exponents 2 and -2 have opposite columns.
+          EXPECT_EQ(modes, 4) << "terms " << terms;
+          EXPECT_EQ(info, 2);
         }
       }
     }
   }
+}
 
-  TEST(OgdenExport, SimpleShearOrdinateIsTheStressAlongTheGreatestStretch) {
+/// What a call throws, or 0.
+int Thrown(Call& call, int terms, int method) {
+  try {
+    call.Fit(terms, method);
+    return 0;
+  } catch (int info) {
+    return info;
+  }
+}
+
+TEST(OgdenExport, PlanarDataAloneThrowTheNumberOfTheSecondTerm) {
+  std::mt19937 random(20);
+  const auto draw = [&](double from, double to) { return std::uniform_real_distribution<double>(from, to)(random); };
+  for (int trial = 0; trial < 150; ++trial) {
     Call call;
-    call.Load(3, std::vector<_T_FUNT_BASE>{{0.5, 1.0}, {2.0, 1.0}});
-    Fill(call.coefficients, {1.0, 2.0});
-    EXPECT_EQ(call.Evaluate(1), 0);
-    EXPECT_NEAR(call.out[3][0].second, 0.8048059, 1e-7);
-    // The shear stress of this neo-Hooke material is the shear strain; 1 + lambda^-2 leads from one to the other.
-    for (std::int64_t i = 0; i < 2; ++i) {
-      const double shear = call.in[3][i].first;
-      const double stretch = std::sqrt(1.0 + shear * shear / 2.0 + shear * std::sqrt(1.0 + shear * shear / 4.0));
-      ExpectNear(call.out[3][i].second / (1.0 + std::pow(stretch, -2)), shear, Tolerance::Rounding);
+    for (const int mode : {2, 3}) {
+      std::vector<_T_FUNT_BASE> curve;
+      const double modulus = std::pow(10.0, draw(-6.0, 6.0)), bend = draw(-0.3, 0.5), largest = draw(0.05, 6.0);
+      const int points = static_cast<int>(draw(4.0, 40.0));
+      for (int i = 1; i <= points; ++i) {
+        const double strain = largest * (i + draw(-0.4, 0.4)) / points;
+        curve.emplace_back(strain, modulus * strain / (1.0 + 0.5 * strain) * (1.0 + bend * std::sin(strain)));
+      }
+      call.Load(mode, curve);
     }
-    // In pure shear the same formula is the nominal stress itself; empty curves take the grid from zero.
-    for (std::int64_t i = 0; i < 50; ++i) {
-      const double stretch = 1.0 + call.out[2][i].first;
-      ExpectNear(call.out[2][i].second, stretch - std::pow(stretch, -3), Tolerance::Rounding);
+    for (const int modes : {1, 2, 3}) {
+      call.use[2] = modes & 1;
+      call.use[3] = modes & 2;
+      for (int terms = 2; terms <= 4; ++terms) {
+        for (const int method : {1, 0}) EXPECT_EQ(Thrown(call, terms, method), 2) << trial << ' ' << modes << terms;
+      }
     }
   }
+}
 
-  TEST(OgdenExport, NoTermsAreNoCoefficients) {
-    Call call;
-    call.LoadTreloar();
-    Fill(call.coefficients, {42.0, 2.0});
-    EXPECT_EQ(call.Fit(0, 1), 0);
-    EXPECT_TRUE(call.coefficients.IsEmpty());
+TEST(OgdenExport, SimpleShearOrdinateIsTheStressAlongTheGreatestStretch) {
+  Call call;
+  call.Load(3, std::vector<_T_FUNT_BASE>{{0.5, 1.0}, {2.0, 1.0}});
+  Fill(call.coefficients, {1.0, 2.0});
+  EXPECT_EQ(call.Evaluate(1), 0);
+  EXPECT_NEAR(call.out[3][0].second, 0.8048059, 1e-7);
+  // The shear stress of this neo-Hooke material is the shear strain; 1 + lambda^-2 leads from one to the other.
+  for (std::int64_t i = 0; i < 2; ++i) {
+    const double shear = call.in[3][i].first;
+    const double stretch = std::sqrt(1.0 + shear * shear / 2.0 + shear * std::sqrt(1.0 + shear * shear / 4.0));
+    ExpectNear(call.out[3][i].second / (1.0 + std::pow(stretch, -2)), shear, Tolerance::Rounding);
   }
-
-  TEST(OgdenExport, NothingOrTooLittleToFitSpeaksThroughTheFactorisation) {
-    Call call;
-    call.use[0] = 1;
-    EXPECT_EQ(Thrown(call, 1, 1), 1);  // a curve without points
-    call.Load(0, std::vector<_T_FUNT_BASE>{{0.5, 1.0}, {1.0, 0.0}});
-    EXPECT_EQ(Thrown(call, 2, 1), 2);  // one kept point, two moduli
-    call.Load(0, std::vector<_T_FUNT_BASE>{{0.5, 1.0}, {1.0, 1.4}, {1.5, 1.7}});
-    EXPECT_EQ(Thrown(call, 4, 0), 4);
+  // In pure shear the same formula is the nominal stress itself; empty curves take the grid from zero.
+  for (std::int64_t i = 0; i < 50; ++i) {
+    const double stretch = 1.0 + call.out[2][i].first;
+    ExpectNear(call.out[2][i].second, stretch - std::pow(stretch, -3), Tolerance::Rounding);
   }
+}
 
-  }  // namespace
+TEST(OgdenExport, NoTermsAreNoCoefficients) {
+  Call call;
+  call.LoadTreloar();
+  Fill(call.coefficients, {42.0, 2.0});
+  EXPECT_EQ(call.Fit(0, 1), 0);
+  EXPECT_TRUE(call.coefficients.IsEmpty());
+}
+
+TEST(OgdenExport, NothingOrTooLittleToFitSpeaksThroughTheFactorisation) {
+  Call call;
+  call.use[0] = 1;
+  EXPECT_EQ(Thrown(call, 1, 1), 1);  // a curve without points
+  call.Load(0, std::vector<_T_FUNT_BASE>{{0.5, 1.0}, {1.0, 0.0}});
+  EXPECT_EQ(Thrown(call, 2, 1), 2);  // one kept point, two moduli
+  call.Load(0, std::vector<_T_FUNT_BASE>{{0.5, 1.0}, {1.0, 1.4}, {1.5, 1.7}});
+  EXPECT_EQ(Thrown(call, 4, 0), 4);
+}
+
+}  // namespace
 }  // namespace Xem::Testing

@@ -20,21 +20,20 @@ using namespace MaterialUtil;
 using Model = std::function<double(std::span<const double> b, double x)>;
 using Gradient = std::function<void(std::span<const double> b, double x, std::span<double> gradient)>;
 
-/// A model given by two functions; it implements the per-point operations only.
-class FunctionUnderTest final : public XemMaterialTestFunctionBase {
+/// A model given by two functions.
+class FunctionUnderTest final : public BlockTestFunction {
  public:
   FunctionUnderTest(Model model, Gradient gradient, std::span<const _T_FUNT_BASE> points)
       : model_(std::move(model)), gradient_(std::move(gradient)) {
     SetTestData(points);
   }
-  void ParameterGradient(std::int32_t, std::span<const double> b, std::int32_t point,
-                         std::span<double> gradient) const override {
-    gradient_(b, Stretch()[point], gradient);
-  }
-  void EvaluatePoint(std::int32_t, std::span<const double> b, std::int32_t point, double& measured,
-                     double& model) const override {
-    measured = Stress()[point];
-    model = model_(b, Stretch()[point]);
+  void Evaluate(std::int32_t, std::span<const double> b, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override {
+    const auto value = [&](std::int32_t point) { return model_(b, Stretch()[point]); };
+    EvaluateByPoint<3>(first, model, derivatives, value, [&](std::int32_t point, std::span<double> gradient) {
+      gradient_(b, Stretch()[point], gradient);
+      return value(point);
+    });
   }
 
  private:

@@ -17,6 +17,14 @@ namespace {
 
 using namespace MaterialUtil;
 
+/// Modulus and derivatives at one time.
+double PronyGradient(std::span<const double> parameters, double time, std::span<double> gradient) {
+  double modulus = 0.0;
+  const MatrixView row{gradient.data(), 1, static_cast<std::int32_t>(gradient.size()), 1};
+  PronyModuli(parameters, {&time, 1}, {&modulus, 1}, row);
+  return modulus;
+}
+
 TEST(Laws, AreComputedAsTheyAreWritten) {
   // To the last bit: the iterative fits turn another rounding into other constants.
   std::mt19937 random(11);
@@ -86,14 +94,13 @@ TEST(RelaxationCurve, KeepsRelaxingPointsWithTheirTimes) {
 }
 
 /// Relaxation data that the usual filter would drop: every value exactly 1.
-class Unrelaxed final : public XemMaterialTestFunctionBase {
+class Unrelaxed final : public BlockTestFunction {
  public:
   Unrelaxed() {
     const std::vector<_T_FUNT_BASE> points{{1.0, 1.0}, {2.0, 1.0}, {5.0, 1.0}, {9.0, 1.0}, {20.0, 1.0}};
     SetTestData(std::span<const _T_FUNT_BASE>(points));
   }
-  void ParameterGradient(std::int32_t, std::span<const double>, std::int32_t, std::span<double>) const override {}
-  void EvaluatePoint(std::int32_t, std::span<const double>, std::int32_t, double&, double&) const override {}
+  void Evaluate(std::int32_t, std::span<const double>, std::int32_t, std::span<double>, MatrixView) const override {}
   void LinearDesignRows(std::span<const double> times, MatrixView rows) const override {
     for (std::int32_t i = 0; i < PointCount(); ++i) {
       for (std::size_t k = 0; k < times.size(); ++k) {
@@ -167,7 +174,7 @@ TEST(CreepLaw, RegressionsFindPlantedLinesFarFromTheOrigin) {
 
 TEST(CreepCurve, DataKeepPositiveStrainsAndTheTestFunctionPositiveTimes) {
   const std::vector<_T_FUNT_BASE> points{{0.0, 0.1}, {1.0, 0.0}, {2.0, -0.1}, {3.0, 0.3}, {-1.0, 0.2}};
-  XemMaterialTestDataCreep data(CreepTest{});
+  XemMaterialTestDataCreep data(CreepTestSettings{});
   data.SetTestData(std::span<const _T_FUNT_BASE>(points));
   EXPECT_EQ(std::vector<double>(data.Stretch().Span().begin(), data.Stretch().Span().end()),
             (std::vector<double>{0.0, 3.0, -1.0}));

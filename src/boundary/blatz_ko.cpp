@@ -20,7 +20,7 @@ std::int32_t CurveFitting4BlatzKo(const Xem::Point3Array& uniaxial, const Xem::P
   const TestFunctionList functions = LoadTestFunctions(curves, switches, ModelType::BlatzKo, lateral);
   Vector modulus(1);
   const std::int32_t status =
-      FitLinearModel(XemMaterialCurveFittingBlatzKo(testData), functions, 1, method, conditionLimit, modulus.Span(),
+      FitLinearModel(XemMaterialCurveFittingBlatzKo(testData), functions, 1, method, conditionLimit, modulus,
                      [&](std::span<const double> found) { CopyOut(found, coefficient); });
   ComputeStress4BlatzKo(uniaxial, equibiaxial, pureShear, simpleShear, lateralValue, coefficient, uniaxialOut,
                         equibiaxialOut, pureShearOut, simpleShearOut, lower, upper);
@@ -38,6 +38,6 @@ std::int32_t ComputeStress4BlatzKo(const Xem::Point3Array& uniaxial, const Xem::
   const TestDataList testData = LoadForEvaluation(InputCurves3{&uniaxial, &equibiaxial, &pureShear, &simpleShear}, out,
                                                   LateralFromValue(lateralValue), lower, upper);
   const XemMaterialCurveFittingBlatzKo model(testData);
-  WriteStresses(ComputeStresses(model, modulus.Span()).Span(), out);
+  WriteStresses(ComputeStresses(model, modulus), out);
   return 0;
 }

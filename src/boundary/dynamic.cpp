@@ -13,18 +13,17 @@ constexpr std::int32_t kOptionCount = 3;
 DynamicFitRequest ReadRequest(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
                               const Xem::DoubleArray& flags) {
   const std::int32_t count = CheckedParameterCount(parameters.GetSize());
-  return PrepareDynamicFit(CopyIn(options, kOptionCount).Span(), CopyIn(parameters, count).Span(),
-                           CopyIn(flags, count).Span());
+  return PrepareDynamicFit(CopyIn(options, kOptionCount), CopyIn(parameters, count), CopyIn(flags, count));
 }
 
 /// Fits one loaded curve; the output curve comes back empty.
 std::int32_t FitOneCurve(const DynamicFitRequest& request, const TestFunctionList& functions, Xem::DoubleArray& fitted,
                          Xem::PointArray& curveOut) {
   Vector parameters = request.start;
-  const std::int32_t status = SolveDynamicFit(request, functions, parameters.Span());
+  const std::int32_t status = SolveDynamicFit(request, functions, parameters);
   Vector values(parameters.Size());
-  functions.front()->Output(parameters.Span(), values.Span(), {});
-  CopyOut(values.Span(), fitted);
+  functions.front()->Output(parameters, values, {});
+  CopyOut(values, fitted);
   // Deliberate: only the joint fit draws curves.
   curveOut.RemoveAll();
   return status;
@@ -82,14 +81,14 @@ std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, 
   FillStrainGrid(dampingGrid);
 
   const DynamicFitRequest request = ReadRequest(options, parameters, flags);
-  if (request.Family() == CyclicFamily::PowerLaw && weights.GetSize() == 2 && parameters.GetSize() == 2) {
+  if (request.Family() == DynamicFamily::PowerLaw && weights.GetSize() == 2 && parameters.GetSize() == 2) {
     weights[1] *= DampingWeightFactor(Points(damping), parameters[1]);
   }
 
   const JointDynamicFit fit = FitJointly(request, {Points(stiffness), Points(damping), weights[0], weights[1]});
   Vector values(fit.parameters.Size());
-  fit.stiffness->Output(fit.parameters.Span(), values.Span(), stiffnessGrid);
-  fit.damping->Output(fit.parameters.Span(), values.Span(), dampingGrid);
-  CopyOut(values.Span(), fitted);
+  fit.stiffness->Output(fit.parameters, values, stiffnessGrid);
+  fit.damping->Output(fit.parameters, values, dampingGrid);
+  CopyOut(values, fitted);
   return fit.status;
 }

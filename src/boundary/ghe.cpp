@@ -38,7 +38,7 @@ std::int32_t CurveFitting4GHEModel6Parameters(const Xem::DoubleArray& options, c
                                               Xem::PointArray& curveOut, Xem::DoubleArray& measures) {
   if (options.GetSize() < kOptionCount) return 0;
   const auto mask = ReadMask(flags, kGheParameterCount);
-  GheParameters solution = StartGhe(CopyIn(parameters, kGheParameterCount).Span(), mask);
+  GheParameters solution = StartGhe(CopyIn(parameters, kGheParameterCount), mask);
 
   const auto kept = KeptPoints(Points(stiffness));
   const bool fromCurve = TruncateToInt(options[0]) == kAlwaysFromCurve || !(referenceStrain > 0.0);
@@ -68,13 +68,13 @@ std::int32_t CurveFitting4GHEModelDamping(const Xem::DoubleArray& options, const
   const auto function = boost::make_shared<XemGHEModelDampingTestFunction>();
   function->SetParameters(given.Span().subspan(kDampingParameterCount), mask);
   function->SetTestData(Points(damping), Points(stiffness));
-  auto solution = StartGheDamping(given.Span(), mask, *function);
+  auto solution = StartGheDamping(given, mask, *function);
   const GheMeasures result = FitGheDamping(ResidualFromCode(TruncateToInt(options[2])), mask, function, solution);
 
   auto curve = ChooseStrains(curveOut, KeptPoints(Points(damping)));
   Vector values(kDampingParameterCount);
-  function->Output(solution, values.Span(), curve);
-  CopyOut(values.Span(), fitted);
+  function->Output(solution, values, curve);
+  CopyOut(values, fitted);
   CopyOut(curve, curveOut);
   return result.status;
 }

@@ -24,8 +24,8 @@ std::int32_t CurveFitting4Ogden(const Xem::PointArray& uniaxial, const Xem::Poin
   const TestFunctionList functions =
       LoadTestFunctions(InputCurves{&uniaxial, &equibiaxial, &pureShear, &simpleShear},
                         {useUniaxial, useEquibiaxial, usePureShear, useSimpleShear}, ModelType::Ogden);
-  const std::int32_t status = FitOgdenSeries(functions, ResidualFromCode(method), solution.Span()).solverStatus;
-  CopyOut(solution.Span(), coefficients);
+  const std::int32_t status = FitOgdenSeries(functions, ResidualFromCode(method), solution).solverStatus;
+  CopyOut(solution, coefficients);
   ComputeStress4Ogden(uniaxial, equibiaxial, pureShear, simpleShear, terms, coefficients, uniaxialOut, equibiaxialOut,
                       pureShearOut, simpleShearOut, lower, upper);
   return status;
@@ -42,6 +42,6 @@ std::int32_t ComputeStress4Ogden(const Xem::PointArray& uniaxial, const Xem::Poi
   const TestDataList testData =
       LoadForEvaluation(InputCurves{&uniaxial, &equibiaxial, &pureShear, &simpleShear}, out, lower, upper);
   const XemMaterialCurveFittingOgden model(testData, terms);
-  WriteStresses(ComputeStresses(model, parameters.Span()).Span(), out);
+  WriteStresses(ComputeStresses(model, parameters), out);
   return 0;
 }

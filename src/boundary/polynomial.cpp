@@ -22,8 +22,8 @@ std::int32_t CurveFitting4Polynominal(const Xem::PointArray& uniaxial, const Xem
   const TestDataList testData = LoadTestData(curves, switches);
   const TestFunctionList functions = LoadTestFunctions(curves, switches, ModelType::Polynomial);
   Vector solution(PolynomialTermCount(order));
-  FitLinearModel(XemMaterialCurveFittingPolynomial(testData, order), functions, order, method, conditionLimit,
-                 solution.Span(), [&](std::span<const double> found) { CopyOut(found, coefficients); });
+  FitLinearModel(XemMaterialCurveFittingPolynomial(testData, order), functions, order, method, conditionLimit, solution,
+                 [&](std::span<const double> found) { CopyOut(found, coefficients); });
   return ComputeStress4Polynominal(uniaxial, equibiaxial, pureShear, simpleShear, order, coefficients, uniaxialOut,
                                    equibiaxialOut, pureShearOut, simpleShearOut, lower, upper);
 }
@@ -40,6 +40,6 @@ std::int32_t ComputeStress4Polynominal(const Xem::PointArray& uniaxial, const Xe
   const TestDataList testData =
       LoadForEvaluation(InputCurves{&uniaxial, &equibiaxial, &pureShear, &simpleShear}, out, lower, upper);
   const XemMaterialCurveFittingPolynomial model(testData, order);
-  WriteStresses(ComputeStresses(model, parameters.Span()).Span(), out);
+  WriteStresses(ComputeStresses(model, parameters), out);
   return 0;
 }

@@ -19,12 +19,12 @@ std::int32_t CurveFitting4UnsaturatedSoil(const Xem::DoubleArray& settings, cons
                                           Xem::DoubleArray& parameters, CArray22& output) {
   const auto read = RetentionSettings::Read(Numbers(settings));
   if (!read) return 0;
-  const RetentionData data = LoadRetention(*read, Points(input.first), Points(input.second));
+  const RetentionPoints data = LoadRetention(*read, Points(input.first), Points(input.second));
   const RetentionFit fit = FitRetention(*read, data, Numbers(parameters));
 
-  CopyOut(fit.parameters.Span(), parameters);
+  CopyOut(fit.parameters, parameters);
   CopyOut(data.derived, output.second);
   if (output.first.IsEmpty()) CopyOut(RetentionGrid(), output.first);
-  fit.function->Output(fit.parameters.Span(), {}, OutputPoints(output.first));
+  fit.function->Output(fit.parameters, {}, OutputPoints(output.first));
   return fit.status;
 }

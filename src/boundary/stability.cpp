@@ -21,14 +21,14 @@ void CheckMaterialStability4Polynomial(const Xem::DoubleArray& coefficients, con
                                        std::int32_t order, std::int32_t volumetricTerms, double lower, double upper,
                                        double, double, CString& report) {
   const Vector model = CopyIn(coefficients, PolynomialTermCount(order));
-  const Vector bulk = VolumetricCoefficients(volumetric, volumetricTerms, PolynomialShearModulus(model.Span()));
-  report += ReportPolynomialStability(order, model.Span(), bulk.Span(), lower, upper).text.c_str();
+  const Vector bulk = VolumetricCoefficients(volumetric, volumetricTerms, PolynomialShearModulus(model));
+  report += ReportPolynomialStability(order, model, bulk, lower, upper).text.c_str();
 }
 
 void CheckMaterialStability4Ogden(const Xem::DoubleArray& coefficients, const Xem::DoubleArray& volumetric,
                                   std::int32_t terms, std::int32_t volumetricTerms, double lower, double upper, double,
                                   double, CString& report) {
   const Vector model = CopyIn(coefficients, CheckedParameterCount(2 * std::int64_t{terms}));
-  const Vector bulk = VolumetricCoefficients(volumetric, volumetricTerms, OgdenShearModulus(model.Span()));
-  report += ReportOgdenStability(terms, model.Span(), bulk.Span(), lower, upper).text.c_str();
+  const Vector bulk = VolumetricCoefficients(volumetric, volumetricTerms, OgdenShearModulus(model));
+  report += ReportOgdenStability(terms, model, bulk, lower, upper).text.c_str();
 }

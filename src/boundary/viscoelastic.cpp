@@ -43,8 +43,8 @@ std::int32_t CurveFitting4Relaxation(const Xem::PointArray& curve, std::int32_t 
   function->SetTestData(curve);
   Vector parameters(parameterCount);
   result.SetSize(parameterCount);
-  const std::int32_t status = FitRelaxation(function, ResidualFromCode(variant), parameters.Span());
-  CopyOut(parameters.Span(), result);
+  const std::int32_t status = FitRelaxation(function, ResidualFromCode(variant), parameters);
+  CopyOut(parameters, result);
   return status;
 }
 
@@ -53,16 +53,16 @@ std::int32_t CurveFitting4Creep(const Xem::PointArray& curve, const std::int32_t
                                 Xem::DoubleArray& constants, double* determination) {
   RequirePointers({creepType, stress, primaryExponent, secondaryExponent, determination});
   const auto data = boost::make_shared<XemMaterialTestDataCreep>(
-      CreepTest{static_cast<CreepType>(*creepType), *stress, *primaryExponent, *secondaryExponent});
+      CreepTestSettings{static_cast<CreepType>(*creepType), *stress, *primaryExponent, *secondaryExponent});
   data->SetTestData(curve);
   const TestDataList testData{data};
   const XemMaterialCurveFittingCreep model(testData);
   Vector fit(3);
-  model.FitCreep(*data, fit.Span(), data->Stress(), data->Stretch(), determination);
+  model.FitCreep(*data, fit, data->Stress(), data->Stretch(), determination);
 
   constants.SetSize(kCreepConstants);
   // Deliberate: C7 is whatever the resize leaves there, an old value in an array that was long enough.
-  const auto fitted = data->Constants(fit.Span());
+  const auto fitted = data->Constants(fit);
   for (std::size_t k = 0; k < fitted.size(); ++k) constants[static_cast<std::int64_t>(k)] = fitted[k];
   return 0;
 }
@@ -77,8 +77,8 @@ std::int32_t CurveFitting4CreepLMMethod(const Xem::PointArray& curve, std::int32
   function->SetParameters({&stress, 1}, {&unused, 1});
 
   Vector fitted(count);
-  const std::int32_t status = FitCreepConstants(function, fitted.Span(), *determination);
-  CopyOut(fitted.Span(), constants);
+  const std::int32_t status = FitCreepConstants(function, fitted, *determination);
+  CopyOut(fitted, constants);
   return status;
 }
 
@@ -91,7 +91,7 @@ std::int32_t CurveFitting4PolyConvertRelaxation(const Xem::PointArray& curve, do
   const Vector parameters = CopyIn(coefficients, PolynomialTermCount(order));
   const TestDataList testData{LoadStrains(mode, Points(curve))};
   const XemMaterialCurveFittingPolynomial model(testData, order);
-  WriteRelaxation(ConvertToRelaxation(model, parameters.Span(), Points(curve), reference), result);
+  WriteRelaxation(ConvertToRelaxation(model, parameters, Points(curve), reference), result);
   return 0;
 }
 
@@ -104,7 +104,7 @@ std::int32_t CurveFitting4OgdenConvertRelaxation(const Xem::PointArray& curve, d
   const Vector parameters = CopyIn(coefficients, CheckedParameterCount(2 * std::int64_t{terms}));
   const TestDataList testData{LoadStrains(mode, Points(curve))};
   const XemMaterialCurveFittingOgden model(testData, terms);
-  WriteRelaxation(ConvertToRelaxation(model, parameters.Span(), Points(curve), reference), result);
+  WriteRelaxation(ConvertToRelaxation(model, parameters, Points(curve), reference), result);
   return 0;
 }
 
@@ -118,6 +118,6 @@ std::int32_t CurveFitting4BlatzKoConvertRelaxation(const Xem::PointArray& curve,
   if (IsMeasured(lateralValue)) data->ComputeLateralStretches();
   const TestDataList testData{data};
   const XemMaterialCurveFittingBlatzKo model(testData);
-  WriteRelaxation(ConvertToRelaxation(model, modulus.Span(), Points(curve), reference), result);
+  WriteRelaxation(ConvertToRelaxation(model, modulus, Points(curve), reference), result);
   return 0;
 }

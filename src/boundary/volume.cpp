@@ -13,8 +13,8 @@ std::int32_t CurveFitting4Volume(const Xem::PointArray& curve, std::int32_t term
   const TestDataList testData = LoadVolumetric(curve);
   const XemMaterialCurveFittingPolynomial model(testData, terms);
   Vector solution(CheckedParameterCount(terms));
-  SolveLinear(model, FixedTermMask(solution.Size()), solution.Span(), method, conditionLimit);
-  CopyOut(solution.Span(), coefficients);
+  SolveLinear(model, FixedTermMask(solution.Size()), solution, method, conditionLimit);
+  CopyOut(solution, coefficients);
   return ComputeStress4Volume(curve, terms, coefficients, curveOut, lower, upper);
 }
 
@@ -26,6 +26,6 @@ std::int32_t ComputeStress4Volume(const Xem::PointArray& curve, std::int32_t ter
   if (curve.IsEmpty()) FillDefaultGrid(curveOut, 1.0 / (upper + 1.0), 1.0 / (lower + 1.0));
   const TestDataList testData = LoadVolumetric(curve.IsEmpty() ? curveOut : curve);
   const XemMaterialCurveFittingPolynomial model(testData, terms);
-  WriteStresses(ComputeStresses(model, parameters.Span()).Span(), std::array{&curveOut});
+  WriteStresses(ComputeStresses(model, parameters), std::array{&curveOut});
   return 0;
 }

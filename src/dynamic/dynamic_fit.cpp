@@ -27,7 +27,7 @@ DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<c
   DynamicFitRequest request{};
   request.modelOptions = {TruncateToInt(options[0]), TruncateToInt(options[1])};
   request.residual = ResidualFromCode(TruncateToInt(options[2]));
-  const std::size_t fewest = request.Family() == CyclicFamily::PowerLaw ? 2 : 1;
+  const std::size_t fewest = request.Family() == DynamicFamily::PowerLaw ? 2 : 1;
   if (count < fewest || count > request.working.size()) {
     throw CInvalidArgException("the number of parameters does not suit the dynamic model");
   }
@@ -35,11 +35,11 @@ DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<c
 
   request.working = {parameters[0], count == 2 ? ExponentOfLargestDamping(parameters[1]) : 0.0, 1.0};
   request.start = Vector(std::span<const double>(request.working).first(count));
-  request.mask = FixedTermMask(static_cast<std::int64_t>(count));
+  request.mask = FixedTermMask(count);
   std::int64_t sum = 0;
   for (std::size_t k = 0; k < count; ++k) {
     const std::int32_t flag = TruncateToInt(flags[k]);
-    request.mask[static_cast<std::int64_t>(k)] = flag;
+    request.mask[k] = flag;
     sum += flag;
   }
   // Deliberate: the sum of the flags decides, so flags 2 and 0 fix everything and flags 2 and 2 do not.
@@ -72,7 +72,7 @@ JointDynamicFit FitJointly(const DynamicFitRequest& request, const DynamicCurves
   if (curves.stiffnessWeight > kLeastWeight) functions.push_back(fit.stiffness);
   if (curves.dampingWeight > kLeastWeight) functions.push_back(fit.damping);
   fit.parameters = request.start;
-  fit.status = SolveDynamicFit(request, functions, fit.parameters.Span());
+  fit.status = SolveDynamicFit(request, functions, fit.parameters);
   return fit;
 }
 

@@ -21,7 +21,7 @@ struct DynamicFitRequest {
   FixedTermMask mask;
   bool everythingFixed;
 
-  CyclicFamily Family() const { return static_cast<CyclicFamily>(modelOptions[0]); }
+  DynamicFamily Family() const { return static_cast<DynamicFamily>(modelOptions[0]); }
 };
 
 /// Throws CInvalidArgException for fewer than 3 options, no parameter or more than 3, fewer flags than parameters, and

@@ -15,7 +15,7 @@ namespace {
 /// what such curves can be read to.
 double Tolerance(ResidualKind residual, const XemMaterialTestFunctionBase& function) {
   double sum = 0.0;
-  for (const double measured : function.Stress().Span()) {
+  for (const double measured : function.Compared()) {
     sum += residual == ResidualKind::Absolute ? measured * measured : 1.0;
   }
   return std::max(1e-8 * sum, 1e-300);
@@ -108,7 +108,7 @@ GheParameters StartGhe(std::span<const double> given, std::span<const std::int32
 
 std::vector<double> StartGheDamping(std::span<const double> given, std::span<const std::int32_t> mask,
                                     const XemGHEModelDampingTestFunction& function) {
-  const std::array<double, 2> regressed = RegressDamping(function.Losses(), function.Stress().Span());
+  const std::array<double, 2> regressed = RegressDamping(function.Losses(), function.Stress());
   std::vector<double> start(2);
   for (std::size_t k = 0; k < 2; ++k) start[k] = mask[k] != 0 || given[k] > 0.0 ? given[k] : regressed[k];
   return start;

@@ -24,41 +24,22 @@ bool XemGHEModelTestFunction::EnforceParameterConstraints(std::int32_t, std::spa
 }
 
 void XemGHEModelTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(points, KeepPositiveStrain(), [&](double strain) { return strain / referenceStrain_; });
+  Load(points, KeepPositiveStrain(), [&](double strain) { return strain / referenceStrain_; });
   if (form_ != GheForm::Stress) return;
-  for (std::int32_t i = 0; i < PointCount(); ++i) curve_.stress[i] *= curve_.stretch[i];
+  for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] *= curve_.abscissa[i];
 }
 
-double XemGHEModelTestFunction::Row(std::span<const double> parameters, std::int32_t point,
-                                    std::span<double> gradient) const {
-  const double x = curve_.stretch[point];
-  const double ratio = GheRatioAndGradient(parameters, x, gradient);
-  if (form_ != GheForm::Stress) return ratio;
-  for (std::size_t k = 0; k < kGheParameterCount; ++k) gradient[k] *= x;
-  return ratio * x;
-}
-
-void XemGHEModelTestFunction::ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                                std::span<double> gradient) const {
-  Row(parameters, point, gradient);
-}
-
-void XemGHEModelTestFunction::EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                            double& measured, double& model) const {
-  const double x = curve_.stretch[point];
-  measured = curve_.stress[point];
-  model = GheRatio(parameters, x);
-  if (form_ == GheForm::Stress) model *= x;
-}
-
-void XemGHEModelTestFunction::GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                               std::span<double> measured, std::span<double> model,
-                                               std::span<double> gradients) const {
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    measured[i] = curve_.stress[point];
-    model[i] = Row(parameters, point, gradients.subspan(i * kGheParameterCount, kGheParameterCount));
-  }
+void XemGHEModelTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                       std::span<double> model, MatrixView derivatives) const {
+  const auto factor = [&](std::int32_t point) { return form_ == GheForm::Stress ? curve_.abscissa[point] : 1.0; };
+  EvaluateByPoint<kGheParameterCount>(
+      first, model, derivatives,
+      [&](std::int32_t point) { return GheRatio(parameters, curve_.abscissa[point]) * factor(point); },
+      [&](std::int32_t point, std::span<double> gradient) {
+        const double ratio = GheRatioAndGradient(parameters, curve_.abscissa[point], gradient);
+        for (double& entry : gradient) entry *= factor(point);
+        return ratio * factor(point);
+      });
 }
 
 void XemGHEModelTestFunction::Output(std::span<const double> parameters, std::span<double> fitted,
@@ -98,26 +79,24 @@ bool XemGHEModelDampingTestFunction::EnforceParameterConstraints(std::int32_t, s
 
 void XemGHEModelDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points,
                                                  std::span<const _T_FUNT_BASE> stiffness) {
-  curve_.Load(points, KeepPositiveStrain(), AsItStands);
+  Load(points, KeepPositiveStrain(), AsItStands);
   if (source_.Empty()) source_ = StiffnessSource(stiffness);
-  losses_.resize(static_cast<std::size_t>(PointCount()));
+  losses_.resize(PointCount());
   for (std::size_t i = 0; i < losses_.size(); ++i) {
-    losses_[i] = 1.0 - source_.At(curve_.stretch[static_cast<std::int64_t>(i)]);
+    losses_[i] = 1.0 - source_.At(curve_.abscissa[i]);
   }
 }
 
-void XemGHEModelDampingTestFunction::ParameterGradient(std::int32_t, std::span<const double> parameters,
-                                                       std::int32_t point, std::span<double> gradient) const {
-  const double loss = losses_[static_cast<std::size_t>(point)];
-  if (loss < kNegligible) return;
-  gradient[0] = std::pow(loss, parameters[1]);
-  gradient[1] = parameters[0] * gradient[0] * std::log(loss);
-}
-
-void XemGHEModelDampingTestFunction::EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                                   double& measured, double& model) const {
-  measured = curve_.stress[point];
-  model = GheDamping(parameters[0], parameters[1], losses_[static_cast<std::size_t>(point)]);
+void XemGHEModelDampingTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                              std::span<double> model, MatrixView derivatives) const {
+  const auto damping = [&](std::int32_t point) { return GheDamping(parameters[0], parameters[1], losses_[point]); };
+  EvaluateByPoint<2>(first, model, derivatives, damping, [&](std::int32_t point, std::span<double> gradient) {
+    const double loss = losses_[point];
+    const bool lost = !(loss < kNegligible);
+    gradient[0] = lost ? std::pow(loss, parameters[1]) : 0.0;
+    gradient[1] = lost ? parameters[0] * gradient[0] * std::log(loss) : 0.0;
+    return damping(point);
+  });
 }
 
 void XemGHEModelDampingTestFunction::Output(std::span<const double> parameters, std::span<double> fitted,

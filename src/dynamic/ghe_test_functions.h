@@ -23,32 +23,22 @@ struct KeepPositiveStrain {
 };
 
 /// Stiffness curve of the six-parameter model. Knows which parameters are held, because constraints move free ones
-/// only.
-class XemGHEModelTestFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
+/// only. `termCount` is not used.
+class XemGHEModelTestFunction final : public BlockTestFunction {
  public:
-  XemGHEModelTestFunction() : XemMaterialTestFunctionBase(this) {}
-
-  using XemMaterialTestFunctionBase::SetTestData;
+  using BlockTestFunction::SetTestData;
   /// settings: reference strain; options: form, then a mask of six entries.
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override;
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override;
   /// The parameters as they are, and R at the strains of `curve`.
   void Output(std::span<const double> parameters, std::span<double> fitted,
               std::span<_T_FUNT_BASE> curve) const override;
 
-  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override;
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
 
  private:
-  /// Value and gradient of one point; returns the value.
-  double Row(std::span<const double> parameters, std::int32_t point, std::span<double> gradient) const;
-
   double referenceStrain_ = 1.0;
   GheForm form_ = GheForm::Stiffness;
   std::vector<std::int32_t> mask_ = std::vector<std::int32_t>(kGheParameterCount, 0);
@@ -72,21 +62,19 @@ class StiffnessSource {
   GheParameters parameters_ = kGheDefaults;
 };
 
-/// Damping curve of the generalised model; parameters hmax, kappa.
-class XemGHEModelDampingTestFunction final : public XemMaterialTestFunctionBase {
+/// Damping curve of the generalised model; parameters hmax, kappa, `termCount` is not used.
+class XemGHEModelDampingTestFunction final : public BlockTestFunction {
  public:
-  using XemMaterialTestFunctionBase::SetTestData;
+  using BlockTestFunction::SetTestData;
   /// settings: nothing when G/G0 comes from a stiffness curve, else reference strain and the six parameters; options:
   /// a mask of two entries.
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   void SetTestData(std::span<const _T_FUNT_BASE> points, std::span<const _T_FUNT_BASE> stiffness) override;
-  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override;
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override;
   void Output(std::span<const double> parameters, std::span<double> fitted,
               std::span<_T_FUNT_BASE> curve) const override;
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
 
   /// False when G/G0 is known nowhere.
   bool HasStiffness() const { return !source_.Empty(); }

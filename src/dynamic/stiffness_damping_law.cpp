@@ -120,9 +120,9 @@ double ExponentOfLargestDamping(double largestDamping) {
   return 2.0 * pi * largestDamping / (2.0 - pi * largestDamping);
 }
 
-Comparison StiffnessComparison(CyclicFamily family, ResidualForm form) {
+Comparison StiffnessComparison(DynamicFamily family, ResidualForm form) {
   switch (family) {
-    case CyclicFamily::PowerLaw:
+    case DynamicFamily::PowerLaw:
       switch (form) {
         case ResidualForm::Strain:
           return StiffnessByStrain;
@@ -132,7 +132,7 @@ Comparison StiffnessComparison(CyclicFamily family, ResidualForm form) {
           return StiffnessByStress;
       }
       return Nothing;
-    case CyclicFamily::Hyperbolic:
+    case DynamicFamily::Hyperbolic:
       switch (form) {
         case ResidualForm::Strain:
           return HyperbolicStiffness;
@@ -146,9 +146,9 @@ Comparison StiffnessComparison(CyclicFamily family, ResidualForm form) {
   return Nothing;
 }
 
-Comparison DampingComparison(CyclicFamily family, ResidualForm form) {
+Comparison DampingComparison(DynamicFamily family, ResidualForm form) {
   switch (family) {
-    case CyclicFamily::PowerLaw:
+    case DynamicFamily::PowerLaw:
       switch (form) {
         case ResidualForm::Strain:
           return DampingByStrain;
@@ -158,7 +158,7 @@ Comparison DampingComparison(CyclicFamily family, ResidualForm form) {
           return DampingByStress;
       }
       return Nothing;
-    case CyclicFamily::Hyperbolic:
+    case DynamicFamily::Hyperbolic:
       // Deliberate: the closed form takes the stored abscissa for the strain, whatever the form has stored.
       return HyperbolicDamping;
   }
@@ -225,23 +225,23 @@ ComparedPoint HyperbolicDamping(const CyclicParameters& parameters, double strai
   return {damping, kTwoOverPi * z * (1.0 - complement * remainder), -2.0 * kTwoOverPi * remainder * 2.0 * z / sum, 0.0};
 }
 
-double StiffnessRatioAt(CyclicFamily family, const CyclicParameters& parameters, double strain) {
+double StiffnessRatioAt(DynamicFamily family, const CyclicParameters& parameters, double strain) {
   switch (family) {
-    case CyclicFamily::PowerLaw:
+    case DynamicFamily::PowerLaw:
       return SolvePowerLawRatio(parameters, strain).value_or(0.5);
-    case CyclicFamily::Hyperbolic:
+    case DynamicFamily::Hyperbolic:
       return parameters.referenceStrain / (parameters.referenceStrain + strain);
   }
   return 0.0;
 }
 
-double DampingRatioAt(CyclicFamily family, const CyclicParameters& parameters, double strain) {
+double DampingRatioAt(DynamicFamily family, const CyclicParameters& parameters, double strain) {
   switch (family) {
-    case CyclicFamily::PowerLaw: {
+    case DynamicFamily::PowerLaw: {
       const double ratio = SolvePowerLawRatio(parameters, strain).value_or(0.1);
       return LargestDamping(parameters.exponent) * PowerOfStress(parameters, strain * ratio).loss;
     }
-    case CyclicFamily::Hyperbolic:
+    case DynamicFamily::Hyperbolic:
       return HyperbolicDamping(parameters, strain, 0.0).predicted;
   }
   return 0.0;

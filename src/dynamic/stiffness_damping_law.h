@@ -22,7 +22,7 @@
 namespace Xem::MaterialUtil {
 
 /// Families by the codes of the interface. An unknown code computes nothing: observed and predicted values are 0.
-enum class CyclicFamily : std::int32_t { PowerLaw = 0, Hyperbolic = 1 };
+enum class DynamicFamily : std::int32_t { PowerLaw = 0, Hyperbolic = 1 };
 
 /// Residual forms by the codes of the interface: what is compared, and at which stored abscissa x.
 enum class ResidualForm : std::int32_t {
@@ -47,8 +47,8 @@ struct ComparedPoint {
 
 /// Compares a point with stored abscissa x and ordinate y with the model.
 using Comparison = ComparedPoint (*)(const CyclicParameters& parameters, double x, double y);
-Comparison StiffnessComparison(CyclicFamily family, ResidualForm form);
-Comparison DampingComparison(CyclicFamily family, ResidualForm form);
+Comparison StiffnessComparison(DynamicFamily family, ResidualForm form);
+Comparison DampingComparison(DynamicFamily family, ResidualForm form);
 
 /// Between the exponent and what users know, the largest damping ratio: hmax = 2 a / ((a + 2) pi), below 2 / pi.
 double LargestDamping(double exponent);
@@ -66,8 +66,8 @@ ComparedPoint HyperbolicDamping(const CyclicParameters& parameters, double strai
 
 /// Values for curves that are drawn: the power law falls back on R = 0.5 (stiffness) or R = 0.1 (damping) where the
 /// implicit relation is not solved. 0 for an unknown family.
-double StiffnessRatioAt(CyclicFamily family, const CyclicParameters& parameters, double strain);
-double DampingRatioAt(CyclicFamily family, const CyclicParameters& parameters, double strain);
+double StiffnessRatioAt(DynamicFamily family, const CyclicParameters& parameters, double strain);
+double DampingRatioAt(DynamicFamily family, const CyclicParameters& parameters, double strain);
 
 /// Index j of the first pair j, j + 1 whose abscissae enclose `strain`; nothing when there is none.
 std::optional<std::size_t> FindStrain(std::span<const _T_FUNT_BASE> curve, double strain);

@@ -37,12 +37,12 @@ void SolveCoefficients(const Problem& problem, std::span<const std::size_t> coef
     double square = 0.0;
     for (std::size_t i = 0; i < points; ++i) square += column[i] * column[i];
     if (square > 0.0) norms[j] = std::sqrt(square);
-    const auto scaled = design.Column(static_cast<std::int64_t>(j));
+    const auto scaled = design.Column(j);
     for (std::size_t i = 0; i < points; ++i) scaled[i] = column[i] / norms[j];
   }
   const Vector solution = SolveTruncated(std::move(design), target, kConditionLimit);
   for (std::size_t j = 0; j < free.size(); ++j) {
-    parameters[free[j]] = solution[static_cast<std::int64_t>(j)] / norms[j];
+    parameters[free[j]] = solution[j] / norms[j];
   }
 }
 

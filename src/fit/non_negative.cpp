@@ -61,11 +61,11 @@ class ActiveSet {
         x_(problem.norms.size(), 0.0),
         passive_(problem.norms.size(), false),
         blocked_(problem.norms.size(), false),
-        residual_(problem.b.Span().begin(), problem.b.Span().end()),
+        residual_(problem.b.begin(), problem.b.end()),
         gradient_(problem.norms.size()) {}
 
   std::vector<double> Solve() {
-    const double scale = std::sqrt(Dot(problem_.b.Span(), problem_.b.Span()));
+    const double scale = std::sqrt(Dot(problem_.b, problem_.b));
     // Each round lowers the misfit or blocks a column, so this many suffice unless rounding makes it cycle.
     const std::size_t rounds = 10 * x_.size() + 10;
     for (std::size_t round = 0; round < rounds; ++round) {
@@ -118,12 +118,12 @@ class ActiveSet {
     Matrix part(problem_.a.Rows(), static_cast<std::int32_t>(columns.size()));
     for (std::size_t k = 0; k < columns.size(); ++k) {
       const auto source = problem_.a.Column(columns[k]);
-      std::copy(source.begin(), source.end(), part.Column(static_cast<std::int64_t>(k)).begin());
+      std::copy(source.begin(), source.end(), part.Column(k).begin());
     }
-    const Vector solution = SolveTruncated(std::move(part), problem_.b.Span(), 1.0 / kRounding);
+    const Vector solution = SolveTruncated(std::move(part), problem_.b, 1.0 / kRounding);
     std::vector<double> x(passive_.size(), 0.0);
     for (std::size_t k = 0; k < columns.size(); ++k) {
-      x[static_cast<std::size_t>(columns[k])] = solution[static_cast<std::int64_t>(k)];
+      x[static_cast<std::size_t>(columns[k])] = solution[k];
     }
     return x;
   }
@@ -152,7 +152,7 @@ class ActiveSet {
   void UpdateResidual() {
     Multiply(problem_.a, x_, residual_);
     for (std::size_t i = 0; i < residual_.size(); ++i) {
-      residual_[i] = problem_.b[static_cast<std::int64_t>(i)] - residual_[i];
+      residual_[i] = problem_.b[i] - residual_[i];
     }
   }
 

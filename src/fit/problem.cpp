@@ -7,34 +7,36 @@
 
 #include "fit/trust_region.h"
 #include "solver/levenberg_marquardt.h"
+#include "testfunctions/scaled_test_function.h"
 
 namespace Xem::Fit {
 namespace {
 
 using namespace MaterialUtil;
 
-/// A test function of the core with its residuals scaled: by the weight of its curve and, for relative residuals, by
-/// 1 / measured, so that everything above it deals in plain differences. Keeps parameters inside their ranges.
-class ScaledTestFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
+/// 1 / measured for relative residuals, so that everything above deals in plain differences, and the weight of the
+/// curve.
+Vector Scales(const XemMaterialTestFunctionBase& function, Residual residual, double weight) {
+  Vector scales = function.Stress();
+  for (double& scale : scales) scale = residual == Residual::Relative ? weight / scale : weight;
+  return scales;
+}
+
+Vector Products(Vector factors, const Vector& values) {
+  for (std::int32_t i = 0; i < factors.Size(); ++i) factors[i] = values[i] * factors[i];
+  return factors;
+}
+
+/// A test function as the minimisers see it: scaled, and its parameters kept inside their ranges.
+class ProblemFunction final : public ScaledTestFunction {
  public:
-  ScaledTestFunction(boost::shared_ptr<XemMaterialTestFunctionBase> inner, const Problem& problem, double weight)
-      : XemMaterialTestFunctionBase(this), inner_(std::move(inner)), problem_(problem) {
-    const std::int32_t points = inner_->PointCount();
-    curve_.stretch = inner_->Stretch();
-    curve_.stress.Resize(points);
-    scale_.resize(static_cast<std::size_t>(points));
-    for (std::int32_t i = 0; i < points; ++i) {
-      const double measured = inner_->Stress()[i];
-      const double scale = problem.residual == Residual::Relative ? weight / measured : weight;
-      scale_[static_cast<std::size_t>(i)] = scale;
-      curve_.stress[i] = measured * scale;
-    }
-  }
+  ProblemFunction(const boost::shared_ptr<XemMaterialTestFunctionBase>& inner, const Problem& problem, Vector scales)
+      : ScaledTestFunction(inner, scales, Products(scales, inner->Compared())), ranges_(problem.parameters) {}
 
   bool EnforceParameterConstraints(std::int32_t, std::span<double> parameters) const override {
     bool changed = false;
     for (std::size_t k = 0; k < parameters.size(); ++k) {
-      const FreeOrHeld& range = problem_.parameters[k];
+      const FreeOrHeld& range = ranges_[k];
       const double inside = range.held ? parameters[k] : std::clamp(parameters[k], range.lower, range.upper);
       changed = changed || inside != parameters[k];
       parameters[k] = inside;
@@ -42,55 +44,16 @@ class ScaledTestFunction final : public XemMaterialTestFunctionBase, public Bloc
     return changed;
   }
 
-  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override {
-    inner_->ParameterGradient(termCount, parameters, point, gradient);
-    for (double& entry : gradient) entry *= scale_[static_cast<std::size_t>(point)];
-  }
-
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override {
-    inner_->EvaluatePoint(termCount, parameters, point, measured, model);
-    measured *= scale_[static_cast<std::size_t>(point)];
-    model *= scale_[static_cast<std::size_t>(point)];
-  }
-
-  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model) const override {
-    inner_->EvaluateBlock(termCount, parameters, first, measured, model);
-    ScaleValues(first, measured, model);
-    return true;
-  }
-
-  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override {
-    inner_->GradientBlock(termCount, parameters, first, measured, model, gradients);
-    ScaleValues(first, measured, model);
-    const std::size_t width = parameters.size();
-    for (std::size_t i = 0; i < measured.size(); ++i) {
-      const double scale = scale_[static_cast<std::size_t>(first) + i];
-      for (std::size_t k = 0; k < width; ++k) gradients[i * width + k] *= scale;
-    }
-  }
-
  private:
-  void ScaleValues(std::int32_t first, std::span<double> measured, std::span<double> model) const {
-    for (std::size_t i = 0; i < measured.size(); ++i) {
-      measured[i] *= scale_[static_cast<std::size_t>(first) + i];
-      model[i] *= scale_[static_cast<std::size_t>(first) + i];
-    }
-  }
-
-  boost::shared_ptr<XemMaterialTestFunctionBase> inner_;
-  const Problem& problem_;
-  std::vector<double> scale_;
+  std::span<const FreeOrHeld> ranges_;
 };
 
 TestFunctionList ScaledFunctions(const Problem& problem) {
   TestFunctionList scaled;
   for (std::size_t i = 0; i < problem.functions.size(); ++i) {
-    scaled.push_back(boost::make_shared<ScaledTestFunction>(problem.functions[i], problem, problem.weights[i]));
+    const auto& function = problem.functions[i];
+    scaled.push_back(boost::make_shared<ProblemFunction>(function, problem,
+                                                         Scales(*function, problem.residual, problem.weights[i])));
   }
   return scaled;
 }
@@ -100,39 +63,30 @@ class WeightedResiduals final : public ResidualFunction {
  public:
   explicit WeightedResiduals(const Problem& problem) : problem_(problem), functions_(ScaledFunctions(problem)) {
     for (const auto& function : functions_) points_ += static_cast<std::size_t>(function->PointCount());
-    std::size_t longest = 0;
-    for (const auto& function : functions_) {
-      longest = std::max(longest, static_cast<std::size_t>(function->PointCount()));
-    }
-    measured_.resize(longest);
-    model_.resize(longest);
-    gradients_.resize(longest * problem.parameters.size());
+    model_.resize(points_);
   }
 
   std::size_t PointCount() const override { return points_; }
   const TestFunctionList& Functions() const { return functions_; }
 
   void Residuals(std::span<const double> parameters, std::span<double> residuals) override {
-    std::size_t row = 0;
     for (const auto& function : functions_) {
-      const auto count = static_cast<std::size_t>(function->PointCount());
-      const auto measured = std::span(measured_).first(count);
-      const auto model = std::span(model_).first(count);
-      function->EvaluateBlock(problem_.termCount, parameters, 0, measured, model);
-      for (std::size_t i = 0; i < count; ++i) residuals[row++] = model[i] - measured[i];
+      const std::span<const double> compared = function->Compared();
+      const auto model = residuals.first(compared.size());
+      function->EvaluateBlock(problem_.termCount, parameters, 0, model);
+      for (std::size_t i = 0; i < model.size(); ++i) model[i] -= compared[i];
+      residuals = residuals.subspan(compared.size());
     }
   }
 
   void Jacobian(std::span<const double> parameters, std::span<double> columns) override {
-    const std::size_t width = parameters.size();
-    std::size_t row = 0;
+    const MatrixView all{columns.data(), static_cast<std::int32_t>(points_),
+                         static_cast<std::int32_t>(parameters.size()), static_cast<std::int32_t>(points_)};
+    std::int32_t row = 0;
     for (const auto& function : functions_) {
-      const auto count = static_cast<std::size_t>(function->PointCount());
-      function->GradientBlock(problem_.termCount, parameters, 0, std::span(measured_).first(count),
-                              std::span(model_).first(count), std::span(gradients_).first(count * width));
-      for (std::size_t k = 0; k < width; ++k) {
-        for (std::size_t i = 0; i < count; ++i) columns[k * points_ + row + i] = gradients_[i * width + k];
-      }
+      const std::int32_t count = function->PointCount();
+      const auto model = std::span(model_).first(static_cast<std::size_t>(count));
+      function->EvaluateBlock(problem_.termCount, parameters, 0, model, all.Rows(row, count));
       row += count;
     }
   }
@@ -141,14 +95,12 @@ class WeightedResiduals final : public ResidualFunction {
   const Problem& problem_;
   TestFunctionList functions_;
   std::size_t points_ = 0;
-  std::vector<double> measured_;
-  std::vector<double> model_;
-  std::vector<double> gradients_;
+  std::vector<double> model_;  // beside the Jacobian
 };
 
 FixedTermMask Mask(const Problem& problem) {
-  FixedTermMask mask(static_cast<std::int64_t>(problem.parameters.size()));
-  for (std::int32_t k = 0; k < mask.Size(); ++k) mask[k] = problem.parameters[static_cast<std::size_t>(k)].held ? 1 : 0;
+  FixedTermMask mask(problem.parameters.size());
+  for (std::int32_t k = 0; k < mask.Size(); ++k) mask[k] = problem.parameters[k].held ? 1 : 0;
   return mask;
 }
 
@@ -226,7 +178,7 @@ double Objective(const Problem& problem, std::span<const double> parameters) {
 std::vector<double> WeightedMeasured(const Problem& problem) {
   std::vector<double> measured;
   for (const auto& function : ScaledFunctions(problem)) {
-    const auto values = function->Stress().Span();
+    const Vector& values = function->Compared();
     measured.insert(measured.end(), values.begin(), values.end());
   }
   return measured;

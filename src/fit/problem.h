@@ -27,7 +27,7 @@ struct Problem {
   MaterialUtil::TestFunctionList functions;
   std::vector<double> weights;  ///< one per function
   Residual residual = Residual::Absolute;
-  std::int32_t termCount = 0;  ///< what the test functions take as their size
+  std::int32_t termCount = 0;  ///< size of the model as the test functions count it
   std::vector<FreeOrHeld> parameters;
 
   int PointCount() const;

@@ -46,7 +46,7 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
     double square = 0.0;
     for (std::size_t i = 0; i < points; ++i) square += column[i] * column[i];
     norms[j] = square > 0.0 && std::isfinite(square) ? std::sqrt(square) : 1.0;
-    const auto target = scaled.Column(static_cast<std::int64_t>(j));
+    const auto target = scaled.Column(j);
     for (std::size_t i = 0; i < points; ++i) target[i] = std::isfinite(square) ? column[i] / norms[j] : 0.0;
   }
   shape.covariance = Matrix(n, n);
@@ -57,11 +57,9 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
   for (std::int32_t k = 0; k < svd.s.Size(); ++k) {
     if (!(svd.s[k] > kRankTolerance * svd.s[0])) continue;
     for (std::int32_t i = 0; i < n; ++i) {
-      shape.determined[static_cast<std::size_t>(i)] += svd.vt(k, i) * svd.vt(k, i);
+      shape.determined[i] += svd.vt(k, i) * svd.vt(k, i);
       for (std::int32_t j = 0; j < n; ++j) {
-        shape.covariance(i, j) +=
-            svd.vt(k, i) * svd.vt(k, j) /
-            (svd.s[k] * svd.s[k] * norms[static_cast<std::size_t>(i)] * norms[static_cast<std::size_t>(j)]);
+        shape.covariance(i, j) += svd.vt(k, i) * svd.vt(k, j) / (svd.s[k] * svd.s[k] * norms[i] * norms[j]);
       }
     }
   }

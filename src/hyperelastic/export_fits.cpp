@@ -8,7 +8,7 @@ namespace Xem::MaterialUtil {
 std::int32_t FitLinearModel(const XemMaterialCurvefittingModelBase& model, const TestFunctionList& functions,
                             std::int32_t termCount, std::int32_t method, double conditionLimit,
                             std::span<double> parameters, const Found& found) {
-  SolveLinear(model, FixedTermMask(static_cast<std::int64_t>(parameters.size())), parameters, method, conditionLimit);
+  SolveLinear(model, FixedTermMask(parameters.size()), parameters, method, conditionLimit);
   if (found) found(parameters);
   const Refinement refinement = RefineLinearSolution(functions, termCount, method, parameters);
   if (refinement.replaced && found) found(parameters);
@@ -16,7 +16,7 @@ std::int32_t FitLinearModel(const XemMaterialCurvefittingModelBase& model, const
 }
 
 OgdenFitStatus FitOgdenSeries(const TestFunctionList& functions, ResidualKind residual, std::span<double> pairs) {
-  const FixedTermMask mask(static_cast<std::int64_t>(pairs.size()));
+  const FixedTermMask mask(pairs.size());
   const auto solver = MakeOgdenSolver(residual, functions, mask.Size() / 2);
   solver->InitialGuess(mask, pairs);
   solver->SetMask(mask);

@@ -19,7 +19,7 @@ using Found = std::function<void(std::span<const double>)>;
 
 /// The fit of a model that is linear in its parameters, polynomial or Blatz-Ko: linear least squares by the method code
 /// of the interface, then refinement by Levenberg-Marquardt (see refinement.h). `functions` are over the same curves
-/// and take `termCount` for their size. `found` hears of the linear solution before the refinement, which may throw,
+/// and take `termCount`, see refinement.h. `found` hears of the linear solution before the refinement, which may throw,
 /// begins. Returns the status of the refinement.
 std::int32_t FitLinearModel(const XemMaterialCurvefittingModelBase& model, const TestFunctionList& functions,
                             std::int32_t termCount, std::int32_t method, double conditionLimit,

@@ -42,12 +42,12 @@ Vector Targets(const XemMaterialCurvefittingModelBase& model, const FixedTermMas
 
 /// Measures every equation relative to its own target.
 void DivideByTargets(Matrix& design, Vector& targets) {
-  for (double& target : targets.Span()) target = 1.0 / target;
+  for (double& target : targets) target = 1.0 / target;
   for (std::int32_t column = 0; column < design.Columns(); ++column) {
     const std::span<double> entries = design.Column(column);
-    for (std::size_t row = 0; row < entries.size(); ++row) entries[row] *= targets.Span()[row];
+    for (std::size_t row = 0; row < entries.size(); ++row) entries[row] *= targets[row];
   }
-  std::fill(targets.Span().begin(), targets.Span().end(), 1.0);
+  std::fill(targets.begin(), targets.end(), 1.0);
 }
 
 }  // namespace
@@ -58,10 +58,10 @@ void SolveLinear(const XemMaterialCurvefittingModelBase& model, const FixedTermM
   Matrix design = AssembleDesignMatrix(model, mask, parameters);
   Vector targets = Targets(model, mask, parameters);
   if (method == kRelative) DivideByTargets(design, targets);
-  const Vector solution = SolveTruncated(std::move(design), targets.Span(), conditionLimit);
+  const Vector solution = SolveTruncated(std::move(design), targets, conditionLimit);
   std::int32_t next = 0;
   for (std::int32_t k = 0; k < mask.Size(); ++k) {
-    if (mask[k] == 0) parameters[static_cast<std::size_t>(k)] = solution[next++];
+    if (mask[k] == 0) parameters[k] = solution[next++];
   }
 }
 

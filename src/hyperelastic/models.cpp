@@ -45,7 +45,7 @@ double XemMaterialCurveFittingPolynomial::FixedTermsStress(const XemMaterialTest
   for (std::int32_t k = 0; k < mask.Size(); ++k) {
     if (mask[k] == 0) held[k] = 0.0;
   }
-  return testData.PolynomialStress(order_, held.Span(), stretch, lateralStretch);
+  return testData.PolynomialStress(order_, held, stretch, lateralStretch);
 }
 
 void XemMaterialCurveFittingOgden::AssembleDesignRows(const XemMaterialTestDataBase& testData,
@@ -57,7 +57,7 @@ void XemMaterialCurveFittingOgden::AssembleDesignRows(const XemMaterialTestDataB
     std::int32_t column = 0;
     for (std::int32_t k = 0; k < terms_; ++k) {
       if (mask[k] != 0) continue;
-      const double alpha = parameters[2 * static_cast<std::size_t>(k) + 1];
+      const double alpha = parameters[2 * k + 1];
       rows(point, column++) = EvaluateOgdenTerm(testData.LateralStretchExponent(), alpha, stretch, logStretch).value;
     }
   }

@@ -11,21 +11,21 @@ namespace Xem::MaterialUtil {
 Refinement RefineLinearSolution(const TestFunctionList& functions, std::int32_t termCount, std::int32_t method,
                                 std::span<double> parameters) {
   const auto solver = MakeSolver(ResidualFromCode(method), functions, termCount);
-  solver->SetMask(FixedTermMask(static_cast<std::int64_t>(parameters.size())));
+  solver->SetMask(FixedTermMask(parameters.size()));
 
   Vector linear{std::span<const double>(parameters)};
   Vector refined = linear;
   Refinement result;
-  result.solverStatus = solver->Solve(refined.Span(), kRubberTolerance);
+  result.solverStatus = solver->Solve(refined, kRubberTolerance);
 
-  const bool constrained = functions.front()->EnforceParameterConstraints(termCount, linear.Span());
+  const bool constrained = functions.front()->EnforceParameterConstraints(termCount, linear);
   result.replaced = !(constrained && result.solverStatus != 0);
   if (!result.replaced) return result;
 
-  const double linearDistance = std::abs(1.0 - solver->CoefficientOfDetermination(linear.Span()));
-  const double refinedDistance = std::abs(1.0 - solver->CoefficientOfDetermination(refined.Span()));
+  const double linearDistance = std::abs(1.0 - solver->CoefficientOfDetermination(linear));
+  const double refinedDistance = std::abs(1.0 - solver->CoefficientOfDetermination(refined));
   const Vector& kept = refinedDistance < linearDistance ? refined : linear;
-  std::copy(kept.Span().begin(), kept.Span().end(), parameters.begin());
+  std::copy(kept.begin(), kept.end(), parameters.begin());
   return result;
 }
 

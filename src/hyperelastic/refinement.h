@@ -13,7 +13,8 @@ struct Refinement {
 };
 
 /// Refines a linear solution by Levenberg-Marquardt and keeps the better of the two by |1 - determination|, the linear
-/// one on a tie. `termCount` is what the test functions take as their size; `method` 1 selects absolute residuals.
+/// one on a tie. `termCount` is the order of a polynomial, 1 for Blatz-Ko; `method` 1 selects absolute
+/// residuals.
 ///
 /// The linear candidate is the solution after the constraints of the first test function. When these changed it and
 /// the solver did not converge, nothing is replaced.

@@ -38,7 +38,7 @@ Vector HeldValues(const RetentionSettings& settings, std::span<const double> giv
       continue;
     }
     if (static_cast<std::size_t>(k) >= given.size()) throw CInvalidArgException("a held parameter has no value");
-    held[k] = given[static_cast<std::size_t>(k)];
+    held[k] = given[k];
   }
   return held;
 }
@@ -46,7 +46,7 @@ Vector HeldValues(const RetentionSettings& settings, std::span<const double> giv
 boost::shared_ptr<XemUnsaturatedSoilTestFunction> MakeFunction(const RetentionSettings& settings,
                                                                std::span<const _T_FUNT_BASE> points) {
   std::array<std::int32_t, 1 + kMostRetentionParameters> options{static_cast<std::int32_t>(settings.model)};
-  std::copy(settings.mask.Span().begin(), settings.mask.Span().end(), options.begin() + 1);
+  std::copy(settings.mask.begin(), settings.mask.end(), options.begin() + 1);
   const auto function = boost::make_shared<XemUnsaturatedSoilTestFunction>();
   function->SetParameters({}, options);
   function->SetTestData(points);
@@ -92,9 +92,9 @@ std::optional<RetentionSettings> RetentionSettings::Read(std::span<const double>
   if (settings.size() > 5) read.exponent = PositiveOr(settings[5], read.exponent);
 
   const std::size_t count = RetentionParameters(read.model).size();
-  read.mask.Resize(static_cast<std::int64_t>(count));
+  read.mask.Resize(count);
   for (std::size_t k = 0; k < count && kFirstFlag + k < settings.size(); ++k) {
-    read.mask[static_cast<std::int64_t>(k)] = settings[kFirstFlag + k] != 0.0 ? 1 : 0;
+    read.mask[k] = settings[kFirstFlag + k] != 0.0 ? 1 : 0;
   }
   if (read.model == RetentionModel::FredlundXing && settings.size() <= kFirstFlag + kResidualSuction) {
     read.mask[kResidualSuction] = 1;
@@ -112,9 +112,9 @@ double RetentionPorosity(double given, std::span<const _T_FUNT_BASE> measured) {
   return IsPorosity(largest) ? largest : kUsualPorosity;
 }
 
-RetentionData LoadRetention(const RetentionSettings& settings, std::span<const _T_FUNT_BASE> measured,
-                            std::span<const _T_FUNT_BASE> grading) {
-  RetentionData data;
+RetentionPoints LoadRetention(const RetentionSettings& settings, std::span<const _T_FUNT_BASE> measured,
+                              std::span<const _T_FUNT_BASE> grading) {
+  RetentionPoints data;
   data.porosity = RetentionPorosity(settings.porosity, measured);
   data.derived = RetentionFromGrading(
       grading, {.porosity = data.porosity, .particleDensity = settings.particleDensity, .exponent = settings.exponent});
@@ -133,22 +133,23 @@ std::vector<_T_FUNT_BASE> RetentionGrid() {
   return grid;
 }
 
-RetentionFit FitRetention(const RetentionSettings& settings, const RetentionData& data, std::span<const double> given) {
+RetentionFit FitRetention(const RetentionSettings& settings, const RetentionPoints& data,
+                          std::span<const double> given) {
   const Vector held = HeldValues(settings, given);
   RetentionFit fit;
   fit.function = MakeFunction(settings, data.fitted);
   fit.parameters.Resize(held.Size());
-  const RetentionStart start{.held = held.Span(),
+  const RetentionStart start{.held = held,
                              .caller = given,
                              .residualSuction = StartingResidualSuction(settings, fit.function->Suctions()),
                              .saturatedContent = data.porosity};
-  FindRetentionStart(*fit.function, settings.residual, start, fit.parameters.Span());
+  FindRetentionStart(*fit.function, settings.residual, start, fit.parameters);
   if (FreeCount(settings.mask) == 0 || fit.function->PointCount() == 0) return fit;
 
   const TestFunctionList functions{fit.function};
   const auto solver = MakeSolver(settings.residual, functions, held.Size());
   solver->SetMask(settings.mask);
-  fit.status = SolveRepeatedly(*solver, fit.parameters.Span());
+  fit.status = SolveRepeatedly(*solver, fit.parameters);
   return fit;
 }
 

@@ -33,13 +33,13 @@ struct RetentionSettings {
 double RetentionPorosity(double given, std::span<const _T_FUNT_BASE> measured);
 
 /// The points of one call.
-struct RetentionData {
+struct RetentionPoints {
   double porosity = 0.0;
   std::vector<_T_FUNT_BASE> derived;  ///< from the grading
   std::vector<_T_FUNT_BASE> fitted;   ///< those of the source, measured ones first
 };
-RetentionData LoadRetention(const RetentionSettings& settings, std::span<const _T_FUNT_BASE> measured,
-                            std::span<const _T_FUNT_BASE> grading);
+RetentionPoints LoadRetention(const RetentionSettings& settings, std::span<const _T_FUNT_BASE> measured,
+                              std::span<const _T_FUNT_BASE> grading);
 
 /// The default abscissae of an output curve, 10^-2 to 10^6 kPa at 50 equal steps of the exponent; ordinates are 0.
 std::vector<_T_FUNT_BASE> RetentionGrid();
@@ -52,6 +52,7 @@ struct RetentionFit {
 
 /// Fits the data. `given` holds the values of held parameters and perhaps a start; a held entry beyond its end throws
 /// CInvalidArgException. With every parameter held, or no usable point, the start is the result.
-RetentionFit FitRetention(const RetentionSettings& settings, const RetentionData& data, std::span<const double> given);
+RetentionFit FitRetention(const RetentionSettings& settings, const RetentionPoints& data,
+                          std::span<const double> given);
 
 }  // namespace Xem::MaterialUtil

@@ -189,7 +189,7 @@ bool ConstrainRetention(RetentionModel model, const FixedTermMask& mask, std::sp
   };
   const auto ranges = RetentionParameters(model);
   for (std::size_t k = 0; k < ranges.size(); ++k) {
-    if (mask[static_cast<std::int64_t>(k)] == 0) limit(k, ranges[k].lower, ranges[k].upper);
+    if (mask[k] == 0) limit(k, ranges[k].lower, ranges[k].upper);
   }
   if (HasResidualContent(model) && mask[kResidualContent] == 0) {
     const double highest = kLargestResidualShare * parameters[kSaturatedContent];

@@ -135,8 +135,7 @@ class CandidateSearch {
     for (std::int32_t i = 0; i < function_.PointCount(); ++i) {
       const double content = function_.Stress()[i];
       const double scale = RowScale(content);
-      const double value =
-          RetentionShape(function_.Model(), candidate_, function_.Suctions()[static_cast<std::size_t>(i)]);
+      const double value = RetentionShape(function_.Model(), candidate_, function_.Suctions()[i]);
       const double shape = value / scale;
       const double rest = (1.0 - value) / scale;
       const double scaledContent = content / scale;
@@ -167,7 +166,7 @@ class CandidateSearch {
   /// whatever its sum is, so that there is always a start.
   void Judge() {
     for (std::size_t k = 0; k < candidate_.size(); ++k) {
-      if (function_.Mask()[static_cast<std::int64_t>(k)] != 0) candidate_[k] = start_.held[k];
+      if (function_.Mask()[k] != 0) candidate_[k] = start_.held[k];
     }
     const double sum = SumOfSquares();
     const bool better = sum < leastSum_ || (std::isnan(leastSum_) && !std::isnan(sum));
@@ -181,8 +180,7 @@ class CandidateSearch {
     double sum = 0.0;
     for (std::int32_t i = 0; i < function_.PointCount(); ++i) {
       const double content = function_.Stress()[i];
-      const double model =
-          WaterContent(function_.Model(), candidate_, function_.Suctions()[static_cast<std::size_t>(i)]);
+      const double model = WaterContent(function_.Model(), candidate_, function_.Suctions()[i]);
       const double r = (content - model) / RowScale(content);
       sum += r * r;
     }

@@ -1,6 +1,7 @@
 #include "solver/levenberg_marquardt.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 
@@ -30,13 +31,42 @@ void ApplyStep(std::span<const double> parameters, const FixedTermMask& mask, st
                std::span<double> trial) {
   std::size_t next = 0;
   for (std::size_t p = 0; p < parameters.size(); ++p) {
-    if (mask[static_cast<std::int64_t>(p)] == 0) trial[p] = parameters[p] + step[next++];
+    if (mask[p] == 0) trial[p] = parameters[p] + step[next++];
   }
 }
 
-double NoScale(double) { return 1.0; }
 double AbsoluteResidual(double measured, double model) { return measured - model; }
 double RelativeResidual(double measured, double model) { return 1.0 - model / measured; }
+
+void LeaveAsItIs(std::span<double>, std::span<const double>) {}
+void DivideByMeasured(std::span<double> column, std::span<const double> measured) {
+  for (std::size_t i = 0; i < column.size(); ++i) column[i] /= measured[i];
+}
+
+/// sums[j] += column[0] others[j][0] + column[1] others[j][1] + ..., each sum from left to right, so that it does not
+/// depend on the length of blocks. Four sums run side by side: one alone would wait for its own additions.
+void AddProducts(std::span<const double> column, std::span<double* const> others, double* sums) {
+  constexpr std::size_t kSideBySide = 4;
+  std::size_t j = 0;
+  for (; j + kSideBySide <= others.size(); j += kSideBySide) {
+    double s0 = sums[j], s1 = sums[j + 1], s2 = sums[j + 2], s3 = sums[j + 3];
+    for (std::size_t i = 0; i < column.size(); ++i) {
+      s0 += column[i] * others[j][i];
+      s1 += column[i] * others[j + 1][i];
+      s2 += column[i] * others[j + 2][i];
+      s3 += column[i] * others[j + 3][i];
+    }
+    sums[j] = s0;
+    sums[j + 1] = s1;
+    sums[j + 2] = s2;
+    sums[j + 3] = s3;
+  }
+  for (; j < others.size(); ++j) {
+    double s = sums[j];
+    for (std::size_t i = 0; i < column.size(); ++i) s += column[i] * others[j][i];
+    sums[j] = s;
+  }
+}
 
 }  // namespace
 
@@ -60,23 +90,22 @@ bool LevenbergMarquardtMethod::EnforceConstraints(std::span<double> parameters) 
 template <class PerBlock>
 void LevenbergMarquardtMethod::ForEachBlock(PerBlock&& perBlock) const {
   for (const auto& function : testFunctions_) {
-    const std::int32_t points = function->PointCount();
-    for (std::int32_t first = 0; first < points; first += kBlockLength) {
-      perBlock(*function, first, static_cast<std::size_t>(std::min(kBlockLength, points - first)));
+    const std::span<const double> compared = function->Compared();
+    for (std::size_t first = 0; first < compared.size(); first += kBlockLength) {
+      const std::size_t count = std::min<std::size_t>(kBlockLength, compared.size() - first);
+      perBlock(*function, static_cast<std::int32_t>(first), compared.subspan(first, count));
     }
   }
 }
 
 template <class Residual>
-double LevenbergMarquardtMethod::SumSquaredResiduals(std::span<const double> parameters, Residual residual) {
-  buffers_.measured.resize(kBlockLength);
-  buffers_.model.resize(kBlockLength);
+double LevenbergMarquardtMethod::SumSquaredResiduals(std::span<const double> parameters, Residual residual) const {
+  std::array<double, kBlockLength> values;
   double sum = 0.0;
-  ForEachBlock([&](const XemMaterialTestFunctionBase& function, std::int32_t first, std::size_t count) {
-    const auto measured = std::span(buffers_.measured).first(count);
-    const auto model = std::span(buffers_.model).first(count);
-    function.EvaluateBlock(termCount_, parameters, first, measured, model);
-    for (std::size_t i = 0; i < count; ++i) {
+  ForEachBlock([&](const XemMaterialTestFunctionBase& function, std::int32_t first, std::span<const double> measured) {
+    const auto model = std::span(values).first(measured.size());
+    function.EvaluateBlock(termCount_, parameters, first, model);
+    for (std::size_t i = 0; i < measured.size(); ++i) {
       const double r = residual(measured[i], model[i]);
       sum += r * r;
     }
@@ -88,33 +117,27 @@ template <class Scale, class Residual>
 void LevenbergMarquardtMethod::AccumulateNormalEquations(std::span<const double> parameters, const FixedTermMask& mask,
                                                          Matrix& normal, std::span<double> gradient, Scale scale,
                                                          Residual residual) {
-  const std::size_t width = parameters.size();
-  buffers_.measured.resize(kBlockLength);
-  buffers_.model.resize(kBlockLength);
-  buffers_.gradients.resize(kBlockLength * width);
+  const auto width = static_cast<std::int32_t>(parameters.size());
+  if (derivatives_.Columns() != width) derivatives_ = Matrix(kBlockLength, width);
+  free_.clear();
+  free_.reserve(parameters.size());
+  for (std::int32_t k = 0; k < width; ++k) {
+    if (mask[k] == 0) free_.push_back(derivatives_.Column(k).data());
+  }
+  std::array<double, kBlockLength> values;
   normal.Fill(0.0);
-  std::fill(gradient.begin(), gradient.end(), 0.0);
+  std::ranges::fill(gradient, 0.0);
 
-  ForEachBlock([&](const XemMaterialTestFunctionBase& function, std::int32_t first, std::size_t count) {
-    const auto measured = std::span(buffers_.measured).first(count);
-    const auto model = std::span(buffers_.model).first(count);
-    const auto gradients = std::span(buffers_.gradients).first(count * width);
-    function.GradientBlock(termCount_, parameters, first, measured, model, gradients);
-    for (std::size_t i = 0; i < count; ++i) {
-      const double divisor = scale(measured[i]);
-      const double r = residual(measured[i], model[i]);
-      // The free entries move to the front of the point's row, in order.
-      double* row = gradients.data() + i * width;
-      std::int32_t free = 0;
-      for (std::size_t k = 0; k < width; ++k) {
-        if (mask[static_cast<std::int64_t>(k)] == 0) row[free++] = row[k] / divisor;
-      }
-      for (std::int32_t k = 0; k < free; ++k) {
-        double* column = &normal(0, k);  // upper triangle: contiguous in l
-        for (std::int32_t l = 0; l <= k; ++l) column[l] += row[k] * row[l];
-        gradient[static_cast<std::size_t>(k)] += row[k] * r;
-      }
+  ForEachBlock([&](const XemMaterialTestFunctionBase& function, std::int32_t first, std::span<const double> measured) {
+    const auto residuals = std::span(values).first(measured.size());
+    const MatrixView block = derivatives_.View().Rows(0, static_cast<std::int32_t>(measured.size()));
+    function.EvaluateBlock(termCount_, parameters, first, residuals, block);
+    for (std::size_t i = 0; i < residuals.size(); ++i) residuals[i] = residual(measured[i], residuals[i]);
+    for (double* column : free_) scale({column, measured.size()}, measured);
+    for (std::size_t k = 0; k < free_.size(); ++k) {  // upper triangle
+      AddProducts({free_[k], measured.size()}, std::span(free_).first(k + 1), &normal(0, k));
     }
+    AddProducts(residuals, free_, gradient.data());
   });
 
   for (std::int32_t column = 1; column < normal.Columns(); ++column) {
@@ -135,8 +158,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   Vector trial{std::span<const double>(parameters)};
   SymmetricSolver solver(n);
 
-  BuildNormalEquations(trial.Span(), mask_, normal, gradient.Span());
-  double error = SumOfSquares(trial.Span());
+  BuildNormalEquations(trial, mask_, normal, gradient);
+  double error = SumOfSquares(trial);
   double damping = kInitialDamping;
   std::int32_t small = 0;
 
@@ -144,21 +167,21 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
     // Deliberate: small changes accumulate over the whole run; a large change does not reset the count.
     if (small == kEnoughSmallChanges) return 0;
     DampDiagonal(normal, damping, damped);
-    std::copy(gradient.Span().begin(), gradient.Span().end(), step.Span().begin());
-    solver.Solve(damped, step.Span());
-    ApplyStep(parameters, mask_, step.Span(), trial.Span());
-    EnforceConstraints(trial.Span());
+    std::ranges::copy(gradient, step.begin());
+    solver.Solve(damped, step);
+    ApplyStep(parameters, mask_, step, trial);
+    EnforceConstraints(trial);
 
-    const double trialError = SumOfSquares(trial.Span());
+    const double trialError = SumOfSquares(trial);
     if (SmallChange(tolerance, trialError) > std::abs(trialError - error)) ++small;
     if (trialError < error) {
-      std::copy(trial.Span().begin(), trial.Span().end(), parameters.begin());
+      std::ranges::copy(trial, parameters.begin());
       if (small == kEnoughSmallChanges) {
         ++iterations_;
         return 0;
       }
       error = trialError;
-      BuildNormalEquations(parameters, mask_, normal, gradient.Span());
+      BuildNormalEquations(parameters, mask_, normal, gradient);
       damping *= 0.1;
     } else {
       damping *= 10.0;
@@ -170,32 +193,27 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
 double LevenbergMarquardtMethod::CoefficientOfDetermination(std::span<const double> parameters) const {
   std::int64_t points = 0;
   double sum = 0.0;
-  double measured = 0.0;
-  double model = 0.0;
+  double last = 0.0;
   for (const auto& function : testFunctions_) {
     const std::int32_t count = function->PointCount();
     points += count;
-    if (count > 0) function->EvaluatePoint(termCount_, parameters, count - 1, measured, model);
-    sum += measured;
+    if (count > 0) last = function->Compared()[count - 1];
+    sum += last;
   }
   const double mean = sum / static_cast<double>(points);
 
   double total = 0.0;
-  double residual = 0.0;
-  for (const auto& function : testFunctions_) {
-    for (std::int32_t i = 0; i < function->PointCount(); ++i) {
-      function->EvaluatePoint(termCount_, parameters, i, measured, model);
-      total += (measured - mean) * (measured - mean);
-      residual += (measured - model) * (measured - model);
-    }
-  }
+  ForEachBlock([&](const XemMaterialTestFunctionBase&, std::int32_t, std::span<const double> measured) {
+    for (const double value : measured) total += (value - mean) * (value - mean);
+  });
+  const double residual = SumSquaredResiduals(parameters, AbsoluteResidual);
   return std::abs(total - residual) / total;
 }
 
 void LevenbergMarquardtMethodAbsolute::BuildNormalEquations(std::span<const double> parameters,
                                                             const FixedTermMask& mask, Matrix& normal,
                                                             std::span<double> gradient) {
-  AccumulateNormalEquations(parameters, mask, normal, gradient, NoScale, AbsoluteResidual);
+  AccumulateNormalEquations(parameters, mask, normal, gradient, LeaveAsItIs, AbsoluteResidual);
 }
 
 double LevenbergMarquardtMethodAbsolute::SumOfSquares(std::span<const double> parameters) {
@@ -205,8 +223,7 @@ double LevenbergMarquardtMethodAbsolute::SumOfSquares(std::span<const double> pa
 void LevenbergMarquardtMethodRelative::BuildNormalEquations(std::span<const double> parameters,
                                                             const FixedTermMask& mask, Matrix& normal,
                                                             std::span<double> gradient) {
-  AccumulateNormalEquations(
-      parameters, mask, normal, gradient, [](double measured) { return measured; }, RelativeResidual);
+  AccumulateNormalEquations(parameters, mask, normal, gradient, DivideByMeasured, RelativeResidual);
 }
 
 double LevenbergMarquardtMethodRelative::SumOfSquares(std::span<const double> parameters) {

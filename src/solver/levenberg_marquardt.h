@@ -20,7 +20,9 @@ namespace Xem::MaterialUtil {
 /// The list of test functions belongs to the caller and must outlive the solver.
 class LevenbergMarquardtMethod {
  public:
-  /// Throws CInvalidArgException when there is no test function.
+  /// `termCount` is handed to the test functions, in their own count, and is the length of the mask until SetMask; the
+  /// number of parameters is that of the vector to solve for. Throws CInvalidArgException when there is no test
+  /// function.
   LevenbergMarquardtMethod(const TestFunctionList& testFunctions, std::int32_t termCount, bool applyConstraints = true);
 
   /// Normal matrix (symmetric, n x n) and gradient of the free parameters.
@@ -49,21 +51,14 @@ class LevenbergMarquardtMethod {
 
   static constexpr std::int32_t kBlockLength = 64;
 
-  /// Gradient of all parameters at each point of a block; made once per Solve.
-  struct BlockBuffers {
-    std::vector<double> measured;
-    std::vector<double> model;
-    std::vector<double> gradients;
-  };
-
   std::int32_t SystemSize() const { return freeCount_ >= 1 ? freeCount_ : mask_.Size(); }
 
-  /// Calls perBlock(testFunction, first, count) for all points in order.
+  /// Calls perBlock(testFunction, first, compared) for all points in order; `compared` is of the block's points.
   template <class PerBlock>
   void ForEachBlock(PerBlock&& perBlock) const;
   template <class Residual>
-  double SumSquaredResiduals(std::span<const double> parameters, Residual residual);
-  /// `scale(measured)` divides residual and gradient of a point.
+  double SumSquaredResiduals(std::span<const double> parameters, Residual residual) const;
+  /// `scale(column, compared)` does to a column of derivatives what `residual` does to model values.
   template <class Scale, class Residual>
   void AccumulateNormalEquations(std::span<const double> parameters, const FixedTermMask& mask, Matrix& normal,
                                  std::span<double> gradient, Scale scale, Residual residual);
@@ -77,7 +72,8 @@ class LevenbergMarquardtMethod {
  private:
   bool EnforceConstraints(std::span<double> parameters) const;
 
-  BlockBuffers buffers_;
+  Matrix derivatives_;         // of a block, all parameters
+  std::vector<double*> free_;  // the columns among them that are fitted
   std::int32_t iterations_ = 0;
 };
 

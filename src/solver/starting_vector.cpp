@@ -46,7 +46,7 @@ Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const
   for (const auto& function : testFunctions) {
     const std::int32_t count = function->PointCount();
     function->LinearDesignRows(nonlinear, design.View().Rows(first, count));
-    for (std::int32_t i = 0; i < count; ++i) target[first + i] = function->Stress()[i] - baseline;
+    for (std::int32_t i = 0; i < count; ++i) target[first + i] = function->Compared()[i] - baseline;
     first += count;
   }
   RequireFullRank(design);
@@ -54,9 +54,9 @@ Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const
   Matrix normal = TransposedProduct(design, design);
   Invert(normal);
   Vector projection(terms);
-  MultiplyTransposed(design, target.Span(), projection.Span());
+  MultiplyTransposed(design, target, projection);
   Vector coefficients(terms);
-  Multiply(normal, projection.Span(), coefficients.Span());
+  Multiply(normal, projection, coefficients);
   return coefficients;
 }
 
@@ -81,13 +81,13 @@ void StartOgden(const TestFunctionList& testFunctions, std::int32_t terms, const
   // Deliberate: the seeds go to held entries too, so a held entry ends with its seed and not with the caller's value.
   WriteOgdenSeeds(terms, parameters);
   Vector exponents(terms);
-  for (std::int32_t k = 0; k < terms; ++k) exponents[k] = parameters[2 * static_cast<std::size_t>(k) + 1];
+  for (std::int32_t k = 0; k < terms; ++k) exponents[k] = parameters[2 * k + 1];
 
-  const Vector moduli = LinearCoefficients(testFunctions, exponents.Span(), 0.0);
+  const Vector moduli = LinearCoefficients(testFunctions, exponents, 0.0);
   for (std::int32_t k = 0; k < terms; ++k) {
     // Deliberate: the modulus is mirrored to the sign of its exponent, not fitted again with that sign.
     const double modulus = moduli[k] * exponents[k] < 0.0 ? -moduli[k] : moduli[k];
-    if (mask[2 * k] == 0) parameters[2 * static_cast<std::size_t>(k)] = modulus;
+    if (mask[2 * k] == 0) parameters[2 * k] = modulus;
   }
 }
 
@@ -109,11 +109,11 @@ void StartRelaxation(const TestFunctionList& testFunctions, std::int32_t terms, 
     throw CInvalidArgException("the parameter vector or its mask is shorter than the relaxation series");
   }
   Vector times(terms);
-  WriteRelaxationSeeds(maxTime, minTime, times.Span());
-  const Vector coefficients = LinearCoefficients(testFunctions, times.Span(), 1.0);
+  WriteRelaxationSeeds(maxTime, minTime, times);
+  const Vector coefficients = LinearCoefficients(testFunctions, times, 1.0);
   for (std::int32_t k = 0; k < terms; ++k) {
-    if (mask[k] == 0) parameters[static_cast<std::size_t>(k)] = coefficients[k];
-    if (mask[terms + k] == 0) parameters[static_cast<std::size_t>(terms + k)] = times[k];
+    if (mask[k] == 0) parameters[k] = coefficients[k];
+    if (mask[terms + k] == 0) parameters[terms + k] = times[k];
   }
 }
 

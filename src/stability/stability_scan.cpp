@@ -64,7 +64,7 @@ class Probe {
   bool IsUnstable(Deformation deformation, double stretch) {
     const std::array<double, 3> stretches = deformation(stretch);
     for (std::size_t i = 0; i < 3; ++i) {
-      gradient_(static_cast<std::int64_t>(i), static_cast<std::int64_t>(i)) = stretches[i];
+      gradient_(i, i) = stretches[i];
     }
     model_.ComputeTangent(gradient_, tangent_, stress_, 1.0, 0.0, 0.0);
     return !IsClearlyPositiveDefinite(tangent_) && eigenvalues_.Compute(tangent_).front() < 0.0;
@@ -96,8 +96,7 @@ double ScanTension(Probe& probe, Deformation deformation, double highest) {
 Matrix3 Small(const Matrix& matrix) {
   Matrix3 small{};
   for (std::size_t i = 0; i < 3; ++i) {
-    for (std::size_t j = 0; j < 3; ++j)
-      small[i][j] = matrix(static_cast<std::int64_t>(i), static_cast<std::int64_t>(j));
+    for (std::size_t j = 0; j < 3; ++j) small[i][j] = matrix(i, j);
   }
   return small;
 }
@@ -106,7 +105,7 @@ void CopyOut(const Tangent& from, Matrix& tangent, std::span<double> stress) {
   for (std::size_t i = 0; i < 6; ++i) {
     stress[i] = from.stress[i];
     for (std::size_t j = 0; j < 6; ++j) {
-      tangent(static_cast<std::int64_t>(i), static_cast<std::int64_t>(j)) = from.stiffness[i][j];
+      tangent(i, j) = from.stiffness[i][j];
     }
   }
 }
@@ -139,8 +138,7 @@ XemMaterialStabilityPolynomial::XemMaterialStabilityPolynomial(std::int32_t orde
 
 void XemMaterialStabilityPolynomial::ComputeTangent(const Matrix& deformationGradient, Matrix& tangent,
                                                     std::span<double> stress, double, double, double) const {
-  CopyOut(PolynomialTangent(order_, coefficients_.Span(), volumetric_.Span(), Small(deformationGradient)), tangent,
-          stress);
+  CopyOut(PolynomialTangent(order_, coefficients_, volumetric_, Small(deformationGradient)), tangent, stress);
 }
 
 void XemMaterialStabilityPolynomial::SetParameters(std::span<const double> coefficients,
@@ -156,7 +154,7 @@ XemMaterialStabilityOgden::XemMaterialStabilityOgden(std::int32_t terms)
 
 void XemMaterialStabilityOgden::ComputeTangent(const Matrix& deformationGradient, Matrix& tangent,
                                                std::span<double> stress, double, double, double) const {
-  CopyOut(OgdenTangent(pairs_.Span(), volumetric_.Span(), Small(deformationGradient)), tangent, stress);
+  CopyOut(OgdenTangent(pairs_, volumetric_, Small(deformationGradient)), tangent, stress);
 }
 
 void XemMaterialStabilityOgden::SetParameters(std::span<const double> coefficients,

@@ -4,8 +4,8 @@
 
 namespace Xem::MaterialUtil {
 
-void Curve::DeriveLateralStretches(double exponent) {
-  for (std::int32_t i = 0; i < PointCount(); ++i) lateralStretch[i] = std::pow(stretch[i], exponent);
+void LoadedCurve::DeriveCompanion(double exponent) {
+  for (std::int32_t i = 0; i < PointCount(); ++i) companion[i] = std::pow(abscissa[i], exponent);
 }
 
 }  // namespace Xem::MaterialUtil

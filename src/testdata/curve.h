@@ -28,33 +28,33 @@ struct KeepMeasured {
 };
 
 /// One measured curve: three vectors of the same length. Loading replaces all of them and keeps the caller's order.
-struct Curve {
-  Vector stretch;         ///< principal stretch, or the abscissa as it stands
-  Vector stress;          ///< measured value
-  Vector lateralStretch;  ///< measured, or derived from `stretch`; 0 until then
+struct LoadedCurve {
+  Vector abscissa;   ///< principal stretch, time, suction, strain ...: what the model is a function of
+  Vector measured;   ///< stress, modulus, water content, ratio ...
+  Vector companion;  ///< a second quantity of each point: the lateral stretch; 0 until something is known
 
-  std::int32_t PointCount() const { return stretch.Size(); }
+  std::int32_t PointCount() const { return abscissa.Size(); }
 
-  /// Loads the points that `keep` accepts; `toStretch` turns an abscissa into what is stored.
-  template <class Point, class Keep, class ToStretch>
-  void Load(std::span<const Point> points, Keep keep, ToStretch toStretch) {
+  /// Loads the points that `keep` accepts; `convert` turns an abscissa into what is stored.
+  template <class Point, class Keep, class Convert>
+  void Load(std::span<const Point> points, Keep keep, Convert convert) {
     std::int64_t kept = 0;
     for (const Point& point : points) kept += keep(point) ? 1 : 0;
-    stretch.Resize(kept);
-    stress.Resize(kept);
-    lateralStretch.Resize(kept);
+    abscissa.Resize(kept);
+    measured.Resize(kept);
+    companion.Resize(kept);
     std::int64_t i = 0;
     for (const Point& point : points) {
       if (!keep(point)) continue;
-      stretch[i] = toStretch(point.first);
-      stress[i] = MeasuredValue(point);
-      lateralStretch[i] = LateralStretch(point);
+      abscissa[i] = convert(point.first);
+      measured[i] = MeasuredValue(point);
+      companion[i] = LateralStretch(point);
       ++i;
     }
   }
 
-  /// lateralStretch = stretch^exponent for every point.
-  void DeriveLateralStretches(double exponent);
+  /// companion = abscissa^exponent for every point.
+  void DeriveCompanion(double exponent);
 
  private:
   static double MeasuredValue(const _T_FUNT_BASE& point) { return point.second; }

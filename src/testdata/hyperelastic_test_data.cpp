@@ -17,7 +17,7 @@ void XemMaterialTestDataHyperelastic::AssemblePolynomialRows(std::int32_t order,
   for (std::int32_t point = 0; point < PointCount(); ++point) {
     std::int32_t term = 0;
     std::int32_t column = 0;
-    ForEachTermStress(mode_, order, curve_.stretch[point], [&](double value) {
+    ForEachTermStress(mode_, order, curve_.abscissa[point], [&](double value) {
       if (mask[term++] == 0) rows(point, column++) = value;
     });
   }
@@ -31,7 +31,7 @@ double XemMaterialTestDataHyperelastic::PolynomialStress(std::int32_t order, std
 void XemMaterialTestDataHyperelastic::AssembleBlatzKoRows(MatrixView rows) const {
   if (rows.columns == 0) return;
   for (std::int32_t point = 0; point < PointCount(); ++point) {
-    rows(point, 0) = mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
+    rows(point, 0) = mode_.blatzKo(curve_.abscissa[point], curve_.companion[point]);
   }
 }
 
@@ -39,8 +39,6 @@ double XemMaterialTestDataHyperelastic::BlatzKoStress(double modulus, double str
   return modulus * mode_.blatzKo(stretch, lateralStretch);
 }
 
-void XemMaterialTestDataHyperelastic::ComputeLateralStretches() {
-  curve_.DeriveLateralStretches(LateralStretchExponent());
-}
+void XemMaterialTestDataHyperelastic::ComputeLateralStretches() { curve_.DeriveCompanion(LateralStretchExponent()); }
 
 }  // namespace Xem::MaterialUtil

@@ -33,9 +33,9 @@ class PowerTable {
     powers_[0] = 1.0;
     if (order >= 1) powers_[1] = x;
     if (order >= 2) powers_[2] = x * x;
-    for (std::int32_t k = 3; k <= order; ++k) powers_[static_cast<std::size_t>(k)] = std::pow(x, k);
+    for (std::int32_t k = 3; k <= order; ++k) powers_[k] = std::pow(x, k);
   }
-  double operator[](std::int32_t exponent) const { return powers_[static_cast<std::size_t>(exponent)]; }
+  double operator[](std::int32_t exponent) const { return powers_[exponent]; }
 
  private:
   std::array<double, kMaximumOrder + 1> powers_;  // filled up to the order only
@@ -64,8 +64,8 @@ double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::spa
 double PolynomialShearModulus(std::span<const double> coefficients);
 
 /// One Ogden term (Ogden 1972) for unit modulus, lambda^(alpha - 1) - lambda^(alpha e - 1), e being the lateral
-/// exponent of the mode, and its derivative with respect to alpha. One exponential serves both. In planar modes, e = -1,
-/// alpha and -alpha give exactly opposite values and the same derivative.
+/// exponent of the mode, and its derivative with respect to alpha. One exponential serves both. In planar modes, e =
+/// -1, alpha and -alpha give exactly opposite values and the same derivative.
 struct OgdenTerm {
   double value = 0.0;
   double exponentDerivative = 0.0;

@@ -33,14 +33,14 @@ class XemMaterialTestDataBase {
   virtual void ComputeLateralStretches();
 
   std::int32_t PointCount() const { return curve_.PointCount(); }
-  const Vector& Stretch() const { return curve_.stretch; }
-  const Vector& Stress() const { return curve_.stress; }
-  const Vector& LateralStretch() const { return curve_.lateralStretch; }
+  const Vector& Stretch() const { return curve_.abscissa; }
+  const Vector& Stress() const { return curve_.measured; }
+  const Vector& LateralStretch() const { return curve_.companion; }
 
  protected:
   ~XemMaterialTestDataBase() = default;
 
-  Curve curve_;
+  LoadedCurve curve_;
 };
 
 using TestDataList = std::vector<boost::shared_ptr<XemMaterialTestDataBase>>;

@@ -19,7 +19,7 @@ void XemMaterialTestDataVolumetric::SetTestData(std::span<const _T_FUNT_BASE> po
 void XemMaterialTestDataVolumetric::AssemblePolynomialRows(std::int32_t terms, const FixedTermMask& mask,
                                                            MatrixView rows) const {
   for (std::int32_t point = 0; point < PointCount(); ++point) {
-    const double volumeChange = VolumeChange(curve_.stretch[point]);
+    const double volumeChange = VolumeChange(curve_.abscissa[point]);
     std::int32_t column = 0;
     for (std::int32_t k = 1; k <= terms; ++k) {
       if (mask[k - 1] == 0) rows(point, column++) = VolumetricTerm(volumeChange, k);
@@ -32,7 +32,7 @@ double XemMaterialTestDataVolumetric::PolynomialStress(std::int32_t terms, std::
   const double volumeChange = VolumeChange(stretch);
   double stress = 0.0;
   for (std::int32_t k = 1; k <= terms; ++k) {
-    stress += coefficients[static_cast<std::size_t>(k - 1)] * VolumetricTerm(volumeChange, k);
+    stress += coefficients[k - 1] * VolumetricTerm(volumeChange, k);
   }
   return stress;
 }

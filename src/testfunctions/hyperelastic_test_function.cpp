@@ -92,10 +92,7 @@ boost::shared_ptr<XemHyperElasticTestFunction> MakeTestFunction(DeformationMode 
   return function;
 }
 
-void XemHyperElasticTestFunction::SetModel(std::span<const double> settings, ModelType modelType) {
-  modelSettings_ = settings;
-  modelType_ = modelType;
-}
+void XemHyperElasticTestFunction::SetModel(std::span<const double>, ModelType modelType) { modelType_ = modelType; }
 
 void XemHyperElasticTestFunction::SetParameters(std::span<const double> settings,
                                                 std::span<const std::int32_t> options) {
@@ -117,111 +114,101 @@ bool XemHyperElasticTestFunction::EnforceParameterConstraints(std::int32_t termC
 }
 
 void XemHyperElasticTestFunction::SetTestData3(std::span<const _T_FUNT_BASE3> points) {
-  curve_.Load(points, KeepMeasured(), mode_.stretchFromStrain);
+  Load(points, KeepMeasured(), mode_.stretchFromStrain);
   TakeLogarithms();
 }
 
 void XemHyperElasticTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(points, KeepMeasured(), mode_.stretchFromStrain);
+  Load(points, KeepMeasured(), mode_.stretchFromStrain);
   TakeLogarithms();
 }
 
 void XemHyperElasticTestFunction::TakeLogarithms() {
   logStretch_.Resize(PointCount());
-  for (std::int32_t i = 0; i < PointCount(); ++i) logStretch_[i] = std::log(curve_.stretch[i]);
-}
-
-void XemHyperElasticTestFunction::ParameterGradient(std::int32_t termCount, std::span<const double> parameters,
-                                                    std::int32_t point, std::span<double> gradient) const {
-  switch (modelType_) {
-    case ModelType::Polynomial:
-      return PolynomialRowAt(termCount, point, gradient);
-    case ModelType::Ogden:
-      OgdenRowAt(termCount, parameters, point, gradient);
-      return;
-    case ModelType::BlatzKo:
-      return BlatzKoRowAt(point, gradient);
-  }
-}
-
-void XemHyperElasticTestFunction::EvaluatePoint(std::int32_t termCount, std::span<const double> parameters,
-                                                std::int32_t point, double& measured, double& model) const {
-  measured = curve_.stress[point];
-  switch (modelType_) {
-    case ModelType::Polynomial:
-      model = PolynomialStressAt(termCount, parameters, point);
-      return;
-    case ModelType::Ogden:
-      model = OgdenStress(LateralStretchExponent(), parameters.first(2 * static_cast<std::size_t>(termCount)),
-                          curve_.stretch[point], logStretch_[point]);
-      return;
-    case ModelType::BlatzKo:
-      model = BlatzKoStressAt(parameters[0], point);
-      return;
-  }
+  for (std::int32_t i = 0; i < PointCount(); ++i) logStretch_[i] = std::log(curve_.abscissa[i]);
 }
 
 void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> exponents, MatrixView rows) const {
   for (std::size_t k = 0; k < exponents.size(); ++k) {
-    double* column = rows.Column(static_cast<std::int64_t>(k));
+    const std::span<double> column = rows.Column(k);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      column[i] = EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.stretch[i], logStretch_[i]).value;
+      column[i] = EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.abscissa[i], logStretch_[i]).value;
     }
   }
 }
 
 void XemHyperElasticTestFunction::PolynomialRowAt(std::int32_t order, std::int32_t point, std::span<double> row) const {
   std::size_t k = 0;
-  ForEachTermStress(mode_, order, curve_.stretch[point], [&](double term) { row[k++] = term; });
+  ForEachTermStress(mode_, order, curve_.abscissa[point], [&](double term) { row[k++] = term; });
 }
 
 double XemHyperElasticTestFunction::PolynomialStressAt(std::int32_t order, std::span<const double> parameters,
                                                        std::int32_t point) const {
-  return PolynomialStress(mode_, order, parameters, curve_.stretch[point]);
+  return PolynomialStress(mode_, order, parameters, curve_.abscissa[point]);
 }
 
 void XemHyperElasticTestFunction::BlatzKoRowAt(std::int32_t point, std::span<double> row) const {
-  row[0] = mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
+  row[0] = BlatzKoStressAt(1.0, point);
 }
 
 double XemHyperElasticTestFunction::BlatzKoStressAt(double modulus, std::int32_t point) const {
-  return modulus * mode_.blatzKo(curve_.stretch[point], curve_.lateralStretch[point]);
+  return modulus * mode_.blatzKo(curve_.abscissa[point], curve_.companion[point]);
 }
 
-void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveLateralStretches(LateralStretchExponent()); }
+void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveCompanion(LateralStretchExponent()); }
 
-double XemHyperElasticTestFunction::OgdenRowAt(std::int32_t terms, std::span<const double> parameters,
-                                               std::int32_t point, std::span<double> gradient) const {
-  double stress = 0.0;
-  for (std::int32_t k = 0; k < terms; ++k) {
-    const auto i = static_cast<std::size_t>(2 * k);
-    const OgdenTerm term =
-        EvaluateOgdenTerm(LateralStretchExponent(), parameters[i + 1], curve_.stretch[point], logStretch_[point]);
-    stress += parameters[i] * term.value;
-    gradient[i] = term.value;
-    gradient[i + 1] = parameters[i] * term.exponentDerivative;
+void XemHyperElasticTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
+                                           std::int32_t first, std::span<double> model, MatrixView derivatives) const {
+  std::ranges::fill(model, 0.0);
+  derivatives.Fill(0.0);
+  switch (modelType_) {
+    case ModelType::Polynomial:
+      return EvaluatePolynomial(termCount, parameters, first, model, derivatives);
+    case ModelType::Ogden:
+      return EvaluateOgden(termCount, parameters, first, model, derivatives);
+    case ModelType::BlatzKo:
+      return EvaluateBlatzKo(parameters[0], first, model, derivatives);
   }
-  return stress;
 }
 
-void XemHyperElasticTestFunction::GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                   std::int32_t first, std::span<double> measured,
-                                                   std::span<double> model, std::span<double> gradients) const {
-  const std::size_t width = parameters.size();
-  std::fill(gradients.begin(), gradients.end(), 0.0);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
+void XemHyperElasticTestFunction::EvaluatePolynomial(std::int32_t order, std::span<const double> coefficients,
+                                                     std::int32_t first, std::span<double> model,
+                                                     MatrixView derivatives) const {
+  for (std::size_t i = 0; i < model.size(); ++i) {
     const std::int32_t point = first + static_cast<std::int32_t>(i);
-    const std::span<double> gradient = gradients.subspan(i * width, width);
-    measured[i] = curve_.stress[point];
-    if (modelType_ == ModelType::Ogden) {
-      model[i] = OgdenRowAt(termCount, parameters, point, gradient);
-      continue;
+    std::size_t k = 0;
+    ForEachTermStress(mode_, order, curve_.abscissa[point], [&](double term) {
+      model[i] += coefficients[k] * term;
+      if (!derivatives.Empty()) derivatives(i, k) = term;
+      ++k;
+    });
+  }
+}
+
+void XemHyperElasticTestFunction::EvaluateOgden(std::int32_t terms, std::span<const double> pairs, std::int32_t first,
+                                                std::span<double> model, MatrixView derivatives) const {
+  const double lateralExponent = LateralStretchExponent();
+  for (std::int32_t k = 0; k < terms; ++k) {
+    const double mu = pairs[2 * k];
+    const double alpha = pairs[2 * k + 1];
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      const std::int32_t point = first + static_cast<std::int32_t>(i);
+      const OgdenTerm term = EvaluateOgdenTerm(lateralExponent, alpha, curve_.abscissa[point], logStretch_[point]);
+      model[i] += mu * term.value;
+      if (derivatives.Empty()) continue;
+      derivatives(i, 2 * k) = term.value;
+      derivatives(i, 2 * k + 1) = mu * term.exponentDerivative;
     }
-    // The other models are linear in their parameters: the row gives the value too.
-    ParameterGradient(termCount, parameters, point, gradient);
-    double stress = 0.0;
-    for (std::size_t k = 0; k < width; ++k) stress += parameters[k] * gradient[k];
-    model[i] = stress;
+  }
+}
+
+void XemHyperElasticTestFunction::EvaluateBlatzKo(double modulus, std::int32_t first, std::span<double> model,
+                                                  MatrixView derivatives) const {
+  for (std::size_t i = 0; i < model.size(); ++i) {
+    const std::int32_t point = first + static_cast<std::int32_t>(i);
+    const double stress = BlatzKoStressAt(1.0, point);
+    model[i] = modulus * stress;
+    if (!derivatives.Empty()) derivatives(i, 0) = stress;
   }
 }
 

@@ -12,22 +12,19 @@ enum class ModelType : std::int32_t { Polynomial = 0, Ogden = 1, BlatzKo = 2 };
 ///
 /// Parameters: polynomial, the coefficients in term order; Ogden, pairs (mu_k, alpha_k); Blatz-Ko, the modulus.
 /// `termCount` is the order N, the number of pairs, and 1. The operations that this class adds are slots 12 to 17.
-class XemHyperElasticTestFunction : public XemMaterialTestFunctionBase, public BlockOperations {
+class XemHyperElasticTestFunction : public BlockTestFunction {
  public:
-  using XemMaterialTestFunctionBase::SetTestData;
-  using XemMaterialTestFunctionBase::SetTestData3;
-  /// `settings` is carried unchanged and must outlive this object.
+  using BlockTestFunction::SetTestData;
+  using BlockTestFunction::SetTestData3;
+  /// `settings` is there because it is published; no model looks at it.
   void SetModel(std::span<const double> settings, ModelType modelType);
   /// SetModel with the model type options[0].
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   void SetTestData3(std::span<const _T_FUNT_BASE3> points) override;
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override;
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override;
   void LinearDesignRows(std::span<const double> exponents, MatrixView rows) const override;
+  // Rows, for hosts: Evaluate fills its columns without them.
   virtual void PolynomialRowAt(std::int32_t order, std::int32_t point, std::span<double> row) const;
   virtual double PolynomialStressAt(std::int32_t order, std::span<const double> parameters, std::int32_t point) const;
   virtual void BlatzKoRowAt(std::int32_t point, std::span<double> row) const;
@@ -35,23 +32,23 @@ class XemHyperElasticTestFunction : public XemMaterialTestFunctionBase, public B
   virtual double LateralStretchExponent() const { return mode_.lateralExponent; }
   virtual void ComputeLateralStretches();
 
-  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override;
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
 
  protected:
-  explicit XemHyperElasticTestFunction(const ModeKinematics& mode) : XemMaterialTestFunctionBase(this), mode_(mode) {}
+  explicit XemHyperElasticTestFunction(const ModeKinematics& mode) : mode_(mode) {}
   ~XemHyperElasticTestFunction() = default;
 
  private:
-  /// Gradient of the Ogden stress into `gradient`; returns the stress, for the same exponentials.
-  double OgdenRowAt(std::int32_t terms, std::span<const double> parameters, std::int32_t point,
-                    std::span<double> gradient) const;
+  void EvaluatePolynomial(std::int32_t order, std::span<const double> coefficients, std::int32_t first,
+                          std::span<double> model, MatrixView derivatives) const;
+  void EvaluateOgden(std::int32_t terms, std::span<const double> pairs, std::int32_t first, std::span<double> model,
+                     MatrixView derivatives) const;
+  void EvaluateBlatzKo(double modulus, std::int32_t first, std::span<double> model, MatrixView derivatives) const;
   void TakeLogarithms();
 
   const ModeKinematics& mode_;
   ModelType modelType_ = ModelType::Polynomial;
-  std::span<const double> modelSettings_;
   Vector logStretch_;  // for the Ogden model
 };
 

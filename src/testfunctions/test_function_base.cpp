@@ -1,8 +1,5 @@
 #include "testfunctions/test_function_base.h"
 
-#include <algorithm>
-#include <cstddef>
-
 namespace Xem::MaterialUtil {
 
 void XemMaterialTestFunctionBase::SetParameters(std::span<const double>, std::span<const std::int32_t>) {}
@@ -16,39 +13,28 @@ void XemMaterialTestFunctionBase::SetTestData(const PointArray& points) { SetTes
 void XemMaterialTestFunctionBase::SetTestData(std::span<const _T_FUNT_BASE>, std::span<const _T_FUNT_BASE>) {}
 
 void XemMaterialTestFunctionBase::SetTestData3(std::span<const _T_FUNT_BASE3> points) {
-  curve_.Load(points, KeepMeasured(), AsItStands);
+  Load(points, KeepMeasured(), AsItStands);
 }
 
 void XemMaterialTestFunctionBase::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(points, KeepMeasured(), AsItStands);
+  Load(points, KeepMeasured(), AsItStands);
+}
+
+void XemMaterialTestFunctionBase::ParameterGradient(std::int32_t termCount, std::span<const double> parameters,
+                                                    std::int32_t point, std::span<double> gradient) const {
+  double model = 0.0;
+  const MatrixView row{gradient.data(), 1, static_cast<std::int32_t>(gradient.size()), 1};
+  EvaluateBlock(termCount, parameters, point, {&model, 1}, row);
+}
+
+void XemMaterialTestFunctionBase::EvaluatePoint(std::int32_t termCount, std::span<const double> parameters,
+                                                std::int32_t point, double& measured, double& model) const {
+  measured = compared_[point];
+  EvaluateBlock(termCount, parameters, point, {&model, 1});
 }
 
 void XemMaterialTestFunctionBase::LinearDesignRows(std::span<const double>, MatrixView) const {}
 
 void XemMaterialTestFunctionBase::Output(std::span<const double>, std::span<double>, std::span<_T_FUNT_BASE>) const {}
-
-void XemMaterialTestFunctionBase::EvaluateBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                std::int32_t first, std::span<double> measured,
-                                                std::span<double> model) const {
-  if (blocks_ != nullptr && blocks_->ValuesOfBlock(termCount, parameters, first, measured, model)) return;
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    EvaluatePoint(termCount, parameters, first + static_cast<std::int32_t>(i), measured[i], model[i]);
-  }
-}
-
-void XemMaterialTestFunctionBase::GradientBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                std::int32_t first, std::span<double> measured, std::span<double> model,
-                                                std::span<double> gradients) const {
-  if (blocks_ != nullptr) {
-    blocks_->GradientsOfBlock(termCount, parameters, first, measured, model, gradients);
-    return;
-  }
-  std::fill(gradients.begin(), gradients.end(), 0.0);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    ParameterGradient(termCount, parameters, first + static_cast<std::int32_t>(i),
-                      gradients.subspan(i * parameters.size(), parameters.size()));
-  }
-  EvaluateBlock(termCount, parameters, first, measured, model);
-}
 
 }  // namespace Xem::MaterialUtil

@@ -8,17 +8,16 @@
 #include "solver/linalg/matrix.h"
 #include "solver/linalg/vector.h"
 #include "testdata/curve.h"
-#include "testfunctions/block_operations.h"
+#include "testfunctions/block_evaluation.h"
 
 namespace Xem::MaterialUtil {
 
-/// What the solver fits: one curve and a model that, for given parameters, supplies measured value, model value and
-/// gradient at every point. The eleven virtual operations stand in slot order; a concrete class overrides a few of
-/// them.
+/// What the solver fits: one curve and a model that, for given parameters, supplies values and derivatives at its
+/// points. The eleven virtual operations stand in slot order; a concrete class derives from BlockTestFunction,
+/// evaluates its model there, and overrides a few of these.
 ///
-/// `termCount` is the model's size as the class understands it (terms of a series, or parameters). The solver asks for
-/// blocks of points: a class that has block operations hands itself to the constructor, others are asked point by
-/// point.
+/// `termCount` is the model's size as the class counts it, which each class says: terms of a series, its order, or
+/// parameters. The parameter vector has an entry per parameter, whatever `termCount` is.
 class XemMaterialTestFunctionBase {
  public:
   virtual void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options);
@@ -30,41 +29,56 @@ class XemMaterialTestFunctionBase {
   virtual void SetTestData(std::span<const _T_FUNT_BASE> points, std::span<const _T_FUNT_BASE> companion);
   virtual void SetTestData3(std::span<const _T_FUNT_BASE3> points);
   virtual void SetTestData(std::span<const _T_FUNT_BASE> points);
-  /// Derivatives of the model value with respect to every parameter, into `gradient`, which the caller has cleared.
+  /// Derivatives of the model value with respect to every parameter: EvaluateBlock of one point, as published.
   virtual void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                                 std::span<double> gradient) const = 0;
+                                 std::span<double> gradient) const final;
   virtual void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                             double& measured, double& model) const = 0;
+                             double& measured, double& model) const final;
   /// For given nonlinear parameters: the response to a unit coefficient of each term, a row per point.
   virtual void LinearDesignRows(std::span<const double> nonlinear, MatrixView rows) const;
   /// Writes fitted parameters as the user knows them, and model values at the abscissae of `curve`.
   virtual void Output(std::span<const double> parameters, std::span<double> fitted,
                       std::span<_T_FUNT_BASE> curve) const;
 
-  /// Measured and model values of points first ... first + measured.size() - 1.
+  /// BlockEvaluation::Evaluate of the class.
   void EvaluateBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model) const;
-  /// The same with gradients: row by row, parameters.size() entries each, not cleared by the caller.
-  void GradientBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model, std::span<double> gradients) const;
+                     std::span<double> model, MatrixView derivatives = {}) const {
+    blocks_.Evaluate(termCount, parameters, first, model, derivatives);
+  }
 
   std::int32_t PointCount() const { return curve_.PointCount(); }
-  const Vector& Stretch() const { return curve_.stretch; }
+  const Vector& Stretch() const { return curve_.abscissa; }
   /// Measured values, one per point.
-  const Vector& Stress() const { return curve_.stress; }
+  const Vector& Stress() const { return curve_.measured; }
+  /// What model values are compared with, one per point: the measured values, unless the class says otherwise.
+  const Vector& Compared() const { return compared_; }
 
  protected:
-  /// `blocks` is the object itself where its class has block operations.
-  explicit XemMaterialTestFunctionBase(const BlockOperations* blocks = nullptr) : blocks_(blocks) {}
-  // A copy would ask the original for its blocks.
+  explicit XemMaterialTestFunctionBase(const BlockEvaluation& blocks) : blocks_(blocks) {}
+  // A copy would evaluate the original.
   XemMaterialTestFunctionBase(const XemMaterialTestFunctionBase&) = delete;
   XemMaterialTestFunctionBase& operator=(const XemMaterialTestFunctionBase&) = delete;
   ~XemMaterialTestFunctionBase() = default;
 
-  Curve curve_;
+  /// LoadedCurve::Load; the measured values are compared.
+  template <class Point, class Keep, class Convert>
+  void Load(std::span<const Point> points, Keep keep, Convert convert) {
+    curve_.Load(points, keep, convert);
+    compared_ = curve_.measured;
+  }
+
+  LoadedCurve curve_;
+  Vector compared_;
 
  private:
-  const BlockOperations* blocks_;
+  const BlockEvaluation& blocks_;
+};
+
+/// What concrete test functions derive from.
+class BlockTestFunction : public XemMaterialTestFunctionBase, public BlockEvaluation {
+ protected:
+  BlockTestFunction() : XemMaterialTestFunctionBase(static_cast<const BlockEvaluation&>(*this)) {}
+  ~BlockTestFunction() = default;
 };
 
 using TestFunctionList = std::vector<boost::shared_ptr<XemMaterialTestFunctionBase>>;

@@ -38,7 +38,7 @@ std::vector<_T_FUNT_BASE> ConvertToRelaxation(const XemMaterialCurvefittingModel
   std::vector<_T_FUNT_BASE> curve;
   curve.reserve(record.size());
   for (std::size_t i = 0; i < record.size(); ++i) {
-    const double stress = stresses[static_cast<std::int64_t>(i)];
+    const double stress = stresses[i];
     curve.emplace_back(record[i].first, IsMeasured(stress) ? reference / stress : 0.0);
   }
   return curve;

@@ -54,16 +54,16 @@ double RateOfRounding(std::span<const double> times, std::span<const double> str
 /// Fits the two terms in turn, each to what the other leaves.
 CreepLine Alternate(std::span<const double> times, std::span<const double> strains, double& determination) {
   CreepLine line;
-  Vector rest(static_cast<std::int64_t>(times.size()));
+  Vector rest(times.size());
   const double rounding = RateOfRounding(times, strains);
   for (int pass = 0; pass < kMostPasses; ++pass) {
     line.amplitude = 0.0;
     line.exponent = 0.0;
-    TakeRest(line, times, strains, rest.Span());
-    FitPrimary(times, rest.Span(), line);
+    TakeRest(line, times, strains, rest);
+    FitPrimary(times, rest, line);
     line.rate = 0.0;
-    TakeRest(line, times, strains, rest.Span());
-    line.rate = FitRate(times, rest.Span());
+    TakeRest(line, times, strains, rest);
+    line.rate = FitRate(times, rest);
     // Deliberate: otherwise rounding would decide whether linear data stop with a negative rate or at the exponent.
     if (std::abs(line.rate) <= rounding) line.rate = 0.0;
     const bool stop = Stop(line);
@@ -85,15 +85,15 @@ void XemMaterialTestDataCreep::FitCreepLaw(std::span<double> fit, const Vector& 
   CreepLine line;
   switch (test_.type) {
     case CreepType::Primary:
-      FitPrimary(times.Span(), strains.Span(), line);
-      *determination = CreepDetermination(line, times.Span(), strains.Span());
+      FitPrimary(times, strains, line);
+      *determination = CreepDetermination(line, times, strains);
       break;
     case CreepType::Secondary:
-      line.rate = FitRate(times.Span(), strains.Span());
-      *determination = CreepDetermination(line, times.Span(), strains.Span());
+      line.rate = FitRate(times, strains);
+      *determination = CreepDetermination(line, times, strains);
       break;
     case CreepType::Both:
-      line = Alternate(times.Span(), strains.Span(), *determination);
+      line = Alternate(times, strains, *determination);
       break;
   }
   fit[0] = line.amplitude;
@@ -125,7 +125,6 @@ void XemMaterialCurveFittingCreep::FitCreep(XemMaterialTestDataBase& testData, s
 void XemMaterialCreepType300::SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) {
   if (settings.empty() || options.empty()) throw CInvalidArgException("the stress of a creep test is missing");
   stress_ = settings[0];
-  option_ = options[0];
 }
 
 bool XemMaterialCreepType300::EnforceParameterConstraints(std::int32_t, std::span<double> parameters) const {
@@ -133,40 +132,27 @@ bool XemMaterialCreepType300::EnforceParameterConstraints(std::int32_t, std::spa
 }
 
 void XemMaterialCreepType300::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(
+  Load(
       points, [](const _T_FUNT_BASE& point) { return point.first > 0.0; }, AsItStands);
 }
 
-void XemMaterialCreepType300::ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                                std::span<double> gradient) const {
-  CreepGradient(parameters, stress_, curve_.stretch[point], gradient);
-}
-
-void XemMaterialCreepType300::EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                                            double& measured, double& model) const {
-  measured = curve_.stress[point];
-  model = CreepStrain(parameters, stress_, curve_.stretch[point]);
-}
-
-void XemMaterialCreepType300::GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                                               std::span<double> measured, std::span<double> model,
-                                               std::span<double> gradients) const {
-  const std::size_t width = parameters.size();
-  std::fill(gradients.begin(), gradients.end(), 0.0);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    measured[i] = curve_.stress[point];
-    model[i] = CreepGradient(parameters, stress_, curve_.stretch[point], gradients.subspan(i * width, width));
-  }
+void XemMaterialCreepType300::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                       std::span<double> model, MatrixView derivatives) const {
+  EvaluateByPoint<kCreepConstants>(
+      first, model, derivatives,
+      [&](std::int32_t point) { return CreepStrain(parameters, stress_, curve_.abscissa[point]); },
+      [&](std::int32_t point, std::span<double> gradient) {
+        return CreepGradient(parameters, stress_, curve_.abscissa[point], gradient);
+      });
 }
 
 std::int32_t FitCreepConstants(const boost::shared_ptr<XemMaterialCreepType300>& curve, std::span<double> constants,
                                double& determination) {
   constexpr double kTolerance = 1e-8;
-  FixedTermMask mask(static_cast<std::int64_t>(constants.size()));
+  FixedTermMask mask(constants.size());
   for (std::int32_t k = 0; k < mask.Size(); ++k) {
     mask[k] = k == kC3 || k >= kC7 ? 1 : 0;
-    constants[static_cast<std::size_t>(k)] = mask[k] != 0 ? 0.0 : 1.0;
+    constants[k] = mask[k] != 0 ? 0.0 : 1.0;
   }
   const TestFunctionList functions{curve};
   LevenbergMarquardtMethodRelative solver(functions, mask.Size());

@@ -15,7 +15,7 @@ namespace Xem::MaterialUtil {
 enum class CreepType : std::int32_t { Primary = 0, Secondary = 1, Both = 2 };
 
 /// What the caller knows about a creep test.
-struct CreepTest {
+struct CreepTestSettings {
   CreepType type = CreepType::Primary;
   double stress = 0.0;
   double primaryStressExponent = 0.0;    ///< C2
@@ -25,7 +25,7 @@ struct CreepTest {
 /// A creep curve (time, creep strain) at one stress. Times are kept unchanged; only positive strains are kept.
 class XemMaterialTestDataCreep final : public XemMaterialTestDataBase {
  public:
-  explicit XemMaterialTestDataCreep(const CreepTest& test) : test_(test) {}
+  explicit XemMaterialTestDataCreep(const CreepTestSettings& test) : test_(test) {}
 
   using XemMaterialTestDataBase::SetTestData;
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
@@ -37,7 +37,7 @@ class XemMaterialTestDataCreep final : public XemMaterialTestDataBase {
   std::array<double, 6> Constants(std::span<const double> fit) const;
 
  private:
-  CreepTest test_;
+  CreepTestSettings test_;
 };
 
 class XemMaterialCurveFittingCreep final : public XemMaterialCurvefittingModelBase {
@@ -48,27 +48,19 @@ class XemMaterialCurveFittingCreep final : public XemMaterialCurvefittingModelBa
 };
 
 /// A creep curve at one stress against the whole law; parameters are C1 ... C7 and `termCount` their number.
-class XemMaterialCreepType300 final : public XemMaterialTestFunctionBase, public BlockOperations {
+class XemMaterialCreepType300 final : public BlockTestFunction {
  public:
-  XemMaterialCreepType300() : XemMaterialTestFunctionBase(this) {}
-
-  using XemMaterialTestFunctionBase::SetTestData;
-  /// settings[0] is the stress; options[0] is stored and not used.
+  using BlockTestFunction::SetTestData;
+  /// settings[0] is the stress; options[0] must be there, as published, and is not used.
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   /// Keeps points at a positive time, whatever their strain.
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override;
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override;
-  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override;
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
 
  private:
   double stress_ = 0.0;
-  std::int32_t option_ = 0;
 };
 
 /// Fits all constants that take part at once, with relative residuals and tolerance 1e-8, each from 1. `constants` has

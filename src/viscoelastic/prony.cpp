@@ -20,27 +20,27 @@ double PronyRemainder(double relaxationTime, double time) {
 }
 
 double PronyModulus(std::span<const double> parameters, double time) {
-  const std::size_t terms = parameters.size() / 2;
-  double modulus = 1.0;
-  for (std::size_t i = 0; i < terms; ++i) {
-    modulus -= (1.0 - PronyRemainder(parameters[terms + i], time)) * parameters[i];
-  }
+  double modulus = 0.0;
+  PronyModuli(parameters, {&time, 1}, {&modulus, 1}, {});
   return modulus;
 }
 
-double PronyGradient(std::span<const double> parameters, double time, std::span<double> gradient) {
+void PronyModuli(std::span<const double> parameters, std::span<const double> times, std::span<double> moduli,
+                 MatrixView derivatives) {
   const std::size_t terms = parameters.size() / 2;
-  double modulus = 1.0;
-  for (std::size_t i = 0; i < terms; ++i) {
-    const double g = parameters[i];
-    const double tau = parameters[terms + i];
-    const double remainder = PronyRemainder(tau, time);
-    modulus -= (1.0 - remainder) * g;
-    gradient[i] = remainder - 1.0;
-    // Nothing remains of a term long gone, also where the quotient would be 0/0.
-    gradient[terms + i] = remainder == 0.0 ? 0.0 : g * time * remainder / (tau * tau);
+  std::ranges::fill(moduli, 1.0);
+  for (std::size_t k = 0; k < terms; ++k) {
+    const double g = parameters[k];
+    const double tau = parameters[terms + k];
+    for (std::size_t i = 0; i < times.size(); ++i) {
+      const double remainder = PronyRemainder(tau, times[i]);
+      moduli[i] -= (1.0 - remainder) * g;
+      if (derivatives.Empty()) continue;
+      derivatives(i, k) = remainder - 1.0;
+      // Nothing remains of a term long gone, also where the quotient would be 0/0.
+      derivatives(i, terms + k) = remainder == 0.0 ? 0.0 : g * times[i] * remainder / (tau * tau);
+    }
   }
-  return modulus;
 }
 
 bool ConstrainProny(std::span<double> parameters) {

@@ -2,6 +2,8 @@
 
 #include <span>
 
+#include "solver/linalg/matrix.h"
+
 /// Normalised Prony series (generalised Maxwell model; Ferry 1980, ch. 3): a relaxation modulus that starts at 1,
 ///
 ///   g(t) = 1 - sum_i g_i (1 - exp(-t / tau_i)),  i = 1 ... n
@@ -20,8 +22,9 @@ double PronyRemainder(double relaxationTime, double time);
 
 double PronyModulus(std::span<const double> parameters, double time);
 
-/// Fills `gradient` (as long as the parameters) and returns the modulus.
-double PronyGradient(std::span<const double> parameters, double time, std::span<double> gradient);
+/// Moduli at several times and, unless `derivatives` is empty, a row per time, a column per parameter.
+void PronyModuli(std::span<const double> parameters, std::span<const double> times, std::span<double> moduli,
+                 MatrixView derivatives);
 
 /// Admissible region: every tau_i <= 0 becomes |tau_i|, so 0 stays 0. True when there was one. The g_i are free.
 bool ConstrainProny(std::span<double> parameters);

@@ -22,7 +22,7 @@ constexpr double kTolerance = 1e-8;
 template <class Variant>
 std::int32_t FitSeries(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, std::span<double> parameters) {
   const TestFunctionList functions{curve};
-  const FixedTermMask mask(static_cast<std::int64_t>(parameters.size()));
+  const FixedTermMask mask(parameters.size());
   LMMethodRelaxationTmpl<Variant> solver(functions, mask.Size() / 2, curve->MaxTime(), curve->MinTime());
   solver.InitialGuess(mask, parameters);
   solver.SetMask(mask);
@@ -37,56 +37,27 @@ bool XemHyperViscoElasticRelaxation::EnforceParameterConstraints(std::int32_t te
 }
 
 void XemHyperViscoElasticRelaxation::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(points, KeepRelaxing, AsItStands);
-  for (const double time : curve_.stretch.Span()) maxTime_ = std::max(maxTime_, time);
+  Load(points, KeepRelaxing, AsItStands);
+  for (const double time : curve_.abscissa) maxTime_ = std::max(maxTime_, time);
   // Deliberate: the smallest time is sought from the largest one downwards, so that both are 0 without data.
   minTime_ = maxTime_;
-  for (const double time : curve_.stretch.Span()) minTime_ = std::min(minTime_, time);
-}
-
-void XemHyperViscoElasticRelaxation::ParameterGradient(std::int32_t termCount, std::span<const double> parameters,
-                                                       std::int32_t point, std::span<double> gradient) const {
-  PronyGradient(Parameters(termCount, parameters), curve_.stretch[point], gradient);
-}
-
-void XemHyperViscoElasticRelaxation::EvaluatePoint(std::int32_t termCount, std::span<const double> parameters,
-                                                   std::int32_t point, double& measured, double& model) const {
-  measured = curve_.stress[point];
-  model = PronyModulus(Parameters(termCount, parameters), curve_.stretch[point]);
+  for (const double time : curve_.abscissa) minTime_ = std::min(minTime_, time);
 }
 
 void XemHyperViscoElasticRelaxation::LinearDesignRows(std::span<const double> relaxationTimes, MatrixView rows) const {
   for (std::size_t k = 0; k < relaxationTimes.size(); ++k) {
-    double* column = rows.Column(static_cast<std::int64_t>(k));
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      column[i] = PronyRemainder(relaxationTimes[k], curve_.stretch[i]) - 1.0;
+      rows(i, k) = PronyRemainder(relaxationTimes[k], curve_.abscissa[i]) - 1.0;
     }
   }
 }
 
-bool XemHyperViscoElasticRelaxation::ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                   std::int32_t first, std::span<double> measured,
-                                                   std::span<double> model) const {
-  const std::span<const double> series = Parameters(termCount, parameters);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    measured[i] = curve_.stress[point];
-    model[i] = PronyModulus(series, curve_.stretch[point]);
-  }
-  return true;
-}
-
-void XemHyperViscoElasticRelaxation::GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters,
-                                                      std::int32_t first, std::span<double> measured,
-                                                      std::span<double> model, std::span<double> gradients) const {
-  const std::span<const double> series = Parameters(termCount, parameters);
-  const std::size_t width = parameters.size();
-  if (width > series.size()) std::fill(gradients.begin(), gradients.end(), 0.0);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    measured[i] = curve_.stress[point];
-    model[i] = PronyGradient(series, curve_.stretch[point], gradients.subspan(i * width, width));
-  }
+void XemHyperViscoElasticRelaxation::Evaluate(std::int32_t termCount, std::span<const double> parameters,
+                                              std::int32_t first, std::span<double> model,
+                                              MatrixView derivatives) const {
+  derivatives.Fill(0.0);
+  const auto times = curve_.abscissa.Span().subspan(first, model.size());
+  PronyModuli(Parameters(termCount, parameters), times, model, derivatives);
 }
 
 std::int32_t FitRelaxation(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, ResidualKind residual,

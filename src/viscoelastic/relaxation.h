@@ -19,18 +19,11 @@ class XemHyperViscoElasticRelaxation final : public XemHyperElasticTestFunction 
   bool EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const override;
   /// Keeps points with a measurable value below 1 at a positive time.
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  void ParameterGradient(std::int32_t termCount, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override;
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override;
   /// exp(-t / tau_i) - 1 for every time and term.
   void LinearDesignRows(std::span<const double> relaxationTimes, MatrixView rows) const override;
 
-  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                     std::span<double> measured, std::span<double> model) const override;
-  void GradientsOfBlock(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override;
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
 
   double MaxTime() const { return maxTime_; }
   double MinTime() const { return minTime_; }

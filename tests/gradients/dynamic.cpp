@@ -12,7 +12,7 @@ using namespace MaterialUtil;
 
 /// Strains of the order of the reference strain 0.8, so that differences have digits; a weight that is not 1.
 template <class Function>
-boost::shared_ptr<XemMaterialTestFunctionBase> Cyclic(CyclicFamily family, ResidualForm form, double largest) {
+boost::shared_ptr<XemMaterialTestFunctionBase> Cyclic(DynamicFamily family, ResidualForm form, double largest) {
   const auto function = boost::make_shared<Function>();
   const double working[] = {0.0, 0.0, 1.7};
   const std::int32_t options[] = {static_cast<std::int32_t>(family), static_cast<std::int32_t>(form)};
@@ -62,12 +62,12 @@ std::vector<GradientCase> DynamicGradients() {
   for (const ResidualForm form : {ResidualForm::Strain, ResidualForm::LogStrain, ResidualForm::Stress}) {
     using Stiffness = XemDynamicMatShearStiffTestFunction;
     using Damping = XemDynamicMatDampingTestFunction;
-    cases.push_back({"power stiffness", Cyclic<Stiffness>(CyclicFamily::PowerLaw, form, 0.0), 2, {0.8, 1.3}});
-    cases.push_back({"power damping", Cyclic<Damping>(CyclicFamily::PowerLaw, form, 0.2), 2, {0.8, 1.3}});
-    cases.push_back({"hyperbolic stiffness", Cyclic<Stiffness>(CyclicFamily::Hyperbolic, form, 0.0), 1, {0.8}});
+    cases.push_back({"power stiffness", Cyclic<Stiffness>(DynamicFamily::PowerLaw, form, 0.0), 2, {0.8, 1.3}});
+    cases.push_back({"power damping", Cyclic<Damping>(DynamicFamily::PowerLaw, form, 0.2), 2, {0.8, 1.3}});
+    cases.push_back({"hyperbolic stiffness", Cyclic<Stiffness>(DynamicFamily::Hyperbolic, form, 0.0), 1, {0.8}});
   }
   cases.push_back({"hyperbolic damping",
-                   Cyclic<XemDynamicMatDampingTestFunction>(CyclicFamily::Hyperbolic, ResidualForm::Strain, 0.2),
+                   Cyclic<XemDynamicMatDampingTestFunction>(DynamicFamily::Hyperbolic, ResidualForm::Strain, 0.2),
                    1,
                    {0.8}});
   for (const GheForm form : {GheForm::Stiffness, GheForm::Stress}) {

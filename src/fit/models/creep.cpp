@@ -147,9 +147,9 @@ std::vector<FreeOrHeld> DescribeConstants(CreepTerms terms, bool oneStress) {
   for (std::size_t k = 0; k < parameters.size(); ++k) parameters[k].name = "C" + std::to_string(k + 1);
   parameters[kC1].lower = parameters[kC5].lower = 0.0;
   for (const int k : {kC2, kC6}) {
-    parameters[static_cast<std::size_t>(k)].lower = 0.0;
-    parameters[static_cast<std::size_t>(k)].upper = kLargestStressExponent;
-    parameters[static_cast<std::size_t>(k)].held = oneStress;
+    parameters[k].lower = 0.0;
+    parameters[k].upper = kLargestStressExponent;
+    parameters[k].held = oneStress;
   }
   parameters[kC4].lower = kLeastTimeExponent;
   parameters[kC4].upper = HasSecondary(terms) ? kMostTimeExponent : kMostTimeExponentAlone;
@@ -157,7 +157,7 @@ std::vector<FreeOrHeld> DescribeConstants(CreepTerms terms, bool oneStress) {
   if (!HasPrimary(terms)) parameters[kC1].held = parameters[kC2].held = parameters[kC4].held = true;
   if (!HasSecondary(terms)) parameters[kC5].held = parameters[kC6].held = true;
   for (FreeOrHeld& parameter : parameters) parameter.hidden = true;
-  for (const int k : Shown(terms)) parameters[static_cast<std::size_t>(k)].hidden = false;
+  for (const int k : Shown(terms)) parameters[k].hidden = false;
   return parameters;
 }
 
@@ -392,7 +392,7 @@ std::vector<ParameterInfo> Parameters(int variant) {
   const std::vector<FreeOrHeld> constants = DescribeConstants(terms, false);
   std::vector<ParameterInfo> parameters;
   for (const int k : Shown(terms)) {
-    const FreeOrHeld& constant = constants[static_cast<std::size_t>(k)];
+    const FreeOrHeld& constant = constants[k];
     parameters.push_back({constant.name, "", constant.lower, constant.upper, meanings[k]});
     if (k == kC1) parameters.back().unit = "stress^-C2 time^-C4";
     if (k == kC5) parameters.back().unit = "stress^-C6 time^-1";

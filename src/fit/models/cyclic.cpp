@@ -283,14 +283,14 @@ std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Proble
     const double factor = power ? DampingWeightFactor(damping, parameters[kLargestDamping]) : 1.0;
     const JointDynamicFit fit =
         FitJointly(request, {stiffness, damping, screened.stiffness.weight, screened.damping.weight * factor});
-    fit.stiffness->Output(fit.parameters.Span(), parameters, {});
+    fit.stiffness->Output(fit.parameters, parameters, {});
     return fit.status;
   }
   const auto function =
       stiffness.empty() ? LoadDamping(request, 1.0, damping, {}) : LoadStiffness(request, 1.0, stiffness);
   Vector solution = request.start;
-  const std::int32_t status = SolveDynamicFit(request, {function}, solution.Span());
-  function->Output(solution.Span(), parameters, {});
+  const std::int32_t status = SolveDynamicFit(request, {function}, solution);
+  function->Output(solution, parameters, {});
   return status;
 }
 

@@ -35,8 +35,8 @@ Comparison OrdinateComparison(CyclicFamily family, CyclicCurve curve) {
 
 Comparison ChooseComparison(CyclicFamily family, CyclicCurve curve, CyclicForm form) {
   const auto choose = [curve](ResidualForm core) {
-    return curve == CyclicCurve::Stiffness ? StiffnessComparison(MaterialUtil::CyclicFamily::PowerLaw, core)
-                                           : DampingComparison(MaterialUtil::CyclicFamily::PowerLaw, core);
+    return curve == CyclicCurve::Stiffness ? StiffnessComparison(MaterialUtil::DynamicFamily::PowerLaw, core)
+                                           : DampingComparison(MaterialUtil::DynamicFamily::PowerLaw, core);
   };
   switch (form) {
     case CyclicForm::Ordinate:
@@ -58,54 +58,37 @@ double StoredAbscissa(CyclicCurve curve, CyclicForm form, const _T_FUNT_BASE& po
   return curve == CyclicCurve::Stiffness ? point.first * point.second : NormalisedStressAt(stiffness, point.first);
 }
 
-class CyclicFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
+class CyclicFunction final : public BlockTestFunction {
  public:
   CyclicFunction(CyclicFamily family, CyclicCurve curve, CyclicForm form, std::span<const _T_FUNT_BASE> points,
                  std::span<const _T_FUNT_BASE> stiffness)
-      : XemMaterialTestFunctionBase(this), family_(family), comparison_(ChooseComparison(family, curve, form)) {
-    curve_.Load(points, KeepMeasured(), AsItStands);
+      : family_(family), comparison_(ChooseComparison(family, curve, form)) {
+    Load(points, KeepMeasured(), AsItStands);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
-      curve_.stretch[i] = StoredAbscissa(curve, form, points[static_cast<std::size_t>(i)], stiffness);
-      curve_.lateralStretch[i] = curve_.stress[i];  // the ordinate; `stress` is what is compared
-      curve_.stress[i] = comparison_({1.0, 1.0, 1.0}, curve_.stretch[i], curve_.stress[i]).observed;
+      curve_.abscissa[i] = StoredAbscissa(curve, form, points[i], stiffness);
+      curve_.companion[i] = curve_.measured[i];  // the ordinate; what is compared counts as measured
+      curve_.measured[i] = Compare({1.0, 1.0, 1.0}, i).observed;
     }
+    compared_ = curve_.measured;
   }
 
-  void ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override {
-    Row(ModelParameters(family_, parameters), parameters, point, gradient);
-  }
-
-  void EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override {
-    measured = curve_.stress[point];
-    model = Compare(ModelParameters(family_, parameters), point).predicted;
-  }
-
-  void GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override {
+  void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override {
     const CyclicParameters at = ModelParameters(family_, parameters);
-    const std::size_t width = parameters.size();
-    for (std::size_t i = 0; i < measured.size(); ++i) {
-      const std::int32_t point = first + static_cast<std::int32_t>(i);
-      measured[i] = curve_.stress[point];
-      model[i] = Row(at, parameters, point, gradients.subspan(i * width, width));
-    }
+    const double slope = family_ == CyclicFamily::Power ? ExponentSlope(parameters[kLargestDamping]) : 0.0;
+    EvaluateByPoint<2>(
+        first, model, derivatives, [&](std::int32_t point) { return Compare(at, point).predicted; },
+        [&](std::int32_t point, std::span<double> gradient) {
+          const ComparedPoint compared = Compare(at, point);
+          gradient[kReferenceStrain] = compared.byReferenceStrain;
+          gradient[kLargestDamping] = compared.byExponent * slope;
+          return compared.predicted;
+        });
   }
 
  private:
   ComparedPoint Compare(const CyclicParameters& at, std::int32_t point) const {
-    return comparison_(at, curve_.stretch[point], curve_.lateralStretch[point]);
-  }
-  double Row(const CyclicParameters& at, std::span<const double> parameters, std::int32_t point,
-             std::span<double> gradient) const {
-    const ComparedPoint compared = Compare(at, point);
-    gradient[kReferenceStrain] = compared.byReferenceStrain;
-    if (family_ == CyclicFamily::Power) {
-      gradient[kLargestDamping] = compared.byExponent * ExponentSlope(parameters[kLargestDamping]);
-    }
-    return compared.predicted;
+    return comparison_(at, curve_.abscissa[point], curve_.companion[point]);
   }
 
   CyclicFamily family_;
@@ -134,33 +117,22 @@ double GheRow(CyclicCurve curve, std::span<const double> p, double strain, std::
   return damping;
 }
 
-class GheFunction final : public XemMaterialTestFunctionBase, public BlockOperations {
+class GheFunction final : public BlockTestFunction {
  public:
-  GheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points)
-      : XemMaterialTestFunctionBase(this), curveKind_(curve) {
-    curve_.Load(points, KeepMeasured(), AsItStands);
+  GheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points) : curveKind_(curve) {
+    Load(points, KeepMeasured(), AsItStands);
   }
 
-  void ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override {
-    GheRow(curveKind_, parameters, curve_.stretch[point], gradient);
-  }
-
-  void EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override {
-    measured = curve_.stress[point];
-    model = CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.stretch[point]);
-  }
-
-  void GradientsOfBlock(std::int32_t, std::span<const double> parameters, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override {
-    const std::size_t width = parameters.size();
-    for (std::size_t i = 0; i < measured.size(); ++i) {
-      const std::int32_t point = first + static_cast<std::int32_t>(i);
-      measured[i] = curve_.stress[point];
-      model[i] = GheRow(curveKind_, parameters, curve_.stretch[point], gradients.subspan(i * width, width));
-    }
+  void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override {
+    EvaluateByPoint<kGheExponent + 1>(
+        first, model, derivatives,
+        [&](std::int32_t point) {
+          return CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.abscissa[point]);
+        },
+        [&](std::int32_t point, std::span<double> gradient) {
+          return GheRow(curveKind_, parameters, curve_.abscissa[point], gradient);
+        });
   }
 
  private:

@@ -18,18 +18,18 @@ extern const HardeningLaw kGhoshLaw;
 extern const HardeningLaw kHockettSherbyLaw;
 
 /// A flow curve and a law.
-class HardeningTestFunction final : public MaterialUtil::XemMaterialTestFunctionBase {
+class HardeningTestFunction final : public MaterialUtil::BlockTestFunction {
  public:
   explicit HardeningTestFunction(const HardeningLaw& law) : law_(law) {}
 
-  void ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override {
-    law_.gradient(parameters, curve_.stretch[point], gradient);
-  }
-  void EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override {
-    measured = curve_.stress[point];
-    model = law_.stress(parameters, curve_.stretch[point]);
+  void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MaterialUtil::MatrixView derivatives) const override {
+    const auto stress = [&](std::int32_t point) { return law_.stress(parameters, curve_.abscissa[point]); };
+    MaterialUtil::EvaluateByPoint<4>(first, model, derivatives, stress,
+                                     [&](std::int32_t point, std::span<double> gradient) {
+                                       law_.gradient(parameters, curve_.abscissa[point], gradient);
+                                       return stress(point);
+                                     });
   }
 
  private:

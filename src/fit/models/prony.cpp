@@ -116,8 +116,8 @@ class PronyFitter {
 std::vector<FreeOrHeld> SeriesParameters(int terms, const std::string& timeUnit) {
   std::vector<FreeOrHeld> parameters(2 * static_cast<std::size_t>(terms));
   for (int i = 0; i < terms; ++i) {
-    parameters[static_cast<std::size_t>(i)].name = "g" + std::to_string(i + 1);
-    FreeOrHeld& time = parameters[static_cast<std::size_t>(terms + i)];
+    parameters[i].name = "g" + std::to_string(i + 1);
+    FreeOrHeld& time = parameters[terms + i];
     time.name = "tau" + std::to_string(i + 1);
     time.unit = timeUnit;
   }
@@ -520,7 +520,7 @@ class PronyFit final : public ModelFit {
   void Complete(const Minimum& minimum, Result& result) override {
     NoteLimits(minimum, curves.front(), result.notes);
     double sum = 0.0;
-    for (int i = 0; i < terms; ++i) sum += minimum.parameters[static_cast<std::size_t>(i)];
+    for (int i = 0; i < terms; ++i) sum += minimum.parameters[i];
     result.derived["g_infinity"] = 1.0 - sum;
     if (data_.normalise == Normalise::Nothing) return;
     result.derived["instantaneous_modulus"] = modulus_;

@@ -9,8 +9,7 @@
 
 namespace Xem::Fit {
 
-using MaterialUtil::PronyGradient;
-using MaterialUtil::PronyModulus;
+using MaterialUtil::MatrixView;
 
 PronyShares::PronyShares(std::vector<bool> heldCoefficients) : held_(std::move(heldCoefficients)) {}
 
@@ -65,54 +64,26 @@ void PronyShares::Derivatives(std::span<const double> coordinates, std::span<dou
 }
 
 PronyInShares::PronyInShares(PronyShares shares, std::span<const _T_FUNT_BASE> points)
-    : XemMaterialTestFunctionBase(this),
-      shares_(std::move(shares)),
-      series_(2 * shares_.Terms()),
-      seriesGradient_(2 * shares_.Terms()),
-      derivatives_(shares_.Terms() * shares_.Terms()) {
-  curve_.Load(points, MaterialUtil::KeepMeasured(), MaterialUtil::AsItStands);
+    : shares_(std::move(shares)), series_(2 * shares_.Terms()), byShares_(shares_.Terms() * shares_.Terms()) {
+  Load(points, MaterialUtil::KeepMeasured(), MaterialUtil::AsItStands);
 }
 
-void PronyInShares::ParameterGradient(std::int32_t termCount, std::span<const double> coordinates, std::int32_t point,
-                                      std::span<double> gradient) const {
-  double measured = 0.0;
-  double model = 0.0;
-  GradientBlock(termCount, coordinates, point, {&measured, 1}, {&model, 1}, gradient);
-}
-
-void PronyInShares::EvaluatePoint(std::int32_t termCount, std::span<const double> coordinates, std::int32_t point,
-                                  double& measured, double& model) const {
-  EvaluateBlock(termCount, coordinates, point, {&measured, 1}, {&model, 1});
-}
-
-bool PronyInShares::ValuesOfBlock(std::int32_t, std::span<const double> coordinates, std::int32_t first,
-                                  std::span<double> measured, std::span<double> model) const {
-  shares_.ToSeries(coordinates, series_);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    measured[i] = curve_.stress[point];
-    model[i] = PronyModulus(series_, curve_.stretch[point]);
-  }
-  return true;
-}
-
-void PronyInShares::GradientsOfBlock(std::int32_t, std::span<const double> coordinates, std::int32_t first,
-                                     std::span<double> measured, std::span<double> model,
-                                     std::span<double> gradients) const {
+void PronyInShares::Evaluate(std::int32_t, std::span<const double> coordinates, std::int32_t first,
+                             std::span<double> model, MatrixView derivatives) const {
   const std::size_t n = shares_.Terms();
   shares_.ToSeries(coordinates, series_);
-  shares_.Derivatives(coordinates, derivatives_);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    measured[i] = curve_.stress[point];
-    model[i] = PronyGradient(series_, curve_.stretch[point], seriesGradient_);
-    double* gradient = gradients.data() + i * 2 * n;
-    for (std::size_t j = 0; j < n; ++j) {
-      double sum = 0.0;
-      for (std::size_t k = j; k < n; ++k) sum += seriesGradient_[k] * derivatives_[k * n + j];
-      gradient[j] = sum;
-      gradient[n + j] = seriesGradient_[n + j] * series_[n + j];
+  const auto times = curve_.abscissa.Span().subspan(first, model.size());
+  MaterialUtil::PronyModuli(series_, times, model, derivatives);
+  if (derivatives.Empty()) return;
+  // The chain rule in place: column j needs the columns from j on, which are still those of the series.
+  shares_.Derivatives(coordinates, byShares_);
+  for (std::size_t j = 0; j < n; ++j) {
+    const std::span<double> column = derivatives.Column(j);
+    for (double& entry : column) entry *= byShares_[j * n + j];
+    for (std::size_t k = j + 1; k < n; ++k) {
+      for (std::size_t i = 0; i < column.size(); ++i) column[i] += derivatives(i, k) * byShares_[k * n + j];
     }
+    for (double& entry : derivatives.Column(n + j)) entry *= series_[n + j];
   }
 }
 

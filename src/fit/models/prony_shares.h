@@ -35,26 +35,18 @@ class PronyShares {
 };
 
 /// A relaxation curve against the series in those coordinates; `termCount` is not used.
-class PronyInShares final : public MaterialUtil::XemMaterialTestFunctionBase, public MaterialUtil::BlockOperations {
+class PronyInShares final : public MaterialUtil::BlockTestFunction {
  public:
   PronyInShares(PronyShares shares, std::span<const _T_FUNT_BASE> points);
 
-  void ParameterGradient(std::int32_t termCount, std::span<const double> coordinates, std::int32_t point,
-                         std::span<double> gradient) const override;
-  void EvaluatePoint(std::int32_t termCount, std::span<const double> coordinates, std::int32_t point, double& measured,
-                     double& model) const override;
-  bool ValuesOfBlock(std::int32_t termCount, std::span<const double> coordinates, std::int32_t first,
-                     std::span<double> measured, std::span<double> model) const override;
-  void GradientsOfBlock(std::int32_t termCount, std::span<const double> coordinates, std::int32_t first,
-                        std::span<double> measured, std::span<double> model,
-                        std::span<double> gradients) const override;
+  void Evaluate(std::int32_t termCount, std::span<const double> coordinates, std::int32_t first,
+                std::span<double> model, MaterialUtil::MatrixView derivatives) const override;
 
  private:
   PronyShares shares_;
   // Work space of one fit, which runs on one thread.
   mutable std::vector<double> series_;
-  mutable std::vector<double> seriesGradient_;
-  mutable std::vector<double> derivatives_;
+  mutable std::vector<double> byShares_;
 };
 
 }  // namespace Xem::Fit

@@ -46,8 +46,7 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
     const double scale = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
     target[i] = (1.0 - curve.y[i]) * scale;
     for (std::size_t k = 0; k < logTimes.size(); ++k) {
-      design(static_cast<std::int64_t>(i), static_cast<std::int64_t>(k)) =
-          (1.0 - PronyRemainder(std::exp(logTimes[k]), curve.x[i])) * scale;
+      design(i, k) = (1.0 - PronyRemainder(std::exp(logTimes[k]), curve.x[i])) * scale;
     }
   }
   const std::vector<double> coefficients = SolveNonNegative(design, target);

@@ -31,7 +31,7 @@ boost::shared_ptr<XemUnsaturatedSoilTestFunction> MakeFunction(RetentionModel mo
                                                                std::span<const _T_FUNT_BASE> points,
                                                                const Core::FixedTermMask& mask) {
   std::vector<std::int32_t> options{static_cast<std::int32_t>(model)};
-  options.insert(options.end(), mask.Span().begin(), mask.Span().end());
+  options.insert(options.end(), mask.begin(), mask.end());
   const auto function = boost::make_shared<XemUnsaturatedSoilTestFunction>();
   function->SetParameters({}, options);
   function->SetTestData(points);
@@ -83,9 +83,9 @@ std::vector<FreeOrHeld> DescribeParameters(RetentionModel model, const Soil& soi
 }
 
 Core::FixedTermMask MaskOf(const Problem& problem) {
-  Core::FixedTermMask mask(static_cast<std::int64_t>(problem.parameters.size()));
+  Core::FixedTermMask mask(problem.parameters.size());
   for (std::size_t k = 0; k < problem.parameters.size(); ++k) {
-    mask[static_cast<std::int64_t>(k)] = problem.parameters[k].held ? 1 : 0;
+    mask[k] = problem.parameters[k].held ? 1 : 0;
   }
   return mask;
 }
@@ -158,7 +158,7 @@ std::vector<std::vector<double>> Starts(RetentionModel model, const Soil& soil, 
   for (const Spread& spread : SpreadOf(model)) {
     if (problem.parameters[spread.parameter].held) continue;
     Core::FixedTermMask spreadMask = mask;
-    spreadMask[static_cast<std::int64_t>(spread.parameter)] = 1;
+    spreadMask[spread.parameter] = 1;
     std::vector<double> values = given;
     for (const double value : spread.values) {
       values[spread.parameter] = value;
@@ -271,12 +271,12 @@ class RetentionFit final : public ModelFit {
     settings.residual = KindOf(options.residual);
     settings.mask = MaskOf(problem);
     settings.usualResidualSuctionHeld = model_ == RetentionModel::FredlundXing && !MentionsResidualSuction();
-    Core::RetentionData data;
+    Core::RetentionPoints data;
     data.porosity = Core::RetentionPorosity(soil_.porosity, soil_.InKilopascal(soil_.retention));
     data.fitted = soil_.FittedPoints();
     const Core::RetentionFit fit = Core::FitRetention(settings, data, given);
     Minimum minimum;
-    minimum.parameters.assign(fit.parameters.Span().begin(), fit.parameters.Span().end());
+    minimum.parameters.assign(fit.parameters.begin(), fit.parameters.end());
     minimum.converged = fit.status == 0;
     return minimum;
   }

@@ -100,7 +100,7 @@ double PoissonRatio(double bulk, double shear) { return (3.0 * bulk - 2.0 * shea
 std::vector<double> VolumetricOrDefault(const std::vector<double>& volumetric, double shearModulus) {
   if (!volumetric.empty()) return volumetric;
   const Vector assumed = DefaultVolumetricCoefficients(1, shearModulus);
-  return {assumed.Span().begin(), assumed.Span().end()};
+  return {assumed.begin(), assumed.end()};
 }
 
 }  // namespace

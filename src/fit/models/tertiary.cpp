@@ -50,7 +50,7 @@ StageFit BestOverExponents(const Curve& curve, double onset) {
     for (std::size_t i = 0; i < points; ++i) {
       double residual = 1.0;
       for (std::size_t k = 0; k < solution.size(); ++k) {
-        residual -= design(static_cast<std::int64_t>(i), static_cast<std::int64_t>(k)) * solution[k];
+        residual -= design(i, k) * solution[k];
       }
       misfit += residual * residual;
     }

@@ -28,23 +28,22 @@ void RequireTerms(int terms) {
 }
 
 /// The volumetric curve as something to minimise over: rows of the core's test data, model = row . coefficients.
-class VolumetricFunction final : public XemMaterialTestFunctionBase {
+class VolumetricFunction final : public BlockTestFunction {
  public:
   VolumetricFunction(const XemMaterialTestDataVolumetric& data, std::int32_t terms) : rows_(data.PointCount(), terms) {
-    curve_.stretch = data.Stretch();
-    curve_.stress = data.Stress();
+    curve_.abscissa = data.Stretch();
+    curve_.measured = data.Stress();
+    compared_ = curve_.measured;
     data.AssemblePolynomialRows(terms, FixedTermMask(terms), rows_.View());
   }
-  void ParameterGradient(std::int32_t, std::span<const double> parameters, std::int32_t point,
-                         std::span<double> gradient) const override {
-    for (std::size_t k = 0; k < parameters.size(); ++k) gradient[k] = rows_(point, static_cast<std::int64_t>(k));
-  }
-  void EvaluatePoint(std::int32_t, std::span<const double> parameters, std::int32_t point, double& measured,
-                     double& model) const override {
-    measured = curve_.stress[point];
-    model = 0.0;
-    for (std::size_t k = 0; k < parameters.size(); ++k)
-      model += parameters[k] * rows_(point, static_cast<std::int64_t>(k));
+  void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override {
+    std::ranges::fill(model, 0.0);
+    for (std::size_t k = 0; k < parameters.size(); ++k) {
+      const auto column = rows_.Column(k).subspan(first, model.size());
+      for (std::size_t i = 0; i < model.size(); ++i) model[i] += parameters[k] * column[i];
+      if (!derivatives.Empty()) std::ranges::copy(column, derivatives.Column(k).begin());
+    }
   }
 
  private:
@@ -106,9 +105,9 @@ class VolumetricFit final : public ModelFit {
     const TestDataList testData{core_};
     const XemMaterialCurveFittingPolynomial model(testData, terms);
     Vector solution(terms);
-    SolveLinear(model, FixedTermMask(terms), solution.Span(), MethodCode(options.residual), options.conditionLimit);
+    SolveLinear(model, FixedTermMask(terms), solution, MethodCode(options.residual), options.conditionLimit);
     Minimum minimum;
-    minimum.parameters.assign(solution.Span().begin(), solution.Span().end());
+    minimum.parameters.assign(solution.begin(), solution.end());
     minimum.converged = std::isfinite(Objective(problem, minimum.parameters));
     return minimum;
   }

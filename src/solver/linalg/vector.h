@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -61,12 +62,16 @@ class BasicVector {
   }
 
   std::int32_t Size() const { return size_; }
-  T& operator[](std::int64_t i) { return data_[i * stride_]; }
-  const T& operator[](std::int64_t i) const { return data_[i * stride_]; }
+  T& operator[](std::integral auto i) { return data_[static_cast<std::int64_t>(i) * stride_]; }
+  const T& operator[](std::integral auto i) const { return data_[static_cast<std::int64_t>(i) * stride_]; }
 
-  /// The elements as a contiguous span; only for vectors with stride 1.
-  std::span<T> Span() { return {data_, static_cast<std::size_t>(size_)}; }
-  std::span<const T> Span() const { return {data_, static_cast<std::size_t>(size_)}; }
+  /// The elements as a contiguous range; only for vectors with stride 1.
+  T* begin() { return data_; }
+  T* end() { return data_ + size_; }
+  const T* begin() const { return data_; }
+  const T* end() const { return data_ + size_; }
+  std::span<T> Span() { return {begin(), end()}; }
+  std::span<const T> Span() const { return {begin(), end()}; }
 
  private:
   void Swap(BasicVector& other) noexcept {
@@ -93,7 +98,7 @@ using Vector = BasicVector<double>;
 using FixedTermMask = BasicVector<std::int32_t>;
 
 inline std::int32_t FreeCount(const FixedTermMask& mask) {
-  return static_cast<std::int32_t>(std::count(mask.Span().begin(), mask.Span().end(), 0));
+  return static_cast<std::int32_t>(std::count(mask.begin(), mask.end(), 0));
 }
 
 }  // namespace Xem::MaterialUtil

@@ -1,0 +1,43 @@
+#include "testfunctions/scaled_test_function.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace Xem::MaterialUtil {
+namespace {
+
+void MultiplyColumns(MatrixView columns, std::span<const double> factors) {
+  for (std::int32_t k = 0; k < columns.columns; ++k) {
+    const std::span<double> column = columns.Column(k);
+    for (std::size_t i = 0; i < column.size(); ++i) column[i] *= factors[i];
+  }
+}
+
+}  // namespace
+
+ScaledTestFunction::ScaledTestFunction(boost::shared_ptr<XemMaterialTestFunctionBase> inner, Vector factors,
+                                       Vector compared)
+    : inner_(std::move(inner)), factors_(std::move(factors)) {
+  curve_.abscissa = inner_->Stretch();
+  curve_.measured = inner_->Stress();
+  compared_ = std::move(compared);
+}
+
+bool ScaledTestFunction::EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const {
+  return inner_->EnforceParameterConstraints(termCount, parameters);
+}
+
+void ScaledTestFunction::LinearDesignRows(std::span<const double> nonlinear, MatrixView rows) const {
+  inner_->LinearDesignRows(nonlinear, rows);
+  MultiplyColumns(rows, factors_);
+}
+
+void ScaledTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
+                                  std::span<double> model, MatrixView derivatives) const {
+  inner_->EvaluateBlock(termCount, parameters, first, model, derivatives);
+  const auto factors = factors_.Span().subspan(first, model.size());
+  for (std::size_t i = 0; i < model.size(); ++i) model[i] *= factors[i];
+  MultiplyColumns(derivatives, factors);
+}
+
+}  // namespace Xem::MaterialUtil
