@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <vector>
 
@@ -12,7 +11,6 @@
 namespace Xem::Testing {
 namespace {
 
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr int kPower = 0;
 constexpr int kHyperbolic = 1;
 
