@@ -183,7 +183,7 @@ TEST(Slots, OfTestFunctionsAreThePublishedOnes) {
   const auto function = MakeTestFunction(DeformationMode::Equibiaxial, ModelType::Ogden);
   using Exponent = double (*)(const Hyper*);
   Exponent* table = nullptr;
-  std::memcpy(&table, function.get(), sizeof table);
+  std::memcpy(&table, static_cast<const void*>(function.get()), sizeof table);
   EXPECT_EQ(table[15](function.get()), -2.0);
 }
 
