@@ -33,10 +33,12 @@ def exported(library):
 
 
 def fit_functions(headers):
-    """Qualified names of what the headers of the fit layer mark; a member function is that of Result."""
+    """Qualified names of what the headers of the fit layer mark; an indented one is a member of the record around it."""
     for header in sorted(pathlib.Path(headers).glob("*.h")):
-        for indent, name in re.findall(r"^( *)XEM_FIT_EXPORT (?!__)[^;(]*?(\w+)\(", header.read_text(), re.MULTILINE):
-            yield f"Xem::Fit::{'Result::' if indent else ''}{name}"
+        text = header.read_text()
+        for mark in re.finditer(r"^( *)XEM_FIT_EXPORT (?!__)[^;(]*?(\w+)\(", text, re.MULTILINE):
+            record = re.findall(r"^struct (\w+) \{", text[:mark.start()], re.MULTILINE)[-1] + "::" if mark[1] else ""
+            yield f"Xem::Fit::{record}{mark[2]}"
 
 
 def differences(names, expected):
