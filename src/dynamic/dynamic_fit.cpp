@@ -6,12 +6,11 @@
 
 #include "dynamic/dynamic_test_functions.h"
 #include "solver/linalg/numbers.h"
+#include "solver/tolerances.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
 namespace {
-
-constexpr double kTolerance = 0.001;
 
 std::array<double, 3> WithWeight(std::array<double, 3> working, double weight) {
   working[2] = weight;
@@ -81,7 +80,7 @@ std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctio
   if (request.everythingFixed) return 0;
   const auto solver = MakeSolver(request.residual, functions, static_cast<std::int32_t>(parameters.size()));
   solver->SetMask(request.mask);
-  return solver->Solve(parameters, kTolerance);
+  return solver->Solve(parameters, kDynamicTolerance);
 }
 
 double DampingWeightFactor(std::span<const _T_FUNT_BASE> damping, double largestDamping) {

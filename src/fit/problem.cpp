@@ -7,6 +7,7 @@
 
 #include "fit/trust_region.h"
 #include "solver/levenberg_marquardt.h"
+#include "solver/tolerances.h"
 #include "testfunctions/scaled_test_function.h"
 
 namespace Xem::Fit {
@@ -113,12 +114,11 @@ double SumOfSquares(std::span<const double> residuals) {
 /// The core's solver from one start; its result replaces the start unless it failed. Returns its iterations.
 int Approach(const Problem& problem, const TestFunctionList& functions, double objective,
              std::span<double> parameters) {
-  constexpr double kTolerance = 1e-8;
   std::vector<double> moved(parameters.begin(), parameters.end());
   LevenbergMarquardtMethodAbsolute solver(functions, problem.termCount);
   solver.SetMask(Mask(problem));
   try {
-    solver.Solve(moved, kTolerance * std::min(1.0, objective));
+    solver.Solve(moved, kApproachTolerance * std::min(1.0, objective));
   } catch (int) {
     // Exactly singular normal equations: the polish, which copes with them, takes over from the start.
     return solver.Iterations();

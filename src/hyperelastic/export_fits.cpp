@@ -2,6 +2,7 @@
 
 #include "hyperelastic/linear_fit.h"
 #include "hyperelastic/refinement.h"
+#include "solver/tolerances.h"
 
 namespace Xem::MaterialUtil {
 

@@ -11,9 +11,6 @@
 /// What the exported fits of rubber do once their curves are loaded.
 namespace Xem::MaterialUtil {
 
-/// Tolerance of every fit of rubber by Levenberg-Marquardt.
-inline constexpr double kRubberTolerance = 1e-4;
-
 /// Called with parameters as soon as they are the result; later ones replace them.
 using Found = std::function<void(std::span<const double>)>;
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "hyperelastic/export_fits.h"
 #include "solver/make_solver.h"
+#include "solver/tolerances.h"
 
 namespace Xem::MaterialUtil {
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "solver/linalg/numbers.h"
+#include "solver/tolerances.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -15,7 +16,6 @@ namespace {
 constexpr std::size_t kNeededSettings = 3;
 constexpr std::size_t kFirstFlag = 6;
 constexpr double kUsualPorosity = 0.4;
-constexpr double kTolerance = 1e-3;
 constexpr int kMostSolves = 20;
 constexpr double kWorthAnotherSolve = 1e-4;
 
@@ -64,11 +64,11 @@ double StartingResidualSuction(const RetentionSettings& settings, std::span<cons
 /// Solves again from the solver's own result while that pays: its stop rule counts small changes on a plateau too, and
 /// relative residuals keep the sum below its absolute threshold.
 std::int32_t SolveRepeatedly(LevenbergMarquardtMethod& solver, std::span<double> parameters) {
-  std::int32_t status = solver.Solve(parameters, kTolerance);
+  std::int32_t status = solver.Solve(parameters, kRetentionTolerance);
   double sum = solver.SumOfSquares(parameters);
   for (int call = 1; call < kMostSolves; ++call) {
     const double previous = sum;
-    status = solver.Solve(parameters, kTolerance);
+    status = solver.Solve(parameters, kRetentionTolerance);
     sum = solver.SumOfSquares(parameters);
     if (!(previous - sum > kWorthAnotherSolve * previous)) break;
   }

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "solver/levenberg_marquardt.h"
+#include "solver/tolerances.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -148,7 +149,6 @@ void XemMaterialCreepType300::Evaluate(std::int32_t, std::span<const double> par
 
 std::int32_t FitCreepConstants(const boost::shared_ptr<XemMaterialCreepType300>& curve, std::span<double> constants,
                                double& determination) {
-  constexpr double kTolerance = 1e-8;
   FixedTermMask mask(constants.size());
   for (std::int32_t k = 0; k < mask.Size(); ++k) {
     mask[k] = k == kC3 || k >= kC7 ? 1 : 0;
@@ -157,7 +157,7 @@ std::int32_t FitCreepConstants(const boost::shared_ptr<XemMaterialCreepType300>&
   const TestFunctionList functions{curve};
   LevenbergMarquardtMethodRelative solver(functions, mask.Size());
   solver.SetMask(mask);
-  const std::int32_t status = solver.Solve(constants, kTolerance);
+  const std::int32_t status = solver.Solve(constants, kCreepTolerance);
   determination = solver.CoefficientOfDetermination(constants);
   return status;
 }

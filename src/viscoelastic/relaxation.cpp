@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "solver/starting_vector.h"
+#include "solver/tolerances.h"
 #include "viscoelastic/prony.h"
 
 namespace Xem::MaterialUtil {
@@ -17,8 +18,6 @@ std::span<const double> Parameters(std::int32_t terms, std::span<const double> p
   return parameters.first(2 * static_cast<std::size_t>(terms));
 }
 
-constexpr double kTolerance = 1e-8;
-
 template <class Variant>
 std::int32_t FitSeries(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, std::span<double> parameters) {
   const TestFunctionList functions{curve};
@@ -26,7 +25,7 @@ std::int32_t FitSeries(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& 
   LMMethodRelaxationTmpl<Variant> solver(functions, mask.Size() / 2, curve->MaxTime(), curve->MinTime());
   solver.InitialGuess(mask, parameters);
   solver.SetMask(mask);
-  return solver.Solve(parameters, kTolerance);
+  return solver.Solve(parameters, kRelaxationTolerance);
 }
 
 }  // namespace

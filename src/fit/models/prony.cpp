@@ -159,9 +159,9 @@ std::vector<double> LogTimes(const Spectrum& spectrum) {
 }
 
 /// Fits with any number of terms, each computed once.
-class TermLadder {
+class SeriesSearch {
  public:
-  explicit TermLadder(const PronyFitter& fitter)
+  explicit SeriesSearch(const PronyFitter& fitter)
       : fitter_(fitter),
         dense_(DenseSpectrum(fitter.Points(), fitter.Kind(), fitter.Range())),
         fits_(kMostPronyTerms) {}
@@ -238,7 +238,7 @@ class TermLadder {
 };
 
 /// Why the curve does not support as many terms, or an empty text.
-std::string Unsupported(const SeriesFit& fit, TermLadder& ladder) {
+std::string Unsupported(const SeriesFit& fit, SeriesSearch& search) {
   const Spectrum lines = ToSpectrum(ToSeries(fit));
   for (std::size_t i = 0; i < lines.size(); ++i) {
     if (lines[i].g <= kNoCoefficient) return "a coefficient became 0";
@@ -246,17 +246,17 @@ std::string Unsupported(const SeriesFit& fit, TermLadder& ladder) {
       return "two times came together at " + Text(std::exp(lines[i].logTime));
     }
   }
-  if (ladder.With(fit.terms - 1).information <= fit.information) return "the misfit does not justify it";
+  if (search.With(fit.terms - 1).information <= fit.information) return "the misfit does not justify it";
   return {};
 }
 
 /// The number of terms asked for, less those that the curve does not support.
-int SupportedTerms(int wanted, TermLadder& ladder, std::vector<std::string>& notes) {
-  int terms = std::min(wanted, ladder.MostTerms());
+int SupportedTerms(int wanted, SeriesSearch& search, std::vector<std::string>& notes) {
+  int terms = std::min(wanted, search.MostTerms());
   std::string reasons;
   if (terms < wanted) reasons = "its spectrum has " + std::to_string(terms - kBeyondSpectrum) + " lines";
   while (terms > 1) {
-    const std::string reason = Unsupported(ladder.With(terms), ladder);
+    const std::string reason = Unsupported(search.With(terms), search);
     if (reason.empty()) break;
     reasons += (reasons.empty() ? "" : "; ") + std::to_string(terms) + ": " + reason;
     --terms;
@@ -319,14 +319,14 @@ bool Determined(const SeriesFit& fit, const PronyFitter& fitter) {
 }
 
 /// The smallest number of terms that is as good as the best one, with nothing in it left open.
-int BestTerms(const PronyFitter& fitter, TermLadder& ladder, std::vector<std::string>& notes) {
+int BestTerms(const PronyFitter& fitter, SeriesSearch& search, std::vector<std::string>& notes) {
   constexpr int kPatience = 2;
   constexpr int kFirstStep = 8;
   const auto points = static_cast<int>(fitter.Points().x.size());
   const int byDecades = static_cast<int>(std::ceil(1.5 * fitter.Range().Decades())) + 3;
-  const int most = std::max(1, std::min({byDecades, (points - 2) / 2, ladder.MostTerms()}));
+  const int most = std::max(1, std::min({byDecades, (points - 2) / 2, search.MostTerms()}));
   const auto better = [&](int terms, int best) {
-    return ladder.With(terms).information < ladder.With(best).information && Determined(ladder.With(terms), fitter);
+    return search.With(terms).information < search.With(best).information && Determined(search.With(terms), fitter);
   };
   int best = 1;
   int terms = 2;
@@ -344,10 +344,10 @@ int BestTerms(const PronyFitter& fitter, TermLadder& ladder, std::vector<std::st
       step /= 2;
     }
   }
-  const double least = ladder.With(best).information;
+  const double least = search.With(best).information;
   int chosen = best;
-  while (chosen > 1 && ladder.With(chosen - 1).information <= least + kEquallyGood) --chosen;
-  while (chosen > 1 && !Unsupported(ladder.With(chosen), ladder).empty()) --chosen;
+  while (chosen > 1 && search.With(chosen - 1).information <= least + kEquallyGood) --chosen;
+  while (chosen > 1 && !Unsupported(search.With(chosen), search).empty()) --chosen;
   notes.push_back(
       "the number of terms was chosen by the corrected Akaike criterion among those whose terms are determined");
   if (best == most && most < (points - 2) / 2) {
@@ -535,7 +535,7 @@ class PronyFit final : public ModelFit {
   Minimum MinimiseNamed() {
     const PronyFitter fitter(curves.front(), options.residual, MeasuredRange(curves.front()));
     const std::vector<FreeOrHeld>& series = problem.parameters;
-    const auto automatic = TermLadder(fitter).SpectrumStarts(static_cast<std::size_t>(terms));
+    const auto automatic = SeriesSearch(fitter).SpectrumStarts(static_cast<std::size_t>(terms));
     const auto starts = WithGiven(automatic, automatic.back(), Proposed::Last);
     RequireMeaning(series, starts);
     Minimum minimum = Physical(fitter.Fit(series, starts), series, false);
@@ -552,10 +552,10 @@ class PronyFit final : public ModelFit {
     const LogRange range = MeasuredRange(curve);
     const PronyFitter coarse(thinned, options.residual, range);
     const PronyFitter fine(curve, options.residual, range);
-    TermLadder ladder(coarse);
-    terms = terms == kAutomaticTerms ? BestTerms(coarse, ladder, notes) : SupportedTerms(terms, ladder, notes);
+    SeriesSearch search(coarse);
+    terms = terms == kAutomaticTerms ? BestTerms(coarse, search, notes) : SupportedTerms(terms, search, notes);
     problem = PhysicalProblem(curve, options.residual, SeriesParameters(terms, data_.timeUnit));
-    const SeriesFit fit = fine.Fit(problem.parameters, {ToSeries(ladder.With(terms))});
+    const SeriesFit fit = fine.Fit(problem.parameters, {ToSeries(search.With(terms))});
     return Physical(fit, problem.parameters, true);
   }
 
