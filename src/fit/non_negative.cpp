@@ -33,6 +33,8 @@ struct Compressed {
   std::vector<double> norms;
 };
 
+/// The projection on the left singular vectors leaves every misfit as it is but for a constant, and the iteration then
+/// works on as many rows as there are columns, however many points a curve has.
 Compressed Compress(Matrix a, std::span<const double> b) {
   Compressed result;
   for (std::int32_t j = 0; j < a.Columns(); ++j) {
@@ -92,6 +94,9 @@ class ActiveSet {
     const std::vector<bool> passiveBefore = passive_;
     passive_[entering] = true;
     std::vector<double> trial = SolvePassive();
+    // Nearly parallel columns, which a dense grid of relaxation times has many of, can have a positive gradient and
+    // still enter with a negative coefficient, or lower the misfit by rounding only. Such a column is blocked until
+    // another change makes progress; without that the classical iteration cycles.
     bool useful = trial[entering] > 0.0;
     while (useful && StepTowards(trial)) trial = SolvePassive();
     if (useful) {

@@ -118,6 +118,8 @@ int Approach(const Problem& problem, const TestFunctionList& functions, double o
   LevenbergMarquardtMethodAbsolute solver(functions, problem.termCount);
   solver.SetMask(Mask(problem));
   try {
+    // The stop rule is absolute below a sum of 1, where scaled residuals of a good curve begin already: relative to
+    // where this start stands.
     solver.Solve(moved, kApproachTolerance * std::min(1.0, objective));
   } catch (int) {
     // Exactly singular normal equations: the polish, which copes with them, takes over from the start.
@@ -148,6 +150,7 @@ Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>&
   for (const auto& start : starts) {
     Minimum found;
     found.parameters = start;
+    // A start comes from the caller, from a formula or from another number of terms: it may lie outside the ranges.
     residuals.Functions().front()->EnforceParameterConstraints(problem.termCount, found.parameters);
     residuals.Residuals(found.parameters, values);
     const double objective = SumOfSquares(values);
@@ -159,6 +162,7 @@ Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>&
       found.iterations = Approach(problem, residuals.Functions(), objective, found.parameters);
       polish.Run(found);
     }
+    // The first of equals stays, so the order of the starts, not rounding, decides which of two mirror images is shown.
     if (std::isfinite(found.objective) && found.objective < best.objective) best = found;
   }
   if (best.parameters.empty()) {

@@ -21,6 +21,8 @@ struct TrustRegionCallback {
     for (std::size_t j = 0; j < region.free_.size(); ++j) {
       const std::size_t k = region.free_[j];
       double* column = jacobian + j * points;
+      // MINPACK knows no ranges. A trial beyond one is evaluated at its border, so the misfit does not change with that
+      // parameter any more, and a column of zeros says just that; the true column would pull the trial further out.
       if (region.clipped_[k]) {
         std::fill(column, column + points, 0.0);
       } else {
@@ -77,6 +79,9 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
   if (maximumEvaluations <= 0) return false;
   int evaluations = 0;
   int jacobians = 0;
+  // Tolerances on the sum of squares and on the parameters: as far as rounding lets it. None on the gradient, whose
+  // size depends on units. Mode 1 scales the trust region by the columns of the Jacobian, so parameters of any size
+  // mix.
   const int info = lmder(TrustRegionCallback::Evaluate, this, m, n, point_.data(), values_.data(), jacobian_.data(), m,
                          1e-15, 1e-13, 0.0, maximumEvaluations, diagonal_.data(), 1, 100.0, 0, &evaluations, &jacobians,
                          pivots_.data(), qtf_.data(), work1_.data(), work2_.data(), work3_.data(), work4_.data());
@@ -86,6 +91,8 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
   residuals_.Residuals(full_, values_);
   double objective = 0.0;
   for (const double r : values_) objective += r * r;
+  // The last trial may be one that MINPACK rejected, or one brought back into its range: it counts only if it is as
+  // good.
   if (objective <= minimum.objective) {
     minimum.objective = objective;
     minimum.parameters = full_;
@@ -110,10 +117,12 @@ bool TrustRegion::UpdateBounds(Minimum& minimum) {
       minimum.atBound[k] = false;
       continue;
     }
+    // Kuhn and Tucker's condition at a bound: the misfit falls towards the outside.
     double gradient = 0.0;
     for (std::size_t i = 0; i < points; ++i) gradient += columns_[k * points + i] * values_[i];
     const bool pushedOut = atLower ? gradient >= 0.0 : gradient <= 0.0;
     if (pushedOut == minimum.atBound[k]) continue;
+    // A parameter whose valley runs along its bound would be set and freed for ever; it stays after that many.
     if (!pushedOut && ++released_[k] > kMaximumReleases) continue;
     minimum.atBound[k] = pushedOut;
     changed = true;

@@ -39,6 +39,8 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
   const std::vector<double> columns = Jacobian(problem, minimum.parameters);
   const auto points = static_cast<std::size_t>(problem.PointCount());
   const auto n = static_cast<std::int32_t>(shape.free.size());
+  // Unit columns: whether a combination of parameters is determined must not depend on their units, and J^T J, which
+  // would square the condition number, is never formed.
   Matrix scaled(static_cast<std::int32_t>(points), n);
   std::vector<double> norms(shape.free.size());
   for (std::size_t j = 0; j < shape.free.size(); ++j) {
@@ -54,6 +56,8 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
   if (points == 0 || n == 0) return shape;
 
   const SingularValues svd = DecomposeSingular(std::move(scaled));
+  // Sum of v v^T / s^2 over what the data see. The squares of a parameter's entries in those directions add up to 1
+  // when it is determined and to less when a part of it lies in a direction that no point sees.
   for (std::int32_t k = 0; k < svd.s.Size(); ++k) {
     if (!(svd.s[k] > kRankTolerance * svd.s[0])) continue;
     for (std::int32_t i = 0; i < n; ++i) {
@@ -90,6 +94,7 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
     result.parameters.push_back(parameter);
   }
 
+  // A parameter at its bound costs no degree of freedom: the fit did not choose its value.
   const int degrees = problem.PointCount() - static_cast<int>(shape.free.size());
   const double variance = degrees > 0 ? minimum.objective / degrees : kNaN;
   if (degrees <= 0) {

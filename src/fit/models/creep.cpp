@@ -110,8 +110,9 @@ Screened ScreenTests(const CreepData& data, int fewest, bool dropTertiary) {
   return screened;
 }
 
-/// The units that the fit works in: geometric means, so that numbers are of the order of 1. One stress or time is
-/// `stress` or `time` of the caller's.
+/// The units that the fit works in: geometric means, so that numbers are of the order of 1, where C1 of a test in MPa
+/// and hours is easily 1e-30; the law keeps its form (docs/theory/viscoelastic.md). One stress or time is `stress` or
+/// `time` of the caller's.
 struct Units {
   double stress = 1.0;
   double time = 1.0;
@@ -231,6 +232,8 @@ void FitPower(const std::vector<double>& stresses, const std::vector<double>& va
     logValue.push_back(std::log(values[i]));
   }
   if (values.empty() || logValue.empty()) return;
+  // In logarithms, because a power law over stresses is judged by ratios; one stress gives no slope and keeps the
+  // exponent.
   const double slope = FitRate(logStress, logValue);
   if (fitExponent && std::isfinite(slope)) exponent = std::clamp(slope, 0.0, kLargestStressExponent);
   double sum = 0.0;
@@ -254,10 +257,13 @@ Constants Start(const Screened& screened, const Units& units, double exponent, C
   Constants start = given;
   if (HasPrimary(terms)) {
     start[kC4] = exponent;
+    // An amplitude of 0 in every test would leave its stress exponent without a slope: a thousandth of what the curve
+    // does lets both move.
     start[kC1] = 1e-3 * typicalRate;
     FitPower(stresses, amplitudes, !parameters[kC2].held, start[kC1], start[kC2]);
   }
   if (HasSecondary(terms)) {
+    // The same for the rate.
     start[kC5] = 1e-3 * typicalRate;
     FitPower(stresses, rates, !parameters[kC6].held, start[kC5], start[kC6]);
   }

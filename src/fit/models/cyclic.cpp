@@ -123,6 +123,7 @@ std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm fo
   std::vector<FreeOrHeld> parameters{{"gamma_r", "", 1e-9, 10.0, family == CyclicFamily::Ghe}};
   if (family == CyclicFamily::Power) {
     const bool strains = form == CyclicForm::Strain || form == CyclicForm::LogStrain;
+    // In these forms a measured damping at or above hmax has no strain to compare with: hmax stays above all of them.
     const double lowest = strains ? LargestOrdinate(screened.damping) * (1.0 + 1e-6) : 0.0;
     parameters.push_back({"hmax", "", std::max(kSmallestHmax, lowest), kLargestHmax});
   }
@@ -231,6 +232,7 @@ Problem MakeProblem(CyclicFamily family, CyclicForm form, const Screened& screen
   const bool ordinates = form == CyclicForm::Ordinate || form == CyclicForm::Stress;
   if (problem.functions.size() == 2 && data.balance && ordinates && options.residual == Residual::Absolute &&
       options.engine == Engine::Best) {
+    // R spans 1 and h a tenth of it. Unweighted, the damping, ten times smaller, would have a hundredth of the say.
     problem.weights[0] *= InverseDeviation(screened.stiffness);
     problem.weights[1] *= InverseDeviation(screened.damping);
     notes.push_back("curves weighted by the inverse variance of their ordinates: stiffness " +

@@ -104,6 +104,8 @@ double GheRow(CyclicCurve curve, std::span<const double> p, double strain, std::
     std::fill(gradient.begin() + kGheLargestDamping, gradient.end(), 0.0);
     return ratio;
   }
+  // The power of the loss has an infinite slope at 0 for an exponent below 1. There the damping is 0 anyway, whatever
+  // the parameters are.
   const double loss = 1.0 - ratio;
   if (loss < kNegligible) {
     std::fill(gradient.begin(), gradient.end(), 0.0);

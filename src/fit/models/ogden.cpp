@@ -91,7 +91,8 @@ struct Start {
   double objective = std::numeric_limits<double>::infinity();
 };
 
-/// The best moduli for given exponents; held parameters keep their values.
+/// The best moduli for given exponents; held parameters keep their values. Moduli enter linearly, so a start is as good
+/// as its exponents, and only these are searched for (Golub and Pereyra 1973; see docs/theory/ogden.md).
 Start WithBestModuli(const Problem& problem, std::vector<double> parameters) {
   std::vector<std::size_t> moduli(parameters.size() / 2);
   for (std::size_t k = 0; k < moduli.size(); ++k) moduli[k] = 2 * k;
@@ -184,6 +185,8 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
   for (int count = 1; count <= terms; ++count) {
     const std::vector<double> shorter = minima.empty() ? std::vector<double>() : minima.front().parameters;
     const Problem problem = MakeOgdenProblem(screened, count, unit, options);
+    // What was learnt with a term less and what was not: a good pair of exponents often contains neither of the best
+    // one.
     const std::vector<double> none(problem.parameters.size(), 0.0);
     std::vector<Start> tried;
     for (const auto& pattern : kPatterns) tried.push_back(FromExponents(problem, none, pattern));
@@ -196,10 +199,13 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
     std::vector<Start> exports;
     AddExportsResult(problem, exports);
     for (Start& start : exports) starts.push_back(std::move(start.parameters));
+    // A new term of modulus 0 leaves the shorter model's misfit as it is: this start alone makes sure that one more
+    // term is never worse.
     if (count > 1) {
       starts.push_back(shorter);
       starts.back().insert(starts.back().end(), {0.0, 2.0});
     }
+    // The first number of terms has no bound on its modulus yet: it gives the scale that bounds the others.
     minima = MinimaFrom(problem, starts, shearModulus);
     if (count == 1) shearModulus = ShearModulusScale(minima.front());
   }
@@ -210,6 +216,8 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
 std::vector<Minimum> SearchNamed(const Problem& problem, const std::vector<double>& given, bool started,
                                  double shearModulus) {
   std::vector<Start> tried;
+  // Held terms break the symmetry between terms, so which exponent a free place starts from matters: each pattern is
+  // tried in all rotations.
   for (const auto& pattern : kPatterns) {
     for (std::size_t shift = 0; shift < pattern.size(); ++shift) {
       auto exponents = pattern;
@@ -233,6 +241,7 @@ bool DifferentExponents(const Minimum& a, const Minimum& b) {
 
 /// Says so when another minimum fits equally well: the data of these modes do not decide between them.
 void NoteRival(const Problem& problem, const std::vector<Minimum>& minima, std::vector<std::string>& notes) {
+  // Both have as many parameters, so the difference of their criteria is m ln(E2 / E1).
   const double points = problem.PointCount();
   for (const Minimum& rival : minima) {
     if (!(points * std::log(rival.objective / minima.front().objective) < kEquallyGood)) return;

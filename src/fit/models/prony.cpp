@@ -95,6 +95,7 @@ class PronyFitter {
     SeriesFit fit;
     fit.terms = static_cast<int>(held.size());
     fit.minimum = Minimise(problem, coordinates, mostEvaluations);
+    // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
     const double points = problem.PointCount();
     const double floor = points * (kRounding * curve_.weight) * (kRounding * curve_.weight);
     fit.information =
@@ -158,7 +159,9 @@ std::vector<double> LogTimes(const Spectrum& spectrum) {
   return times;
 }
 
-/// Fits with any number of terms, each computed once.
+/// Fits with any number of terms, each computed once, to see how many the data support (docs/theory/viscoelastic.md).
+/// Asking for n terms fits those below as well: a series with a term less, and a new one in it, is the start that finds
+/// narrow valleys.
 class SeriesSearch {
  public:
   explicit SeriesSearch(const PronyFitter& fitter)
@@ -171,6 +174,8 @@ class SeriesSearch {
     if (fit) return *fit;
     std::vector<std::vector<double>> starts = SpectrumStarts(static_cast<std::size_t>(terms));
     if (terms > 1 && terms <= kMostTermsInChain) AddSplits(With(terms - 1), starts);
+    // A series with more terms than the data have lines wanders along a valley without a floor. To rank it, where it
+    // stands after this many evaluations is enough.
     fit = fitter_.Fit(SeriesParameters(terms, ""), starts, kRankingEvaluations);
     return *fit;
   }
@@ -239,6 +244,8 @@ class SeriesSearch {
 
 /// Why the curve does not support as many terms, or an empty text.
 std::string Unsupported(const SeriesFit& fit, SeriesSearch& search) {
+  // A minimiser spends a term that it doesn't need in one of three ways: it empties it, lays it on another, or follows
+  // the noise with it.
   const Spectrum lines = ToSpectrum(ToSeries(fit));
   for (std::size_t i = 0; i < lines.size(); ++i) {
     if (lines[i].g <= kNoCoefficient) return "a coefficient became 0";
@@ -295,6 +302,7 @@ Minimum Physical(const SeriesFit& fit, const std::vector<FreeOrHeld>& series, bo
     std::stable_sort(order.begin(), order.end(),
                      [&](std::size_t a, std::size_t b) { return values[terms + a] < values[terms + b]; });
   }
+  // A parameter's flag moves with its value, or the wrong one would be reported as held at its bound.
   Minimum physical = fit.minimum;
   for (std::size_t i = 0; i < terms; ++i) {
     physical.parameters[i] = values[order[i]];
@@ -323,6 +331,8 @@ int BestTerms(const PronyFitter& fitter, SeriesSearch& search, std::vector<std::
   constexpr int kPatience = 2;
   constexpr int kFirstStep = 8;
   const auto points = static_cast<int>(fitter.Points().x.size());
+  // A term spans about a decade of time; more than one and a half in each, two points per parameter, or more than the
+  // spectrum shows can't be determined, and trying them is what costs time.
   const int byDecades = static_cast<int>(std::ceil(1.5 * fitter.Range().Decades())) + 3;
   const int most = std::max(1, std::min({byDecades, (points - 2) / 2, search.MostTerms()}));
   const auto better = [&](int terms, int best) {
@@ -344,6 +354,7 @@ int BestTerms(const PronyFitter& fitter, SeriesSearch& search, std::vector<std::
       step /= 2;
     }
   }
+  // Within two of the best criterion the data don't tell the numbers apart: an analyst wants the shorter series.
   const double least = search.With(best).information;
   int chosen = best;
   while (chosen > 1 && search.With(chosen - 1).information <= least + kEquallyGood) --chosen;

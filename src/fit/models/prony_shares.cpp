@@ -22,6 +22,7 @@ double PronyShares::Whole(std::span<const double> coefficients) const {
 }
 
 void PronyShares::ToSeries(std::span<const double> coordinates, std::span<double> series) const {
+  // Each free term takes its share of what the ones before it left, so no choice of shares can exceed the whole.
   double rest = Whole(coordinates);
   for (std::size_t i = 0; i < Terms(); ++i) {
     series[i] = held_[i] ? coordinates[i] : coordinates[i] * rest;
@@ -39,6 +40,7 @@ std::vector<double> PronyShares::FromSeries(std::span<const double> series) cons
       coordinates[i] = series[i];
       continue;
     }
+    // Nothing left: any share gives the coefficient 0, and 0 is the one at a bound, where it can be let go.
     coordinates[i] = rest > 0.0 ? std::clamp(series[i] / rest, 0.0, 1.0) : 0.0;
     rest *= 1.0 - coordinates[i];
   }
@@ -48,6 +50,7 @@ std::vector<double> PronyShares::FromSeries(std::span<const double> series) cons
 void PronyShares::Derivatives(std::span<const double> coordinates, std::span<double> derivatives) const {
   const std::size_t n = Terms();
   std::fill(derivatives.begin(), derivatives.end(), 0.0);
+  // Raising one share takes from every later term: the matrix is lower triangular.
   const double whole = Whole(coordinates);
   for (std::size_t j = 0; j < n; ++j) {
     if (held_[j]) continue;

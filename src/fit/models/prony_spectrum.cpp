@@ -56,6 +56,8 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
 }
 
 Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range) {
+  // exp(-t/tau) of neighbours on a finer grid are parallel to rounding, and a coarser one blurs lines a factor of 2
+  // apart.
   const auto steps = static_cast<std::size_t>(std::ceil(range.Decades() * kLinesPerDecade)) + 1;
   std::vector<double> grid(steps + 1);
   for (std::size_t k = 0; k <= steps; ++k) {
@@ -87,6 +89,8 @@ Spectrum MergedTo(Spectrum spectrum, std::size_t count) {
       const SpectrumLine& a = spectrum[i];
       const SpectrumLine& b = spectrum[i + 1];
       const double distance = b.logTime - a.logTime;
+      // The misfit that merging leaves is to second order that of a spread about a mean: the reduced weight times the
+      // square of the distance.
       const double cost = a.g * b.g / std::max(a.g + b.g, 1e-300) * distance * distance;
       if (cost < least) {
         least = cost;
@@ -135,6 +139,8 @@ Curve Thinned(const Curve& curve) {
     double value = 0.0;
     double count = 0.0;
   };
+  // A logger writes most of its points in the last decade; means over equal steps of ln t keep what the early decades
+  // say.
   std::vector<Bin> bins(kThinnedPoints);
   const double perBin = (range.to - range.from) / static_cast<double>(kThinnedPoints);
   for (std::size_t i = 0; i < curve.x.size(); ++i) {

@@ -76,6 +76,7 @@ std::vector<FreeOrHeld> DescribeParameters(RetentionModel model, const Soil& soi
     parameter.upper = known.upper;
     parameters.push_back(parameter);
   }
+  // At theta_r = theta_s the curve is flat and its shape says nothing: the minimiser must not get stuck there.
   if (Core::HasResidualContent(model)) {
     parameters[Core::kResidualContent].upper = Core::kLargestResidualShare * wettest;
   }
@@ -154,6 +155,8 @@ std::vector<std::vector<double>> Starts(RetentionModel model, const Soil& soil, 
     if (!std::isnan(given[k])) callers[k] = given[k];
   }
   if (callers != best) starts.push_back(callers);
+  // One best point of the core's coarse grid lies in one valley. With the shape held at other usual values the grid
+  // finds points in the others.
   starts.push_back(best);
   for (const Spread& spread : SpreadOf(model)) {
     if (problem.parameters[spread.parameter].held) continue;
@@ -202,6 +205,8 @@ void JudgeResidualContent(RetentionModel model, const Soil& soil, const Problem&
   Parameter& residual = result.parameters[k];
   // A comparison with NaN, of a parameter at a bound, is false.
   const double widest = kWidestError * minimum.parameters[Core::kSaturatedContent];
+  // Linearised standard errors look small where the curve hasn't begun to level off: the least-squares theta_r is then
+  // a matter of the model, not of the data, so the water left at the driest point decides too.
   if (!(left > kDryEnough) && !(residual.standardError > widest)) return;
   residual.identifiable = false;
   residual.standardError = residual.lower = residual.upper = kNaN;

@@ -27,6 +27,7 @@ struct StageFit {
   double acceleration = 0.0;
 };
 
+/// A cube begins without a jump in strain, rate or acceleration, so that its onset can lie between two points.
 double Cube(double x) { return x * x * x; }
 
 /// The best fit over a grid of time exponents; `onset` beyond the last time leaves the third term out.
@@ -65,6 +66,7 @@ std::optional<std::size_t> FirstTertiaryPoint(const Curve& sorted) {
   const std::size_t points = sorted.x.size();
   if (points < kFewestPoints) return std::nullopt;
   const StageFit steady = BestOverExponents(sorted, sorted.x.back());
+  // An onset among the first points would let the cube replace the whole law, one at the last two has nothing to fit.
   const std::size_t first = points / 3;
   const std::size_t last = points - 2;
   const std::size_t stride = std::max<std::size_t>(1, (last - first) / kMostOnsets);
@@ -80,6 +82,7 @@ std::optional<std::size_t> FirstTertiaryPoint(const Curve& sorted) {
                       CorrectedInformation(std::max(accelerating.misfit, floor), count, 5);
   if (!(gain > kClearlyBetter)) return std::nullopt;
 
+  // The cube is far below the scatter for a while after t0: points that it doesn't visibly move are still good ones.
   const double scatter = std::max(kLeastScatter, std::sqrt(accelerating.misfit / count));
   for (std::size_t i = 0; i < points; ++i) {
     const double excess = accelerating.acceleration * Cube(std::max(0.0, sorted.x[i] - accelerating.onset));
