@@ -2,8 +2,8 @@
 
 #include "fit/model.h"
 
-/// The catalogue: one line per model, family by family, in the order in which people see them. Each is a constant of that
-/// name in the file of its law or of its siblings.
+/// The catalogue: one line per model, family by family, in the order in which people see them. Each is a constant of
+/// that name in the file of its law or of its siblings.
 // clang-format off
 #define XEM_FIT_MODELS(MODEL) \
   /* rubber */                \
