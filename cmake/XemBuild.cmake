@@ -33,10 +33,11 @@ target_link_libraries(xem_lapack INTERFACE ${LAPACK_LIBRARIES} ${BLAS_LIBRARIES}
 
 find_package(Boost 1.74 REQUIRED)
 
-# Headers of others that most files of a target include, read once for all of them: half of the time of a build. Only
-# where what is built is to be used: other configurations find a file that forgets an include, and serve compiler caches.
+# Headers of others that most files of a target include, read once for all of them: half of the time of a build. Where
+# what is built is to be used, and under sanitizers where no compiler cache serves better; the build of the development
+# finds a file that forgets an include.
 function(xem_read_once target)
-  if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  if(CMAKE_BUILD_TYPE STREQUAL "Release" OR (CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT CMAKE_CXX_COMPILER_LAUNCHER))
     target_precompile_headers(${target} PRIVATE ${ARGN})
   endif()
 endfunction()

@@ -48,8 +48,7 @@ double PolynomialShearModulus(std::span<const double> coefficients) {
 OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch, double logStretch) {
   const double logarithm = std::abs(alpha) * logStretch;
   if (!(std::abs(logarithm) <= kLargestLogarithm)) {
-    // Beyond the range of a single exponential, or no logarithm at all: the powers themselves, finite wherever they
-    // are.
+    // Beyond one exponential's range, or no logarithm at all: the powers themselves, finite wherever they are.
     const double axial = std::pow(stretch, alpha - 1.0);
     const double lateral = std::pow(stretch, alpha * lateralExponent - 1.0);
     return {axial - lateral, logStretch * (axial - lateralExponent * lateral)};
