@@ -76,19 +76,6 @@ TEST_P(Yield, RatiosFollowTheNormalOfTheYieldLocus) {
   }
 }
 
-TEST(YieldCriteria, VonMisesAtTheCornersOfTheLimitDiagram) {
-  const auto criterion = VonMises().criterion;
-  EXPECT_EQ(criterion->StrainRatio(0.0), -0.5);
-  EXPECT_EQ(criterion->StrainRatio(0.5), 0.0);
-  EXPECT_EQ(criterion->StrainRatio(1.0), 1.0);
-  EXPECT_EQ(criterion->StressFactor(0.0), 1.0);
-  EXPECT_EQ(criterion->StressFactor(1.0), 1.0);
-  EXPECT_NEAR(criterion->StressFactorSlope(0.5), 0.0, 1e-15);
-  // Close to plane strain the slope is proportional to beta: -4.5 / 3^1.5.
-  const double alpha = criterion->StressRatio(1e-6);
-  ExpectDigits(criterion->StressFactorSlope(alpha), -4.5 / std::pow(3.0, 1.5) * criterion->StrainRatio(alpha), 1e-5);
-}
-
 TEST(YieldCriteria, HillSlopeAtEquibiaxialStressDependsOnTheExponent) {
   EXPECT_TRUE(std::isinf(Hill(2.0, 2.5).criterion->StressFactorSlope(1.0)));
   EXPECT_EQ(Hill(2.0, 1.8).criterion->StressFactorSlope(1.0), 0.0);
@@ -96,81 +83,6 @@ TEST(YieldCriteria, HillSlopeAtEquibiaxialStressDependsOnTheExponent) {
 }
 
 // --- Hardening rules ------------------------------------------------------------------------------------------------
-
-struct BundledRule {
-  std::string alloy;
-  std::int32_t code;
-  std::vector<double> constants;
-};
-
-/// The rows of data/hardening_constants.csv.
-std::vector<BundledRule> BundledRules() {
-  std::ifstream stream(std::string(XEM_DATA_DIR) + "/hardening_constants.csv");
-  std::vector<BundledRule> rules;
-  bool header = true;
-  for (std::string line; std::getline(stream, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    if (std::exchange(header, false)) continue;
-    std::stringstream fields(line);
-    std::string alloy, law, constants;
-    std::getline(fields, alloy, ',');
-    std::getline(fields, law, ',');
-    std::getline(fields, constants, ',');
-    std::stringstream list(constants);
-    std::vector<double> values;
-    for (std::string item; std::getline(list, item, ';');) values.push_back(std::stod(item.substr(item.find('=') + 1)));
-    rules.push_back({alloy, law == "ghosh" ? 200 : 201, values});
-  }
-  return rules;
-}
-
-TEST(HardeningRules, SlopesOfTheBundledConstantsMatchDifferences) {
-  const auto rules = BundledRules();
-  ASSERT_EQ(rules.size(), 7u);
-  for (const BundledRule& bundled : rules) {
-    const auto rule = MakeHardeningRule(MakeHardeningParams(bundled.code, bundled.constants));
-    const auto stress = [&](double strain) { return rule->FlowStress(strain); };
-    double before = stress(0.001);
-    for (const double strain : {0.01, 0.05, 0.1, 0.2, 0.5}) {
-      ExpectNear(rule->HardeningSlope(strain), Difference(stress, strain, 1e-4 * strain), Tolerance::Derivative,
-                 bundled.alloy.c_str());
-      EXPECT_GE(stress(strain), before) << bundled.alloy;
-      before = stress(strain);
-    }
-  }
-}
-
-TEST(HardeningRules, GradientsInTheConstantsMatchDifferences) {
-  const std::vector<double> ghosh{500.0, 0.01, 0.25, 40.0}, saturating{120.0, 555.5, 1.106, 0.5232};
-  for (const double strain : {0.001, 0.02, 0.3, 1.0}) {
-    std::vector<double> gradient(4);
-    GhoshGradient(ghosh[0], ghosh[1], ghosh[2], strain, gradient);
-    auto differences = CentralDifferences(
-        [&](std::span<const double> c) { return GhoshStress(c[0], c[1], c[2], c[3], strain); }, ghosh);
-    for (std::size_t k = 0; k < 4; ++k) ExpectNear(gradient[k], differences[k], Tolerance::Derivative, "Ghosh");
-    HockettSherbyGradient(saturating[0], saturating[1], saturating[2], saturating[3], strain, gradient);
-    differences = CentralDifferences(
-        [&](std::span<const double> c) { return HockettSherbyStress(c[0], c[1], c[2], c[3], strain); }, saturating);
-    for (std::size_t k = 0; k < 4; ++k) ExpectNear(gradient[k], differences[k], Tolerance::Derivative, "saturating");
-  }
-  // Where the derivatives are not defined the fit sees zeros, never something that is not a number.
-  std::vector<double> gradient(4, kNan);
-  GhoshGradient(500.0, 0.0, 0.25, 0.0, gradient);
-  for (const double entry : gradient) EXPECT_TRUE(std::isfinite(entry));
-  HockettSherbyGradient(120.0, 555.5, 1.106, 0.5, 0.0, gradient);
-  for (const double entry : gradient) EXPECT_TRUE(std::isfinite(entry));
-}
-
-TEST(HardeningRules, TheTwoLawsAgreeOnTheSameAlloy) {
-  // Both sets of constants of AA6016-T4 describe one flow curve, whose stresses at 10 and 20 % are near 240 and 285
-  // MPa.
-  const std::vector<double> ghosh{417.854, 0.01, 0.245, 0.0}, saturating{120.0, 555.5, 1.106, 0.5232};
-  const auto first = MakeHardeningRule(MakeHardeningParams(200, ghosh));
-  const auto second = MakeHardeningRule(MakeHardeningParams(201, saturating));
-  for (const double strain : {0.05, 0.1, 0.2, 0.3}) {
-    EXPECT_NEAR(first->FlowStress(strain), second->FlowStress(strain), 0.03 * first->FlowStress(strain)) << strain;
-  }
-}
 
 TEST(HardeningRules, RulesWithoutRateTableIgnoreTheRate) {
   const std::vector<double> constants{500.0, 0.0, 0.2, 0.0};
@@ -210,49 +122,9 @@ TEST(HardeningRules, ConcavityIsClaimedOnlyWhereTheCurveFlattens) {
   EXPECT_TRUE(rule->IsConcaveFrom(1.01));
 }
 
-TEST(Records, UnknownCodesYieldNothingAndShortArraysThrow) {
-  const std::vector<double> four{1.0, 2.0, 3.0, 4.0};
-  const Points table{{0.0, 1.0}, {1.0, 2.0}};
-  for (const std::int32_t code : {0, 99, 102, 200}) EXPECT_FALSE(MakeYieldParams(code, four)) << code;
-  for (const std::int32_t code : {0, 100, 202, 298, 299}) EXPECT_FALSE(MakeHardeningParams(code, four)) << code;
-  for (const std::int32_t code : {200, 201, 299}) EXPECT_FALSE(MakeHardeningParams(code, table)) << code;
-  EXPECT_FALSE(MakeLimitCurveParams(1, four));
-  EXPECT_FALSE(MakeYieldCriterion({}));
-  EXPECT_FALSE(MakeHardeningRule({}));
-  EXPECT_FALSE(MakeFormingLimitCurve(MakeLimitCurveParams(0, four), {}, MakeHardeningParams(200, four)));
-  for (std::size_t count = 0; count < 4; ++count) {
-    const std::vector<double> few(four.begin(), four.begin() + static_cast<std::ptrdiff_t>(count));
-    EXPECT_THROW(MakeHardeningParams(200, few), CInvalidArgException);
-    EXPECT_THROW(MakeHardeningParams(201, few), CInvalidArgException);
-    if (count < 3) {
-      EXPECT_THROW(MakeLimitCurveParams(0, few), CInvalidArgException);
-    }
-    if (count < 2) {
-      EXPECT_THROW(MakeYieldParams(101, few), CInvalidArgException);
-      EXPECT_THROW(MakeHardeningParams(298, Points(count)), CInvalidArgException);
-    }
-  }
-}
-
 // --- Tables ---------------------------------------------------------------------------------------------------------
 
 const Points kTable{{0.0, 100.0}, {0.1, 200.0}, {0.3, 260.0}, {0.35, 275.0}, {1.0, 340.0}};
-
-/// Straight search, straight interpolation.
-double PlainValue(const Points& table, double q) {
-  std::size_t k = 1;
-  while (k + 1 < table.size() && table[k].first < q) ++k;
-  const double weight = (q - table[k - 1].first) / (table[k].first - table[k - 1].first);
-  return (1.0 - weight) * table[k - 1].second + weight * table[k].second;
-}
-
-TEST(Table, ValuesLieOnTheSegmentsAndTheirContinuations) {
-  for (const _T_FUNT_BASE& point : kTable) ExpectDigits(TableValue(kTable, point.first), point.second, 1e-15);
-  for (double q = -0.5; q < 1.5; q += 0.013)
-    ExpectNear(TableValue(kTable, q), PlainValue(kTable, q), Tolerance::Rounding);
-  EXPECT_TRUE(std::isnan(TableValue(kTable, kNan)));
-  EXPECT_TRUE(std::isnan(TableSlope(kTable, kNan)));
-}
 
 TEST(Table, SlopesSpanTheNeighboursOfTheNextPoint) {
   struct Case {
@@ -373,15 +245,6 @@ TEST(Paths, OnlyHillAtEquibiaxialStressHasNoLimit) {
     for (const StrainPath& path : paths)
       EXPECT_EQ(path.end != PathEnd::Never, path.alpha < 1.0) << m << ' ' << path.alpha;
   }
-}
-
-TEST(Paths, LimitsConvergeAsTheIncrementShrinks) {
-  const auto limit = [](double delta) {
-    return March(delta, 0.03, MakeYieldParams(100, {}), MakeHardeningParams(200, kSteel)).March(0.2).major;
-  };
-  const double coarse = limit(4e-4), medium = limit(2e-4), fine = limit(1e-4);
-  EXPECT_LT(std::abs(fine - medium), 1e-3);
-  EXPECT_LT(std::abs(medium - coarse), 2e-3);
 }
 
 TEST(Paths, StepsAllocateNothing) {

@@ -99,12 +99,5 @@ TEST(OgdenStart, AZeroedTrialMayBeAcceptedAndThenTheSystemIsSingular) {
   EXPECT_GT(start, solver->SumOfSquares(parameters));
 }
 
-TEST(OgdenStart, RefusesShortVectorsAndReportsSingularSystems) {
-  const TestFunctionList curves = OgdenCurves({0.6, 2.0});
-  EXPECT_THROW(Guess(curves, 2, FixedTermMask(3)), CInvalidArgException);
-  EXPECT_THROW(Guess(OgdenCurves({0.6, 2.0}, 0), 1, FixedTermMask(2)), int);  // no points
-  EXPECT_TRUE(Guess(curves, 0, FixedTermMask(0)).empty());
-}
-
 }  // namespace
 }  // namespace Xem::Testing

@@ -33,25 +33,6 @@ std::vector<_T_FUNT_BASE> Silicone() {
   return points;
 }
 
-TEST(VolumeExport, FitsSiliconeRubber) {
-  Call call(Silicone());
-  EXPECT_EQ(call.Fit(1, 1), 0);
-  EXPECT_NEAR(call.coefficients[0], 1360.0, 0.5);
-  EXPECT_EQ(call.Fit(2, 1), 0);
-  EXPECT_NEAR(call.coefficients[0], 1099.34, 0.005);
-  EXPECT_NEAR(call.coefficients[1], 28547.1, 0.05);
-  double mean = 0.0;
-  for (std::int64_t i = 0; i < call.in.GetSize(); ++i)
-    mean += call.in[i].second / static_cast<double>(call.in.GetSize());
-  double residual = 0.0;
-  double total = 0.0;
-  for (std::int64_t i = 0; i < call.in.GetSize(); ++i) {
-    residual += std::pow(call.in[i].second - call.out[i].second, 2);
-    total += std::pow(call.in[i].second - mean, 2);
-  }
-  EXPECT_NEAR(1.0 - residual / total, 0.999648, 1e-6);
-}
-
 TEST(VolumeExport, PlantedCoefficientsComeBack) {
   std::vector<_T_FUNT_BASE> points;
   for (int i = 1; i <= 10; ++i) {

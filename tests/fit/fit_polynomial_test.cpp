@@ -25,60 +25,6 @@ Fit::Curve MooneyRivlinCurve() {
   return curve;
 }
 
-struct UncertaintyReference {
-  int order;
-  Fit::Residual residual;
-  std::vector<double> values;
-  std::vector<double> errors;
-  double aicc;
-};
-
-class PolynomialUncertainty : public testing::TestWithParam<UncertaintyReference> {};
-
-// References: general linear least squares and SSE / (m - p) (A^T A)^-1 in double precision by another program.
-INSTANTIATE_TEST_SUITE_P(
-    Treloar, PolynomialUncertainty,
-    testing::Values(
-        UncertaintyReference{
-            1, Fit::Residual::Absolute, {0.26757752, -0.0018077}, {0.01192657, 0.00223619}, -42.827750224622335},
-        UncertaintyReference{2,
-                             Fit::Residual::Relative,
-                             {1.45138057e-01, 3.24387802e-02, 1.68671509e-03, -1.86230335e-03, 9.61315565e-05},
-                             {8.16023018e-03, 6.63443666e-03, 2.30342962e-04, 3.79673457e-04, 2.04916733e-05},
-                             -189.79022731633387},
-        UncertaintyReference{3,
-                             Fit::Residual::Absolute,
-                             {1.74304897e-01, 9.87115973e-03, -1.93856095e-03},
-                             {7.87826894e-03, 6.90646014e-03, 2.82128630e-04},
-                             -253.95294116284515}));
-
-TEST_P(PolynomialUncertainty, AgreesWithAGeneralSolver) {
-  Fit::Options options;
-  options.residual = GetParam().residual;
-  const Result result = Fit::FitPolynomial(TreloarData(), GetParam().order, options);
-  for (std::size_t k = 0; k < GetParam().values.size(); ++k) {
-    ExpectDigits(result.parameters[k].value, GetParam().values[k], 1e-4);
-    ExpectDigits(result.parameters[k].standardError, GetParam().errors[k], 1e-4);
-  }
-  EXPECT_NEAR(result.measures.aicc, GetParam().aicc, 1e-6);
-  EXPECT_EQ(result.measures.points, 53);
-}
-
-TEST(FitPolynomial, HeldCoefficientsStayAndTheOthersMinimiseWithThem) {
-  Fit::Options options;
-  options.held["C01"] = 0.1;
-  Fit::HyperelasticData data;
-  data.uniaxial = MooneyRivlinCurve();
-  const Result held = Fit::FitPolynomial(data, 1, options);
-  EXPECT_EQ(held.Value("C01"), 0.1);
-  EXPECT_TRUE(held.parameters[1].held);
-  EXPECT_TRUE(std::isnan(held.parameters[1].standardError));
-  ExpectNear(held.Value("C10"), 0.5, Tolerance::Rounding);
-
-  options.held = {{"C21", 1.0}};
-  EXPECT_THROW(Fit::FitPolynomial(data, 1, options), Fit::Error);
-}
-
 TEST(FitPolynomial, WeightsDecideBetweenContradictingCurves) {
   Fit::HyperelasticData data;
   data.uniaxial = MooneyRivlinCurve();

@@ -42,58 +42,6 @@ struct Call {
   }
 };
 
-void ExpectCurve(const PointArray& curve, const std::vector<std::pair<double, double>>& expected) {
-  ASSERT_EQ(curve.GetSize(), static_cast<std::int64_t>(expected.size()));
-  for (std::int64_t i = 0; i < curve.GetSize(); ++i) {
-    EXPECT_NEAR(curve[i].first, expected[static_cast<std::size_t>(i)].first, 1e-6) << i;
-    EXPECT_NEAR(curve[i].second, expected[static_cast<std::size_t>(i)].second, 1e-6) << i;
-  }
-}
-
-// References from an independent computation of the march.
-TEST(FormingLimit, MatchesAnIndependentMarch) {
-  Call call;
-  EXPECT_EQ(call.Run(), 0);
-  ExpectCurve(call.curve, {{0.6856, -0.2974639},
-                           {0.6005, -0.2230989},
-                           {0.5166, -0.1551097},
-                           {0.4356, -0.0947594},
-                           {0.3592, -0.0429437},
-                           {0.2958814, 0.0},
-                           {0.3509, 0.0481932},
-                           {0.4186, 0.1192772},
-                           {0.4904, 0.2190607},
-                           {0.5644, 0.3539613},
-                           {0.6389, 0.5314443}});
-  call.UseAluminium();
-  EXPECT_EQ(call.Run(), 0);
-  ExpectCurve(call.curve, {{0.6003, -0.2586984},
-                           {0.5217, -0.1925831},
-                           {0.4446, -0.132675},
-                           {0.3704, -0.0801568},
-                           {0.3008, -0.0358438},
-                           {0.244502, 0.0},
-                           {0.2932, 0.0401174},
-                           {0.3535, 0.1000843},
-                           {0.4165, 0.1844353},
-                           {0.4803, 0.2977918},
-                           {0.5429, 0.4450843}});
-  // Hill: alpha = 0.5 is left of plane strain and has a point, alpha = 1 can't end and has none.
-  call.UseHill(0.57, 1.8);
-  EXPECT_EQ(call.Run(), 0);
-  ExpectCurve(call.curve, {{0.503, -0.1603311},
-                           {0.4378, -0.1143015},
-                           {0.3749, -0.0739029},
-                           {0.3152, -0.0393374},
-                           {0.2592, -0.0105651},
-                           {0.2386369, 0.0},
-                           {0.2648, 0.0152873},
-                           {0.3167, 0.0514588},
-                           {0.3722, 0.102803},
-                           {0.4303, 0.174116},
-                           {0.4892, 0.2734418}});
-}
-
 /// The march written down once more, every expression as it is stated, powers by the power function alone.
 struct LiteralMarch {
   const Call& call;
@@ -243,44 +191,6 @@ TEST(FormingLimit, PlaneStrainLimitOfAPowerLawIsItsExponent) {
     EXPECT_EQ(call.curve[20].second, 0.0);
     EXPECT_NEAR(call.curve[20].first, n, 2e-3);  // the tolerance ends the neighbouring paths a little early
   }
-}
-
-TEST(FormingLimit, HillWithUnitAnisotropyAndSquaresIsVonMises) {
-  Call vonMises, hill;
-  hill.UseHill(1.0, 2.0);
-  vonMises.Run();
-  hill.Run();
-  ASSERT_EQ(hill.curve.GetSize(), 11);
-  for (std::int64_t i = 0; i < 11; ++i) {
-    EXPECT_NEAR(hill.curve[i].first, vonMises.curve[i].first, 2e-4) << i;
-    EXPECT_NEAR(hill.curve[i].second, vonMises.curve[i].second, 2e-4) << i;
-  }
-}
-
-TEST(FormingLimit, ADenseTableGivesTheCurveOfItsLaw) {
-  Call law, table;
-  law.Run();
-  for (int i = 0; i <= 2000; ++i) {
-    const double strain = 0.001 * i;
-    table.hardeningCurve.Add({strain, 518.968 * std::pow(0.0007648 + strain, 0.28985)});
-  }
-  table.hardeningType = 298;
-  EXPECT_EQ(table.RunTable(), 0);
-  ASSERT_EQ(table.curve.GetSize(), 11);
-  for (std::int64_t i = 0; i < 11; ++i) EXPECT_NEAR(table.curve[i].first, law.curve[i].first, 1e-3) << i;
-  // The array of the hardening curve may take the result.
-  FormingLimitCurveCustomHR(table.hardeningCurve, 0, table.settings, 100, table.yieldParameters, 298,
-                            table.hardeningCurve);
-  ASSERT_EQ(table.hardeningCurve.GetSize(), 11);
-  EXPECT_EQ(table.hardeningCurve[3].first, table.curve[3].first);
-}
-
-TEST(FormingLimit, PathCountIsTruncated) {
-  Call call;
-  Fill(call.settings, {4.999, 1e-3, 0.03});
-  call.Run();
-  ASSERT_EQ(call.curve.GetSize(), 5);
-  EXPECT_EQ(call.curve[2].second, 0.0);  // two on the left, plane strain, two on the right
 }
 
 TEST(FormingLimit, AStrainRatioThatIsNotANumberEndsItsPath) {

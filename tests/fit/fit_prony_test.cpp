@@ -44,28 +44,6 @@ bool Mentions(const std::vector<std::string>& notes, const std::string& text) {
   return false;
 }
 
-// Misfits and parameters of the best series, found by a global search with another program.
-TEST(FitProny, FindsTheBestSeriesOfThePolymerCurve) {
-  const Result two = Fit::FitProny(Polymer(), 2);
-  EXPECT_LE(two.measures.rmse, 0.0067);
-  const std::vector<double> best{0.0874, 0.0398, 0.0442, 24.7};
-  for (std::size_t k = 0; k < best.size(); ++k) ExpectDigits(two.parameters[k].value, best[k], 3e-3);
-  EXPECT_EQ(two.parameters[3].name, "tau2");
-  EXPECT_EQ(two.parameters[3].unit, "s");
-  EXPECT_TRUE(two.converged);
-
-  const Result four = Fit::FitProny(Polymer(), 4);
-  EXPECT_LE(four.measures.rmse, 0.0012);
-  ASSERT_EQ(four.terms, 4);
-  double previous = 0.0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    EXPECT_GT(four.parameters[i].value, 0.0);
-    EXPECT_GT(four.parameters[i].lower, 0.0);
-    EXPECT_GT(four.parameters[4 + i].value, previous);
-    previous = four.parameters[4 + i].value;
-  }
-}
-
 /// A random series of two to five terms whose times are a factor of 10 to 100 apart.
 std::vector<double> RandomSeries(std::mt19937& generator, std::size_t terms) {
   std::uniform_real_distribution<double> uniform(0.0, 1.0);

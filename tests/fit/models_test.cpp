@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <numeric>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "fit/student.h"
 #include "support/curves.h"
 #include "support/fit_curves.h"
 #include "support/near.h"
@@ -53,6 +57,7 @@ Fit::Tests TestsFor(const Fit::ModelInfo& info) {
     Fit::CyclicData data;
     data.stiffness = FitCurve(BundledCurve("vucetic_dobry1991_pi30_stiffness.csv", "shear_strain", "G_over_Gmax"));
     data.damping = FitCurve(BundledCurve("vucetic_dobry1991_pi30_damping.csv", "shear_strain", "damping"));
+    data.balance = false;
     return data;
   }
   if (info.family == "hardening") {
@@ -60,6 +65,11 @@ Fit::Tests TestsFor(const Fit::ModelInfo& info) {
     data.curve =
         FitCurve(BundledCurve("sgcc_flow_curve.csv", "plastic_strain", "true_stress_MPa", "angle_deg", "00"), "sheet");
     data.stressUnit = "MPa";
+    if (info.name != "ghosh") return data;
+    // The sheet saturates, which this law does not.
+    for (std::size_t i = 0; i < data.curve.x.size(); ++i) {
+      data.curve.y[i] = 500.0 * std::pow(0.01 + data.curve.x[i], 0.25) - 40.0 + 0.1 * std::sin(data.curve.x[i] * 900.0);
+    }
     return data;
   }
   Fit::RetentionData data;
@@ -113,23 +123,89 @@ TEST(Catalogue, EveryFittedModelComesBackFromItsDocument) {
   EXPECT_GT(fitted, 10);
 }
 
-TEST(Catalogue, CovarianceIsThatOfTheErrorsAndTheCorrelation) {
-  Fit::HyperelasticData data = TreloarData();
-  data.volumetric = FitCurve(BundledCurve("silicone_volumetric.csv", "linear_stretch", "pressure_MPa"));
-  Fit::RetentionData soil;
-  soil.retention = FitCurve(BundledCurve("unsoda_retention.csv", "suction_kPa", "theta", "soil", "4521"));
-  soil.suctionUnit = "MPa";  // parameters are scaled
-  for (const Result& result : {Fit::FitPolynomial(data, 2), Fit::FitRetention(soil, "van-genuchten")}) {
-    for (std::size_t i = 0; i < result.parameters.size(); ++i) {
-      const double error = result.parameters[i].standardError;
-      if (std::isnan(error)) continue;
-      EXPECT_EQ(result.correlation[i][i], 1.0);
-      ExpectDigits(result.covariance[i][i], error * error, Tolerance::Rounding);
-      for (std::size_t j = 0; j < result.parameters.size(); ++j) {
-        const double product = error * result.parameters[j].standardError;
-        if (std::isnan(product)) continue;
-        EXPECT_NEAR(result.covariance[i][j], result.covariance[j][i], 1e-12 * product);
-        EXPECT_NEAR(result.covariance[i][j], result.correlation[i][j] * product, 1e-12 * product);
+/// The stored result with one parameter moved.
+Result Moved(Result result, std::size_t k, double step) {
+  result.parameters[k].value += step;
+  return Fit::FromJson(Fit::ToJson(result, "models test"));
+}
+
+/// Residuals of a result at its points, as they are minimised; volumetric data beside a rubber are a fit of their own.
+std::vector<double> Residuals(const Result& shape, const Result& evaluated) {
+  std::vector<double> residuals;
+  for (const Fit::CurveResult& curve : shape.curves) {
+    if (curve.name == "volumetric" && shape.curves.size() > 1) continue;
+    for (std::size_t i = 0; i < curve.x.size(); ++i) {
+      const double scale = shape.residual == Fit::Residual::Relative ? 1.0 / curve.measured[i] : 1.0;
+      residuals.push_back(scale * (evaluated.evaluate(curve.name, curve.x[i]) - curve.measured[i]));
+    }
+  }
+  return residuals;
+}
+
+double Dot(const std::vector<double>& a, const std::vector<double>& b) {
+  return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
+
+// All from differences of the fitted curve: no residual is left along any derivative, the covariance is the inverse of
+// J^T J times the variance of a residual, and errors, intervals, correlation and measures follow from that.
+TEST(Catalogue, EveryFitIsAMinimumWithTheUncertaintyOfItsJacobian) {
+  for (const Fit::ModelInfo& info : Fit::Models()) {
+    if (info.family == "forming") continue;
+    for (const auto kind : {Fit::Residual::Absolute, Fit::Residual::Relative}) {
+      SCOPED_TRACE(info.name + (kind == Fit::Residual::Absolute ? ", absolute" : ", relative"));
+      Fit::Options options;
+      options.residual = kind;
+      const Result result = Fit::Fit(ChoiceOf(info), TestsFor(info), options);
+      EXPECT_TRUE(result.converged);
+      std::vector<std::size_t> free;
+      std::vector<std::vector<double>> columns;
+      const std::vector<double> residuals = Residuals(result, result);
+      const bool volumetricBeside = info.family == "rubber" && result.curves.size() > 1;
+      for (std::size_t k = 0; k < result.parameters.size(); ++k) {
+        const Fit::Parameter& parameter = result.parameters[k];
+        if (parameter.held || !parameter.identifiable || (volumetricBeside && parameter.name[0] == 'D')) continue;
+        const double step = 1e-5 * std::abs(parameter.value);
+        std::vector<double> column = Residuals(result, Moved(result, k, step));
+        const std::vector<double> below = Residuals(result, Moved(result, k, -step));
+        for (std::size_t i = 0; i < column.size(); ++i) column[i] = (column[i] - below[i]) / (2.0 * step);
+        EXPECT_LE(std::abs(Dot(column, residuals)), 1e-4 * std::sqrt(Dot(column, column) * Dot(residuals, residuals)))
+            << parameter.name;
+        free.push_back(k);
+        columns.push_back(column);
+      }
+      const double points = static_cast<double>(residuals.size());
+      const double degrees = points - static_cast<double>(free.size());
+      ExpectDigits(result.measures.objective, Dot(residuals, residuals), 1e-9, "objective");
+      const double k = static_cast<double>(free.size()) + 1.0;
+      ExpectDigits(result.measures.aicc,
+                   points * std::log(Dot(residuals, residuals) / points) + 2 * k + 2 * k * (k + 1) / (points - k - 1),
+                   1e-9, "AICc");
+      ExpectDigits(result.measures.rmse, std::sqrt(result.measures.sse / points), Tolerance::Rounding, "RMSE");
+      // Parameters that share an open direction have no covariance with anything.
+      if (std::any_of(result.parameters.begin(), result.parameters.end(),
+                      [](const Fit::Parameter& parameter) { return !parameter.identifiable; })) {
+        continue;
+      }
+      const double factor = Fit::StudentQuantile(0.975, static_cast<int>(degrees));
+      for (std::size_t i = 0; i < free.size(); ++i) {
+        const Fit::Parameter& parameter = result.parameters[free[i]];
+        ExpectDigits(parameter.upper - parameter.value, factor * parameter.standardError, Tolerance::SixDigits);
+        ExpectDigits(parameter.value - parameter.lower, factor * parameter.standardError, Tolerance::SixDigits);
+        ExpectDigits(result.covariance[free[i]][free[i]], std::pow(parameter.standardError, 2), Tolerance::Rounding);
+        for (std::size_t j = 0; j < free.size(); ++j) {
+          // covariance times J^T J is the variance on the diagonal; rows are scaled by the errors.
+          const double error = result.parameters[free[j]].standardError;
+          double product = 0.0, size = 0.0;
+          for (std::size_t l = 0; l < free.size(); ++l) {
+            const double term = result.covariance[free[i]][free[l]] * Dot(columns[l], columns[j]);
+            product += term;
+            size += std::abs(term);
+          }
+          const double variance = i == j ? Dot(residuals, residuals) / degrees : 0.0;
+          EXPECT_NEAR(product, variance, 1e-4 * size) << parameter.name << ' ' << result.parameters[free[j]].name;
+          ExpectNear(result.correlation[free[i]][free[j]],
+                     result.covariance[free[i]][free[j]] / (parameter.standardError * error), Tolerance::Rounding);
+        }
       }
     }
   }

@@ -48,41 +48,6 @@ TEST(Relaxation, FitsThePolymerCurve) {
   EXPECT_TRUE(result[3] <= result[4] && result[4] <= result[5]);
 }
 
-TEST(Relaxation, OrderAndUnusablePointsDoNotMatter) {
-  auto points = Polymer();
-  DoubleArray plain, shuffled;
-  Relax(points, 1, 1, plain);
-  std::reverse(points.begin(), points.end());
-  points.insert(points.begin() + 7, {{0.0, 1.0}, {5.0, 1.0}, {6.0, 1.5}, {7.0, kNaN}, {-1.0, 0.5}, {8.0, 0.0}});
-  EXPECT_EQ(Relax(points, 1, 1, shuffled), 0);
-  ExpectAllDigits(Values(shuffled), Values(plain), 1e-9);
-}
-
-TEST(Relaxation, TooFewPointsAndNoTermsHaveOneOutcomeEach) {
-  DoubleArray result;
-  EXPECT_THROW(Relax({{1.0, 1.0}, {2.0, 1.1}}, 2, 1, result), int);
-  EXPECT_EQ(Relax({}, 0, 1, result), 0);
-  EXPECT_EQ(Relax(Polymer(), 0, 0, result), 0);
-  EXPECT_TRUE(result.IsEmpty());
-}
-
-TEST(Relaxation, StrangeNumbersNeverHang) {
-  for (const _T_FUNT_BASE& bad : {_T_FUNT_BASE(kInfinity, 0.5), _T_FUNT_BASE(5.0, -kInfinity), _T_FUNT_BASE(1e308, 0.5),
-                                  _T_FUNT_BASE(1e-308, 0.99)}) {
-    auto points = Polymer();
-    points[3] = bad;
-    for (const int terms : {1, 3}) {
-      DoubleArray result;
-      try {
-        Relax(points, terms, 1, result);
-        EXPECT_EQ(result.GetSize(), 2 * terms);
-      } catch (int info) {
-        EXPECT_NE(info, 0);
-      }
-    }
-  }
-}
-
 /// The curve before its tertiary stage.
 std::vector<_T_FUNT_BASE> MetalCreep() {
   return BundledCurve("metal_creep_500MPa.csv", "time_h", "creep_strain", "primary_secondary", "1");
@@ -308,24 +273,6 @@ TEST(ConvertRelaxation, DividesTheReferenceByTheModelStress) {
     Convert(c, c.modes, curve, 3.0, curve);  // in place
     EXPECT_EQ(curve[0].second, result[0].second);
   }
-}
-
-TEST(ConvertRelaxation, ResultFeedsTheRelaxationFit) {
-  // A strain history that creeps: eps(t) such that C10 = 0.5 in uniaxial tension needs the stress 0.3 / g(t).
-  PointArray history, relaxation;
-  for (int i = 1; i <= 60; ++i) {
-    const double time = 0.1 * i;
-    const double stress = 0.3 / (1.0 - 0.4 * (1.0 - std::exp(-time / 1.5)));
-    double stretch = 1.0;
-    for (int k = 0; k < 60; ++k)
-      stretch -= (stretch - std::pow(stretch, -2) - stress) / (1.0 + 2.0 * std::pow(stretch, -3));
-    history.Add({time, stretch - 1.0});
-  }
-  DoubleArray coefficients, prony;
-  Fill(coefficients, {0.5, 0.0});
-  CurveFitting4PolyConvertRelaxation(history, 0.3, 1, 0, 0, 0, 1, coefficients, relaxation);
-  EXPECT_EQ(CurveFitting4Relaxation(relaxation, 1, 1, prony), 0);
-  ExpectAllDigits(Values(prony), std::vector<double>{0.4, 1.5}, 1e-5);
 }
 
 }  // namespace

@@ -42,20 +42,6 @@ TEST(FitCreep, MetalCurveIsTheSameInEveryStressUnit) {
   }
 }
 
-TEST(FitCreep, OneStressSaysThatItTellsNoExponents) {
-  Fit::Options options = Relative();
-  const Result open = Fit::FitCreep(Metal(500.0, false), CreepTerms::Both, options);
-  ASSERT_EQ(open.parameters.size(), 5u);
-  EXPECT_FALSE(open.parameters[1].identifiable);
-  EXPECT_FALSE(open.parameters[4].identifiable);
-  options.held = {{"C2", 2.0}, {"C6", 3.0}};
-  const Result held = Fit::FitCreep(Metal(500.0, false), CreepTerms::Both, options);
-  EXPECT_TRUE(held.parameters[1].identifiable);
-  EXPECT_TRUE(held.parameters[1].held);
-  ExpectDigits(held.Value("C1"), 9.45814e-4 / 2.5e5, 1e-4);
-  ExpectDigits(held.Value("C5"), 2.677e-5 / 1.25e8, 1e-4);
-}
-
 TEST(FitCreep, TertiaryPointsAreFlaggedAndLeftOut) {
   const Result result = Fit::FitCreep(Metal(500.0, true), CreepTerms::Both, Relative());
   // The record marks the points from 107.42 h on, lines 43 to 56 of the file, as tertiary.
@@ -66,6 +52,26 @@ TEST(FitCreep, TertiaryPointsAreFlaggedAndLeftOut) {
   Fit::CreepData kept = Metal(500.0, true);
   kept.tertiary = Fit::Tertiary::Keep;
   EXPECT_EQ(Fit::FitCreep(kept, CreepTerms::Both, Relative()).dropped.size(), 1u);
+}
+
+TEST(FitCreep, TheTertiaryStageBeginsWhereItsShareOfTheStrainShows) {
+  // A cubic term from t = 40 on; it shows where it exceeds a thousandth of the strain.
+  for (const double acceleration : {2e-7, 2e-6}) {
+    Fit::CreepTest test{{}, 100.0};
+    std::size_t expected = 0;
+    for (int i = 1; i <= 60; ++i) {
+      const double excess = i > 40 ? acceleration * std::pow(i - 40.0, 3) : 0.0;
+      const double strain = 1e-3 * std::pow(i, 0.35) + 2e-5 * i + excess;
+      test.curve.x.push_back(i);
+      test.curve.y.push_back(strain);
+      if (excess > 1e-3 * strain && expected == 0) expected = test.curve.x.size() - 1;
+    }
+    Fit::CreepData data;
+    data.tests.push_back(test);
+    const Result result = Fit::FitCreep(data, CreepTerms::Both);
+    ASSERT_EQ(result.curves[0].x.size(), expected);
+    ExpectDigits(result.derived.at("m"), 0.35, 1e-2);
+  }
 }
 
 constexpr double kC1 = 2e-9, kC2 = 2.1, kC4 = 0.35, kC5 = 3e-22, kC6 = 6.2;

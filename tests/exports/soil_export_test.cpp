@@ -114,13 +114,6 @@ TEST_P(Retention, ReachesTheIndependentMinimum) {
   EXPECT_EQ(call.out.second.IsEmpty(), example.grading.empty());
 }
 
-TEST(RetentionExport, RelativeResidualsReachTheIndependentMinimumToo) {
-  Call call({0, 0, 0}, Gilat());
-  EXPECT_EQ(call.Fit(), 0);
-  const std::vector<double> expected{.4719977, .0406648, .4569484, 1.4796028};
-  ExpectAllDigits(Values(call.parameters), expected, 1e-5);
-}
-
 TEST(RetentionExport, ExactDataComeBackFromTheAutomaticStart) {
   const std::vector<std::vector<double>> planted{
       {.43, .05, .1, 1.6}, {.43, .05, .1, 1.6, .5}, {.45, 20, 1.5, 1.2, 1500}, {.43, .05, 8, .4}};
@@ -205,16 +198,6 @@ TEST(RetentionExport, BothSourcesAreJoined) {
   Call both({0, 2, 1}, SiltRetention(), SiltGrading());
   EXPECT_EQ(expected.Fit(), both.Fit());
   EXPECT_EQ(Values(both.parameters), Values(expected.parameters));
-}
-
-TEST(RetentionExport, UnusablePointsChangeNothing) {
-  Call clean({0, 0, 1}, SiltRetention());
-  EXPECT_EQ(clean.Fit(), 0);
-  Points points = SiltRetention();
-  points.insert(points.begin() + 2, {{-1, .4}, {5, 0}, {5, 1e-17}, {5, kNaN}, {kNaN, .4}, {INFINITY, .1}});
-  Call call({0, 0, 1}, points);
-  EXPECT_EQ(call.Fit(), 0);
-  EXPECT_EQ(Values(call.parameters), Values(clean.parameters));
 }
 
 TEST(RetentionExport, ArgumentsMayBeTheSameObject) {

@@ -103,21 +103,5 @@ TEST(BlatzKoExport, DefaultGridAlwaysTakesTheModesExponent) {
   }
 }
 
-TEST(BlatzKoExport, NegativeLinearModulusIsMirroredBeforeItIsCompared) {
-  // Tension data with negative stresses: the linear modulus is negative.
-  Call call;
-  call.Load(0, {{0.2, -0.1, -0.3}, {0.5, -0.2, -0.35}});
-  EXPECT_EQ(call.Fit(0.0, 1), 0);
-  EXPECT_GE(call.coefficient[0], 0.0);
-}
-
-TEST(BlatzKoExport, NothingToFitSpeaksThroughTheFactorisation) {
-  Call call;
-  Fill(call.coefficient, {42.0});
-  call.use[0] = 1;
-  EXPECT_THROW(call.Fit(0.0, 1), int);
-  EXPECT_EQ(Values(call.coefficient), std::vector<double>{0.0});
-}
-
 }  // namespace
 }  // namespace Xem::Testing

@@ -45,20 +45,6 @@ TEST(Loading, SimpleShearStoresThePrincipalStretch) {
   ExpectNear(ShearStrain(data->Stretch()[1]), 0.5, Tolerance::Rounding);
 }
 
-TEST(Loading, VolumetricAbscissaIsTheStretchItself) {
-  const std::vector<_T_FUNT_BASE> points{{0.98, 3.0}, {1.0, 0.0}};
-  XemMaterialTestDataVolumetric data;
-  data.SetTestData(Points2(points));
-  ASSERT_EQ(data.PointCount(), 1);
-  const double change = std::pow(0.98, 3) - 1.0;
-  const std::vector<double> coefficients{1.0, 10.0};
-  ExpectNear(data.PolynomialStress(2, coefficients, data.Stretch()[0], 0.0), -2.0 * change - 40.0 * std::pow(change, 3),
-             Tolerance::Rounding);
-  Matrix rows(1, 1);
-  data.AssemblePolynomialRows(2, FixedTermMask{1, 0}, rows.View());
-  ExpectNear(rows(0, 0), -4.0 * std::pow(change, 3), Tolerance::Rounding);
-}
-
 /// Principal stretches of a mode at a strain, lateral faces free of stress.
 struct Stretches {
   double first, second, third;
@@ -123,30 +109,6 @@ TEST_P(ModeTable, SmallStrainsKeepTheirDigits) {
   EXPECT_GT(mode.invariants(1.0 + 1e-9).i1, 0.0);
 }
 
-TEST(DesignRows, HeldTermsHaveNoColumn) {
-  const std::vector<_T_FUNT_BASE> points{{0.5, 1.0}};
-  const auto data = MakeTestData(DeformationMode::Uniaxial);
-  data->SetTestData(Points2(points));
-  Matrix all(1, 5);
-  Matrix some(1, 4);
-  data->AssemblePolynomialRows(2, FixedTermMask{0, 0, 0, 0, 0}, all.View());
-  data->AssemblePolynomialRows(2, FixedTermMask{0, 7, 0, 0, 0}, some.View());
-  EXPECT_EQ(some(0, 0), all(0, 0));
-  EXPECT_EQ(some(0, 1), all(0, 2));
-  EXPECT_EQ(some(0, 3), all(0, 4));
-
-  const TestDataList list{data};
-  const XemMaterialCurveFittingBlatzKo blatzKo(list);
-  Matrix column(1, 1);
-  blatzKo.AssembleDesignRows(*data, FixedTermMask{1}, {}, column.View());
-  EXPECT_EQ(column(0, 0), 0.0);
-  blatzKo.AssembleDesignRows(*data, FixedTermMask{0}, {}, column.View());
-  EXPECT_NE(column(0, 0), 0.0);
-  std::vector<double> modulus{7.0};
-  SolveLinear(blatzKo, FixedTermMask{1}, modulus, 1, 0.0);
-  EXPECT_EQ(modulus[0], 7.0);
-}
-
 /// Number of a virtual operation in its class's table, from 1 on. Under the Itanium C++ ABI a pointer to it holds its
 /// offset there, which some processors mark by adding 1.
 template <class Operation>
@@ -185,20 +147,6 @@ TEST(Slots, OfTestFunctionsAreThePublishedOnes) {
   Exponent* table = nullptr;
   std::memcpy(&table, static_cast<const void*>(function.get()), sizeof table);
   EXPECT_EQ(table[15](function.get()), -2.0);
-}
-
-// Unit modulus: measured lateral stretch of a stress-free lateral face, then the fixed exponents.
-TEST(BlatzKo, FactorsOfTheFourModes) {
-  const double stretch = 1.2;
-  ExpectNear(kUniaxial.blatzKo(stretch, std::pow(stretch, -0.25)), 0.3341672255, 1e-10);
-  ExpectNear(kEquibiaxial.blatzKo(stretch, std::pow(stretch, -2.0 / 3.0)), 0.4839548655, 1e-10);
-  ExpectNear(kPureShear.blatzKo(stretch, std::pow(stretch, -1.0 / 3.0)), 0.3623323252, 1e-10);
-  ExpectNear(kSimpleShear.blatzKo(StretchFromShearStrain(0.5), 1.0), 0.5, Tolerance::Rounding);
-  for (const DeformationMode mode :
-       {DeformationMode::Uniaxial, DeformationMode::Equibiaxial, DeformationMode::PureShear}) {
-    const double lateral = std::pow(stretch, Kinematics(mode).lateralExponent);
-    ExpectNear(Kinematics(mode).blatzKo(stretch, lateral), 1.0 / stretch - std::pow(stretch, -3), Tolerance::Rounding);
-  }
 }
 
 TEST(OgdenTerm, OfOppositeExponentsIsOppositeInPlanarModesAndFiniteWhereItsPowersAre) {

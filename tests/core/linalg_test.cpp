@@ -42,11 +42,6 @@ TEST(TruncatedLeastSquares, DropsDirectionsBeyondTheLimit) {
   EXPECT_EQ(solve(1.0)[0], 0.0);  // s_max / s is never below 1
 }
 
-TEST(TruncatedLeastSquares, EmptySystemsHaveZeroSolutions) {
-  EXPECT_EQ(SolveTruncated(Matrix(0, 2), {}, 0.0)[1], 0.0);
-  EXPECT_EQ(SolveTruncated(Matrix(2, 0), std::vector<double>{1.0, 2.0}, 0.0).Size(), 0);
-}
-
 TEST(TruncatedLeastSquares, MatricesThatAreNotFiniteEnd) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();

@@ -1,0 +1,201 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include "support/curves.h"
+#include "support/fit_curves.h"
+#include "support/near.h"
+#include "xem/fit/cyclic.h"
+
+namespace Xem::Testing {
+namespace {
+
+using Fit::CyclicData;
+using Fit::CyclicFamily;
+using Fit::CyclicForm;
+using Fit::Result;
+
+constexpr const char* kSand = "seed_idriss1970_sand";
+constexpr const char* kClay = "vucetic_dobry1991_pi30";
+
+enum class Curves { Stiffness, Damping, Both };
+
+CyclicData Published(const std::string& soil, Curves curves) {
+  CyclicData data;
+  if (curves != Curves::Damping) {
+    data.stiffness = FitCurve(BundledCurve(soil + "_stiffness.csv", "shear_strain", "G_over_Gmax"));
+  }
+  if (curves != Curves::Stiffness) {
+    data.damping = FitCurve(BundledCurve(soil + "_damping.csv", "shear_strain", "damping"));
+  }
+  return data;
+}
+
+TEST(CyclicFit, ExponentIsDerivedFromTheLargestDamping) {
+  const Result result = Fit::FitCyclic(Published(kSand, Curves::Stiffness), CyclicFamily::Power);
+  EXPECT_NEAR(result.derived.at("exponent"), 1.336, 5e-4);
+  ExpectNear(result.evaluate("stiffness", result.Value("gamma_r")), 0.5, Tolerance::Rounding);
+  ExpectNear(result.evaluate("damping", result.Value("gamma_r")), 0.5 * result.Value("hmax"), Tolerance::Rounding);
+  EXPECT_THROW(result.evaluate("settlement", 1e-3), Fit::Error);
+}
+
+/// Curves of the power law at reference strain 6e-4 and largest damping 0.2.
+CyclicData PlantedPower() {
+  constexpr double kExponent = 2 * std::numbers::pi * 0.2 / (2 - std::numbers::pi * 0.2);
+  CyclicData data;
+  for (double ratio = 0.95; ratio > 0.05; ratio -= 0.075) {
+    const double strain = 3e-4 / ratio * std::pow(1 / ratio - 1, 1 / kExponent);
+    data.stiffness.x.push_back(strain);
+    data.stiffness.y.push_back(ratio);
+    data.damping.x.push_back(strain);
+    data.damping.y.push_back(0.2 * (1 - ratio));
+  }
+  return data;
+}
+
+TEST(CyclicFit, EveryFormRecoversPlantedParameters) {
+  for (const CyclicForm form : {CyclicForm::Ordinate, CyclicForm::Strain, CyclicForm::LogStrain, CyclicForm::Stress}) {
+    for (const Fit::Residual residual : {Fit::Residual::Absolute, Fit::Residual::Relative}) {
+      Fit::Options options;
+      options.residual = residual;
+      const Result result = Fit::FitCyclic(PlantedPower(), CyclicFamily::Power, options, form);
+      ExpectDigits(result.Value("gamma_r"), 6e-4, 1e-8);
+      ExpectDigits(result.Value("hmax"), 0.2, 1e-8);
+    }
+  }
+}
+
+TEST(CyclicFit, UnusablePointsAreNamedAndDoNotSpoilTheFit) {
+  CyclicData data = PlantedPower();
+  const auto add = [](Fit::Curve& curve, double x, double y) {
+    curve.x.push_back(x);
+    curve.y.push_back(y);
+  };
+  add(data.stiffness, 1e-6, 1.0);
+  add(data.stiffness, 0.0, 0.9);
+  add(data.damping, 2e-3, 0.21);
+  add(data.damping, 1e-3, -0.01);
+  Fit::Options options;
+  options.held["hmax"] = 0.2;
+  const Result result = Fit::FitCyclic(data, CyclicFamily::Power, options, CyclicForm::LogStrain);
+  ExpectDigits(result.Value("gamma_r"), 6e-4, 1e-8);
+  std::vector<std::string> reasons;
+  for (const auto& point : result.dropped) reasons.push_back(point.curve + ": " + point.reason);
+  EXPECT_EQ(reasons,
+            (std::vector<std::string>{"stiffness: stiffness ratio 1 is not below 1, where the model has no strain",
+                                      "stiffness: strain 0 is not above 0",
+                                      "damping: damping 0.21 is not below hmax = 0.2, where the model has no strain",
+                                      "damping: damping -0.01 is negative"}));
+  EXPECT_EQ(Fit::FitCyclic(data, CyclicFamily::Power, options).dropped.size(), 2u);
+  // A free hmax stays above the largest damping.
+  const Result free = Fit::FitCyclic(data, CyclicFamily::Power, {}, CyclicForm::Strain);
+  EXPECT_GT(free.Value("hmax"), 0.21);
+}
+
+TEST(CyclicFit, RefusesWhatItCannotServe) {
+  using enum CyclicFamily;
+  struct Case {
+    const char* says;
+    Fit::ErrorKind kind;
+    CyclicFamily family;
+    CyclicForm form;
+    std::function<void(CyclicData&, Fit::Options&)> change;
+  };
+  const auto bad = Fit::ErrorKind::BadData;
+  const auto input = Fit::ErrorKind::BadInput;
+  const auto inPercent = [](CyclicData& data, Fit::Options&) {
+    for (double& value : data.damping.y) value *= 100;
+  };
+  const auto withoutStiffness = [](CyclicData& data, Fit::Options&) { data.stiffness = {}; };
+  const auto fewPoints = [](CyclicData& data, Fit::Options&) {
+    data.damping = {};
+    data.stiffness.x.resize(4);
+    data.stiffness.y.resize(4);
+  };
+  for (const Case& c :
+       {Case{"damping_percent", bad, Ghe, CyclicForm::Ordinate, inPercent},
+        Case{"ordinate", input, Hyperbolic, CyclicForm::Stress, [](auto&, auto&) {}},
+        Case{"gamma_r", input, Hyperbolic, CyclicForm::Ordinate, [](auto&, auto&o) { o.held["hmax"] = 0.2; }},
+        Case{"stiffness", bad, Ghe, CyclicForm::Ordinate, withoutStiffness},
+        Case{"stiffness", input, Power, CyclicForm::Stress, withoutStiffness},
+        Case{"no test curve", bad, Power, CyclicForm::Ordinate, [](auto&data, auto&) { data = {}; }},
+        Case{"4 usable points", bad, Ghe, CyclicForm::Ordinate, fewPoints}}) {
+    CyclicData data = Published(kClay, Curves::Both);
+    Fit::Options options;
+    c.change(data, options);
+    try {
+      Fit::FitCyclic(data, c.family, options, c.form);
+      ADD_FAILURE() << c.says;
+    } catch (const Fit::Error& error) {
+      EXPECT_EQ(error.Kind(), c.kind) << c.says;
+      EXPECT_NE(std::string(error.what()).find(c.says), std::string::npos) << error.what();
+    }
+  }
+}
+
+TEST(CyclicFit, UnusualReferenceStrainsAreRemarkedUpon) {
+  CyclicData data = Published(kSand, Curves::Stiffness);
+  for (double& strain : data.stiffness.x) strain *= 100;  // percent up to 1, as a file without a unit may hold
+  const Result result = Fit::FitCyclic(data, CyclicFamily::Hyperbolic);
+  ASSERT_FALSE(result.notes.empty());
+  EXPECT_NE(result.notes.back().find("percent"), std::string::npos);
+}
+
+/// The generalised equation with its usual parameters at reference strain 4e-4, and its damping.
+double GheRatio(double strain) {
+  const double x = strain / 4e-4;
+  const auto pass = [&](double zero, double infinity, double scale) {
+    return (zero + infinity) / 2 + (zero - infinity) / 2 * std::cos(std::numbers::pi * x / (x + scale));
+  };
+  return 1 / (1 / pass(1.0, 0.17, 2.86) + x / pass(0.83, 2.5, 3.229));
+}
+
+CyclicData PlantedGhe() {
+  CyclicData data;
+  for (int i = 0; i < 17; ++i) {
+    const double strain = std::pow(10.0, -6 + 0.25 * i);
+    const double ratio = GheRatio(strain);
+    data.stiffness.x.push_back(strain);
+    data.stiffness.y.push_back(ratio);
+    data.damping.x.push_back(strain);
+    data.damping.y.push_back(0.2 * std::pow(1 - ratio, 1.3));
+  }
+  return data;
+}
+
+TEST(CyclicFit, GeneralisedEquationRecoversPlantedCurves) {
+  const Result result = Fit::FitCyclic(PlantedGhe(), CyclicFamily::Ghe);
+  EXPECT_TRUE(result.parameters[0].held);  // the reference strain only scales
+  ExpectDigits(result.Value("hmax"), 0.2, 1e-5);
+  ExpectDigits(result.Value("kappa"), 1.3, 1e-5);
+  for (const double strain : Fit::CyclicTableStrains()) {
+    if (strain <= 1e-2) {
+      EXPECT_NEAR(result.evaluate("stiffness", strain), GheRatio(strain), 1e-6);
+    }
+  }
+  Fit::Options options;
+  options.held["gamma_r"] = 4e-4;
+  ExpectDigits(Fit::FitCyclic(PlantedGhe(), CyclicFamily::Ghe, options).Value("alpha"), 2.86, 1e-4);
+
+  // With the stiffness held the damping curve is enough.
+  options.held = {{"gamma_r", 4e-4}, {"C1_0", 1.0},   {"C1_inf", 0.17}, {"C2_0", 0.83},
+                  {"C2_inf", 2.5},   {"alpha", 2.86}, {"beta", 3.229}};
+  CyclicData damping = PlantedGhe();
+  damping.stiffness = {};
+  ExpectDigits(Fit::FitCyclic(damping, CyclicFamily::Ghe, options).Value("kappa"), 1.3, 1e-8);
+}
+
+TEST(CyclicFit, StiffnessThatRisesWithStrainIsRemarkedUpon) {
+  const Result free = Fit::FitCyclic(Published(kClay, Curves::Stiffness), CyclicFamily::Ghe);
+  ASSERT_FALSE(free.notes.empty());
+  EXPECT_NE(free.notes.back().find("rises with strain"), std::string::npos);
+  EXPECT_TRUE(Fit::FitCyclic(PlantedGhe(), CyclicFamily::Ghe).notes.empty() ||
+              Fit::FitCyclic(PlantedGhe(), CyclicFamily::Ghe).notes.back().find("rises") == std::string::npos);
+}
+
+}  // namespace
+}  // namespace Xem::Testing
