@@ -33,10 +33,14 @@ def exported(library):
 
 
 def fit_functions(headers):
-    """Qualified names of what the headers of the fit layer mark; a member function is that of Result."""
+    """Qualified names of what the headers of the fit layer mark; a member function is that of the struct around it."""
     for header in sorted(pathlib.Path(headers).glob("*.h")):
-        for indent, name in re.findall(r"^( *)XEM_FIT_EXPORT (?!__)[^;(]*?(\w+)\(", header.read_text(), re.MULTILINE):
-            yield f"Xem::Fit::{'Result::' if indent else ''}{name}"
+        around = ""
+        for struct, indent, name in re.findall(r"^struct (\w+)|^( *)XEM_FIT_EXPORT (?!__)[^;(]*?(\w+)\(",
+                                               header.read_text(), re.MULTILINE):
+            around = struct or around
+            if name:
+                yield f"Xem::Fit::{around + '::' if indent else ''}{name}"
 
 
 def differences(names, expected):
