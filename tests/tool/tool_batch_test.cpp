@@ -164,13 +164,6 @@ TEST_F(Batch, SummarisesEverySpecimenAndSaysWhichFailed) {
   EXPECT_NE(summary.rows["bad"]["message"].find("bad.csv, line 2"), std::string::npos);
 }
 
-TEST_F(Batch, IsQuietWhereNobodyWatches) {
-  WriteSpecimens(2);
-  const ToolRun run = Run({"--quiet"});
-  EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(run.output + run.errors, "");
-}
-
 struct Source {
   const char* name;
   std::string recipe;

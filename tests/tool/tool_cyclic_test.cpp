@@ -83,46 +83,5 @@ TEST(CyclicTool, ComparesFamiliesAndDrawsBothCurves) {
   }
 }
 
-struct Complaint {
-  const char* name;
-  Arguments arguments;
-  int exitCode;
-  std::string mentions;
-};
-
-class CyclicComplaint : public testing::TestWithParam<Complaint> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    Tool, CyclicComplaint,
-    testing::Values(
-        Complaint{"NoCurve", {"--family", "power"}, 2, "--stiffness"},
-        Complaint{
-            "UnknownFamily", {"--family", "cubic", "--stiffness", kSandStiffness}, 2, "--family: there is no model"},
-        Complaint{
-            "UnknownOverlay", {"--family", "power", "--stiffness", kSandStiffness, "--overlay", "peat"}, 2, "clay"},
-        Complaint{
-            "UnknownForm", {"--family", "power", "--stiffness", kSandStiffness, "--form", "cubic"}, 2, "log-strain"},
-        Complaint{"HeldOutsideItsRange",
-                  {"--family", "power", "--stiffness", kSandStiffness, "--hold", "hmax=0.7"},
-                  2,
-                  "0.63"},
-        Complaint{"UnmarkedPercent", {"--family", "power", "--stiffness", "percent.csv"}, 3, "shear_strain_percent"},
-        Complaint{"StrainInPascal", {"--family", "power", "--stiffness", "pascal.csv"}, 3, "fraction"},
-        Complaint{"ExportCannot",
-                  {"--family", "power", "--stiffness", kSandStiffness, "--engine", "export", "--form", "log-strain"},
-                  4,
-                  "did not converge"}),
-    [](const auto& complaint) { return std::string(complaint.param.name); });
-
-TEST_P(CyclicComplaint, NamesTheProblem) {
-  const TemporaryFolder folder;
-  folder.Write("percent.csv", "strain,G_over_Gmax\n0.001,1\n0.1,0.6\n5,0.05\n");
-  folder.Write("pascal.csv", "shear_strain_Pa,G_over_Gmax\n0.001,1\n0.1,0.6\n0.2,0.5\n");
-  const ToolRun run = Fit(GetParam().arguments, folder);
-  EXPECT_EQ(run.exitCode, GetParam().exitCode) << run.errors;
-  EXPECT_NE(run.errors.find(GetParam().mentions), std::string::npos) << run.errors;
-  EXPECT_EQ(run.output.empty(), run.exitCode != 4);
-}
-
 }  // namespace
 }  // namespace Xem::Testing

@@ -26,54 +26,6 @@ std::vector<std::string> FitTreloar(const std::string& model, const std::vector<
   return arguments;
 }
 
-std::vector<std::string> Keys(const Json& object) {
-  std::vector<std::string> keys;
-  for (const auto& item : object.items()) keys.push_back(item.key());
-  return keys;
-}
-
-TEST(JsonOutput, HasItsKeysInOrder) {
-  const TemporaryFolder folder;
-  const ToolRun run = RunTool(FitTreloar("polynomial:2", {"--json", "-"}), folder.Path());
-  ASSERT_EQ(run.exitCode, 0) << run.errors;
-  const Json result = Json::parse(run.output);
-  using Names = std::vector<std::string>;
-  EXPECT_EQ(Keys(result),
-            (Names{"schema",  "version",    "command",    "model",       "terms",      "formula",  "residual",
-                   "status",  "iterations", "parameters", "correlation", "covariance", "measures", "curves",
-                   "dropped", "stability",  "derived",    "inputs",      "options",    "notes"}));
-  EXPECT_EQ(Keys(result["parameters"][0]), (Names{"name", "value", "standard_error", "interval", "held", "unit"}));
-  EXPECT_EQ(Keys(result["measures"]), (Names{"points", "sse", "rmse", "r2", "aicc", "objective"}));
-  EXPECT_EQ(Keys(result["curves"][0]), (Names{"name", "points", "dropped", "r2", "rmse", "x", "measured", "fitted"}));
-  EXPECT_EQ(result["command"], "hyper fit");
-  EXPECT_EQ(result["measures"]["points"], 53);
-  ExpectDigits(result["parameters"][0]["value"], 0.0806925, Tolerance::SixDigits);
-  ExpectDigits(result["measures"]["r2"], 0.980551, 1e-6);
-}
-
-TEST(JsonOutput, HeldParametersHaveNullForWhatTheyLack) {
-  const TemporaryFolder folder;
-  const ToolRun run = RunTool(
-      FitTreloar("polynomial:2", {"--json", "-", "--hold", "C11=0,C02=0", "--residual", "relative"}), folder.Path());
-  ASSERT_EQ(run.exitCode, 0) << run.errors;
-  const Json result = Json::parse(run.output);
-  EXPECT_EQ(result["residual"], "relative");
-  EXPECT_EQ(result["parameters"][3]["held"], true);
-  EXPECT_TRUE(result["parameters"][3]["standard_error"].is_null());
-  EXPECT_EQ(result["parameters"][0]["held"], false);
-}
-
-TEST(Table, ShowsParametersMeasuresAndMarks) {
-  const TemporaryFolder folder;
-  const ToolRun run = RunTool(FitTreloar("polynomial:2", {"--hold", "C02=0"}), folder.Path());
-  ASSERT_EQ(run.exitCode, 0) << run.errors;
-  for (const char* part : {"polynomial:2", "converged", "C10", "95 %", "MPa", "held", "equibiaxial", "RMSE", "AICc"}) {
-    EXPECT_NE(run.output.find(part), std::string::npos) << part;
-  }
-  EXPECT_EQ(run.output.find('\x1b'), std::string::npos);
-  EXPECT_EQ(RunTool(FitTreloar("polynomial:2", {"--quiet"}), folder.Path()).output, "");
-}
-
 TEST(Comparison, ProposesOneOfTheCandidates) {
   const TemporaryFolder folder;
   // Noise of a thousandth upon C10 = 0.5, C01 = 0.1: higher orders only follow the noise.

@@ -95,35 +95,5 @@ TEST(RetentionTool, ComparesModelsAndTakesAGradingAlone) {
   ExpectDigits(Value(Fit(folder, {"--grading", "um.csv", "--porosity", "0.44"}), "alpha"), Value(alone, "alpha"), 1e-6);
 }
 
-TEST(RetentionTool, BadInputEndsWithOneSentence) {
-  const TemporaryFolder folder;
-  folder.Write("good.csv", "suction,theta\n0,.4\n1,.39\n10,.3\n100,.2\n1000,.1\n");
-  folder.Write("wet.csv", "suction,saturation\n0,1\n1,.9\n10,.8\n100,.7\n1000,.6\n");
-  folder.Write("feet.csv", "suction_ft,theta\n1,.39\n");
-  folder.Write("mass.csv", "suction_kPa,theta_g/g\n1,.39\n");
-  folder.Write("same.csv", "suction_kPa,theta\n0,.4\n0,.4\n0,.39\n0,.41\n");
-  folder.Write("sieve.csv", "sieve_mm,passing\n1,100\n");
-  struct Case {
-    std::vector<std::string> arguments;
-    int exitCode;
-    const char* says;
-  };
-  for (const Case& c :
-       {Case{{}, 2, "give a retention curve"}, Case{{"good.csv", "--model", "gardner"}, 2, "van-genuchten"},
-        Case{{"good.csv", "--grid", "0:10:3"}, 2, "--grid"}, Case{{"good.csv", "--points", "all"}, 2, "measured"},
-        Case{{"good.csv", "--porosity", "1.5"}, 2, "porosity"}, Case{{"good.csv", "--hold", "lambda=1"}, 2, "lambda"},
-        Case{{"wet.csv"}, 2, "give the porosity"}, Case{{"feet.csv"}, 3, "\"ft\""},
-        Case{{"mass.csv"}, 3, "not volumetric"}, Case{{"same.csv"}, 3, "different suctions"},
-        Case{{"--grading", "sieve.csv"}, 3, "grading"}}) {
-    const ToolRun run = RunTool(Arguments(c.arguments), folder.Path());
-    EXPECT_EQ(run.exitCode, c.exitCode) << run.errors;
-    EXPECT_EQ(run.output, "");
-    EXPECT_NE(run.errors.find(c.says), std::string::npos) << run.errors;
-  }
-  const Json result = Fit(folder, {"good.csv", "--grading", "sieve.csv", "--plot", "fit.png"});
-  EXPECT_EQ(result["curves"].size(), 1U);
-  EXPECT_EQ(result["curves"][0]["points"], 5);  // the one at suction 0 included
-}
-
 }  // namespace
 }  // namespace Xem::Testing

@@ -23,17 +23,6 @@ Json Fitted(const std::vector<std::string>& arguments, const TemporaryFolder& fo
   return run.exitCode == 0 ? Json::parse(run.output) : Json();
 }
 
-TEST(PronyVerb, FitsWithUnitsFromTheHeader) {
-  const TemporaryFolder folder;
-  const Json result = Fitted({"prony", "fit", "--terms", "2", kPolymer}, folder);
-  EXPECT_EQ(result["model"], "prony");
-  EXPECT_EQ(result["terms"], 2);
-  EXPECT_EQ(result["parameters"][2]["name"], "tau1");
-  EXPECT_EQ(result["parameters"][2]["unit"], "s");
-  EXPECT_LE(result["measures"]["rmse"].get<double>(), 0.0067);
-  EXPECT_GT(Fitted({"prony", "fit", kPolymer}, folder)["terms"], 3);  // automatic
-}
-
 TEST(PronyVerb, NormalisesRawModuli) {
   const TemporaryFolder folder;
   folder.Write("raw.csv", "t_h,E_MPa\n0,1000\n0.1,980\n0.3,940\n1,850\n2,770\n4,700\n8,680\n16,678\n");
@@ -86,42 +75,6 @@ TEST(CreepVerb, SeveralFilesInDifferentUnitsIdentifyTheExponents) {
   const Json result = Fitted({"creep", "fit", "--type", "secondary", "a.csv", "b.csv"}, folder);
   ExpectDigits(result["parameters"][1]["value"], 3.0, 1e-9);
   ExpectDigits(result["parameters"][0]["value"], 1e-10, 1e-9);
-}
-
-struct Complaint {
-  std::vector<std::string> arguments;
-  int exitCode;
-  std::string mentions;
-};
-
-TEST(ViscoelasticVerbs, SayWhatIsWrong) {
-  const TemporaryFolder folder;
-  folder.Write("raw.csv", "time_s,modulus_MPa\n1,900\n2,800\n3,700\n4,650\n");
-  folder.Write("text.csv", "time_s,g\n1,0.9\n2,abc\n");
-  folder.Write("nostress.csv", "time_h,creep_strain\n1,1e-3\n2,2e-3\n3,3e-3\n");
-  folder.Write("fit.json", "{\"model\": \"prony\", \"parameters\": []}");
-  const std::vector<Complaint> table{
-      {{"prony", "fit", "--terms", "0", kPolymer}, 2, "--terms"},
-      {{"prony", "fit", "--terms", "2..3", kPolymer}, 2, "--terms"},
-      {{"prony", "fit", "--normalise", "last", kPolymer}, 2, "--normalise"},
-      {{"prony", "fit", "--terms", "1", "raw.csv"}, 3, "normalise"},
-      {{"prony", "fit", "--terms", "1", "text.csv"}, 3, "line 3"},
-      {{"prony", "fit", "--hold", "g1=0.1", kPolymer}, 2, "number of terms"},
-      {{"prony", "convert", "--parameters", "fit.json", "--reference", "1", kPolymer}, 3, "hyperelastic"},
-      {{"prony", "convert", "--parameters", "fit.json", kPolymer}, 2, "--reference"},
-      {{"creep", "fit", "nostress.csv"}, 3, "# stress_MPa"},
-      {{"creep", "fit", "--stress", "1,2", "nostress.csv"}, 2, "--stress"},
-      {{"creep", "fit", "--stress", "-1", "nostress.csv"}, 2, "--stress"},
-      {{"creep", "fit", "--type", "tertiary", kMetal}, 2, "--type"},
-      {{"creep", "fit", "--hold", "C3=1", kMetal}, 2, "C3"},
-      {{"creep", "fit", "--engine", "export", "--residual", "relative", kMetal}, 4, "stress"},
-  };
-  for (const Complaint& complaint : table) {
-    const ToolRun run = RunTool(complaint.arguments, folder.Path());
-    EXPECT_EQ(run.exitCode, complaint.exitCode) << complaint.mentions << run.errors;
-    EXPECT_NE(run.errors.find(complaint.mentions), std::string::npos) << run.errors;
-    EXPECT_EQ(run.output, "") << complaint.mentions;
-  }
 }
 
 }  // namespace
