@@ -3,7 +3,8 @@
 namespace Xem::MaterialUtil {
 
 // Where each family's Levenberg-Marquardt iteration may stop, in the units of its stop rule: see Solve in
-// levenberg_marquardt.h. They belong to the published answers: another value is another last digit in every host's file.
+// levenberg_marquardt.h. They belong to the published answers: another value is another last digit in every host's
+// file.
 
 inline constexpr double kRubberTolerance = 1e-4;      ///< Ogden, Blatz-Ko and the refinement of polynomials
 inline constexpr double kDynamicTolerance = 1e-3;     ///< cyclic stiffness and damping
