@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <ostream>
 #include <vector>
 
@@ -13,7 +12,6 @@
 namespace Xem::Testing {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 using Points = std::vector<_T_FUNT_BASE>;
 
 /// Arguments of one call.

@@ -15,7 +15,6 @@ namespace Xem::Testing {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 std::vector<_T_FUNT_BASE> Polymer() { return BundledCurve("polymer_relaxation.csv", "time_s", "g"); }
 
