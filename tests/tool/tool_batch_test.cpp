@@ -118,6 +118,7 @@ class Batch : public testing::Test {
   int Interrupt(int signal) const {
     const pid_t child = fork();
     if (child == 0) {
+      ::signal(SIGINT, SIG_DFL);  // ignored where the tests run in the background of a script
       const int nothing = open("/dev/null", O_WRONLY);
       dup2(nothing, STDOUT_FILENO);
       dup2(open((folder.Path() / "errors").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
