@@ -39,6 +39,10 @@ find_package(Boost 1.74 REQUIRED)
 function(xem_read_once target)
   if(CMAKE_BUILD_TYPE STREQUAL "Release" OR (CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT CMAKE_CXX_COMPILER_LAUNCHER))
     target_precompile_headers(${target} PRIVATE ${ARGN})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # Read this way GCC 12 no longer knows which headers are the system's and warns of its own strings.
+      target_compile_options(${target} PRIVATE -Wno-array-bounds -Wno-stringop-overflow)
+    endif()
   endif()
 endfunction()
 
