@@ -20,6 +20,9 @@ using Json = nlohmann::ordered_json;
 constexpr int kSchema = 2;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
+/// Documents of fits are four levels deep; a text of others must not exhaust the stack.
+constexpr int kDeepest = 200;
+
 /// No document of a fit has a longer series.
 constexpr std::int64_t kMostTerms = 1000;
 
@@ -39,6 +42,9 @@ void Write(const Json& value, int indent, std::string& out) {
   if (!value.is_structured() || value.empty() || (value.is_array() && IsFlat(value))) {
     out += Compact(value);
     return;
+  }
+  if (indent > 2 * kDeepest) {
+    throw Error(ErrorKind::BadData, "this JSON is more than " + std::to_string(kDeepest) + " levels deep");
   }
   const std::string margin(static_cast<std::size_t>(indent) + 2, ' ');
   out += value.is_array() ? "[" : "{";

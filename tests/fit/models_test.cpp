@@ -267,6 +267,14 @@ TEST(Catalogue, ListsOfModelsAreReadAsPeopleWriteThem) {
   }
 }
 
+TEST(StoredResults, NestedBeyondReasonAreRefusedNotFollowed) {
+  const auto nested = [](std::size_t levels) {
+    return std::string(levels, '[') + "{\"a\":1}" + std::string(levels, ']');
+  };
+  EXPECT_NE(Fit::IndentJson(nested(150)).find("\"a\": 1"), std::string::npos);
+  EXPECT_THROW(Fit::IndentJson(nested(1000000)), Fit::Error);
+}
+
 TEST(StoredResults, OlderAndHandWrittenDocumentsAreRead) {
   const Result byHand = Fit::FromJson(
       R"({"model": "ogden", "terms": 1, "parameters": [{"name": "mu1", "value": 0.6}, {"name": "alpha1", "value": 2}]})");

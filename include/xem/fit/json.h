@@ -24,7 +24,7 @@ XEM_FIT_EXPORT std::string ToJson(const Result& result, const std::string& comma
 XEM_FIT_EXPORT Result FromJson(const std::string& text, const std::string& source = "the document");
 
 /// Any JSON text, indented, with arrays of numbers on one line, as ToJson writes it. Throws Error (BadData) for text
-/// that is not JSON.
+/// that is not JSON or more than 200 levels deep.
 XEM_FIT_EXPORT std::string IndentJson(const std::string& text);
 
 }  // namespace Xem::Fit
