@@ -54,9 +54,10 @@ void XemHyperViscoElasticRelaxation::LinearDesignRows(std::span<const double> re
 void XemHyperViscoElasticRelaxation::Evaluate(std::int32_t termCount, std::span<const double> parameters,
                                               std::int32_t first, std::span<double> model,
                                               MatrixView derivatives) const {
-  derivatives.Fill(0.0);
   const auto times = curve_.abscissa.Span().subspan(first, model.size());
-  PronyModuli(Parameters(termCount, parameters), times, model, derivatives);
+  const std::span<const double> series = Parameters(termCount, parameters);
+  if (derivatives.columns > std::ssize(series)) derivatives.Fill(0.0);  // further columns have no effect
+  PronyModuli(series, times, model, derivatives);
 }
 
 std::int32_t FitRelaxation(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, ResidualKind residual,
