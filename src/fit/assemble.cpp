@@ -73,6 +73,12 @@ double CorrectedInformation(double objective, int points, int freeParameters) {
   return m * std::log(perPoint) + 2.0 * k + 2.0 * k * (k + 1.0) / (m - k - 1.0);
 }
 
+void Measure(CurveResult& curve) {
+  Sums own;
+  Add(curve, own);
+  SetMeasures(own, TotalSquares(curve, own.sum / own.points), curve.measures);
+}
+
 std::string Text(double value) {
   char buffer[32];
   std::snprintf(buffer, sizeof buffer, "%.6g", value);
@@ -118,10 +124,8 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
     fitted.measured = curve.y;
     fitted.companion = curve.lateral;
     for (const double x : curve.x) fitted.fitted.push_back(result.evaluate(curve.name, x));
-    Sums own;
-    Add(fitted, own);
+    Measure(fitted);
     Add(fitted, all);
-    SetMeasures(own, TotalSquares(fitted, own.sum / own.points), fitted.measures);
     fitted.measures.dropped = DroppedFrom(curve.name, dropped);
     result.curves.push_back(std::move(fitted));
   }

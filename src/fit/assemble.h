@@ -24,6 +24,12 @@ void ApplyOptions(const Options& options, Problem& problem, std::vector<double>&
 /// The corrected Akaike criterion, see Measures.
 double CorrectedInformation(double objective, int points, int freeParameters);
 
+/// Differences in the criterion up to this one do not tell models apart (Burnham and Anderson 2002).
+inline constexpr double kEquallyGood = 2.0;
+
+/// The measures of a curve with measured and fitted values, all but how many points were dropped.
+void Measure(CurveResult& curve);
+
 /// A number for messages, six digits.
 std::string Text(double value);
 

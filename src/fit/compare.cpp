@@ -5,11 +5,11 @@
 #include <exception>
 #include <utility>
 
+#include "fit/assemble.h"
+
 namespace Xem::Fit {
 namespace {
 
-/// Differences in AICc up to this one do not tell models apart.
-constexpr double kEquallyGood = 2.0;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 int FreeParameters(const Result& result) {

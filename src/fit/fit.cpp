@@ -63,9 +63,7 @@ Result Drive(const ModelInfo& info, ModelFit& fit) {
 }  // namespace
 
 void ModelFit::RequirePlainOptions() const {
-  const bool weighted =
-      std::any_of(curves.begin(), curves.end(), [](const Curve& curve) { return curve.weight != 1.0; });
-  if (Named() || weighted) {
+  if (Named() || Weighted()) {
     throw Error(ErrorKind::BadInput, "the export engine knows no held values, starting values or weights");
   }
 }
@@ -74,18 +72,35 @@ Minimum ModelFit::RunExport() {
   throw Error(ErrorKind::BadInput, "no exported function fits this model; use the best fit");
 }
 
+bool ModelFit::Weighted() const {
+  return std::any_of(curves.begin(), curves.end(), [](const Curve& curve) { return curve.weight != 1.0; });
+}
+
+void ModelFit::PutHeld(std::vector<std::vector<double>>& starts) const {
+  for (auto& start : starts) {
+    for (std::size_t k = 0; k < start.size(); ++k) {
+      if (problem.parameters[k].held && !std::isnan(given[k])) start[k] = given[k];
+    }
+  }
+}
+
 std::vector<std::vector<double>> ModelFit::WithGiven(std::vector<std::vector<double>> starts, std::vector<double> base,
                                                      Proposed place) const {
-  const auto put = [&](std::vector<double>& start, bool everything) {
-    for (std::size_t k = 0; k < start.size(); ++k) {
-      if (!std::isnan(given[k]) && (everything || problem.parameters[k].held)) start[k] = given[k];
-    }
-  };
-  for (auto& start : starts) put(start, false);
+  PutHeld(starts);
   if (options.start.empty()) return starts;
-  put(base, true);
+  for (std::size_t k = 0; k < base.size(); ++k) {
+    if (!std::isnan(given[k])) base[k] = given[k];
+  }
   starts.insert(place == Proposed::First ? starts.begin() : starts.end(), std::move(base));
   return starts;
+}
+
+std::vector<FreeOrHeld> Describe(const std::vector<ParameterInfo>& infos, const std::string& unitOfStress) {
+  std::vector<FreeOrHeld> parameters;
+  for (const ParameterInfo& info : infos) {
+    parameters.push_back({info.name, info.unit == "stress" ? unitOfStress : info.unit, info.lower, info.upper});
+  }
+  return parameters;
 }
 
 std::vector<double> ParameterValues(const Result& stored) {

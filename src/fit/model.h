@@ -58,12 +58,18 @@ class ModelFit {
   bool Plain() const { return options.engine == Engine::Export; }
   /// Parameters were named by the caller, so that their order and number are his.
   bool Named() const { return !options.held.empty() || !options.start.empty(); }
+  bool Weighted() const;
+  /// Held values into every start; what a model holds without a value of its own is the start's.
+  void PutHeld(std::vector<std::vector<double>>& starts) const;
   /// Held values into every start, and one more start with the values that the caller proposes, at the front or back;
   /// what he leaves open it takes from `base`.
   enum class Proposed { First, Last };
   std::vector<std::vector<double>> WithGiven(std::vector<std::vector<double>> starts, std::vector<double> base,
                                              Proposed place) const;
 };
+
+/// Parameters with the names and ranges of the catalogue; what counts in "stress" there gets the unit of the data.
+std::vector<FreeOrHeld> Describe(const std::vector<ParameterInfo>& infos, const std::string& unitOfStress);
 
 /// The words of the exported functions for a kind of residual.
 inline MaterialUtil::ResidualKind KindOf(Residual residual) {

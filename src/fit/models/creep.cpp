@@ -181,6 +181,14 @@ void RequireNames(const Options& options, CreepTerms terms) {
   }
 }
 
+boost::shared_ptr<XemMaterialCreepType300> MakeCreepFunction(const Curve& curve, double stress) {
+  const std::int32_t unused = 0;
+  const auto function = boost::make_shared<XemMaterialCreepType300>();
+  function->SetParameters({&stress, 1}, {&unused, 1});
+  function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curve)));
+  return function;
+}
+
 Problem MakeProblem(const Screened& screened, const Units& units, std::vector<FreeOrHeld> parameters,
                     Residual residual) {
   Problem problem;
@@ -190,12 +198,7 @@ Problem MakeProblem(const Screened& screened, const Units& units, std::vector<Fr
   for (std::size_t i = 0; i < screened.curves.size(); ++i) {
     Curve scaled = screened.curves[i];
     for (double& time : scaled.x) time /= units.time;
-    const double stress = screened.stresses[i] / units.stress;
-    const std::int32_t unused = 0;
-    const auto function = boost::make_shared<XemMaterialCreepType300>();
-    function->SetParameters({&stress, 1}, {&unused, 1});
-    function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(scaled)));
-    problem.functions.push_back(function);
+    problem.functions.push_back(MakeCreepFunction(scaled, screened.stresses[i] / units.stress));
     problem.weights.push_back(scaled.weight);
   }
   return problem;
@@ -344,11 +347,7 @@ Minimum RunLinearisedExport(const Screened& screened, CreepTerms terms, const Co
 }
 
 Minimum RunIterativeExport(const Screened& screened) {
-  const auto function = boost::make_shared<XemMaterialCreepType300>();
-  const double stress = screened.stresses.front();
-  const std::int32_t unused = 0;
-  function->SetParameters({&stress, 1}, {&unused, 1});
-  function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(screened.curves.front())));
+  const auto function = MakeCreepFunction(screened.curves.front(), screened.stresses.front());
   Minimum minimum;
   minimum.parameters.resize(kCreepConstants);
   double determination = 0.0;

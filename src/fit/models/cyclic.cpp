@@ -119,22 +119,34 @@ double LargestOrdinate(const Curve& curve) {
   return curve.Empty() ? 0.0 : *std::max_element(curve.y.begin(), curve.y.end());
 }
 
+template <CyclicFamily family>
+std::vector<ParameterInfo> Parameters(int) {
+  std::vector<ParameterInfo> parameters{{"gamma_r", "", 1e-9, 10.0, "reference strain"}};
+  const char* const largest = "largest damping ratio";
+  if (family == CyclicFamily::Power) parameters.push_back({"hmax", "", kSmallestHmax, kLargestHmax, largest});
+  if (family == CyclicFamily::Ghe) {
+    for (const char* name : {"C1_0", "C1_inf", "C2_0", "C2_inf", "alpha", "beta"}) {
+      parameters.push_back({name, "", 1e-3, 1e3, "coefficient of the generalised hyperbola"});
+    }
+    parameters.push_back({"hmax", "", 1e-4, 1.0, largest});
+    parameters.push_back({"kappa", "", 0.01, 10.0, "exponent of the damping"});
+  }
+  return parameters;
+}
+
+/// Those that the curves bear on. The reference strain of the generalised equation only scales its coefficients.
 std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm form, const Screened& screened) {
-  std::vector<FreeOrHeld> parameters{{"gamma_r", "", 1e-9, 10.0, family == CyclicFamily::Ghe}};
+  std::vector<FreeOrHeld> parameters =
+      Describe(ModelParameters(CyclicFamilyNames()[static_cast<std::size_t>(family)]), "");
   if (family == CyclicFamily::Power) {
     const bool strains = form == CyclicForm::Strain || form == CyclicForm::LogStrain;
     // In these forms a measured damping at or above hmax has no strain to compare with: hmax stays above all of them.
     const double lowest = strains ? LargestOrdinate(screened.damping) * (1.0 + 1e-6) : 0.0;
-    parameters.push_back({"hmax", "", std::max(kSmallestHmax, lowest), kLargestHmax});
+    parameters[kLargestDamping].lower = std::max(kSmallestHmax, lowest);
   }
   if (family == CyclicFamily::Ghe) {
-    for (const char* name : {"C1_0", "C1_inf", "C2_0", "C2_inf", "alpha", "beta"}) {
-      parameters.push_back({name, "", 1e-3, 1e3});
-    }
-    if (!screened.damping.Empty()) {
-      parameters.push_back({"hmax", "", 1e-4, 1.0});
-      parameters.push_back({"kappa", "", 0.01, 10.0});
-    }
+    parameters[kReferenceStrain].held = true;
+    if (screened.damping.Empty()) parameters.resize(kGheLargestDamping);
   }
   return parameters;
 }
@@ -398,9 +410,7 @@ class CyclicFit final : public ModelFit {
 
   /// The exports know held values and starts, and weights of two curves fitted together in a family that ties them.
   void RequirePlainOptions() const override {
-    const bool weighted =
-        std::any_of(curves.begin(), curves.end(), [](const Curve& curve) { return curve.weight != 1.0; });
-    if (weighted && (curves.size() < 2 || family_ == CyclicFamily::Ghe)) {
+    if (Weighted() && (curves.size() < 2 || family_ == CyclicFamily::Ghe)) {
       throw Error(ErrorKind::BadInput, "the export of this fit knows no weights");
     }
   }
@@ -462,8 +472,6 @@ std::vector<CurveInfo> Curves() {
           {kDamping, "shear strain", "", "damping ratio", "", "", true}};
 }
 
-const ParameterInfo kReferenceStrainInfo{"gamma_r", "", 1e-9, 10.0, "reference strain"};
-
 }  // namespace
 
 const Model kPower{.info = {.name = "power",
@@ -474,11 +482,7 @@ const Model kPower{.info = {.name = "power",
                             .source = "Ramberg and Osgood 1943",
                             .plainExport = "CurveFitting4DynamicMatParameters",
                             .page = "theory/cyclic.md"},
-                   .parameters =
-                       [](int) {
-                         return std::vector<ParameterInfo>{
-                             kReferenceStrainInfo, {"hmax", "", kSmallestHmax, kLargestHmax, "largest damping ratio"}};
-                       },
+                   .parameters = Parameters<CyclicFamily::Power>,
                    .fit = MakeFit<CyclicFamily::Power>,
                    .restore = Restore<CyclicFamily::Power>};
 
@@ -490,7 +494,7 @@ const Model kHyperbolic{.info = {.name = "hyperbolic",
                                  .source = "Hardin and Drnevich 1972",
                                  .plainExport = "CurveFitting4DynamicMatParameters",
                                  .page = "theory/cyclic.md"},
-                        .parameters = [](int) { return std::vector<ParameterInfo>{kReferenceStrainInfo}; },
+                        .parameters = Parameters<CyclicFamily::Hyperbolic>,
                         .fit = MakeFit<CyclicFamily::Hyperbolic>,
                         .restore = Restore<CyclicFamily::Hyperbolic>};
 
@@ -502,16 +506,7 @@ const Model kGhe{.info = {.name = "ghe",
                           .source = "Tatsuoka and Shibuya 1992",
                           .plainExport = "CurveFitting4GHEModel6Parameters, CurveFitting4GHEModelDamping",
                           .page = "theory/cyclic.md"},
-                 .parameters =
-                     [](int) {
-                       std::vector<ParameterInfo> parameters{kReferenceStrainInfo};
-                       for (const char* name : {"C1_0", "C1_inf", "C2_0", "C2_inf", "alpha", "beta"}) {
-                         parameters.push_back({name, "", 1e-3, 1e3, "coefficient of the generalised hyperbola"});
-                       }
-                       parameters.push_back({"hmax", "", 1e-4, 1.0, "largest damping ratio"});
-                       parameters.push_back({"kappa", "", 0.01, 10.0, "exponent of the damping"});
-                       return parameters;
-                     },
+                 .parameters = Parameters<CyclicFamily::Ghe>,
                  .fit = MakeFit<CyclicFamily::Ghe>,
                  .restore = Restore<CyclicFamily::Ghe>};
 

@@ -146,10 +146,7 @@ class HardeningFit final : public ModelFit {
   void Describe() override {
     problem.residual = options.residual;
     problem.termCount = 4;
-    for (const ParameterInfo& info : ParametersOf(law_)) {
-      const std::string unit = info.unit.empty() ? "" : data_.stressUnit;
-      problem.parameters.push_back({.name = info.name, .unit = unit, .lower = info.lower});
-    }
+    problem.parameters = Fit::Describe(ParametersOf(law_), data_.stressUnit);
     const auto function = boost::make_shared<HardeningTestFunction>(fitted_.law);
     function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curves.front())));
     problem.functions = {function};
@@ -175,26 +172,17 @@ class HardeningFit final : public ModelFit {
  private:
   /// Automatic starts with the held values put in, best first; a start by the caller comes before them.
   std::vector<Parameters> Starts() const {
+    std::vector<Parameters> automatic = fitted_.starts(curves.front(), options);
+    PutHeld(automatic);
     std::vector<std::pair<double, Parameters>> ranked;
-    const auto automatic = fitted_.starts(curves.front(), options);
-    for (Parameters& start : WithHeld(automatic)) {
+    for (const Parameters& start : automatic) {
       const double objective = Objective(problem, start);
-      if (std::isfinite(objective)) ranked.emplace_back(objective, std::move(start));
+      if (std::isfinite(objective)) ranked.emplace_back(objective, start);
     }
-    if (ranked.empty()) return {};
     std::sort(ranked.begin(), ranked.end());
     std::vector<Parameters> starts;
     for (std::size_t i = 0; i < std::min(ranked.size(), kMostStarts); ++i) starts.push_back(ranked[i].second);
-    return WithGiven(starts, starts.front(), Proposed::First);
-  }
-
-  std::vector<Parameters> WithHeld(std::vector<Parameters> starts) const {
-    for (Parameters& start : starts) {
-      for (std::size_t k = 0; k < start.size(); ++k) {
-        if (problem.parameters[k].held) start[k] = given[k];
-      }
-    }
-    return starts;
+    return WithGiven(starts, starts.empty() ? automatic.front() : starts.front(), Proposed::First);
   }
 
   TensileData data_;

@@ -32,9 +32,6 @@ constexpr double kSmallestExponent = 0.05;
 /// they say nothing.
 constexpr double kLargestModulus = 1000.0;
 
-/// Fits whose AICc differs by less are equally good (Burnham and Anderson 2002).
-constexpr double kEquallyGood = 2.0;
-
 /// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave.
 constexpr std::size_t kRefined = 6;
 

@@ -48,9 +48,6 @@ constexpr int kRankingEvaluations = 300;
 /// More terms than lines of the spectrum plus this many are not worth a try.
 constexpr int kBeyondSpectrum = 2;
 
-/// Differences of the criterion up to this are no preference (Burnham and Anderson 2002).
-constexpr double kEquallyGood = 2.0;
-
 /// A fitted series: coordinates of PronyShares.
 struct SeriesFit {
   int terms = 0;

@@ -177,19 +177,8 @@ CurveResult Compare(const Curve& curve, const Result& result) {
   compared.name = curve.name;
   compared.x = curve.x;
   compared.measured = curve.y;
-  double sum = 0.0;
-  for (const double content : curve.y) sum += content;
-  const auto count = static_cast<double>(curve.y.size());
-  double total = 0.0;
-  Measures& measures = compared.measures;
-  measures.points = static_cast<int>(curve.y.size());
-  for (std::size_t i = 0; i < curve.x.size(); ++i) {
-    compared.fitted.push_back(result.evaluate(curve.name, curve.x[i]));
-    measures.sse += std::pow(curve.y[i] - compared.fitted[i], 2);
-    total += std::pow(curve.y[i] - sum / count, 2);
-  }
-  measures.rmse = std::sqrt(measures.sse / count);
-  measures.r2 = 1.0 - measures.sse / total;
+  for (const double suction : curve.x) compared.fitted.push_back(result.evaluate(curve.name, suction));
+  Measure(compared);
   return compared;
 }
 
@@ -261,9 +250,7 @@ class RetentionFit final : public ModelFit {
   Minimum Minimise() override { return Fit::Minimise(problem, Starts(model_, soil_, problem, given)); }
 
   void RequirePlainOptions() const override {
-    for (const Curve& curve : soil_.fitted) {
-      if (curve.weight != 1.0) throw Error(ErrorKind::BadInput, "the export engine knows no weights");
-    }
+    if (Weighted()) throw Error(ErrorKind::BadInput, "the export engine knows no weights");
     const auto started = std::count_if(given.begin(), given.end(), [](double value) { return !std::isnan(value); });
     if (!options.start.empty() && static_cast<std::size_t>(started) < given.size()) {
       throw Error(ErrorKind::BadInput, "the export engine takes a start for every parameter or for none");
@@ -320,6 +307,18 @@ double StoredKilopascal(RetentionModel model, const Result& stored) {
   return 1.0;
 }
 
+/// Parameters as reported, in a unit of so many kPa, as those of the law. `name` is for the message of a wrong number.
+std::vector<double> InKilopascal(RetentionModel model, const std::string& name, std::vector<double> parameters,
+                                 double kPa) {
+  const auto known = Core::RetentionParameters(model);
+  if (parameters.size() != known.size()) {
+    throw Error(ErrorKind::BadInput, "model " + name + " has " + std::to_string(known.size()) + " parameters, not " +
+                                         std::to_string(parameters.size()));
+  }
+  for (std::size_t k = 0; k < known.size(); ++k) parameters[k] /= ReportScale(known[k], {"", kPa, ""}).scale;
+  return parameters;
+}
+
 template <RetentionModel model>
 std::vector<ParameterInfo> Parameters(int) {
   std::vector<ParameterInfo> parameters;
@@ -342,14 +341,7 @@ boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, int) {
 template <RetentionModel model>
 Evaluator Restore(const Result& stored) {
   const double kPa = StoredKilopascal(model, stored);
-  const auto known = Core::RetentionParameters(model);
-  std::vector<double> own = ParameterValues(stored);
-  if (own.size() != known.size()) {
-    throw Error(ErrorKind::BadInput, "model " + stored.model + " has " + std::to_string(known.size()) +
-                                         " parameters, not " + std::to_string(own.size()));
-  }
-  for (std::size_t k = 0; k < own.size(); ++k) own[k] /= ReportScale(known[k], {"", kPa, ""}).scale;
-  return MakeRetentionEvaluator(model, kPa, own);
+  return MakeRetentionEvaluator(model, kPa, InKilopascal(model, stored.model, ParameterValues(stored), kPa));
 }
 
 ModelInfo Info(const char* name, const char* title, const char* formula, const char* source) {
@@ -404,13 +396,7 @@ double RetentionContent(const std::string& model, const std::vector<double>& par
                         const std::string& suctionUnit) {
   const RetentionModel known = RetentionModelCalled(model);
   const SuctionUnit& unit = SuctionUnitCalled(suctionUnit);
-  const auto ranges = Core::RetentionParameters(known);
-  if (parameters.size() != ranges.size()) {
-    throw Error(ErrorKind::BadInput, "model " + model + " has " + std::to_string(ranges.size()) + " parameters, not " +
-                                         std::to_string(parameters.size()));
-  }
-  std::vector<double> own = parameters;
-  for (std::size_t k = 0; k < own.size(); ++k) own[k] /= ReportScale(ranges[k], unit).scale;
+  const std::vector<double> own = InKilopascal(known, model, parameters, unit.kPa);
   const double reported = unit.logarithm ? std::pow(10.0, suction) : suction;
   return Core::WaterContent(known, own, Suction(reported * unit.kPa));
 }

@@ -114,14 +114,6 @@ std::vector<CurveInfo> RubberCurves(const std::string& companion) {
   return curves;
 }
 
-std::vector<FreeOrHeld> Describe(const std::vector<ParameterInfo>& infos, const std::string& unitOfStress) {
-  std::vector<FreeOrHeld> parameters;
-  for (const ParameterInfo& info : infos) {
-    parameters.push_back({info.name, info.unit == "stress" ? unitOfStress : info.unit, info.lower, info.upper});
-  }
-  return parameters;
-}
-
 void RubberFit::Screen() {
   screened_ = ScreenHyperelastic(data_);
   curves = screened_.curves;

@@ -28,9 +28,6 @@ struct RubberLaw {
 /// Curves of a model of rubber.
 std::vector<CurveInfo> RubberCurves(const std::string& companion = "");
 
-/// Free parameters as the catalogue describes them.
-std::vector<FreeOrHeld> Describe(const std::vector<ParameterInfo>& infos, const std::string& unitOfStress);
-
 /// A fit of an incompressible model to test curves of one material.
 class RubberFit : public ModelFit {
  public:

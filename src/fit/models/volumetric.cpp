@@ -93,9 +93,7 @@ class VolumetricFit final : public ModelFit {
     problem.termCount = terms;
     problem.functions.push_back(boost::make_shared<VolumetricFunction>(*core_, terms));
     problem.weights.push_back(curves.front().weight);
-    for (const ParameterInfo& info : Parameters(terms)) {
-      problem.parameters.push_back({.name = info.name, .unit = data_.pressureUnit});
-    }
+    problem.parameters = Fit::Describe(Parameters(terms), data_.pressureUnit);
     given.assign(problem.parameters.size(), std::numeric_limits<double>::quiet_NaN());
   }
 
