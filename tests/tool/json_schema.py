@@ -1,8 +1,11 @@
-"""Validates what every command writes by --json against the schema that comes with the tool, and that the schema refuses
-documents that depart from it. Usage: json_schema.py XEMFIT DATA SCHEMA"""
+"""Validates what every command writes by --json against the schema that comes with the tool, compares the digests of its
+inputs with those of another implementation, and sees that the schema refuses documents that depart from it.
+Usage: json_schema.py XEMFIT DATA SCHEMA"""
 
 import copy
+import hashlib
 import json
+import pathlib
 import subprocess
 import sys
 
@@ -49,6 +52,9 @@ for line in COMMANDS.split("\n"):
     document = json.loads(run.stdout)
     first = first or document
     failures += [f"{line}: {'/'.join(map(str, e.path))}: {e.message}" for e in validator.iter_errors(document)]
+    for source in document["inputs"]:
+        if source["sha256"] != hashlib.sha256(pathlib.Path(data, source["file"]).read_bytes()).hexdigest():
+            failures.append(f"{line}: the digest of {source['file']} is another")
 for number, depart in enumerate(WRONG):
     document = copy.deepcopy(first)
     depart(document)
