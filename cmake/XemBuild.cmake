@@ -41,7 +41,7 @@ function(xem_read_once target)
     target_precompile_headers(${target} PRIVATE ${ARGN})
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       # Read this way GCC 12 no longer knows which headers are the system's and warns of its own strings.
-      target_compile_options(${target} PRIVATE -Wno-array-bounds -Wno-stringop-overflow)
+      target_compile_options(${target} PRIVATE -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread)
     endif()
   endif()
 endfunction()

@@ -289,11 +289,12 @@ TEST(StoredResults, OlderAndHandWrittenDocumentsAreRead) {
   for (const char* wrong :
        {"", "[]", "{", R"({"parameters": []})", R"({"model": "ogden"})", R"({"model": 1, "parameters": []})",
         R"({"model": "ogden", "parameters": [{"name": "mu1"}]})", R"({"model": "ogden", "parameters": [[]]})",
-        R"({"model": "ogden", "terms": 1e9, "parameters": []})",
+        R"({"model": "ogden", "terms": 1e9, "parameters": []})", R"({"model": "power", "parameters": []})",
         R"({"model": "ogden", "terms": 2000, "parameters": []})"}) {
     try {
       const Result result = Fit::FromJson(wrong, "fit.json");
-      EXPECT_THROW(result.evaluate("uniaxial", 1.0), Fit::Error) << wrong;
+      for (const char* curve : {"uniaxial", "stiffness"})
+        EXPECT_THROW(result.evaluate(curve, 1.0), Fit::Error) << wrong;
     } catch (const Fit::Error& error) {
       EXPECT_EQ(error.Kind(), Fit::ErrorKind::BadData);
       EXPECT_EQ(std::string(error.what()).find("fit.json: "), 0U) << error.what();

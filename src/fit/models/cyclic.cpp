@@ -462,9 +462,14 @@ boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, int) {
 
 template <CyclicFamily family>
 Evaluator Restore(const Result& stored) {
-  return [values = ParameterValues(stored)](const std::string& curve, double strain) {
-    return EvaluateCurve(family, values, curve, strain);
-  };
+  const std::vector<double> values = ParameterValues(stored);
+  // A generalised hyperbola of stiffness alone ends before the parameters of damping.
+  const std::size_t all = Parameters<family>(0).size();
+  if (values.size() != all && (family != CyclicFamily::Ghe || values.size() != kGheLargestDamping)) {
+    throw Error(ErrorKind::BadInput, "model " + stored.model + " has " + std::to_string(all) + " parameters, not " +
+                                         std::to_string(values.size()));
+  }
+  return [values](const std::string& curve, double strain) { return EvaluateCurve(family, values, curve, strain); };
 }
 
 std::vector<CurveInfo> Curves() {
