@@ -78,6 +78,7 @@ void Metal(Arguments& a) {
       BundledCurve("metal_creep_500MPa.csv", "time_h", "creep_strain", "primary_secondary", "1");
   Fill(a.curves[0], points);
   a.stress = 500.0;
+  a.count = 2;
 }
 
 /// Strain over time in a stepped test, in one mode.
@@ -94,15 +95,58 @@ void Coefficients(Arguments& a, std::initializer_list<double> parameters) {
   a.volumetricTerms = 1;
 }
 
+using List = std::initializer_list<double>;
+
 /// Stiffness and damping; power law in the stress form, absolute residuals.
-void Clay(Arguments& a) {
+void Clay(Arguments& a, List settings = {0, 2, 1}, List parameters = {5e-4, 0.24}, List flags = {0, 0}) {
   static const Points stiffness = BundledCurve("vucetic_dobry1991_pi30_stiffness.csv", "shear_strain", "G_over_Gmax");
   static const Points damping = BundledCurve("vucetic_dobry1991_pi30_damping.csv", "shear_strain", "damping");
   Fill(a.curves[0], stiffness);
   Fill(a.curves[1], damping);
-  Fill(a.settings, {0, 2, 1});
-  Fill(a.parameters, {5e-4, 0.24});
-  Fill(a.flags, {0, 0});
+  Fill(a.settings, settings);
+  Fill(a.parameters, parameters);
+  Fill(a.flags, flags);
+}
+
+void Polymer(Arguments& a) {
+  static const Points points = BundledCurve("polymer_relaxation.csv", "time_s", "g");
+  Fill(a.curves[0], points);
+  a.count = 1;
+}
+
+void HillSteel(Arguments& a) {
+  Fill(a.settings, {11, 1e-3, 0.02});
+  Fill(a.parameters, {1.6, 2.0});
+  Fill(a.further, {518.968, 0.0007648, 0.28985, 0.0});
+  a.codes = {0, 101, 200};
+}
+
+void VonMisesSheet(Arguments& a) {
+  static const Points points =
+      BundledCurve("sgcc_flow_curve.csv", "plastic_strain", "true_stress_MPa", "angle_deg", "00");
+  Fill(a.settings, {11, 1e-3, 0.02});
+  Fill(a.curves[0], points);
+  a.codes = {0, 100, 298};
+}
+
+void Loam(Arguments& a) {
+  static const Points measured = BundledCurve("unsoda_retention.csv", "suction_kPa", "theta", "soil", "4170");
+  static const Points grading =
+      BundledCurve("unsoda_grain_size.csv", "particle_size_um", "fraction_finer", "soil", "4170");
+  Fill(a.soil.first, measured);
+  for (const _T_FUNT_BASE& point : grading) a.soil.second.Add({point.first / 1000.0, point.second});
+  Fill(a.settings, {0, 0, 1});
+}
+
+template <class Pointee>
+Pointee* UnlessNull(const Arguments& a, int which, Pointee* pointer) {
+  return a.nullPointer == which ? nullptr : pointer;
+}
+
+template <auto check>
+Numbers Stability(Arguments& a) {
+  check(a.parameters, a.further, a.count, a.volumetricTerms, -0.5, 3.0, 0.0, 0.0, a.report);
+  return All(a.report);
 }
 
 }  // namespace
@@ -111,90 +155,39 @@ std::vector<double> Results(const Arguments& a) {
   return All(a.fitted, a.measures, a.out, a.soilOut.first, a.soilOut.second, a.report, a.determination);
 }
 
+// One row: a name, how its arguments are prepared, the arguments in the call, and what comes back besides the status.
+#define ROW(name, prepare, arguments, ...)                                                                \
+  Call {                                                                                                  \
+#name, [](Arguments & a) { prepare; }, [](Arguments & a) { return All(name arguments, __VA_ARGS__); } \
+  }
+#define FOUR(array) array[0], array[1], array[2], array[3]
+
 std::span<const Call> EveryExport() {
   static constexpr Call kRows[] = {
-      {"CurveFitting4Polynominal", [](Arguments& a) { Rubber(a, 3); },
-       [](Arguments& a) {
-         return All(CurveFitting4Polynominal(a.curves[0], a.curves[1], a.curves[2], a.curves[3], a.use[0], a.use[1],
-                                             a.use[2], a.use[3], a.count, 1, 0.0, a.fitted, a.out[0], a.out[1],
-                                             a.out[2], a.out[3], 0.0, 1.0),
-                    a.fitted, a.out);
-       }},
-      {"ComputeStress4Polynominal",
-       [](Arguments& a) {
-         Rubber(a, 1, {0.1743, 0.0099});
-       },
-       [](Arguments& a) {
-         return All(ComputeStress4Polynominal(a.curves[0], a.curves[1], a.curves[2], a.curves[3], a.count, a.parameters,
-                                              a.out[0], a.out[1], a.out[2], a.out[3], 0.0, 1.0),
-                    a.out);
-       }},
-      {"CurveFitting4Ogden", [](Arguments& a) { Rubber(a, 2); },
-       [](Arguments& a) {
-         return All(
-             CurveFitting4Ogden(a.curves[0], a.curves[1], a.curves[2], a.curves[3], a.use[0], a.use[1], a.use[2],
-                                a.use[3], a.count, 1, a.fitted, a.out[0], a.out[1], a.out[2], a.out[3], 0.0, 1.0),
-             a.fitted, a.out);
-       }},
-      {"ComputeStress4Ogden",
-       [](Arguments& a) {
-         Rubber(a, 2, {0.4, 1.7, -0.01, -2.1});
-       },
-       [](Arguments& a) {
-         return All(ComputeStress4Ogden(a.curves[0], a.curves[1], a.curves[2], a.curves[3], a.count, a.parameters,
-                                        a.out[0], a.out[1], a.out[2], a.out[3], 0.0, 1.0),
-                    a.out);
-       }},
-      {"CurveFitting4BlatzKo", Foam,
-       [](Arguments& a) {
-         return All(
-             CurveFitting4BlatzKo(a.foam[0], a.foam[1], a.foam[2], a.foam[3], a.use[0], a.use[1], a.use[2], a.use[3],
-                                  0.0, 1, 0.0, a.fitted, a.out[0], a.out[1], a.out[2], a.out[3], 0.0, 1.0),
-             a.fitted, a.out);
-       }},
-      {"ComputeStress4BlatzKo", Foam,
-       [](Arguments& a) {
-         return All(ComputeStress4BlatzKo(a.foam[0], a.foam[1], a.foam[2], a.foam[3], 0.0, a.parameters, a.out[0],
-                                          a.out[1], a.out[2], a.out[3], 0.0, 1.0),
-                    a.out);
-       }},
-      {"CurveFitting4Volume", Silicone,
-       [](Arguments& a) {
-         return All(CurveFitting4Volume(a.curves[0], a.count, 1, 0.0, a.fitted, a.out[0], 0.0, 0.0), a.fitted,
-                    a.out[0]);
-       }},
-      {"ComputeStress4Volume", Silicone,
-       [](Arguments& a) {
-         return All(ComputeStress4Volume(a.curves[0], a.count, a.parameters, a.out[0], 0.0, 0.0), a.out[0]);
-       }},
-      {"CheckMaterialStability4Polynomial",
-       [](Arguments& a) {
-         Coefficients(a, {0.1, 0.03, -0.002, 0.0, 0.001});
-       },
-       [](Arguments& a) {
-         CheckMaterialStability4Polynomial(a.parameters, a.further, a.count, a.volumetricTerms, -0.5, 3.0, 0.0, 0.0,
-                                           a.report);
-         return All(a.report);
-       }},
-      {"CheckMaterialStability4Ogden",
-       [](Arguments& a) {
-         Coefficients(a, {0.6, 1.2, -0.02, 3.5});
-       },
-       [](Arguments& a) {
-         CheckMaterialStability4Ogden(a.parameters, a.further, a.count, a.volumetricTerms, -0.5, 3.0, 0.0, 0.0,
-                                      a.report);
-         return All(a.report);
-       }},
-      {"CurveFitting4Creep", Metal,
-       [](Arguments& a) {
-         static constexpr std::int32_t kBoth = 2;
-         static constexpr double kExponent = 1.0;
-         const auto unlessNull = [&](int k, const auto* pointer) { return a.nullPointer == k ? nullptr : pointer; };
-         double* const determination = a.nullPointer == 4 ? nullptr : &a.determination;
-         return All(CurveFitting4Creep(a.curves[0], unlessNull(0, &kBoth), unlessNull(1, &a.stress),
-                                       unlessNull(2, &kExponent), unlessNull(3, &kExponent), a.fitted, determination),
-                    a.fitted, a.determination);
-       }},
+      ROW(CurveFitting4Polynominal, Rubber(a, 3),
+          (FOUR(a.curves), FOUR(a.use), a.count, a.variant, a.conditionLimit, a.fitted, FOUR(a.out), 0.0, 1.0),
+          a.fitted, a.out),
+      ROW(ComputeStress4Polynominal, Rubber(a, 1, {0.1743, 0.0099}),
+          (FOUR(a.curves), a.count, a.parameters, FOUR(a.out), 0.0, 1.0), a.out),
+      ROW(CurveFitting4Ogden, Rubber(a, 2),
+          (FOUR(a.curves), FOUR(a.use), a.count, a.variant, a.fitted, FOUR(a.out), 0.0, 1.0), a.fitted, a.out),
+      ROW(ComputeStress4Ogden, Rubber(a, 2, {0.4, 1.7, -0.01, -2.1}),
+          (FOUR(a.curves), a.count, a.parameters, FOUR(a.out), 0.0, 1.0), a.out),
+      ROW(CurveFitting4BlatzKo, Foam(a),
+          (FOUR(a.foam), FOUR(a.use), a.lateral, a.variant, a.conditionLimit, a.fitted, FOUR(a.out), 0.0, 1.0),
+          a.fitted, a.out),
+      ROW(ComputeStress4BlatzKo, Foam(a), (FOUR(a.foam), a.lateral, a.parameters, FOUR(a.out), 0.0, 1.0), a.out),
+      ROW(CurveFitting4Volume, Silicone(a),
+          (a.curves[0], a.count, a.variant, a.conditionLimit, a.fitted, a.out[0], 0.0, 0.0), a.fitted, a.out[0]),
+      ROW(ComputeStress4Volume, Silicone(a), (a.curves[0], a.count, a.parameters, a.out[0], 0.0, 0.0), a.out[0]),
+      {"CheckMaterialStability4Polynomial", [](Arguments& a) { Coefficients(a, {0.1, 0.03, -0.002, 0.0, 0.001}); },
+       Stability<CheckMaterialStability4Polynomial>},
+      {"CheckMaterialStability4Ogden", [](Arguments& a) { Coefficients(a, {0.6, 1.2, -0.02, 3.5}); },
+       Stability<CheckMaterialStability4Ogden>},
+      ROW(CurveFitting4Creep, Metal(a),
+          (a.curves[0], UnlessNull(a, 0, &a.count), UnlessNull(a, 1, &a.stress), UnlessNull(a, 2, &a.exponents[0]),
+           UnlessNull(a, 3, &a.exponents[1]), a.fitted, UnlessNull(a, 4, &a.determination)),
+          a.fitted, a.determination),
       {"CurveFitting4CreepLMMethod",
        [](Arguments& a) {
          Metal(a);
@@ -204,144 +197,44 @@ std::span<const Call> EveryExport() {
          a.fitted.SetSize(7);
        },
        [](Arguments& a) {
-         double* const determination = a.nullPointer == 0 ? nullptr : &a.determination;
-         const int status = CurveFitting4CreepLMMethod(a.curves[0], 0, a.stress, a.fitted, determination);
+         const int status =
+             CurveFitting4CreepLMMethod(a.curves[0], 0, a.stress, a.fitted, UnlessNull(a, 0, &a.determination));
          // One stress determines a and b of a t^C4 + b t, not the pairs C1, C2 and C5, C6 that they are made of.
          const double amplitude = a.fitted[0] * std::pow(a.stress, a.fitted[1]);
          const double rate = a.fitted[4] * std::pow(a.stress, a.fitted[5]);
          return All(status, amplitude, a.fitted[3], rate, a.determination);
        }},
-      {"CurveFitting4Relaxation",
-       [](Arguments& a) {
-         static const Points points = BundledCurve("polymer_relaxation.csv", "time_s", "g");
-         Fill(a.curves[0], points);
-         a.count = 1;
-       },
-       [](Arguments& a) { return All(CurveFitting4Relaxation(a.curves[0], a.count, 1, a.fitted), a.fitted); }},
-      {"CurveFitting4PolyConvertRelaxation",
-       [](Arguments& a) {
-         History(a, 0, {0.3, 0.1});
-       },
-       [](Arguments& a) {
-         return All(CurveFitting4PolyConvertRelaxation(a.curves[0], 0.3, a.use[0], a.use[1], a.use[2], a.use[3],
-                                                       a.count, a.parameters, a.out[0]),
-                    a.out[0]);
-       }},
-      {"CurveFitting4OgdenConvertRelaxation",
-       [](Arguments& a) {
-         History(a, 1, {0.4, 1.7});
-       },
-       [](Arguments& a) {
-         return All(CurveFitting4OgdenConvertRelaxation(a.curves[0], 0.3, a.use[0], a.use[1], a.use[2], a.use[3],
-                                                        a.count, a.parameters, a.out[0]),
-                    a.out[0]);
-       }},
-      {"CurveFitting4BlatzKoConvertRelaxation", [](Arguments& a) { History(a, 2, {0.22}); },
-       [](Arguments& a) {
-         return All(CurveFitting4BlatzKoConvertRelaxation(a.curves[0], 1.0, 0.3, a.use[0], a.use[1], a.use[2], a.use[3],
-                                                          a.parameters, a.out[0]),
-                    a.out[0]);
-       }},
-      {"FormingLimitCurve",
-       [](Arguments& a) {
-         Fill(a.settings, {11, 1e-3, 0.02});
-         Fill(a.parameters, {1.6, 2.0});
-         Fill(a.further, {518.968, 0.0007648, 0.28985, 0.0});
-         a.codes = {0, 101, 200};
-       },
-       [](Arguments& a) {
-         return All(
-             FormingLimitCurve(a.out[0], a.codes[0], a.settings, a.codes[1], a.parameters, a.codes[2], a.further),
-             a.out[0]);
-       }},
-      {"FormingLimitCurveCustomHR",
-       [](Arguments& a) {
-         static const Points points =
-             BundledCurve("sgcc_flow_curve.csv", "plastic_strain", "true_stress_MPa", "angle_deg", "00");
-         Fill(a.settings, {11, 1e-3, 0.02});
-         Fill(a.curves[0], points);
-         a.codes = {0, 100, 298};
-       },
-       [](Arguments& a) {
-         return All(FormingLimitCurveCustomHR(a.out[0], a.codes[0], a.settings, a.codes[1], a.parameters, a.codes[2],
-                                              a.curves[0]),
-                    a.out[0]);
-       }},
-      {"InitialDynamicMatParameters",
-       [](Arguments& a) {
-         Clay(a);
-         Fill(a.fitted, {5e-4, 0.24});
-       },
-       [](Arguments& a) {
-         return All(InitialDynamicMatParameters(a.settings, a.fitted, a.flags, a.curves[0]), a.fitted);
-       }},
-      {"ModifyDynamicMatParameters",
-       [](Arguments& a) {
-         Fill(a.parameters, {1.2e-3, 0.21});
-         Fill(a.fitted, {1, 2, 3});
-         Fill(a.flags, {0, 1});
-       },
-       [](Arguments& a) { return All(ModifyDynamicMatParameters(a.parameters, a.fitted, a.flags), a.fitted); }},
-      {"CurveFitting4DynamicMatShearStiff", Clay,
-       [](Arguments& a) {
-         return All(
-             CurveFitting4DynamicMatShearStiff(a.settings, a.parameters, a.flags, a.curves[0], a.fitted, a.out[0]),
-             a.fitted);
-       }},
-      {"CurveFitting4DynamicMatDamping", Clay,
-       [](Arguments& a) {
-         return All(CurveFitting4DynamicMatDamping(a.settings, a.parameters, a.flags, a.curves[1], a.curves[0],
-                                                   a.fitted, a.out[0]),
-                    a.fitted);
-       }},
-      {"CurveFitting4DynamicMatParameters",
-       [](Arguments& a) {
-         Clay(a);
-         Fill(a.further, {1, 1});
-         a.out[0].SetSize(8);
-         a.out[1].SetSize(8);
-       },
-       [](Arguments& a) {
-         return All(CurveFitting4DynamicMatParameters(a.settings, a.parameters, a.flags, a.further, a.curves[0],
-                                                      a.curves[1], a.fitted, a.out[0], a.out[1]),
-                    a.parameters, a.further, a.fitted, a.out[0], a.out[1]);
-       }},
-      {"CurveFitting4GHEModel6Parameters",
-       [](Arguments& a) {
-         Clay(a);
-         Fill(a.settings, {1, 1, 1});
-         Fill(a.parameters, {1, 0, 0, 0, 0, 0});
-         Fill(a.flags, {1, 0, 0, 0, 0, 0});
-       },
-       [](Arguments& a) {
-         return All(CurveFitting4GHEModel6Parameters(a.settings, a.parameters, a.flags, a.curves[0], 0.0, a.fitted,
-                                                     a.out[0], a.measures),
-                    a.fitted, a.out[0], a.measures);
-       }},
-      {"CurveFitting4GHEModelDamping",
-       [](Arguments& a) {
-         Clay(a);
-         Fill(a.settings, {0, 0, 1});
-         Fill(a.parameters, {0, 0});
-       },
-       [](Arguments& a) {
-         return All(CurveFitting4GHEModelDamping(a.settings, a.parameters, a.flags, a.curves[1], a.curves[0], a.fitted,
-                                                 a.out[0]),
-                    a.fitted, a.out[0]);
-       }},
-      {"CurveFitting4UnsaturatedSoil",
-       [](Arguments& a) {
-         static const Points measured = BundledCurve("unsoda_retention.csv", "suction_kPa", "theta", "soil", "4170");
-         static const Points grading =
-             BundledCurve("unsoda_grain_size.csv", "particle_size_um", "fraction_finer", "soil", "4170");
-         Fill(a.soil.first, measured);
-         for (const _T_FUNT_BASE& point : grading) a.soil.second.Add({point.first / 1000.0, point.second});
-         Fill(a.settings, {0, 0, 1});
-       },
-       [](Arguments& a) {
-         return All(CurveFitting4UnsaturatedSoil(a.settings, a.soil, a.fitted, a.soilOut), a.fitted, a.soilOut.first,
-                    a.soilOut.second);
-       }},
+      ROW(CurveFitting4Relaxation, Polymer(a), (a.curves[0], a.count, a.variant, a.fitted), a.fitted),
+      ROW(CurveFitting4PolyConvertRelaxation, History(a, 0, {0.3, 0.1}),
+          (a.curves[0], 0.3, FOUR(a.use), a.count, a.parameters, a.out[0]), a.out[0]),
+      ROW(CurveFitting4OgdenConvertRelaxation, History(a, 1, {0.4, 1.7}),
+          (a.curves[0], 0.3, FOUR(a.use), a.count, a.parameters, a.out[0]), a.out[0]),
+      ROW(CurveFitting4BlatzKoConvertRelaxation, History(a, 2, {0.22}),
+          (a.curves[0], 1.0, 0.3, FOUR(a.use), a.parameters, a.out[0]), a.out[0]),
+      ROW(FormingLimitCurve, HillSteel(a),
+          (a.out[0], a.codes[0], a.settings, a.codes[1], a.parameters, a.codes[2], a.further), a.out[0]),
+      ROW(FormingLimitCurveCustomHR, VonMisesSheet(a),
+          (a.out[0], a.codes[0], a.settings, a.codes[1], a.parameters, a.codes[2], a.curves[0]), a.out[0]),
+      ROW(InitialDynamicMatParameters, (Clay(a), Fill(a.fitted, {5e-4, 0.24})),
+          (a.settings, a.fitted, a.flags, a.curves[0]), a.fitted),
+      ROW(ModifyDynamicMatParameters,
+          (Fill(a.parameters, {1.2e-3, 0.21}), Fill(a.fitted, {1, 2, 3}), Fill(a.flags, {0, 1})),
+          (a.parameters, a.fitted, a.flags), a.fitted),
+      ROW(CurveFitting4DynamicMatShearStiff, Clay(a),
+          (a.settings, a.parameters, a.flags, a.curves[0], a.fitted, a.out[0]), a.fitted),
+      ROW(CurveFitting4DynamicMatDamping, Clay(a),
+          (a.settings, a.parameters, a.flags, a.curves[1], a.curves[0], a.fitted, a.out[0]), a.fitted),
+      ROW(CurveFitting4DynamicMatParameters,
+          (Clay(a), Fill(a.further, {1, 1}), a.out[0].SetSize(8), a.out[1].SetSize(8)),
+          (a.settings, a.parameters, a.flags, a.further, a.curves[0], a.curves[1], a.fitted, a.out[0], a.out[1]),
+          a.parameters, a.further, a.fitted, a.out[0], a.out[1]),
+      ROW(CurveFitting4GHEModel6Parameters, Clay(a, {1, 1, 1}, {1, 0, 0, 0, 0, 0}, {1, 0, 0, 0, 0, 0}),
+          (a.settings, a.parameters, a.flags, a.curves[0], a.referenceStrain, a.fitted, a.out[0], a.measures), a.fitted,
+          a.out[0], a.measures),
+      ROW(CurveFitting4GHEModelDamping, Clay(a, {0, 0, 1}, {0, 0}),
+          (a.settings, a.parameters, a.flags, a.curves[1], a.curves[0], a.fitted, a.out[0]), a.fitted, a.out[0]),
+      ROW(CurveFitting4UnsaturatedSoil, Loam(a), (a.settings, a.soil, a.fitted, a.soilOut), a.fitted, a.soilOut.first,
+          a.soilOut.second),
   };
   return kRows;
 }

@@ -16,8 +16,13 @@ struct Arguments {
   Point3Array foam[4];
   CArray22 soil;
   std::array<std::int32_t, 4> use{};
-  std::int32_t count = 0;  ///< order or number of terms
+  std::int32_t count = 0;  ///< order, number of terms or type
   std::int32_t volumetricTerms = 0;
+  std::int32_t variant = 1;  ///< absolute residuals
+  double conditionLimit = 0.0;
+  double lateral = 0.0;
+  double referenceStrain = 0.0;
+  std::array<double, 2> exponents{1.0, 1.0};
   std::array<std::int32_t, 3> codes{};  ///< of the forming limit, the yield criterion, the hardening rule
   double stress = 0.0;
   int nullPointer = -1;  ///< which of the pointers is null
