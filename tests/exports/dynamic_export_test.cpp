@@ -65,80 +65,58 @@ void LoadClay(Call& call) {
 
 enum class Curves { Stiffness, Damping, Joint };
 
-struct PlantedCase {
-  Curves curves;
-  int family;
-  int form;
-  int variant;
-};
-
-/// Absolute residuals in strains of 1e-4 have a sum of squares far below 1e-3, where every step counts as a small
-/// change: the run ends after four steps, wherever it is. Only the joint fit has weights to lift them.
-bool NeedsWeight(const PlantedCase& c) { return c.family == kPower && c.form == 0 && c.variant == 1; }
-
-class Planted : public testing::TestWithParam<PlantedCase> {};
-
-std::vector<PlantedCase> EveryFit() {
-  std::vector<PlantedCase> cases;
-  for (const int variant : {0, 1}) {
-    for (const int form : {0, 1, 2}) {
-      for (const Curves curves : {Curves::Stiffness, Curves::Damping, Curves::Joint}) {
-        const PlantedCase planted{curves, kPower, form, variant};
-        if (curves == Curves::Joint || !NeedsWeight(planted)) cases.push_back(planted);
-      }
-    }
-    for (const int form : {0, 1}) cases.push_back({Curves::Stiffness, kHyperbolic, form, variant});
-    cases.push_back({Curves::Damping, kHyperbolic, 0, variant});
-    cases.push_back({Curves::Joint, kHyperbolic, 0, variant});
-  }
-  return cases;
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryFit, Planted, testing::ValuesIn(EveryFit()));
-
-TEST_P(Planted, ParametersAreRecovered) {
-  const PlantedCase& c = GetParam();
-  Call call(c.family, c.form, c.variant, {4.5e-4, 0.25}, {0.0, c.family == kPower ? 0.0 : 1.0});
-  Plant(c.family, call);
-  if (NeedsWeight(c)) Fill(call.weights, {1e6, 1e6});
-  std::int32_t status = -2;
-  if (c.curves == Curves::Stiffness) status = call.Stiffness();
-  if (c.curves == Curves::Damping) status = call.Damping();
-  call.stiffnessOut.SetSize(c.curves == Curves::Joint ? 8 : 0);
-  call.dampingOut.SetSize(c.curves == Curves::Joint ? 8 : 0);
-  if (c.curves == Curves::Joint) status = call.Joint();
-  EXPECT_EQ(status, 0);
+void ExpectPlanted(Curves curves, int family, int form, int variant) {
+  SCOPED_TRACE(testing::Message() << static_cast<int>(curves) << ' ' << family << ' ' << form << ' ' << variant);
+  // Absolute residuals in strains of 1e-4 have a sum of squares far below 1e-3, where every step counts as a small
+  // change: the run ends after four steps, wherever it is. Only the joint fit has weights to lift them.
+  const bool needsWeight = family == kPower && form == 0 && variant == 1;
+  if (needsWeight && curves != Curves::Joint) return;
+  const bool power = family == kPower;
+  Call call(family, form, variant, {4.5e-4, 0.25}, {0.0, power ? 0.0 : 1.0});
+  Plant(family, call);
+  if (needsWeight) Fill(call.weights, {1e6, 1e6});
+  const bool joint = curves == Curves::Joint;
+  call.stiffnessOut.SetSize(joint ? 8 : 0);
+  call.dampingOut.SetSize(joint ? 8 : 0);
+  EXPECT_EQ(joint ? call.Joint() : curves == Curves::Stiffness ? call.Stiffness() : call.Damping(), 0);
   ExpectDigits(call.fitted[0], 6e-4, 1e-4);
   ASSERT_EQ(call.fitted.GetSize(), 2);
-  ExpectNear(call.fitted[1], c.family == kPower ? 0.2 : 0.0, 1e-5);
-  if (c.curves != Curves::Joint || c.family == kPower) return;
-  for (std::int64_t i = 2; i < 8; ++i) {
+  ExpectNear(call.fitted[1], power ? 0.2 : 0.0, 1e-5);
+  for (std::int64_t i = 2; joint && !power && i < 8; ++i) {
     const double u = call.stiffnessOut[i].first / call.fitted[0];
     ExpectDigits(call.stiffnessOut[i].second, 1.0 / (1.0 + u), Tolerance::Rounding);
     ExpectNear(call.dampingOut[i].second, HyperbolicDampingOf(u), 1e-8);
   }
 }
 
-TEST(CyclicJointFit, MatchesAnIndependentComputationOnClay) {
+TEST(CyclicFit, PlantedParametersAreRecovered) {
+  using enum Curves;
+  for (const int variant : {0, 1}) {
+    for (const int form : {0, 1, 2}) {
+      for (const Curves curves : {Stiffness, Damping, Joint}) ExpectPlanted(curves, kPower, form, variant);
+    }
+    for (const Curves curves : {Stiffness, Damping, Joint}) ExpectPlanted(curves, kHyperbolic, 0, variant);
+    ExpectPlanted(Stiffness, kHyperbolic, 1, variant);
+  }
+}
+
+TEST(CyclicJointFit, WritesWhatItReadsAndDrawsBothCurves) {
   Call call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
   LoadClay(call);
   call.stiffnessOut.SetSize(8);
   call.dampingOut.SetSize(9);
   call.dampingOut[8] = _T_FUNT_BASE(3.0, 4.0);
   EXPECT_EQ(call.Joint(), 0);
-  ExpectDigits(call.fitted[0], 0.00122122, Tolerance::SixDigits);
-  ExpectDigits(call.fitted[1], 0.215767, Tolerance::SixDigits);
   // In place: half the strain at R = 0.5, and the damping weight times min(1 / 0.169, 1 / 0.24).
   ExpectDigits(call.parameters[0], 0.5 * (0.001 + 0.00216 / (0.35 - 0.53) * (0.5 - 0.53)), Tolerance::Rounding);
   EXPECT_EQ(call.parameters[1], 0.24);
   EXPECT_EQ(call.weights[0], 1.0);
   ExpectDigits(call.weights[1], 1.0 / 0.24, Tolerance::Rounding);
+  const double exponent = 2 * std::numbers::pi * call.fitted[1] / (2 - std::numbers::pi * call.fitted[1]);
   for (std::int64_t i = 0; i < 8; ++i) {
-    const double strain = std::pow(10.0, static_cast<double>(i) - 7.0);
-    ExpectDigits(call.stiffnessOut[i].first, strain, Tolerance::Rounding);
-    EXPECT_EQ(call.dampingOut[i].first, call.stiffnessOut[i].first);
-    const double ratio = call.stiffnessOut[i].second;
-    const double exponent = 2 * std::numbers::pi * call.fitted[1] / (2 - std::numbers::pi * call.fitted[1]);
+    const auto [strain, ratio] = call.stiffnessOut[i];
+    ExpectDigits(strain, std::pow(10.0, static_cast<double>(i) - 7.0), Tolerance::Rounding);
+    EXPECT_EQ(call.dampingOut[i].first, strain);
     ExpectDigits(ratio, 1 / (1 + std::pow(2 * ratio * strain / call.fitted[0], exponent)), Tolerance::Rounding);
     ExpectNear(call.dampingOut[i].second, call.fitted[1] * (1 - ratio), Tolerance::Rounding);
   }
@@ -194,39 +172,17 @@ TEST(CyclicFit, TheSumOfTheFlagsDecidesWhetherThereIsAFit) {
   }
 }
 
-TEST(CyclicFit, SingleCurvesComeBackEmptyAndFewOptionsDoNothingOrThrow) {
+TEST(CyclicFit, SingleCurvesComeBackEmptyAndTheHyperbolicFamilyHasNoStressForm) {
   Call call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
   LoadClay(call);
   call.stiffnessOut.SetSize(5);
   call.dampingOut.SetSize(5);
   call.Stiffness();
   call.Damping();
-  EXPECT_EQ(call.stiffnessOut.GetSize(), 0);
-  EXPECT_EQ(call.dampingOut.GetSize(), 0);
+  EXPECT_EQ(call.stiffnessOut.GetSize() + call.dampingOut.GetSize(), 0);
 
-  Call few(kPower, 2, 1, {7e-4, 0.24}, {0.0, 0.0});
-  LoadClay(few);
-  few.options.SetSize(2);
-  few.fitted.SetSize(1);
-  few.stiffnessOut.SetSize(4);
-  EXPECT_EQ(few.Stiffness() + few.Damping(), 0);
-  EXPECT_THROW(few.Joint(), CInvalidArgException);
-  EXPECT_EQ(few.fitted.GetSize(), 1);
-  EXPECT_EQ(few.stiffnessOut[3].first, 0.0);
-  EXPECT_EQ(few.parameters[0], 7e-4);
-  EXPECT_EQ(few.weights[1], 1.0);
-}
-
-TEST(CyclicFit, HyperbolicFamilyTakesOneParameterAndHasNoStressForm) {
-  Call call(kHyperbolic, 0, 1, {5e-4}, {0.0});
-  LoadClay(call);
-  EXPECT_EQ(call.Stiffness(), 0);
-  ASSERT_EQ(call.fitted.GetSize(), 1);
-  ExpectDigits(call.fitted[0], 1.287e-3, 1e-3);
-
-  Call stress(kHyperbolic, 2, 1, {5e-4}, {0.0});
+  Call stress(kHyperbolic, 2, 1, {5e-4}, {1.0});
   LoadClay(stress);
-  Fill(stress.flags, {1.0});
   EXPECT_EQ(stress.Stiffness(), 0);
   EXPECT_EQ(stress.fitted[0], 5e-4);
 }

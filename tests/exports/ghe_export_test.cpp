@@ -139,17 +139,6 @@ TEST(GheFit, OutCurveIsALogGridForTwoPointsAndMore) {
   EXPECT_EQ(call.curveOut[1].first, 1e-2);
 }
 
-TEST(GheFit, PercentEverywhereGivesTheSameParameters) {
-  Call ratio(0, 0, 1, {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0});
-  Call percent(0, 0, 1, {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0});
-  Points points = Published("stiffness", "G_over_Gmax");
-  Fill(ratio.stiffness, points);
-  for (auto& point : points) point.first *= 100;
-  Fill(percent.stiffness, points);
-  EXPECT_EQ(ratio.Fit(5.6e-4) + percent.Fit(5.6e-2), 0);
-  for (int k = 0; k < 6; ++k) ExpectDigits(percent.fitted[k], ratio.fitted[k], 1e-6);
-}
-
 TEST(GheFit, PoorDataRaiseNothing) {
   struct Case {
     const char* name;

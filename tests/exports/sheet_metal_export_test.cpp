@@ -203,13 +203,5 @@ TEST(FormingLimit, AStrainRatioThatIsNotANumberEndsItsPath) {
   EXPECT_EQ(call.curve[0].second, -0.5e-4);
 }
 
-TEST(FormingLimit, StrainsAreAddedUpStepByStep) {
-  Call call;
-  call.Run();
-  double sum = 0.0;
-  for (int i = 0; i < 6856; ++i) sum += 1e-4;
-  EXPECT_EQ(call.curve[0].first, sum);
-}
-
 }  // namespace
 }  // namespace Xem::Testing

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,52 +15,22 @@ namespace {
 
 using Fit::Result;
 
-bool Mentions(const Result& result, const std::string& part) {
-  for (const std::string& note : result.notes) {
-    if (note.find(part) != std::string::npos) return true;
-  }
-  return false;
-}
-
-struct BestMinimum {
-  int terms;
-  Fit::Residual residual;
-  double objective;
-  std::vector<double> pairs;  // where the minimum determines them
-};
-
-void PrintTo(const BestMinimum& minimum, std::ostream* out) {
-  *out << minimum.terms << (minimum.residual == Fit::Residual::Absolute ? " absolute" : " relative");
-}
-
-class OgdenMinimum : public testing::TestWithParam<BestMinimum> {};
-
 // Best of 40 random starts of a variable-projection search by a general least-squares program, exponents unlimited.
-INSTANTIATE_TEST_SUITE_P(
-    Treloar, OgdenMinimum,
-    testing::Values(
-        BestMinimum{2, Fit::Residual::Absolute, 1.576896, {-1.67033529, -0.46480452, 0.00493967, 4.45149084}},
-        BestMinimum{3,
-                    Fit::Residual::Absolute,
-                    0.20849,
-                    {0.368134204, 1.89159021, -0.00489516344, -2.26210605, 1.05545514e-06, 8.44775781}},
-        BestMinimum{4, Fit::Residual::Absolute, 0.071249, {}},
-
-        BestMinimum{3,
-                    Fit::Residual::Relative,
-                    0.289448,
-                    {0.64706708, 1.24337386, -0.0071147, -2.15765419, 0.00109024, 5.10588099}},
-        BestMinimum{4, Fit::Residual::Relative, 0.240337, {}}));
-
-TEST_P(OgdenMinimum, IsFound) {
-  Fit::Options options;
-  options.residual = GetParam().residual;
-  const Result result = Fit::FitOgden(TreloarData(), GetParam().terms, options);
-  EXPECT_TRUE(result.converged);
-  EXPECT_LE(result.measures.objective, GetParam().objective * (1.0 + 1e-5));
-  // The general program stops at its own tolerance, which leaves about four digits of the parameters.
-  for (std::size_t k = 0; k < GetParam().pairs.size(); ++k) {
-    ExpectDigits(result.parameters[k].value, GetParam().pairs[k], 5e-4);
+TEST(FitOgden, FindsTheBestMinimum) {
+  struct Minimum {
+    int terms;
+    Fit::Residual residual;
+    double objective;
+  };
+  using enum Fit::Residual;
+  for (const Minimum& minimum :
+       {Minimum{2, Absolute, 1.576896}, Minimum{3, Absolute, 0.20849}, Minimum{4, Absolute, 0.071249},
+        Minimum{3, Relative, 0.289448}, Minimum{4, Relative, 0.240337}}) {
+    Fit::Options options;
+    options.residual = minimum.residual;
+    const Result result = Fit::FitOgden(TreloarData(), minimum.terms, options);
+    EXPECT_TRUE(result.converged);
+    EXPECT_LE(result.measures.objective, minimum.objective * (1.0 + 1e-5)) << minimum.terms;
   }
 }
 
@@ -126,7 +95,7 @@ TEST(FitOgden, AnExponentAtItsBoundIsTheOneThatIsMarked) {
     EXPECT_EQ(parameter.held, std::isnan(parameter.standardError)) << parameter.name;
     if (!parameter.held) continue;
     ++held;
-    EXPECT_TRUE(Mentions(result, parameter.name + " = 30 lies at the bound")) << parameter.name;
+    EXPECT_TRUE(Mentions(result.notes, parameter.name + " = 30 lies at the bound")) << parameter.name;
   }
   EXPECT_EQ(held, 1);
 }
@@ -141,7 +110,7 @@ TEST(HyperelasticModels, SimpleShearIsTheShearStressWithItsSign) {
   const Result ogden = Fit::FitOgden(data, 1);
   ExpectNear(ogden.Value("mu1"), 1.0, 1e-8);
   ExpectNear(ogden.Value("alpha1"), 2.0, 1e-8);
-  EXPECT_TRUE(Mentions(ogden, "sign of an exponent"));
+  EXPECT_TRUE(Mentions(ogden.notes, "sign of an exponent"));
   const Result blatzKo = Fit::FitBlatzKo(data);
   ExpectNear(blatzKo.Value("mu"), 1.0, Tolerance::Rounding);
   Fit::Options options;
@@ -170,7 +139,7 @@ TEST(FitBlatzKo, TakesMeasuredLateralStrainsOrThoseOfAFreeFace) {
   ExpectNear(result.Value("mu"), modulus, Tolerance::Rounding);
   EXPECT_EQ(result.derived.at("poisson_ratio"), 0.25);
   EXPECT_TRUE(result.stability->Stable());
-  EXPECT_TRUE(Mentions(result, "free of stress"));
+  EXPECT_TRUE(Mentions(result.notes, "free of stress"));
   ExpectNear(Fit::BlatzKoStress("uniaxial", modulus, 0.8), data.uniaxial.y[2], Tolerance::Rounding);
 
   // Exponents of the lateral stretch -0.2 at a strain of 0.5 and -0.4 at 1: -0.3 half-way, and no others beyond.
@@ -198,16 +167,12 @@ TEST(FitBlatzKo, TakesMeasuredLateralStrainsOrThoseOfAFreeFace) {
   EXPECT_THROW(Fit::FitBlatzKo(data), Fit::Error);
 }
 
-Fit::Curve SiliconeVolumetric() {
-  return FitCurve(BundledCurve("silicone_volumetric.csv", "linear_stretch", "pressure_MPa"));
-}
-
 TEST(HyperelasticModels, VolumetricDataAreFittedAlongside) {
   Fit::HyperelasticData data = TreloarData();
   const Result alone = Fit::FitOgden(data, 1);
   ExpectNear(alone.derived.at("poisson_ratio"), 0.495, 1e-10);
-  EXPECT_TRUE(Mentions(alone, "0.495"));
-  data.volumetric = SiliconeVolumetric();
+  EXPECT_TRUE(Mentions(alone.notes, "0.495"));
+  data.volumetric = FitCurve(BundledCurve("silicone_volumetric.csv", "linear_stretch", "pressure_MPa"));
   data.volumetricTerms = 2;
   Fit::Options options;
   options.held["D2"] = 30000.0;

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstddef>
 #include <random>
 #include <string>
 #include <vector>
@@ -37,14 +36,7 @@ Fit::RelaxationData Series(const std::vector<double>& parameters, double from, d
   return data;
 }
 
-bool Mentions(const std::vector<std::string>& notes, const std::string& text) {
-  for (const std::string& note : notes) {
-    if (note.find(text) != std::string::npos) return true;
-  }
-  return false;
-}
-
-/// A random series of two to five terms whose times are a factor of 10 to 100 apart.
+/// A random series whose times are a factor of 10 to 100 apart.
 std::vector<double> RandomSeries(std::mt19937& generator, std::size_t terms) {
   std::uniform_real_distribution<double> uniform(0.0, 1.0);
   std::vector<double> parameters(2 * terms);
@@ -188,14 +180,6 @@ TEST(FitProny, ThousandsOfPointsOverThirtyDecades) {
   for (std::size_t k = 0; k < truth.size(); ++k) {
     EXPECT_NEAR(result.parameters[k].value, truth[k], 4.0 * result.parameters[k].standardError);
   }
-}
-
-TEST(FitProny, ExportEngineNeedsANumberOfTermsAndHoldsNothing) {
-  Fit::Options options;
-  options.engine = Fit::Engine::Export;
-  EXPECT_THROW(Fit::FitProny(Polymer(), Fit::kAutomaticTerms, options), Fit::Error);
-  options.held["g1"] = 0.1;
-  EXPECT_THROW(Fit::FitProny(Polymer(), 1, options), Fit::Error);
 }
 
 TEST(ConvertToRelaxation, DividesAndNamesPointsWithoutStress) {

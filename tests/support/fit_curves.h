@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "support/curves.h"
 #include "xem/fit/hyperelastic.h"
@@ -19,6 +21,11 @@ inline Fit::Curve FitCurve(std::span<const _T_FUNT_BASE> points, const std::stri
     curve.y.push_back(point.second);
   }
   return curve;
+}
+
+inline bool Mentions(const std::vector<std::string>& notes, const std::string& part) {
+  return std::any_of(notes.begin(), notes.end(),
+                     [&](const std::string& note) { return note.find(part) != std::string::npos; });
 }
 
 /// The bundled natural rubber in its three modes.
