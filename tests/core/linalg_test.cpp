@@ -87,14 +87,6 @@ TEST(Lapack, FailuresThrowTheirStatus) {
   EXPECT_THROW(SymmetricSolver(2).Solve(zero, x), int);
 }
 
-TEST(Lapack, EigenvaluesAscend) {
-  Matrix a = Filled(2, 2, {2, 1, 1, 2});
-  SymmetricEigenvalues eigenvalues(2);
-  const auto values = eigenvalues.Compute(a);
-  ExpectNear(values[0], 1.0, Tolerance::Rounding);
-  ExpectNear(values[1], 3.0, Tolerance::Rounding);
-}
-
 TEST(Vector, ViewsShareCopiesOwn) {
   Matrix m = Filled(2, 3, {1, 2, 3, 4, 5, 6});
   Vector row = m.View().Row(1);

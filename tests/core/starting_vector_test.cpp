@@ -41,18 +41,6 @@ std::vector<double> Guess(const TestFunctionList& curves, int terms, const Fixed
   return parameters;
 }
 
-TEST(OgdenStart, SeedsExponentsAndFillsTheTail) {
-  struct {
-    int terms;
-    std::vector<double> expected;  // two entries longer than the pairs
-  } const cases[] = {{1, {0, 2, 2, 2}}, {2, {0, 2, 0, -2, -2, -2}}, {4, {0, 2, 0, -2, 0, 6, 0, 10, -2, -2}}};
-  for (const auto& c : cases) {
-    std::vector<double> parameters(c.expected.size(), 123.0);
-    WriteOgdenSeeds(c.terms, parameters);
-    EXPECT_EQ(parameters, c.expected);
-  }
-}
-
 // Data of the seeded exponents themselves: the linear step finds the moduli over all points of both curves.
 TEST(OgdenStart, ModuliAreTheLeastSquaresOnes) {
   const std::vector<double> planted{0.6, 2.0, -0.1, -2.0, 0.003, 6.0};

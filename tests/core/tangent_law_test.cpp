@@ -35,6 +35,14 @@ Matrix3 Product(const Matrix3& a, const Matrix3& b) {
   return c;
 }
 
+Matrix3 RightCauchyGreen(const Matrix3& f) {
+  Matrix3 transposed{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < 3; ++j) transposed[i][j] = f[j][i];
+  }
+  return Product(transposed, f);
+}
+
 double Determinant(const Matrix3& f) {
   return f[0][0] * (f[1][1] * f[2][2] - f[1][2] * f[2][1]) - f[0][1] * (f[1][0] * f[2][2] - f[1][2] * f[2][0]) +
          f[0][2] * (f[1][0] * f[2][1] - f[1][1] * f[2][0]);
@@ -72,13 +80,8 @@ Material Polynomial() {
   static const std::vector<double> c{0.4, 0.1, -0.02, 0.03, 0.01, 1e-3, -2e-3, 3e-3, 4e-4};
   return {"polynomial", [](const Matrix3& f) { return PolynomialTangent(3, c, kVolumetric, f); },
           [](const Matrix3& f) {
-            double i1 = 0.0;
-            double squares = 0.0;
-            Matrix3 transposed{};
-            for (std::size_t i = 0; i < 3; ++i) {
-              for (std::size_t j = 0; j < 3; ++j) transposed[i][j] = f[j][i];
-            }
-            const Matrix3 right = Product(transposed, f);
+            double i1 = 0.0, squares = 0.0;
+            const Matrix3 right = RightCauchyGreen(f);
             for (std::size_t i = 0; i < 3; ++i) {
               i1 += right[i][i];
               for (std::size_t j = 0; j < 3; ++j) squares += right[i][j] * right[i][j];
@@ -97,16 +100,10 @@ Material Ogden() {
   static const std::vector<double> pairs{0.6, 1.3, -0.1, -2.2, 0.02, 5.0};
   return {"Ogden", [](const Matrix3& f) { return OgdenTangent(pairs, kVolumetric, f); },
           [](const Matrix3& f) {
-            Matrix3 transposed{};
-            for (std::size_t i = 0; i < 3; ++i) {
-              for (std::size_t j = 0; j < 3; ++j) transposed[i][j] = f[j][i];
-            }
             Matrix right(3, 3);
-            const Matrix3 product = Product(transposed, f);
-            for (int i = 0; i < 3; ++i) {
-              for (int j = 0; j < 3; ++j) {
-                right(i, j) = product[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
-              }
+            const Matrix3 product = RightCauchyGreen(f);
+            for (std::size_t i = 0; i < 3; ++i) {
+              for (std::size_t j = 0; j < 3; ++j) right(static_cast<int>(i), static_cast<int>(j)) = product[i][j];
             }
             SymmetricEigenvalues solver(3);
             const double j = Determinant(f);
