@@ -55,6 +55,11 @@ TEST(OgdenStart, ModuliTakeTheSignOfTheirExponent) {
 }
 
 TEST(OgdenStart, HeldEntriesEndWithTheirSeeds) {
+  std::vector<double> four(10, 123.0), one(4, 123.0);  // two entries longer than the pairs
+  WriteOgdenSeeds(4, four);
+  WriteOgdenSeeds(1, one);
+  EXPECT_EQ(four, (std::vector<double>{0, 2, 0, -2, 0, 6, 0, 10, -2, -2}));
+  EXPECT_EQ(one, (std::vector<double>{0, 2, 2, 2}));
   const std::vector<double> start = Guess(OgdenCurves({0.6, 2.0, -0.1, -2.0}), 2, FixedTermMask{1, 1, 0, 0});
   EXPECT_EQ(start[0], 0.0);  // neither the caller's 123 nor the fitted modulus
   EXPECT_EQ(start[1], 2.0);

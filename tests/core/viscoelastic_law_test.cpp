@@ -60,6 +60,12 @@ TEST(PronyLaw, NothingRemainsOfATermLongGone) {
   }
 }
 
+TEST(PronyLaw, NegativeTimesTurnPositiveAndZeroStays) {
+  std::vector<double> parameters{-0.1, 5.0, -2.0, 0.0};
+  EXPECT_TRUE(ConstrainProny(parameters));
+  EXPECT_EQ(parameters, (std::vector<double>{-0.1, 5.0, 2.0, 0.0}));
+}
+
 TEST(PronyLaw, TermsSortByTimeThenByCoefficientWhateverTheyHold) {
   std::vector<double> parameters{0.3, 0.2, 0.1, 7.0, 7.0, 1.0};
   SortByTime(parameters);

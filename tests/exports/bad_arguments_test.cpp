@@ -146,7 +146,8 @@ std::map<std::string, Cases> EveryBadArgument() {
        dynamic + fewSettings + NoCurve(0, Singular) + Each(&A::settings, {{1, 2, 1}}, Singular)},
       {"CurveFitting4DynamicMatDamping", dynamic + fewSettings + NoCurve(0)},
       {"CurveFitting4DynamicMatParameters",
-       WithoutGrid(dynamic + Short(&A::further) + Each(&A::further, {{1e-6, 1e-7}}) + NoCurve(0) + NoCurve(1)) +
+       WithoutGrid(dynamic + Short(&A::further) + Each(&A::further, {{1e-6, 1e-7}}) + Each(&A::settings, {{0, 2}}) +
+                   NoCurve(0) + NoCurve(1)) +
            Cases{{"short damping out-curve", [](A& a) { a.out[1].SetSize(7); }}}},
       {"CurveFitting4GHEModel6Parameters", generalised},
       {"CurveFitting4GHEModelDamping", generalised + Each(&A::settings, {{1, 0, 1}})},  // without the model

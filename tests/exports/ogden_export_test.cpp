@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "support/curves.h"
@@ -67,6 +68,27 @@ int Thrown(Call& call, int terms, int method) {
     return 0;
   } catch (int info) {
     return info;
+  }
+}
+
+TEST(OgdenExport, PlanarDataAloneThrowTheNumberOfTheSecondTerm) {
+  std::mt19937 random(20);
+  const auto draw = [&](double from, double to) { return std::uniform_real_distribution<double>(from, to)(random); };
+  for (int trial = 0; trial < 150; ++trial) {
+    Call call;
+    for (const int mode : {2, 3}) {
+      std::vector<_T_FUNT_BASE> curve;
+      const double modulus = std::pow(10.0, draw(-6.0, 6.0)), bend = draw(-0.3, 0.5), step = draw(0.02, 0.4);
+      for (int i = 1; i <= 15; ++i) {
+        const double strain = step * (i + draw(-0.4, 0.4));
+        curve.emplace_back(strain, modulus * strain / (1.0 + 0.5 * strain) * (1.0 + bend * std::sin(strain)));
+      }
+      call.Load(mode, curve);
+    }
+    if (trial % 3 < 2) call.use[2 + trial % 3] = 0;
+    for (int terms = 2; terms <= 4; ++terms) {
+      for (const int method : {1, 0}) EXPECT_EQ(Thrown(call, terms, method), 2) << trial << ' ' << terms;
+    }
   }
 }
 

@@ -69,21 +69,18 @@ const std::vector<Spelling> kSpellings{
      "MPa"},
 };
 
-class Spellings : public testing::TestWithParam<Spelling> {};
-
-INSTANTIATE_TEST_SUITE_P(Csv, Spellings, testing::ValuesIn(kSpellings),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST_P(Spellings, AreReadAlike) {
-  const Json result = FitOne(GetParam().file, GetParam().options);
-  ASSERT_TRUE(result.is_object());
-  const Json& curve = result["curves"][0];
-  const double shift = std::string(GetParam().name) == "ColumnsByHand" ? 1.0 : 0.0;  // lambda is not a known name
-  const std::vector<double> strains{0.5 + shift, 1.0 + shift, 2.0 + shift};
-  ASSERT_EQ(curve["x"].size(), 3u);
-  for (std::size_t i = 0; i < 3; ++i) ExpectNear(curve["x"][i], strains[i], Tolerance::Rounding);
-  EXPECT_EQ(curve["measured"], Json({0.25, 0.5, 0.75}));
-  EXPECT_EQ(result["parameters"][0]["unit"], GetParam().unit);
+TEST(Csv, EverySpellingIsReadAlike) {
+  for (const Spelling& spelling : kSpellings) {
+    SCOPED_TRACE(spelling.name);
+    const Json result = FitOne(spelling.file, spelling.options);
+    ASSERT_TRUE(result.is_object());
+    const Json& curve = result["curves"][0];
+    const double shift = std::string(spelling.name) == "ColumnsByHand" ? 1.0 : 0.0;  // lambda is not a known name
+    ASSERT_EQ(curve["x"].size(), 3u);
+    for (std::size_t i = 0; i < 3; ++i) ExpectNear(curve["x"][i], shift + (i == 2 ? 2.0 : 0.5 + 0.5 * i), 1e-12);
+    EXPECT_EQ(curve["measured"], Json({0.25, 0.5, 0.75}));
+    EXPECT_EQ(result["parameters"][0]["unit"], spelling.unit);
+  }
 }
 
 TEST(Csv, StandardInputIsACurveToo) {
@@ -165,30 +162,22 @@ TEST(Csv, CurvesOfHostileNamesComeBackFromTheirFile) {
   for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ(names[i], kHostileNames[i].name);
 }
 
-struct Conversion {
-  const char* unit;
-  double perMegapascal;
-};
-
-class Units : public testing::TestWithParam<Conversion> {};
-
-INSTANTIATE_TEST_SUITE_P(Stress, Units,
-                         testing::Values(Conversion{"Pa", 1e6}, Conversion{"kPa", 1e3}, Conversion{"GPa", 1e-3},
-                                         Conversion{"psi", 145.03773773}, Conversion{"ksi", 0.14503773773}));
-
-TEST_P(Units, OfFurtherCurvesBecomeTheFirstOnes) {
-  const TemporaryFolder folder;
-  const std::string scaled = std::to_string(GetParam().perMegapascal * 0.5);
-  folder.Write("a.csv", "strain,stress_MPa\n0.5,0.25\n1,0.5\n");
-  folder.Write("b.csv", std::string("strain,stress_") + GetParam().unit + "\n0.5," + scaled + "\n1," + scaled + "\n");
-  const ToolRun run = RunTool(
-      {"hyper", "fit", "--model", "polynomial:1", "--uniaxial", "a.csv", "--pure-shear", "b.csv", "--json", "-"},
-      folder.Path());
-  ASSERT_EQ(run.exitCode, 0) << run.errors;
-  const Json result = Json::parse(run.output);
-  EXPECT_EQ(result["parameters"][1]["unit"], "MPa");
-  EXPECT_NEAR(result["curves"][1]["measured"][0], 0.5, 1e-3 / GetParam().perMegapascal + 1e-6);
-  EXPECT_NE(result["notes"].dump().find(std::string("from ") + GetParam().unit + " to MPa"), std::string::npos);
+TEST(Csv, StressesOfFurtherCurvesTakeTheUnitOfTheFirst) {
+  for (const auto& [unit, perMegapascal] :
+       {std::pair("Pa", 1e6), {"kPa", 1e3}, {"GPa", 1e-3}, {"psi", 145.03773773}, {"ksi", 0.14503773773}}) {
+    const TemporaryFolder folder;
+    const std::string scaled = std::to_string(perMegapascal * 0.5);
+    folder.Write("a.csv", "strain,stress_MPa\n0.5,0.25\n1,0.5\n");
+    folder.Write("b.csv", std::string("strain,stress_") + unit + "\n0.5," + scaled + "\n1," + scaled + "\n");
+    const ToolRun run = RunTool(
+        {"hyper", "fit", "--model", "polynomial:1", "--uniaxial", "a.csv", "--pure-shear", "b.csv", "--json", "-"},
+        folder.Path());
+    ASSERT_EQ(run.exitCode, 0) << run.errors;
+    const Json result = Json::parse(run.output);
+    EXPECT_EQ(result["parameters"][1]["unit"], "MPa");
+    EXPECT_NEAR(result["curves"][1]["measured"][0], 0.5, 1e-3 / perMegapascal + 1e-6);
+    EXPECT_NE(result["notes"].dump().find(std::string("from ") + unit + " to MPa"), std::string::npos);
+  }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/near.h"
@@ -114,17 +115,14 @@ TEST(EveryOutput, HasTheSameBytesTwice) {
 
 TEST(Help, WorksAtEveryLevel) {
   const TemporaryFolder folder;
-  using Arguments = std::vector<std::string>;
-  for (const Arguments& command :
-       {Arguments{}, Arguments{"hyper"}, Arguments{"hyper", "fit"}, Arguments{"hyper", "stress"}}) {
-    Arguments help = command;
-    help.push_back("--help");
-    const ToolRun helped = RunTool(help, folder.Path());
-    EXPECT_EQ(helped.exitCode, 0);
-    EXPECT_NE(helped.output.find("Usage: xemfit"), std::string::npos);
-    Arguments version = command;
-    version.push_back("--version");
-    EXPECT_EQ(RunTool(version, folder.Path()).output.substr(0, 7), "xemfit ");
+  for (const std::vector<std::string>& command : {std::vector<std::string>{}, {"hyper"}, {"hyper", "fit"}}) {
+    for (const auto& [option, text] : {std::pair("--help", "Usage: xemfit"), {"--version", "xemfit "}}) {
+      std::vector<std::string> arguments = command;
+      arguments.push_back(option);
+      const ToolRun run = RunTool(arguments, folder.Path());
+      EXPECT_EQ(run.exitCode, 0);
+      EXPECT_NE(run.output.find(text), std::string::npos);
+    }
   }
 }
 

@@ -91,23 +91,5 @@ TEST(ReportPage, SurvivesAnyNameAndRepeatsTheCommand) {
   EXPECT_TRUE(folder.Read("fit.html") == page);
 }
 
-TEST(ReportPage, IsRefusedBeforeAnythingIsComputed) {
-  const TemporaryFolder folder;
-  struct Case {
-    const char* path;
-    int exitCode;
-    const char* says;
-  };
-  for (const Case& one : {Case{"fit.txt", 2, "must end in .html"}, Case{"nowhere/fit.html", 1, "no such folder"},
-                          Case{"same.html", 2, "both write to"}}) {
-    const ToolRun run = RunTool({"hyper", "fit", "--model", "polynomial:1", "--uniaxial",
-                                 kData + std::string("uniaxial.csv"), "--json", "same.html", "--report", one.path},
-                                folder.Path());
-    EXPECT_EQ(run.exitCode, one.exitCode) << one.path;
-    EXPECT_TRUE(Holds(run.errors, one.says)) << run.errors;
-    EXPECT_TRUE(folder.Contents().empty()) << one.path;
-  }
-}
-
 }  // namespace
 }  // namespace Xem::Testing
