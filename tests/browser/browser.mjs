@@ -152,9 +152,4 @@ class Page {
     const { data } = await this.call("Page.printToPDF", { paperWidth: 8.27, paperHeight: 11.69 });
     return Buffer.from(data, "base64");
   }
-
-  async screenshot(beyondWindow = true) {
-    const { data } = await this.call("Page.captureScreenshot", { captureBeyondViewport: beyondWindow });
-    return Buffer.from(data, "base64");
-  }
 }

@@ -57,47 +57,5 @@ TEST(TruncatedLeastSquares, MatricesThatAreNotFiniteEnd) {
   }
 }
 
-TEST(Lapack, InverseAndSolutionsMultiplyBack) {
-  const Matrix a = Filled(3, 3, {4, -2, 1, -2, 5, 0.5, 1, 0.5, -3});
-  Matrix inverse = a;
-  Invert(inverse);
-  const Matrix product = TransposedProduct(a, inverse);  // a is symmetric
-  for (std::int32_t i = 0; i < 3; ++i) {
-    for (std::int32_t j = 0; j < 3; ++j) ExpectNear(product(i, j), i == j ? 1.0 : 0.0, Tolerance::Rounding);
-  }
-  const std::vector<double> truth{1.0, -2.0, 0.5};
-  std::vector<double> byLu(3), bySymmetric(3);
-  Multiply(a, truth, byLu);
-  bySymmetric = byLu;
-  Matrix factors = a;
-  SolveLu(factors, byLu);
-  Matrix damped = a;
-  SymmetricSolver(3).Solve(damped, bySymmetric);
-  for (std::size_t i = 0; i < 3; ++i) {
-    ExpectNear(byLu[i], truth[i], Tolerance::Rounding);
-    ExpectNear(bySymmetric[i], truth[i], Tolerance::Rounding);
-  }
-}
-
-TEST(Lapack, FailuresThrowTheirStatus) {
-  Matrix singular = Filled(2, 2, {1, 2, 2, 4});
-  EXPECT_THROW(Invert(singular), int);
-  Matrix zero(2, 2);
-  std::vector<double> x{1.0, 1.0};
-  EXPECT_THROW(SymmetricSolver(2).Solve(zero, x), int);
-}
-
-TEST(Vector, ViewsShareCopiesOwn) {
-  Matrix m = Filled(2, 3, {1, 2, 3, 4, 5, 6});
-  Vector row = m.View().Row(1);
-  Vector copy = row;
-  row[2] = 60.0;
-  EXPECT_EQ(m(1, 2), 60.0);
-  EXPECT_EQ(copy[2], 6.0);
-  copy.Resize(3);
-  EXPECT_EQ(copy[2], 0.0);
-  EXPECT_THROW(copy.Resize(-1), CInvalidArgException);
-}
-
 }  // namespace
 }  // namespace Xem::Testing

@@ -138,18 +138,6 @@ TEST(Grading, AZeroPassingTellsWhereTheFinestClassBegins) {
   ExpectDigits(points.back().second, .5 * .13 / 2, Tolerance::Rounding);
 }
 
-TEST(Grading, WithoutAClassThereIsNoPoint) {
-  using Points = std::vector<_T_FUNT_BASE>;
-  for (const Points& grading : {Points{}, Points{{.5, 1}}, Points{{.5, .4}, {.5, .7}}, Points{{.1, .4}, {1, .4}},
-                                Points{{.1, 0}, {1, 0}}, Points{{.1, kNaN}}}) {
-    EXPECT_TRUE(RetentionFromGrading(grading, {}).empty());
-  }
-  // An exponent or a density far off gives points that can be used, or none.
-  for (const auto& conversion : {GradingConversion{.exponent = 1e3}, GradingConversion{.particleDensity = 1e308}}) {
-    for (const _T_FUNT_BASE& point : RetentionFromGrading(Silt(), conversion)) EXPECT_TRUE(std::isfinite(point.first));
-  }
-}
-
 // The table of bad arguments has those that are refused.
 TEST(RetentionSettings, DefaultsStandInForMissingAndSenselessEntries) {
   const auto plain = RetentionSettings::Read(std::vector<double>{2.9, 1.5, 1.9});

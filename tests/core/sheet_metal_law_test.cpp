@@ -11,7 +11,6 @@
 #include "sheetmetal/params.h"
 #include "sheetmetal/table.h"
 #include "sheetmetal/yield_criterion.h"
-#include "support/allocations.h"
 #include "support/gradients.h"
 #include "support/near.h"
 
@@ -86,14 +85,6 @@ TEST(HardeningRules, RulesWithoutRateTableIgnoreTheRate) {
   EXPECT_EQ(MakeHardeningRule(MakeHardeningParams(200, constants))->FlowStress(0.1), 500.0 * std::pow(0.1, 0.2));
 }
 
-TEST(HardeningRules, ARateTableScalesTheFlowCurve) {
-  const Points flow{{0.0, 200.0}, {1.0, 400.0}}, rates{{0.0, 1.0}, {10.0, 1.5}};
-  const auto rule = MakeHardeningRule(boost::make_shared<HRCustomCurve>(flow, rates));
-  ExpectNear(rule->FlowStress(0.5, 4.0), 300.0 * 1.2, Tolerance::Rounding);
-  ExpectNear(rule->RateDerivative(0.5, 4.0), 300.0 * 0.05, Tolerance::Rounding);
-  EXPECT_THROW(HRCustomCurve(flow, Points{{0.0, 1.0}}), CInvalidArgException);
-}
-
 TEST(HardeningRules, ConcavityIsClaimedOnlyWhereTheCurveFlattens) {
   const auto concaveFrom = [](std::int32_t code, std::vector<double> constants, double strain) {
     return MakeHardeningRule(MakeHardeningParams(code, constants))->IsConcaveFrom(strain);
@@ -113,24 +104,6 @@ TEST(HardeningRules, ConcavityIsClaimedOnlyWhereTheCurveFlattens) {
 }
 
 // --- Tables ---------------------------------------------------------------------------------------------------------
-
-const Points kTable{{0.0, 100.0}, {0.1, 200.0}, {0.3, 260.0}, {0.35, 275.0}, {1.0, 340.0}};
-
-TEST(Table, SlopesSpanTheNeighboursOfTheNextPoint) {
-  struct Case {
-    std::vector<double> at;
-    std::size_t from, to;
-  };
-  for (const Case& c : {Case{{-1.0, 0.0}, 0, 1},
-                        {{0.05, 0.1}, 0, 2},
-                        {{0.2, 0.3}, 1, 3},
-                        {{0.31, 0.35}, 2, 4},
-                        {{0.5, 1.0, 9.0}, 3, 4}}) {
-    const double expected = (kTable[c.to].second - kTable[c.from].second) / (kTable[c.to].first - kTable[c.from].first);
-    for (const double at : c.at) EXPECT_EQ(TableSlope(kTable, at), expected) << at;
-  }
-  EXPECT_EQ(TableSlope(Points{{0.0, 1.0}, {2.0, 5.0}}, 1.0), 2.0);
-}
 
 TEST(Table, DisorderNeverReadsOutside) {
   // Exactly sized storage, so that the sanitizers see a step over either end.
@@ -218,26 +191,6 @@ TEST(Paths, InPlaneStrainAreSkippedAndThoseWithoutStressAtFirstGoOn) {
   const Points gap{{0.0, kNan}, {0.02, kNan}, {0.04, 300.0}, {0.3, 420.0}, {25.0, 500.0}, {30.0, kNan}};
   EXPECT_EQ(March(1e-4, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(298, gap)).March(0.2).end,
             PathEnd::Reached);
-}
-
-TEST(Paths, StepsAllocateNothing) {
-  Points table;
-  for (int i = 0; i <= 1000; ++i) table.emplace_back(0.001 * i, 500.0 * std::pow(0.001 * (i + 1), 0.2));
-  for (const auto& hardening : {MakeHardeningParams(200, kSteel), MakeHardeningParams(298, table)}) {
-    const auto curve = March(1e-4, 0.01, MakeYieldParams(100, {}), hardening);
-    const std::int64_t before = AllocationCount();
-    EXPECT_EQ(curve.March(0.2).end, PathEnd::Reached);
-    EXPECT_EQ(AllocationCount(), before);
-  }
-}
-
-TEST(Paths, FewerThanTwoLeftPointsHaveNoPlaneStrainPoint) {
-  StrainPath left;
-  left.end = PathEnd::Reached;
-  StrainPath right = left;
-  right.right = true;
-  EXPECT_THROW(LimitPoints(std::vector<StrainPath>{left, right, right}), CInvalidArgException);
-  ExpectNear(PlaneStrainLimit({0.5, -0.2}, {0.4, -0.1}), 0.3, Tolerance::Rounding);
 }
 
 }  // namespace

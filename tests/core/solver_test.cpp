@@ -113,25 +113,6 @@ TEST(Solver, SmallChangesAccumulateOverTheRun) {
   EXPECT_EQ(solver.Iterations(), 4);
 }
 
-TEST(Solver, RelativeEqualsAbsoluteWhereEveryMeasuredValueIsOne) {
-  const TestFunctionList functions = Line({{1, 1}, {2, 1}, {4, 1}});
-  std::vector<double> absolute{0.3, 0.2};
-  std::vector<double> relative = absolute;
-  LevenbergMarquardtMethodAbsolute(functions, 2).Solve(absolute, 1e-10);
-  LevenbergMarquardtMethodRelative(functions, 2).Solve(relative, 1e-10);
-  EXPECT_EQ(absolute, relative);
-}
-
-TEST(Solver, HeldParametersKeepTheirBits) {
-  const TestFunctionList functions = Line({{1, 3}, {2, 5}, {3, 8}});
-  LevenbergMarquardtMethodRelative solver(functions, 2);
-  solver.SetMask(FixedTermMask{1, 0});
-  std::vector<double> b{0.1 + 0.2, 1.0};
-  EXPECT_EQ(solver.Solve(b, 1e-8), 0);
-  EXPECT_EQ(b[0], 0.1 + 0.2);
-  EXPECT_NE(b[1], 1.0);
-}
-
 TEST(Solver, SingularSystemsThrowTheFactorisationsStatus) {
   const TestFunctionList allTheSame = Line({{2, 1}, {2, 1}, {2, 1.5}});
   std::vector<double> b{0.0, 0.0};

@@ -180,19 +180,6 @@ TEST_P(TangentLaw, StiffnessIsTheDerivativeOfTheStress) {
   }
 }
 
-TEST(Tangent, MooneyRivlinEqualsItsOgdenTwin) {
-  const std::vector<double> mooney{0.4, 0.1};
-  const std::vector<double> twin{0.8, 2.0, -0.2, -2.0};
-  for (const Matrix3& f : Deformations()) {
-    const Tangent a = PolynomialTangent(1, mooney, kVolumetric, f);
-    const Tangent b = OgdenTangent(twin, kVolumetric, f);
-    for (std::size_t p = 0; p < 6; ++p) {
-      ExpectNear(a.stress[p], b.stress[p], 1e-11);
-      for (std::size_t q = 0; q < 6; ++q) ExpectNear(a.stiffness[p][q], b.stiffness[p][q], 1e-11);
-    }
-  }
-}
-
 TEST(Symmetric3, ReproducesMatricesWithDistinctAndRepeatedEigenvalues) {
   std::mt19937 random(3);
   std::uniform_real_distribution<double> entry(-1.0, 1.0);
