@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "dynamic/ghe_fit.h"
@@ -20,22 +21,17 @@ constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 TEST(IntegerOption, TruncatesTowardsZeroAndStaysDefined) {
-  struct Case {
-    double given;
-    std::int32_t expected;
-  };
-  for (const Case c : {Case{1.9, 1},
-                       {-1.9, -1},
-                       {0.9, 0},
-                       {-0.9, 0},
-                       {2147483647.5, INT32_MAX},
-                       {1e300, INT32_MAX},
-                       {-2147483648.5, INT32_MIN},
-                       {kInfinity, INT32_MAX},
-                       {-kInfinity, INT32_MIN},
-                       {kNan, INT32_MIN}}) {
-    EXPECT_EQ(TruncateToInt(c.given), c.expected) << c.given;
-  }
+  const std::pair<double, std::int32_t> cases[] = {{1.9, 1},
+                                                   {-1.9, -1},
+                                                   {0.9, 0},
+                                                   {-0.9, 0},
+                                                   {2147483647.5, INT32_MAX},
+                                                   {1e300, INT32_MAX},
+                                                   {kInfinity, INT32_MAX},
+                                                   {-kInfinity, INT32_MIN},
+                                                   {kNan, INT32_MIN},
+                                                   {-2147483648.5, INT32_MIN}};
+  for (const auto& [given, expected] : cases) EXPECT_EQ(TruncateToInt(given), expected) << given;
 }
 
 /// Strain over reference strain, damping, and its derivative times the reference strain; computed with 60 digits.
@@ -82,17 +78,10 @@ TEST(PowerLaw, DrawnCurvesFallBackWhereNoRatioIsFound) {
 
 TEST(StressForm, ReadsTheRatioFromTheStiffnessCurve) {
   const std::vector<_T_FUNT_BASE> curve{{1e-4, 0.9}, {3e-4, 0.5}, {1e-3, 0.2}};
-  struct Case {
-    const char* name;
-    double strain;
-    double expected;
-  };
-  for (const Case c : {Case{"inside", 2e-4, 0.7 * 2e-4},
-                       {"on a point", 3e-4, 0.5 * 3e-4},
-                       {"below: the first point's own stress", 1e-5, 0.9 * 1e-4},
-                       {"above: the last point's stress", 5e-3, 0.2 * 1e-3}}) {
-    ExpectDigits(NormalisedStressAt(curve, c.strain), c.expected, Tolerance::Rounding, c.name);
-  }
+  ExpectDigits(NormalisedStressAt(curve, 2e-4), 0.7 * 2e-4, Tolerance::Rounding);
+  ExpectDigits(NormalisedStressAt(curve, 3e-4), 0.5 * 3e-4, Tolerance::Rounding);
+  ExpectDigits(NormalisedStressAt(curve, 1e-5), 0.9 * 1e-4, Tolerance::Rounding);  // the first point's own stress
+  ExpectDigits(NormalisedStressAt(curve, 5e-3), 0.2 * 1e-3, Tolerance::Rounding);  // the last point's
   // A later pair encloses a strain below the first one: the pair wins.
   const std::vector<_T_FUNT_BASE> unsorted{{3e-4, 0.5}, {1e-3, 0.2}, {1e-4, 0.9}};
   ExpectDigits(NormalisedStressAt(unsorted, 2e-4), (0.2 + 0.7 / -9e-4 * (2e-4 - 1e-3)) * 2e-4, Tolerance::Rounding);

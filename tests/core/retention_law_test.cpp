@@ -22,10 +22,9 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 TEST(RetentionLaw, IsItsClosedFormFromSaturationToDryness) {
   using Parameters = std::vector<double>;
   using Law = double (*)(const Parameters& p, double s);
-  const auto vanGenuchten = [](const Parameters& p, double s, double m) {
+  static const auto genuchten = [](const Parameters& p, double s, double m) {
     return p[1] + (p[0] - p[1]) * std::pow(1.0 + std::pow(p[2] * s, p[3]), -m);
   };
-  static const auto genuchten = vanGenuchten;
   struct Case {
     RetentionModel model;
     Parameters parameters;

@@ -183,10 +183,12 @@ TEST_P(TangentLaw, StiffnessIsTheDerivativeOfTheStress) {
 TEST(Symmetric3, ReproducesMatricesWithDistinctAndRepeatedEigenvalues) {
   std::mt19937 random(3);
   std::uniform_real_distribution<double> entry(-1.0, 1.0);
-  std::vector<Matrix3> matrices{Diagonal(1, 1, 1), Diagonal(0, 0, 0), Diagonal(2, 2, 5), Diagonal(1e200, 1e-200, 0)};
-  matrices.push_back({{{2.0, 1.0, 1.0}, {1.0, 2.0, 1.0}, {1.0, 1.0, 2.0}}});        // 1, 1, 4
-  matrices.push_back({{{1.0, 1e-9, 0.0}, {1e-9, 1.0, -1e-9}, {0.0, -1e-9, 1.0}}});  // nearly equal
-  matrices.push_back({{{1.0, 0.0, 0.5}, {0.0, 1.0, 0.0}, {0.5, 0.0, 1.0}}});
+  // Repeated, far apart, and nearly equal eigenvalues.
+  std::vector<Matrix3> matrices{Diagonal(1, 1, 1),
+                                Diagonal(0, 0, 0),
+                                Diagonal(1e200, 1e-200, 0),
+                                {{{2.0, 1.0, 1.0}, {1.0, 2.0, 1.0}, {1.0, 1.0, 2.0}}},
+                                {{{1.0, 1e-9, 0.0}, {1e-9, 1.0, -1e-9}, {0.0, -1e-9, 1.0}}}};
   for (int n = 0; n < 200; ++n) {
     Matrix3 a{};
     for (std::size_t i = 0; i < 3; ++i) {

@@ -227,13 +227,8 @@ TEST(ConvertRelaxation, DividesTheReferenceByTheModelStress) {
     EXPECT_EQ(result[2].second, 0.0);
     EXPECT_EQ(result[3].second, result[0].second);
 
-    // The first enabled mode decides alone.
-    std::vector<int> more = c.modes;
-    bool enabled = false;
-    for (int& mode : more) {
-      if (enabled) mode = 1;
-      enabled = enabled || mode != 0;
-    }
+    std::vector<int> more = c.modes;  // the first enabled mode decides alone
+    std::fill(std::find_if(more.begin(), more.end(), [](int mode) { return mode != 0; }) + 1, more.end(), 1);
     PointArray again;
     Convert(c, more, curve, 3.0, again);
     EXPECT_EQ(again[0].second, result[0].second);

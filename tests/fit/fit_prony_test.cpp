@@ -111,6 +111,7 @@ TEST(FitProny, CoefficientsStayNonNegativeWithSumUpToOne) {
     }
   }
   EXPECT_TRUE(Mentions(Fit::FitProny(falling, 1).notes, "the modulus vanishes"));
+  EXPECT_TRUE(Mentions(Fit::FitProny(Series({0.5, 90.0}, 0.02, 50.0, 60), 1).notes, "tau1 lies beyond"));
 }
 
 TEST(FitProny, HeldAndStartedParametersKeepTheirNames) {
@@ -156,7 +157,7 @@ TEST(FitProny, UnusablePointsAreNamed) {
   data.curve.x[0] = 0.0;
   data.curve.y[2] = 1.0;
   data.curve.y[4] = NAN;
-  data.curve.y[6] = -0.4;
+  data.curve.y[6] = -0.055;  // more than scatter takes a curve below 0
   const Result result = Fit::FitProny(data, 2);
   ASSERT_EQ(result.dropped.size(), 4u);
   const char* reasons[] = {"time 0 is not positive", "ratio 1 is not below 1", "not a finite number", "below 0"};

@@ -91,9 +91,7 @@ void CheckSums() {
   CString text(L"a");
   const CString other(L"b");
   const std::wstring string(L"c");
-  text += other;
-  text += string;
-  text += L"de";
+  ((text += other) += string) += L"de";
   text += L'f';
   Check(text == L"abcdef", "+=");
   text.Append(other);
