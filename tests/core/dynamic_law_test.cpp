@@ -1,9 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <limits>
-#include <utility>
-#include <vector>
 
 #include "dynamic/ghe_fit.h"
 #include "dynamic/stiffness_damping_law.h"

@@ -1,11 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <boost/make_shared.hpp>
-#include <cmath>
 #include <cstdint>
 #include <ostream>
 #include <type_traits>
-#include <vector>
 
 #include "dynamic/dynamic_test_functions.h"
 #include "dynamic/ghe_test_functions.h"

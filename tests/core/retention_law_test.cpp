@@ -1,11 +1,6 @@
 #include "soil/retention_law.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <limits>
-#include <vector>
 
 #include "soil/grading.h"
 #include "soil/retention_fit.h"

@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <boost/make_shared.hpp>
-#include <cmath>
 #include <functional>
 #include <limits>
-#include <vector>
 
 #include "sheetmetal/forming_limit.h"
 #include "sheetmetal/hardening_rule.h"
@@ -48,26 +44,20 @@ YieldCase VonMises() {
           [](double s1, double s2) { return std::sqrt(s1 * s1 - s1 * s2 + s2 * s2); }};
 }
 
-class Yield : public testing::TestWithParam<YieldCase> {};
-
-INSTANTIATE_TEST_SUITE_P(Criteria, Yield,
-                         testing::Values(VonMises(), Hill(1.0, 2.0), Hill(2.275, 2.5), Hill(0.57, 1.8),
-                                         Hill(1.4, 4.0)));
-
-TEST_P(Yield, RatiosFollowTheNormalOfTheYieldLocus) {
-  const char* name = GetParam().name;
-  const auto criterion = GetParam().criterion;
-  const auto equivalent = GetParam().equivalent;
-  // Towards equibiaxial stress the slope of the sharper criteria grows beyond what differences can show.
-  for (double alpha = 0.05; alpha < 0.91; alpha += 0.05) {
-    const double d1 = Difference([&](double s) { return equivalent(s, alpha); }, 1.0, 1e-6);
-    const double d2 = Difference([&](double s) { return equivalent(1.0, s); }, alpha, 1e-6);
-    ExpectNear(criterion->StrainRatio(alpha), d2 / d1, Tolerance::Derivative, name);
-    ExpectNear(criterion->StressRatio(criterion->StrainRatio(alpha)), alpha, Tolerance::Rounding, name);
-    ExpectNear(criterion->StressFactor(alpha), 1.0 / equivalent(1.0, alpha), Tolerance::Rounding, name);
-    const double factorByAlpha = Difference([&](double a) { return criterion->StressFactor(a); }, alpha, 1e-6);
-    const double betaByAlpha = Difference([&](double a) { return criterion->StrainRatio(a); }, alpha, 1e-6);
-    ExpectNear(criterion->StressFactorSlope(alpha), factorByAlpha / betaByAlpha, Tolerance::Derivative, name);
+TEST(YieldCriteria, RatiosFollowTheNormalOfTheYieldLocus) {
+  for (const auto& [name, criterion, equivalent] :
+       {VonMises(), Hill(1.0, 2.0), Hill(2.275, 2.5), Hill(0.57, 1.8), Hill(1.4, 4.0)}) {
+    // Towards equibiaxial stress the slope of the sharper criteria grows beyond what differences can show.
+    for (double alpha = 0.05; alpha < 0.91; alpha += 0.05) {
+      const double d1 = Difference([&, &of = equivalent](double s) { return of(s, alpha); }, 1.0, 1e-6);
+      const double d2 = Difference([&, &of = equivalent](double s) { return of(1.0, s); }, alpha, 1e-6);
+      ExpectNear(criterion->StrainRatio(alpha), d2 / d1, Tolerance::Derivative, name);
+      ExpectNear(criterion->StressRatio(criterion->StrainRatio(alpha)), alpha, Tolerance::Rounding, name);
+      ExpectNear(criterion->StressFactor(alpha), 1.0 / equivalent(1.0, alpha), Tolerance::Rounding, name);
+      const double factorByAlpha = Difference([&on = *criterion](double a) { return on.StressFactor(a); }, alpha, 1e-6);
+      const double betaByAlpha = Difference([&on = *criterion](double a) { return on.StrainRatio(a); }, alpha, 1e-6);
+      ExpectNear(criterion->StressFactorSlope(alpha), factorByAlpha / betaByAlpha, Tolerance::Derivative, name);
+    }
   }
 }
 

@@ -1,13 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstddef>
 #include <functional>
 #include <limits>
 #include <ostream>
 #include <random>
-#include <vector>
 
 #include "solver/linalg/lapack.h"
 #include "stability/blatz_ko_tangent.h"

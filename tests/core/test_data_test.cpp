@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
-#include <vector>
 
 #include "hyperelastic/linear_fit.h"
 #include "hyperelastic/models.h"

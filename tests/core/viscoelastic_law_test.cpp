@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <boost/make_shared.hpp>
-#include <cmath>
 #include <limits>
 #include <random>
-#include <vector>
 
 #include "solver/starting_vector.h"
 #include "support/near.h"

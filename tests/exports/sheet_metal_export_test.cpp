@@ -1,10 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <utility>
-#include <vector>
 
 #include "support/curves.h"
 #include "support/near.h"

@@ -1,9 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <cstring>
-#include <utility>
-#include <vector>
 
 #include "support/curves.h"
 #include "support/near.h"

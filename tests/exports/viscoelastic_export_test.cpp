@@ -1,11 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "support/curves.h"
 #include "support/near.h"

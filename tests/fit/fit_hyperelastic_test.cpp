@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -68,6 +69,7 @@ TEST(FitOgden, PlantedTermsComeBackInOrderWithHeldOnesInPlace) {
   }
   const Result free = Fit::FitOgden(data, 3);
   for (std::size_t k = 0; k < planted.size(); ++k) ExpectDigits(free.parameters[k].value, planted[k], 1e-6);
+  EXPECT_FALSE(Mentions(free.notes, "fit equally well"));
   ExpectDigits(free.derived.at("shear_modulus"), 0.4225, 1e-6);
 
   Fit::Options options;
@@ -78,6 +80,27 @@ TEST(FitOgden, PlantedTermsComeBackInOrderWithHeldOnesInPlace) {
   EXPECT_LT(held.measures.objective, 1e-16);
   options.held = {{"alpha9", 1.0}};
   EXPECT_THROW(Fit::FitOgden(data, 3, options), Fit::Error);
+}
+
+// Of one mode a rival with other exponents fits as well, by its sum of squares too; of planted data there is none.
+TEST(FitOgden, NamesARivalThatFitsEquallyWell) {
+  Fit::HyperelasticData data;
+  data.equibiaxial = TreloarData().equibiaxial;
+  const Result result = Fit::FitOgden(data, 2);
+  std::vector<double> rival(4);
+  double squares = 0.0;
+  ASSERT_EQ(std::sscanf(result.notes.front().c_str(),
+                        "other exponents fit equally well: mu1 = %lf, alpha1 = %lf, mu2 = %lf, alpha2 = %lf", &rival[0],
+                        &rival[1], &rival[2], &rival[3]),
+            4)
+      << result.notes.front();
+  const Fit::CurveResult& curve = result.curves[0];
+  for (std::size_t i = 0; i < curve.x.size(); ++i) {
+    squares += std::pow(Fit::OgdenStress("equibiaxial", 2, rival, curve.x[i]) - curve.measured[i], 2);
+  }
+  EXPECT_GT(std::abs(rival[3] - result.parameters[3].value), 0.01);
+  const double difference = static_cast<double>(curve.x.size()) * std::log(squares / result.measures.objective);
+  EXPECT_TRUE(difference > -1e-4 && difference < 2.0) << difference;
 }
 
 // An exponent of 40 is out of range: the fit ends at 30, and only that entry counts as held there.
@@ -176,6 +199,7 @@ TEST(HyperelasticModels, VolumetricDataAreFittedAlongside) {
   data.volumetricTerms = 2;
   Fit::Options options;
   options.held["D2"] = 30000.0;
+  options.start["D1"] = 500.0;
   const Result both = Fit::FitOgden(data, 1, options);
   EXPECT_EQ(both.Value("mu1"), alone.Value("mu1"));
   EXPECT_EQ(both.Value("D2"), 30000.0);

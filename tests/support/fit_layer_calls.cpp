@@ -1,13 +1,7 @@
-#include <stdexcept>
-
 #include "support/curves.h"
 #include "support/every_export.h"
 #include "support/fit_curves.h"
-#include "xem/fit/cyclic.h"
-#include "xem/fit/hyperelastic.h"
-#include "xem/fit/sheet_metal.h"
-#include "xem/fit/soil.h"
-#include "xem/fit/viscoelastic.h"
+#include "xem/fit/fit.h"
 
 namespace Xem::Testing {
 namespace {
@@ -21,45 +15,45 @@ std::vector<double> Numbers(const Fit::Result& result) {
   return numbers;
 }
 
-std::vector<double> Polynomial() { return Numbers(Fit::FitPolynomial(TreloarData(), 3)); }
-std::vector<double> Ogden() { return Numbers(Fit::FitOgden(TreloarData(), 2)); }
-
-std::vector<double> Prony() {
-  Fit::RelaxationData data;
-  data.curve = FitCurve(BundledCurve("polymer_relaxation.csv", "time_s", "g"));
-  return Numbers(Fit::FitProny(data, 3));
+void NoArguments(Arguments&) {}
+template <Fit::Result (*fit)()>
+std::vector<double> Fitted(Arguments&) {
+  return Numbers(fit());
 }
 
-std::vector<double> Creep() {
+Fit::Result Polynomial() { return Fit::FitPolynomial(TreloarData(), 3); }
+Fit::Result Ogden() { return Fit::FitOgden(TreloarData(), 2); }
+
+Fit::Result Prony() {
+  Fit::RelaxationData data;
+  data.curve = FitCurve(BundledCurve("polymer_relaxation.csv", "time_s", "g"));
+  return Fit::FitProny(data, 3);
+}
+
+Fit::Result Creep() {
   Fit::CreepData data;
   const auto points = BundledCurve("metal_creep_500MPa.csv", "time_h", "creep_strain", "primary_secondary", "1");
   data.tests.push_back({FitCurve(points), 500.0});
-  return Numbers(Fit::FitCreep(data, Fit::CreepTerms::Primary));
+  return Fit::FitCreep(data, Fit::CreepTerms::Primary);
 }
 
-std::vector<double> Cyclic() {
+Fit::Result Cyclic() {
   Fit::CyclicData data;
   data.stiffness = FitCurve(BundledCurve("vucetic_dobry1991_pi30_stiffness.csv", "shear_strain", "G_over_Gmax"));
   data.damping = FitCurve(BundledCurve("vucetic_dobry1991_pi30_damping.csv", "shear_strain", "damping"));
-  return Numbers(Fit::FitCyclic(data, Fit::CyclicFamily::Power));
+  return Fit::FitCyclic(data, Fit::CyclicFamily::Power);
 }
 
-std::vector<double> Hardening() {
+Fit::Result Hardening() {
   Fit::TensileData data;
   data.curve = FitCurve(BundledCurve("sgcc_flow_curve.csv", "plastic_strain", "true_stress_MPa", "angle_deg", "00"));
-  return Numbers(Fit::FitHardening("hockett-sherby", data));
+  return Fit::FitHardening("hockett-sherby", data);
 }
 
-std::vector<double> Retention() {
+Fit::Result Retention() {
   Fit::RetentionData data;
   data.retention = FitCurve(BundledCurve("unsoda_retention.csv", "suction_kPa", "theta", "soil", "4521"));
-  return Numbers(Fit::FitRetention(data, "van-genuchten"));
-}
-
-void NoArguments(Arguments&) {}
-template <std::vector<double> (*fit)()>
-std::vector<double> Fitted(Arguments&) {
-  return fit();
+  return Fit::FitRetention(data, "van-genuchten");
 }
 
 }  // namespace

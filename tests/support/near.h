@@ -1,11 +1,15 @@
 #pragma once
 
+// And what nearly every test includes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <span>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace Xem::Testing {
 

@@ -21,9 +21,8 @@ constexpr int kBadData = 3;
 constexpr int kNotConverged = 4;
 
 struct Complaint {
-  std::string
-      arguments;     // separated by blanks, after "hyper fit --json out.json --curves out.csv" if options come first
-  std::string file;  // contents of a.csv
+  std::string arguments;  // after "hyper fit --json out.json --curves out.csv" if options come first
+  std::string file;       // contents of a.csv
   int exitCode;
   std::vector<std::string> mentions;
 };
@@ -52,12 +51,7 @@ const std::vector<Complaint> kComplaints{
     {kFitOne, "strain,stress_MPa\n", kBadData, {"a.csv", "no rows"}},
     {kFitOne, "0.1,0.2\n0.2,0.3\n", kBadData, {"a.csv, line 1", "header row"}},
     {kFitOne, "strain stress\n0.1 0.2\n", kBadData, {"a.csv, line 1", "one column"}},
-    {kFitOne,
-     std::string("\x7f"
-                 "ELF\0\0",
-                 6),
-     kBadData,
-     {"a.csv", "not a text file"}},
+    {kFitOne, std::string("\x7f\x45LF\0\0", 6), kBadData, {"a.csv", "not a text file"}},
     {kFitOne, std::string("\xff\xfes\0t\0", 6), kBadData, {"a.csv", "UTF-16"}},
     // cells
     {kFitOne,
