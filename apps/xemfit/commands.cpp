@@ -29,6 +29,7 @@ CommandList MakeCommands() {
 
   // what stands by itself
   commands.push_back(MakeEvalCommand());
+  commands.push_back(MakeCardCommand());
   commands.push_back(MakeModelsCommand());
   commands.push_back(MakeBatchCommand());
   commands.push_back(MakeDataCommand());

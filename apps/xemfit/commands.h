@@ -7,6 +7,7 @@
 /// Commands that belong to no room. commands.cpp names every command of the tool.
 namespace Xem::Tool {
 
+std::unique_ptr<Command> MakeCardCommand();
 std::unique_ptr<Command> MakeDataCommand();
 std::unique_ptr<Command> MakeEvalCommand();
 std::unique_ptr<Command> MakeModelsCommand();

@@ -33,13 +33,6 @@ std::wstring FourDecimals(double value) {
   return {buffer, buffer + std::max(length, 0)};
 }
 
-StabilityReport Report(XemMaterialStabilityBase& checker, std::span<const double> coefficients,
-                       std::span<const double> volumetric, double lower, double upper) {
-  checker.SetParameters(coefficients, volumetric);
-  checker.CheckStability(lower, upper);
-  return {checker.Limits(), WriteStabilityReport(checker.Limits())};
-}
-
 }  // namespace
 
 std::wstring WriteStabilityReport(const StabilityLimits& limits) {
@@ -55,21 +48,28 @@ std::wstring WriteStabilityReport(const StabilityLimits& limits) {
   return text;
 }
 
+StabilityReport ReportStability(XemMaterialStabilityBase& model, std::span<const double> parameters,
+                                std::span<const double> volumetric, double lower, double upper) {
+  model.SetParameters(parameters, volumetric);
+  model.CheckStability(lower, upper);
+  return {model.Limits(), WriteStabilityReport(model.Limits())};
+}
+
 StabilityReport ReportPolynomialStability(std::int32_t order, std::span<const double> coefficients,
                                           std::span<const double> volumetric, double lower, double upper) {
   XemMaterialStabilityPolynomial checker(order);
-  return Report(checker, coefficients, volumetric, lower, upper);
+  return ReportStability(checker, coefficients, volumetric, lower, upper);
 }
 
 StabilityReport ReportOgdenStability(std::int32_t terms, std::span<const double> pairs,
                                      std::span<const double> volumetric, double lower, double upper) {
   XemMaterialStabilityOgden checker(terms);
-  return Report(checker, pairs, volumetric, lower, upper);
+  return ReportStability(checker, pairs, volumetric, lower, upper);
 }
 
 StabilityReport ReportBlatzKoStability(double modulus, double lower, double upper) {
   XemMaterialStabilityBlatzKo checker;
-  return Report(checker, {&modulus, 1}, {}, lower, upper);
+  return ReportStability(checker, {&modulus, 1}, {}, lower, upper);
 }
 
 }  // namespace Xem::MaterialUtil

@@ -20,6 +20,8 @@ StabilityReport ReportPolynomialStability(std::int32_t order, std::span<const do
                                           std::span<const double> volumetric, double lower, double upper);
 StabilityReport ReportOgdenStability(std::int32_t terms, std::span<const double> pairs,
                                      std::span<const double> volumetric, double lower, double upper);
+StabilityReport ReportStability(XemMaterialStabilityBase& model, std::span<const double> parameters,
+                                std::span<const double> volumetric, double lower, double upper);
 StabilityReport ReportBlatzKoStability(double modulus, double lower, double upper);
 
 /// Six lines, and a closing one when any mode fails.

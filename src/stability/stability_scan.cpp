@@ -163,6 +163,23 @@ void XemMaterialStabilityOgden::SetParameters(std::span<const double> coefficien
   volumetric_ = Vector(volumetric);
 }
 
+XemMaterialStabilityPrincipal::XemMaterialStabilityPrincipal(Response response)
+    : XemMaterialStabilityBase(kLowestPolynomialStrain), response_(response) {}
+
+void XemMaterialStabilityPrincipal::ComputeTangent(const Matrix& deformationGradient, Matrix& tangent,
+                                                   std::span<double> stress, double, double, double) const {
+  const PrincipalAxes axes = FindPrincipalAxes(Small(deformationGradient));
+  PrincipalResponse response = response_(parameters_, IsochoricLogarithms(axes.stretches));
+  AddVolumetric(volumetric_, axes.stretches[0] * axes.stretches[1] * axes.stretches[2], response);
+  CopyOut(PrincipalTangent(axes, response), tangent, stress);
+}
+
+void XemMaterialStabilityPrincipal::SetParameters(std::span<const double> parameters,
+                                                  std::span<const double> volumetric) {
+  parameters_ = Vector(parameters);
+  volumetric_ = Vector(volumetric);
+}
+
 XemMaterialStabilityBlatzKo::XemMaterialStabilityBlatzKo() : XemMaterialStabilityBase(kLowestPolynomialStrain) {}
 
 void XemMaterialStabilityBlatzKo::ComputeTangent(const Matrix& deformationGradient, Matrix& tangent,

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 
 #include "solver/linalg/matrix.h"
 #include "solver/linalg/vector.h"
+#include "stability/principal_tangent.h"
 #include "stability/voigt.h"
 
 namespace Xem::MaterialUtil {
@@ -69,6 +71,23 @@ class XemMaterialStabilityOgden final : public XemMaterialStabilityBase {
  private:
   std::int32_t terms_;
   Vector pairs_;
+  Vector volumetric_;
+};
+
+/// Any isotropic energy, told by its response to isochoric principal stretches (IsochoricLogarithms) and scanned as
+/// deeply as a polynomial; no export asks for it.
+class XemMaterialStabilityPrincipal final : public XemMaterialStabilityBase {
+ public:
+  using Response = PrincipalResponse (*)(std::span<const double> parameters, const std::array<double, 3>& logarithms);
+
+  explicit XemMaterialStabilityPrincipal(Response response);
+  void ComputeTangent(const Matrix& deformationGradient, Matrix& tangent, std::span<double> stress, double factor,
+                      double zero1, double zero2) const override;
+  void SetParameters(std::span<const double> parameters, std::span<const double> volumetric) override;
+
+ private:
+  Response response_;
+  Vector parameters_;
   Vector volumetric_;
 };
 

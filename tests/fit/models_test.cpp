@@ -256,6 +256,91 @@ TEST(ReducedPolynomials, PlantedCoefficientsComeBackInEveryMode) {
   EXPECT_EQ(mooney.measures.aicc, polynomial.measures.aicc);
 }
 
+/// A stored result of these parameters, in the order of the catalogue.
+Result StoredModel(const std::string& model, const std::vector<double>& values) {
+  Result result;
+  result.model = model;
+  const auto infos = Fit::ModelParameters(model);
+  result.parameters.resize(values.size());
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    result.parameters[k].name = infos[k].name;
+    result.parameters[k].value = values[k];
+  }
+  return Fit::FromJson(Fit::ToJson(result, "models test"));
+}
+
+TEST(Energies, StressesAndStabilityAreThoseOfTheEnergy) {
+  // Stresses at a strain of 1 by hand from the published energies; limits of stability from finite differences of the
+  // energy in principal stretches, by a program of its own (Gent: where I1 - 3 reaches Jm).
+  struct Case {
+    const char* model;
+    std::vector<double> parameters;
+    double uniaxial, equibiaxial;
+    std::vector<double> limits = {};  ///< tension and compression: uniaxial, equibiaxial, pure shear; 0 where stable
+  };
+  for (const Case& law : {Case{"gent", {0.4, 50.0}, 0.729166667, 0.876216968, {6.27, 0, 4.15, 0, 6.21, 0}},
+                          Case{"arruda-boyce", {0.3, 3.0}, 0.595858497, 0.738389088, {0, 0, 0, 0, 0, 0}},
+                          Case{"extended-tube", {0.25, 0.1, 0.1, 0.4}, 0.544229697, 0.781243994},
+                          Case{"extended-tube", {1.0, -0.3, 0.05, 1.0}, 0, 0, {1.25, 0, 0, -0.34, 1.4, -0.59}},
+                          Case{"van-der-waals", {0.5, 8.0, 0.3, 0.2}, 0.726343849, 1.49204148},
+                          Case{"van-der-waals", {0.5, 8.0, 1.1, 0.2}, 0, 0, {0.61, -0.39, 0.28, -0.21, 0.52, -0.34}}}) {
+    SCOPED_TRACE(law.model);
+    const Result stored = StoredModel(law.model, law.parameters);
+    if (law.uniaxial > 0) {
+      ExpectDigits(stored.evaluate("uniaxial", 1.0), law.uniaxial, 1e-8);
+      ExpectDigits(stored.evaluate("equibiaxial", 1.0), law.equibiaxial, 1e-8);
+      EXPECT_EQ(stored.evaluate("simple_shear", -0.7), -stored.evaluate("simple_shear", 0.7));
+    }
+    // Small shear meets the initial modulus, and simple shear does the work of pure shear at the same stretch:
+    // dW = stress d(shear strain).
+    const double modulus = stored.evaluate("simple_shear", 1e-6) / 1e-6;
+    ExpectDigits(stored.evaluate("uniaxial", 1e-6) / 3e-6, modulus, 1e-5);
+    const double stretch = 1.6;
+    ExpectDigits(stored.evaluate("simple_shear", stretch - 1.0 / stretch) * (1.0 + 1.0 / (stretch * stretch)),
+                 stored.evaluate("pure_shear", stretch - 1.0), 1e-12);
+    if (law.limits.empty()) continue;
+    const Fit::Stability stability = Fit::CheckStability(stored);
+    const double found[] = {stability.uniaxialTension,    stability.uniaxialCompression,
+                            stability.equibiaxialTension, stability.equibiaxialCompression,
+                            stability.pureShearTension,   stability.pureShearCompression};
+    for (std::size_t k = 0; k < 6; ++k) {
+      if (law.limits[k] == 0.0) {
+        EXPECT_TRUE(std::isnan(found[k])) << k << ' ' << found[k];
+      } else {
+        EXPECT_NEAR(found[k], law.limits[k], 1e-9) << k;
+      }
+    }
+  }
+  EXPECT_THROW(StoredModel("gent", {0.4}).evaluate("uniaxial", 1.0), Fit::Error);
+}
+
+TEST(Energies, PlantedParametersComeBackAndRangesHold) {
+  for (const auto& [model, planted] : {std::pair<const char*, std::vector<double>>{"gent", {0.4, 50.0}},
+                                       {"arruda-boyce", {0.3, 3.0}},
+                                       {"extended-tube", {0.25, 0.1, 0.1, 0.4}},
+                                       {"van-der-waals", {0.5, 9.0, 0.3, 0.2}}}) {
+    SCOPED_TRACE(model);
+    const Result law = StoredModel(model, planted);
+    Fit::HyperelasticData data;
+    for (const auto& [mode, curve] :
+         {std::pair("uniaxial", &data.uniaxial), std::pair("equibiaxial", &data.equibiaxial)}) {
+      for (int i = 1; i <= 20; ++i) {
+        curve->x.push_back(0.15 * i);
+        curve->y.push_back(law.evaluate(mode, 0.15 * i));
+      }
+    }
+    const Result result = Fit::Fit({model, 0}, data);
+    EXPECT_TRUE(result.converged);
+    for (std::size_t k = 0; k < planted.size(); ++k) ExpectDigits(result.parameters[k].value, planted[k], 1e-5);
+    Fit::Options held;
+    held.held[result.parameters[1].name] = 1.3 * planted[1];
+    EXPECT_EQ(Fit::Fit({model, 0}, data, held).parameters[1].value, 1.3 * planted[1]);
+  }
+  // On three modes of natural rubber four parameters do better than the six of Ogden.
+  EXPECT_LT(Fit::Fit({"extended-tube", 0}, TreloarData()).measures.aicc + 10.0,
+            Fit::FitOgden(TreloarData(), 3).measures.aicc);
+}
+
 TEST(Catalogue, ListsOfModelsAreReadAsPeopleWriteThem) {
   std::string labels;
   for (const auto& choice : Fit::ChooseModels("neo-hooke, yeoh,ogden:1..3", "rubber")) labels += choice.Label() + ' ';

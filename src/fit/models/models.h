@@ -11,6 +11,10 @@
   MODEL(kNeoHooke)            \
   MODEL(kMooneyRivlin)        \
   MODEL(kYeoh)                \
+  MODEL(kGent)                \
+  MODEL(kArrudaBoyce)         \
+  MODEL(kExtendedTube)        \
+  MODEL(kVanDerWaals)         \
   MODEL(kOgden)               \
   MODEL(kBlatzKo)             \
   MODEL(kVolumetric)          \
