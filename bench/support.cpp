@@ -86,7 +86,7 @@ Matrix RubberDesign(const std::vector<_T_FUNT_BASE>& points) {
   const auto data = MakeTestData(DeformationMode::Uniaxial);
   data->SetTestData(std::span<const _T_FUNT_BASE>(points));
   Matrix design(data->PointCount(), 9);
-  data->AssemblePolynomialRows(3, FixedTermMask(9), design.View());
+  data->AssemblePolynomialRows(3, 0, FixedTermMask(9), design.View());
   return design;
 }
 

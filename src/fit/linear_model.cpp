@@ -1,6 +1,8 @@
 #include "fit/linear_model.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <numeric>
 #include <utility>
 
@@ -18,32 +20,23 @@ constexpr double kConditionLimit = 1e12;
 
 void SolveCoefficients(const Problem& problem, std::span<const std::size_t> coefficients,
                        std::vector<double>& parameters) {
-  const auto points = static_cast<std::size_t>(problem.PointCount());
-  const std::vector<double> columns = Jacobian(problem, parameters);
-  std::vector<double> target = WeightedMeasured(problem);
   std::vector<std::size_t> free;
-  for (const std::size_t k : coefficients) {
-    if (!problem.parameters[k].held) {
-      free.push_back(k);
-      continue;
-    }
-    for (std::size_t i = 0; i < points; ++i) target[i] -= columns[k * points + i] * parameters[k];
-  }
+  std::vector<std::size_t> held;
+  for (const std::size_t k : coefficients) (problem.parameters[k].held ? held : free).push_back(k);
 
-  Matrix design(static_cast<std::int32_t>(points), static_cast<std::int32_t>(free.size()));
-  std::vector<double> norms(free.size(), 1.0);
-  for (std::size_t j = 0; j < free.size(); ++j) {
-    const double* column = columns.data() + free[j] * points;
-    double square = 0.0;
-    for (std::size_t i = 0; i < points; ++i) square += column[i] * column[i];
-    if (square > 0.0) norms[j] = std::sqrt(square);
-    const auto scaled = design.Column(j);
-    for (std::size_t i = 0; i < points; ++i) scaled[i] = column[i] / norms[j];
-  }
-  const Vector solution = SolveTruncated(std::move(design), target, kConditionLimit);
-  for (std::size_t j = 0; j < free.size(); ++j) {
-    parameters[free[j]] = solution[j] / norms[j];
-  }
+  LeastSquares system(problem.PointCount(), static_cast<std::int32_t>(free.size()));
+  ForEachBlock(problem, parameters, [&](std::span<const double> measured, const MatrixView& jacobian) {
+    const MatrixView rows = system.Append(jacobian.rows);
+    for (std::size_t j = 0; j < free.size(); ++j) std::ranges::copy(jacobian.Column(free[j]), rows.Column(j).begin());
+    const std::span<double> target = rows.Column(free.size());
+    std::ranges::copy(measured, target.begin());
+    for (const std::size_t k : held) {
+      const std::span<const double> column = jacobian.Column(k);
+      for (std::size_t i = 0; i < target.size(); ++i) target[i] -= column[i] * parameters[k];
+    }
+  });
+  const Vector solution = system.SolveEquilibrated(kConditionLimit);
+  for (std::size_t j = 0; j < free.size(); ++j) parameters[free[j]] = solution[j];
 }
 
 Minimum MinimiseLinear(const Problem& problem, std::vector<double> given) {

@@ -4,9 +4,11 @@
 #include <boost/make_shared.hpp>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "fit/trust_region.h"
 #include "solver/levenberg_marquardt.h"
+#include "solver/linalg/least_squares.h"
 #include "solver/tolerances.h"
 #include "testfunctions/scaled_test_function.h"
 
@@ -186,6 +188,21 @@ std::vector<double> WeightedMeasured(const Problem& problem) {
     measured.insert(measured.end(), values.begin(), values.end());
   }
   return measured;
+}
+
+void ForEachBlock(const Problem& problem, std::span<const double> parameters, const VisitBlock& visit) {
+  std::int32_t longest = 0;
+  for (const auto& function : problem.functions) longest = std::max(longest, function->PointCount());
+  longest = std::min(longest, LeastSquares::kBlockRows);
+  Vector model(longest);
+  Matrix jacobian(longest, static_cast<std::int32_t>(parameters.size()));
+  for (const auto& function : ScaledFunctions(problem)) {
+    ForEachBlockOfRows(function->PointCount(), [&](std::int32_t first, std::int32_t count) {
+      const MatrixView rows = jacobian.View().Rows(0, count);
+      function->EvaluateBlock(problem.termCount, parameters, first, model.Span().first(count), rows);
+      visit(std::as_const(function->Compared()).Span().subspan(first, count), rows);
+    });
+  }
 }
 
 std::vector<double> Jacobian(const Problem& problem, std::span<const double> parameters) {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <functional>
 #include <limits>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "solver/linalg/matrix.h"
 #include "testfunctions/test_function_base.h"
 #include "xem/fit/result.h"
 
@@ -53,6 +55,11 @@ double Objective(const Problem& problem, std::span<const double> parameters);
 
 /// Weighted measured values of all points, curve after curve.
 std::vector<double> WeightedMeasured(const Problem& problem);
+
+/// Visits the weighted measured values of all points, curve after curve in blocks of at most LeastSquares::kBlockRows,
+/// with the Jacobian of their model part, points x parameters.
+using VisitBlock = std::function<void(std::span<const double> measured, const MaterialUtil::MatrixView& jacobian)>;
+void ForEachBlock(const Problem& problem, std::span<const double> parameters, const VisitBlock& visit);
 
 /// Jacobian of the weighted residuals' model part, points x parameters, column-major.
 std::vector<double> Jacobian(const Problem& problem, std::span<const double> parameters);

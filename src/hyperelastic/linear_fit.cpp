@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <utility>
+#include <functional>
 
 #include "solver/linalg/least_squares.h"
 
@@ -12,42 +12,27 @@ namespace {
 constexpr std::int32_t kRelative = 0;
 constexpr std::int32_t kAbsolute = 1;
 
-Matrix AssembleDesignMatrix(const XemMaterialCurvefittingModelBase& model, const FixedTermMask& mask,
-                            std::span<const double> parameters) {
-  Matrix design(PointCount(model.TestData()), FreeCount(mask));
-  std::int32_t first = 0;
-  for (const auto& data : model.TestData()) {
-    model.AssembleDesignRows(*data, mask, parameters, design.View().Rows(first, data->PointCount()));
-    first += data->PointCount();
-  }
-  return design;
-}
-
-/// Measured stresses less those of the held terms.
-Vector Targets(const XemMaterialCurvefittingModelBase& model, const FixedTermMask& mask,
-               std::span<const double> parameters) {
+/// Measured stresses of some points less those of the held terms.
+void SubtractHeldTerms(const XemMaterialCurvefittingModelBase& model, const XemMaterialTestDataBase& data,
+                       std::int32_t first, const FixedTermMask& mask, std::span<const double> parameters,
+                       std::span<double> targets) {
   const bool anyHeld = FreeCount(mask) < mask.Size();
-  Vector targets(PointCount(model.TestData()));
-  std::int32_t next = 0;
-  for (const auto& data : model.TestData()) {
-    for (std::int32_t i = 0; i < data->PointCount(); ++i) {
-      const double held =
-          anyHeld ? model.FixedTermsStress(*data, mask, parameters, data->Stretch()[i], data->LateralStretch()[i])
-                  : 0.0;
-      targets[next++] = data->Stress()[i] - held;
-    }
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    const auto point = first + static_cast<std::int32_t>(i);
+    const double held =
+        anyHeld ? model.FixedTermsStress(data, mask, parameters, data.Stretch()[point], data.LateralStretch()[point])
+                : 0.0;
+    targets[i] = data.Stress()[point] - held;
   }
-  return targets;
 }
 
 /// Measures every equation relative to its own target.
-void DivideByTargets(Matrix& design, Vector& targets) {
+void DivideByTargets(const MatrixView& design, std::span<double> targets) {
   for (double& target : targets) target = 1.0 / target;
-  for (std::int32_t column = 0; column < design.Columns(); ++column) {
-    const std::span<double> entries = design.Column(column);
-    for (std::size_t row = 0; row < entries.size(); ++row) entries[row] *= targets[row];
+  for (std::int32_t column = 0; column < design.columns; ++column) {
+    std::ranges::transform(design.Column(column), targets, design.Column(column).begin(), std::multiplies());
   }
-  std::fill(targets.begin(), targets.end(), 1.0);
+  std::ranges::fill(targets, 1.0);
 }
 
 }  // namespace
@@ -55,10 +40,19 @@ void DivideByTargets(Matrix& design, Vector& targets) {
 void SolveLinear(const XemMaterialCurvefittingModelBase& model, const FixedTermMask& mask, std::span<double> parameters,
                  std::int32_t method, double conditionLimit) {
   if (method != kAbsolute && method != kRelative) return;
-  Matrix design = AssembleDesignMatrix(model, mask, parameters);
-  Vector targets = Targets(model, mask, parameters);
-  if (method == kRelative) DivideByTargets(design, targets);
-  const Vector solution = SolveTruncated(std::move(design), targets, conditionLimit);
+  const std::int32_t unknowns = FreeCount(mask);
+  LeastSquares system(PointCount(model.TestData()), unknowns);
+  for (const auto& data : model.TestData()) {
+    ForEachBlockOfRows(data->PointCount(), [&](std::int32_t first, std::int32_t count) {
+      const MatrixView rows = system.Append(count);
+      const MatrixView design = rows.FirstColumns(unknowns);
+      const std::span<double> targets = rows.Column(unknowns);
+      model.AssembleDesignRows(*data, first, mask, parameters, design);
+      SubtractHeldTerms(model, *data, first, mask, parameters, targets);
+      if (method == kRelative) DivideByTargets(design, targets);
+    });
+  }
+  const Vector solution = system.Solve(conditionLimit);
   std::int32_t next = 0;
   for (std::int32_t k = 0; k < mask.Size(); ++k) {
     if (mask[k] == 0) parameters[k] = solution[next++];

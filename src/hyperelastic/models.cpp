@@ -7,8 +7,9 @@
 
 namespace Xem::MaterialUtil {
 
-void XemMaterialCurvefittingModelBase::AssembleDesignRows(const XemMaterialTestDataBase&, const FixedTermMask&,
-                                                          std::span<const double>, MatrixView) const {}
+void XemMaterialCurvefittingModelBase::AssembleDesignRows(const XemMaterialTestDataBase&, std::int32_t,
+                                                          const FixedTermMask&, std::span<const double>,
+                                                          MatrixView) const {}
 
 double XemMaterialCurvefittingModelBase::ComputeStress(const XemMaterialTestDataBase&, std::span<const double>, double,
                                                        double) const {
@@ -25,10 +26,18 @@ void XemMaterialCurvefittingModelBase::FitCreep(XemMaterialTestDataBase&, std::s
 
 void XemMaterialCurvefittingModelBase::FitNonlinear(std::span<double>) const {}
 
-void XemMaterialCurveFittingPolynomial::AssembleDesignRows(const XemMaterialTestDataBase& testData,
+void XemMaterialCurvefittingModelBase::ComputeStresses(const XemMaterialTestDataBase& testData,
+                                                       std::span<const double> parameters,
+                                                       std::span<double> stresses) const {
+  for (std::size_t i = 0; i < stresses.size(); ++i) {
+    stresses[i] = ComputeStress(testData, parameters, testData.Stretch()[i], testData.LateralStretch()[i]);
+  }
+}
+
+void XemMaterialCurveFittingPolynomial::AssembleDesignRows(const XemMaterialTestDataBase& testData, std::int32_t first,
                                                            const FixedTermMask& mask, std::span<const double>,
                                                            MatrixView rows) const {
-  testData.AssemblePolynomialRows(order_, mask, rows);
+  testData.AssemblePolynomialRows(order_, first, mask, rows);
 }
 
 double XemMaterialCurveFittingPolynomial::ComputeStress(const XemMaterialTestDataBase& testData,
@@ -48,17 +57,23 @@ double XemMaterialCurveFittingPolynomial::FixedTermsStress(const XemMaterialTest
   return testData.PolynomialStress(order_, held, stretch, lateralStretch);
 }
 
-void XemMaterialCurveFittingOgden::AssembleDesignRows(const XemMaterialTestDataBase& testData,
+void XemMaterialCurveFittingPolynomial::ComputeStresses(const XemMaterialTestDataBase& testData,
+                                                        std::span<const double> parameters,
+                                                        std::span<double> stresses) const {
+  testData.PolynomialStresses(order_, parameters, stresses);
+}
+
+void XemMaterialCurveFittingOgden::AssembleDesignRows(const XemMaterialTestDataBase& testData, std::int32_t first,
                                                       const FixedTermMask& mask, std::span<const double> parameters,
                                                       MatrixView rows) const {
-  for (std::int32_t point = 0; point < testData.PointCount(); ++point) {
-    const double stretch = testData.Stretch()[point];
+  for (std::int32_t row = 0; row < rows.rows; ++row) {
+    const double stretch = testData.Stretch()[first + row];
     const double logStretch = std::log(stretch);
     std::int32_t column = 0;
     for (std::int32_t k = 0; k < terms_; ++k) {
       if (mask[k] != 0) continue;
       const double alpha = parameters[2 * k + 1];
-      rows(point, column++) = EvaluateOgdenTerm(testData.LateralStretchExponent(), alpha, stretch, logStretch).value;
+      rows(row, column++) = EvaluateOgdenTerm(testData.LateralStretchExponent(), alpha, stretch, logStretch).value;
     }
   }
 }
@@ -69,10 +84,10 @@ double XemMaterialCurveFittingOgden::ComputeStress(const XemMaterialTestDataBase
                      std::log(stretch));
 }
 
-void XemMaterialCurveFittingBlatzKo::AssembleDesignRows(const XemMaterialTestDataBase& testData,
+void XemMaterialCurveFittingBlatzKo::AssembleDesignRows(const XemMaterialTestDataBase& testData, std::int32_t first,
                                                         const FixedTermMask& mask, std::span<const double>,
                                                         MatrixView rows) const {
-  if (mask[0] == 0) testData.AssembleBlatzKoRows(rows);
+  if (mask[0] == 0) testData.AssembleBlatzKoRows(first, rows);
 }
 
 double XemMaterialCurveFittingBlatzKo::ComputeStress(const XemMaterialTestDataBase& testData,
@@ -83,11 +98,11 @@ double XemMaterialCurveFittingBlatzKo::ComputeStress(const XemMaterialTestDataBa
 
 Vector ComputeStresses(const XemMaterialCurvefittingModelBase& model, std::span<const double> parameters) {
   Vector stresses(PointCount(model.TestData()));
-  std::int32_t next = 0;
+  std::span<double> rest = stresses.Span();
   for (const auto& data : model.TestData()) {
-    for (std::int32_t i = 0; i < data->PointCount(); ++i) {
-      stresses[next++] = model.ComputeStress(*data, parameters, data->Stretch()[i], data->LateralStretch()[i]);
-    }
+    const auto count = static_cast<std::size_t>(data->PointCount());
+    model.ComputeStresses(*data, parameters, rest.first(count));
+    rest = rest.subspan(count);
   }
   return stresses;
 }

@@ -15,9 +15,10 @@ class XemMaterialCurvefittingModelBase {
  public:
   explicit XemMaterialCurvefittingModelBase(const TestDataList& testData) : testData_(testData) {}
 
-  /// Fills the design rows of one test-data object: a row per point, a column per free parameter.
-  virtual void AssembleDesignRows(const XemMaterialTestDataBase& testData, const FixedTermMask& mask,
-                                  std::span<const double> parameters, MatrixView rows) const;
+  /// Fills design rows of one test-data object, of as many points from `first` on as `rows` has: a column per free
+  /// parameter.
+  virtual void AssembleDesignRows(const XemMaterialTestDataBase& testData, std::int32_t first,
+                                  const FixedTermMask& mask, std::span<const double> parameters, MatrixView rows) const;
   virtual double ComputeStress(const XemMaterialTestDataBase& testData, std::span<const double> parameters,
                                double stretch, double lateralStretch) const;
   /// Stress of the held terms alone.
@@ -29,6 +30,9 @@ class XemMaterialCurvefittingModelBase {
   /// Nothing calls it: an iterative fit needs test functions, which the exports load from the curves themselves; test
   /// data, which is all that a model has, hold stretches and no gradients. So no model overrides it, Ogden's neither.
   virtual void FitNonlinear(std::span<double> parameters) const;
+  /// ComputeStress at every point of one test-data object.
+  virtual void ComputeStresses(const XemMaterialTestDataBase& testData, std::span<const double> parameters,
+                               std::span<double> stresses) const;
 
   const TestDataList& TestData() const { return testData_; }
 
@@ -44,12 +48,14 @@ class XemMaterialCurveFittingPolynomial final : public XemMaterialCurvefittingMo
  public:
   XemMaterialCurveFittingPolynomial(const TestDataList& testData, std::int32_t order)
       : XemMaterialCurvefittingModelBase(testData), order_(order) {}
-  void AssembleDesignRows(const XemMaterialTestDataBase& testData, const FixedTermMask& mask,
+  void AssembleDesignRows(const XemMaterialTestDataBase& testData, std::int32_t first, const FixedTermMask& mask,
                           std::span<const double> parameters, MatrixView rows) const override;
   double ComputeStress(const XemMaterialTestDataBase& testData, std::span<const double> parameters, double stretch,
                        double lateralStretch) const override;
   double FixedTermsStress(const XemMaterialTestDataBase& testData, const FixedTermMask& mask,
                           std::span<const double> parameters, double stretch, double lateralStretch) const override;
+  void ComputeStresses(const XemMaterialTestDataBase& testData, std::span<const double> parameters,
+                       std::span<double> stresses) const override;
 
  private:
   std::int32_t order_;
@@ -61,7 +67,7 @@ class XemMaterialCurveFittingOgden final : public XemMaterialCurvefittingModelBa
  public:
   XemMaterialCurveFittingOgden(const TestDataList& testData, std::int32_t terms)
       : XemMaterialCurvefittingModelBase(testData), terms_(terms) {}
-  void AssembleDesignRows(const XemMaterialTestDataBase& testData, const FixedTermMask& mask,
+  void AssembleDesignRows(const XemMaterialTestDataBase& testData, std::int32_t first, const FixedTermMask& mask,
                           std::span<const double> parameters, MatrixView rows) const override;
   double ComputeStress(const XemMaterialTestDataBase& testData, std::span<const double> parameters, double stretch,
                        double lateralStretch) const override;
@@ -74,7 +80,7 @@ class XemMaterialCurveFittingOgden final : public XemMaterialCurvefittingModelBa
 class XemMaterialCurveFittingBlatzKo final : public XemMaterialCurvefittingModelBase {
  public:
   using XemMaterialCurvefittingModelBase::XemMaterialCurvefittingModelBase;
-  void AssembleDesignRows(const XemMaterialTestDataBase& testData, const FixedTermMask& mask,
+  void AssembleDesignRows(const XemMaterialTestDataBase& testData, std::int32_t first, const FixedTermMask& mask,
                           std::span<const double> parameters, MatrixView rows) const override;
   double ComputeStress(const XemMaterialTestDataBase& testData, std::span<const double> parameters, double stretch,
                        double lateralStretch) const override;

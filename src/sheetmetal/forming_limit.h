@@ -64,21 +64,6 @@ class XemFLCMMFC : public XemFLC {
   std::vector<StrainPath> MarchAll() const;
 
  private:
-  struct State {
-    double alpha = 0.0;
-    double beta = 0.0;
-    double phi = 0.0;
-    double strainIncrement = 0.0;  ///< of the equivalent strain per step, phi (1 + alpha beta) delta
-    double slopeFactor = 0.0;      ///< phi^2 (1 + alpha beta)
-    double strain = 0.0;           ///< equivalent strain
-  };
-  static bool Same(const State& a, const State& b);
-  /// Takes over alpha and what follows from it and the state's beta.
-  void TakeStressRatio(State& state, double alpha) const;
-  bool Advance(State& state) const;
-  /// `present` is sigma1, `required` is S: what sigma1 must reach for the path to turn.
-  bool IsStraightForever(const State& state, double present, double required) const;
-
   boost::shared_ptr<FLCMMFCParams> params_;
 };
 

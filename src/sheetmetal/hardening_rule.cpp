@@ -21,12 +21,24 @@ void GhoshGradient(double K, double e0, double n, double strain, std::span<doubl
   gradient[3] = -1.0;
 }
 
+namespace {
+
+double Decay(double N, double p, double strain) { return std::exp(-N * std::pow(strain, p)); }
+
+double StressAfter(double decay, double si, double ss) { return ss - (ss - si) * decay; }
+
+double SlopeAfter(double decay, double si, double ss, double N, double p, double strain) {
+  return decay * std::pow(strain, p - 1.0) * N * p * (ss - si);
+}
+
+}  // namespace
+
 double HockettSherbyStress(double si, double ss, double N, double p, double strain) {
-  return ss - (ss - si) * std::exp(-N * std::pow(strain, p));
+  return StressAfter(Decay(N, p, strain), si, ss);
 }
 
 double HockettSherbySlope(double si, double ss, double N, double p, double strain) {
-  return std::exp(-N * std::pow(strain, p)) * std::pow(strain, p - 1.0) * N * p * (ss - si);
+  return SlopeAfter(Decay(N, p, strain), si, ss, N, p, strain);
 }
 
 void HockettSherbyGradient(double si, double ss, double N, double p, double strain, std::span<double> gradient) {
@@ -58,6 +70,11 @@ bool XemSMHRGhosh::IsConcaveFrom(double strain) const {
   return Params().K >= 0.0 && Params().n >= 0.0 && Params().n <= 1.0 && Params().e0 + strain > 0.0;
 }
 
+Flow XemSMHRGhosh::At(double strain) const {
+  const double stress = FlowStress(strain);
+  return {stress, HardeningSlope(strain), std::abs(stress) + std::abs(Params().p)};
+}
+
 double XemSMHRHockettSherby::FlowStress(double strain) const {
   return HockettSherbyStress(Params().si, Params().ss, Params().N, Params().p, strain);
 }
@@ -72,12 +89,24 @@ bool XemSMHRHockettSherby::IsConcaveFrom(double strain) const {
          Params().N * Params().p * std::pow(strain, Params().p) >= Params().p - 1.0;
 }
 
+Flow XemSMHRHockettSherby::At(double strain) const {
+  const HRHockettSherbyParams& law = Params();
+  const double decay = Decay(law.N, law.p, strain);
+  return {StressAfter(decay, law.si, law.ss), SlopeAfter(decay, law.si, law.ss, law.N, law.p, strain),
+          std::abs(law.ss) + std::abs(law.ss - law.si)};
+}
+
 double XemSMHRCustomCurve::FlowStress(double strain) const { return TableValue(Params().points, strain); }
 
 double XemSMHRCustomCurve::HardeningSlope(double strain) const { return TableSlope(Params().points, strain); }
 
 bool XemSMHRCustomCurve::IsConcaveFrom(double strain) const {
   return strain > Params().points.back().first && HardeningSlope(strain) >= 0.0;
+}
+
+Flow XemSMHRCustomCurve::At(double strain) const {
+  const TablePoint point = TableAt(Params().points, strain);
+  return {point.value, point.slope, std::abs(point.value)};
 }
 
 double XemSMHRCustomCurveStrnRate::RateFactor(double rate) const { return TableValue(Params().rateFactors, rate); }

@@ -22,6 +22,13 @@ double HockettSherbySlope(double si, double ss, double N, double p, double strai
 /// dsigma/d(si, ss, N, p).
 void HockettSherbyGradient(double si, double ss, double N, double p, double strain, std::span<double> gradient);
 
+/// What a step of a path asks of a rule.
+struct Flow {
+  double stress = 0.0;
+  double slope = 0.0;
+  double largestPart = 0.0;  ///< the stress is a difference of terms up to this magnitude, and so is its rounding
+};
+
 class XemSMHardeningRule {
  public:
   virtual double FlowStress(double strain, double rate) const;
@@ -35,6 +42,9 @@ class XemSMHardeningRule {
   /// True when it is certain that from `strain` on the flow stress does not fall and its slope does not rise.
   virtual bool IsConcaveFrom(double strain) const = 0;
 
+  /// FlowStress and HardeningSlope to the last bit, each power of them taken once.
+  virtual Flow At(double strain) const = 0;
+
  protected:
   explicit XemSMHardeningRule(boost::shared_ptr<HardeningParams> params) : params_(params) {}
   ~XemSMHardeningRule() = default;
@@ -42,25 +52,27 @@ class XemSMHardeningRule {
   boost::shared_ptr<HardeningParams> params_;
 };
 
-class XemSMHRGhosh : public XemSMHardeningRule {
+class XemSMHRGhosh final : public XemSMHardeningRule {
  public:
   explicit XemSMHRGhosh(boost::shared_ptr<HRGhoshParams> params) : XemSMHardeningRule(params) {}
   using XemSMHardeningRule::FlowStress;
   double FlowStress(double strain) const override;
   double HardeningSlope(double strain) const override;
   bool IsConcaveFrom(double strain) const override;
+  Flow At(double strain) const override;
 
  private:
   const HRGhoshParams& Params() const { return static_cast<const HRGhoshParams&>(*params_); }
 };
 
-class XemSMHRHockettSherby : public XemSMHardeningRule {
+class XemSMHRHockettSherby final : public XemSMHardeningRule {
  public:
   explicit XemSMHRHockettSherby(boost::shared_ptr<HRHockettSherbyParams> params) : XemSMHardeningRule(params) {}
   using XemSMHardeningRule::FlowStress;
   double FlowStress(double strain) const override;
   double HardeningSlope(double strain) const override;
   bool IsConcaveFrom(double strain) const override;
+  Flow At(double strain) const override;
 
  private:
   const HRHockettSherbyParams& Params() const { return static_cast<const HRHockettSherbyParams&>(*params_); }
@@ -73,6 +85,7 @@ class XemSMHRCustomCurve : public XemSMHardeningRule {
   double FlowStress(double strain) const override;
   double HardeningSlope(double strain) const override;
   bool IsConcaveFrom(double strain) const override;
+  Flow At(double strain) const override;
 
  protected:
   const HRCustomCurve& Params() const { return static_cast<const HRCustomCurve&>(*params_); }

@@ -23,22 +23,35 @@ std::size_t FirstAtOrAbove(std::span<const _T_FUNT_BASE> points, double abscissa
   return static_cast<std::size_t>(found - points.begin());
 }
 
-}  // namespace
-
-double TableValue(std::span<const _T_FUNT_BASE> points, double abscissa) {
+double ValueWith(std::span<const _T_FUNT_BASE> points, double abscissa, std::size_t firstAtOrAbove) {
   const std::size_t last = points.size() - 1;
   if (!(abscissa <= points[last].first)) return OnLine(points[last - 1], points[last], abscissa);
   if (abscissa < points[0].first) return OnLine(points[0], points[1], abscissa);
-  const std::size_t k = FirstAtOrAbove(points, abscissa);
+  const std::size_t k = firstAtOrAbove;
   return k == 0 ? points[0].second : OnLine(points[k - 1], points[k], abscissa);
 }
 
-double TableSlope(std::span<const _T_FUNT_BASE> points, double abscissa) {
+double SlopeWith(std::span<const _T_FUNT_BASE> points, double abscissa, std::size_t firstAtOrAbove) {
   const std::size_t last = points.size() - 1;
   if (abscissa != abscissa) return abscissa;
   if (!(abscissa < points[last].first)) return SlopeBetween(points[last - 1], points[last]);
-  const std::size_t k = FirstAtOrAbove(points, abscissa);
+  const std::size_t k = firstAtOrAbove;
   return SlopeBetween(points[k == 0 ? 0 : k - 1], points[std::min(k + 1, last)]);
+}
+
+}  // namespace
+
+double TableValue(std::span<const _T_FUNT_BASE> points, double abscissa) {
+  return ValueWith(points, abscissa, FirstAtOrAbove(points, abscissa));
+}
+
+double TableSlope(std::span<const _T_FUNT_BASE> points, double abscissa) {
+  return SlopeWith(points, abscissa, FirstAtOrAbove(points, abscissa));
+}
+
+TablePoint TableAt(std::span<const _T_FUNT_BASE> points, double abscissa) {
+  const std::size_t k = FirstAtOrAbove(points, abscissa);
+  return {ValueWith(points, abscissa, k), SlopeWith(points, abscissa, k)};
 }
 
 }  // namespace Xem::MaterialUtil::SheetMetalForming

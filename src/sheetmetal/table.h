@@ -16,4 +16,11 @@ double TableValue(std::span<const _T_FUNT_BASE> points, double abscissa);
 /// the indices clamped to the table.
 double TableSlope(std::span<const _T_FUNT_BASE> points, double abscissa);
 
+/// Both by one lookup.
+struct TablePoint {
+  double value = 0.0;
+  double slope = 0.0;
+};
+TablePoint TableAt(std::span<const _T_FUNT_BASE> points, double abscissa);
+
 }  // namespace Xem::MaterialUtil::SheetMetalForming

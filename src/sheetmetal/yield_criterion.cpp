@@ -40,9 +40,12 @@ double Hill1979StressFactor(double r, double m, double alpha) {
 }
 
 double Hill1979StressFactorSlope(double r, double m, double alpha) {
+  return Hill1979StressFactorSlope(r, m, alpha, Hill1979StressFactor(r, m, alpha));
+}
+
+double Hill1979StressFactorSlope(double r, double m, double alpha, double phi) {
   const double a = std::pow(1.0 + alpha, m - 1.0);
   const double b = std::pow(1.0 - alpha, m - 1.0) * (2.0 * r + 1.0);
-  const double phi = Hill1979StressFactor(r, m, alpha);
   const double phiByAlpha = std::pow(phi, m + 1.0) * (a - b) / (-2.0 * (r + 1.0));
   const double alphaByBeta =
       Square(b + a) / (4.0 * std::pow(1.0 - Square(alpha), m - 2.0) * (2.0 * m * r + m - 2.0 * r - 1.0));

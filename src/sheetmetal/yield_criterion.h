@@ -37,6 +37,8 @@ double Hill1979StrainRatio(double r, double m, double alpha);
 double Hill1979StressRatio(double r, double m, double beta);
 double Hill1979StressFactor(double r, double m, double alpha);
 double Hill1979StressFactorSlope(double r, double m, double alpha);
+/// The same where phi, the stress factor at alpha, is known already.
+double Hill1979StressFactorSlope(double r, double m, double alpha, double phi);
 
 class XemSMYieldCriterion {
  public:
@@ -45,6 +47,8 @@ class XemSMYieldCriterion {
   virtual double StressFactor(double alpha) const = 0;
   /// dphi/dbeta at alpha.
   virtual double StressFactorSlope(double alpha) const = 0;
+  /// The same for a caller that knows phi, the stress factor at alpha.
+  virtual double StressFactorSlope(double alpha, double phi) const = 0;
 
  protected:
   explicit XemSMYieldCriterion(boost::shared_ptr<YieldParams> params) : params_(params) {}
@@ -53,16 +57,17 @@ class XemSMYieldCriterion {
   boost::shared_ptr<YieldParams> params_;
 };
 
-class XemSMYCVonMises : public XemSMYieldCriterion {
+class XemSMYCVonMises final : public XemSMYieldCriterion {
  public:
   explicit XemSMYCVonMises(boost::shared_ptr<YCVonMisesParams> params) : XemSMYieldCriterion(params) {}
   double StrainRatio(double alpha) const override { return VonMisesStrainRatio(alpha); }
   double StressRatio(double beta) const override { return VonMisesStressRatio(beta); }
   double StressFactor(double alpha) const override { return VonMisesStressFactor(alpha); }
   double StressFactorSlope(double alpha) const override { return VonMisesStressFactorSlope(alpha); }
+  double StressFactorSlope(double alpha, double) const override { return VonMisesStressFactorSlope(alpha); }
 };
 
-class XemSMYCHill1979 : public XemSMYieldCriterion {
+class XemSMYCHill1979 final : public XemSMYieldCriterion {
  public:
   explicit XemSMYCHill1979(boost::shared_ptr<YCHill1979Params> params) : XemSMYieldCriterion(params) {}
   double StrainRatio(double alpha) const override { return Hill1979StrainRatio(Params().r, Params().m, alpha); }
@@ -70,6 +75,9 @@ class XemSMYCHill1979 : public XemSMYieldCriterion {
   double StressFactor(double alpha) const override { return Hill1979StressFactor(Params().r, Params().m, alpha); }
   double StressFactorSlope(double alpha) const override {
     return Hill1979StressFactorSlope(Params().r, Params().m, alpha);
+  }
+  double StressFactorSlope(double alpha, double phi) const override {
+    return Hill1979StressFactorSlope(Params().r, Params().m, alpha, phi);
   }
 
  private:

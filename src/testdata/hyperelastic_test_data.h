@@ -12,13 +12,16 @@ class XemMaterialTestDataHyperelastic : public XemMaterialTestDataBase {
   using XemMaterialTestDataBase::SetTestData3;
   void SetTestData3(std::span<const _T_FUNT_BASE3> points) override;
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  void AssemblePolynomialRows(std::int32_t order, const FixedTermMask& mask, MatrixView rows) const override;
+  void AssemblePolynomialRows(std::int32_t order, std::int32_t first, const FixedTermMask& mask,
+                              MatrixView rows) const override;
   double PolynomialStress(std::int32_t order, std::span<const double> coefficients, double stretch,
                           double lateralStretch) const override;
-  void AssembleBlatzKoRows(MatrixView rows) const override;
+  void AssembleBlatzKoRows(std::int32_t first, MatrixView rows) const override;
   double BlatzKoStress(double modulus, double stretch, double lateralStretch) const override;
   double LateralStretchExponent() const override { return mode_.lateralExponent; }
   void ComputeLateralStretches() override;
+  void PolynomialStresses(std::int32_t order, std::span<const double> coefficients,
+                          std::span<double> stresses) const override;
 
   const ModeKinematics& Mode() const { return mode_; }
 

@@ -41,19 +41,27 @@ class PowerTable {
   std::array<double, kMaximumOrder + 1> powers_;  // filled up to the order only
 };
 
+/// What term (i, j) contributes to the nominal stress for a unit coefficient, w1 i (I1-3)^(i-1) (I2-3)^j + w2 j
+/// (I1-3)^i (I2-3)^(j-1); powerOf1(k), powerOf2(k) are the powers of the invariants.
+template <class PowerOf1, class PowerOf2>
+double TermStress(std::int32_t i, std::int32_t j, const StressFactors& factors, PowerOf1&& powerOf1,
+                  PowerOf2&& powerOf2) {
+  const double w1 = i == 0 ? 0.0 : i * powerOf1(i - 1) * powerOf2(j);
+  const double w2 = j == 0 ? 0.0 : j * powerOf1(i) * powerOf2(j - 1);
+  return factors.w1 * w1 + factors.w2 * w2;
+}
+
 /// Calls visit(value) for every polynomial term in term order, value being the nominal stress at `stretch` for a unit
-/// coefficient, w1 i (I1-3)^(i-1) (I2-3)^j + w2 j (I1-3)^i (I2-3)^(j-1).
+/// coefficient.
 template <class Visit>
 void ForEachTermStress(const ModeKinematics& mode, std::int32_t order, double stretch, Visit&& visit) {
   const InvariantExcess excess = mode.invariants(stretch);
   const StressFactors factors = mode.factors(stretch);
   const PowerTable a(excess.i1, order - 1);  // differentiation takes one power away
   const PowerTable b(excess.i2, order - 1);
-  ForEachTerm(order, [&](std::int32_t i, std::int32_t j) {
-    const double w1 = i == 0 ? 0.0 : i * a[i - 1] * b[j];
-    const double w2 = j == 0 ? 0.0 : j * a[i] * b[j - 1];
-    visit(factors.w1 * w1 + factors.w2 * w2);
-  });
+  const auto powerOf1 = [&](std::int32_t exponent) { return a[exponent]; };
+  const auto powerOf2 = [&](std::int32_t exponent) { return b[exponent]; };
+  ForEachTerm(order, [&](std::int32_t i, std::int32_t j) { visit(TermStress(i, j, factors, powerOf1, powerOf2)); });
 }
 
 /// Nominal stress of the polynomial model; `coefficients` holds at least PolynomialTermCount(order) values.

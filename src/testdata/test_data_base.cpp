@@ -1,5 +1,7 @@
 #include "testdata/test_data_base.h"
 
+#include <cstddef>
+
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -21,13 +23,14 @@ void XemMaterialTestDataBase::SetTestData(std::span<const _T_FUNT_BASE> points) 
   curve_.Load(points, KeepMeasured(), OnePlus);
 }
 
-void XemMaterialTestDataBase::AssemblePolynomialRows(std::int32_t, const FixedTermMask&, MatrixView) const {}
+void XemMaterialTestDataBase::AssemblePolynomialRows(std::int32_t, std::int32_t, const FixedTermMask&,
+                                                     MatrixView) const {}
 
 double XemMaterialTestDataBase::PolynomialStress(std::int32_t, std::span<const double>, double, double) const {
   return 0.0;
 }
 
-void XemMaterialTestDataBase::AssembleBlatzKoRows(MatrixView) const {}
+void XemMaterialTestDataBase::AssembleBlatzKoRows(std::int32_t, MatrixView) const {}
 
 double XemMaterialTestDataBase::BlatzKoStress(double, double, double) const { return 0.0; }
 
@@ -36,6 +39,13 @@ void XemMaterialTestDataBase::FitCreepLaw(std::span<double>, const Vector&, cons
 double XemMaterialTestDataBase::LateralStretchExponent() const { return 0.0; }
 
 void XemMaterialTestDataBase::ComputeLateralStretches() {}
+
+void XemMaterialTestDataBase::PolynomialStresses(std::int32_t order, std::span<const double> coefficients,
+                                                 std::span<double> stresses) const {
+  for (std::size_t i = 0; i < stresses.size(); ++i) {
+    stresses[i] = PolynomialStress(order, coefficients, curve_.abscissa[i], curve_.companion[i]);
+  }
+}
 
 std::int32_t PointCount(const TestDataList& list) {
   std::int64_t count = 0;

@@ -19,18 +19,22 @@ class XemMaterialTestDataBase {
   virtual void SetTestData(const PointArray& points);
   virtual void SetTestData3(std::span<const _T_FUNT_BASE3> points);
   virtual void SetTestData(std::span<const _T_FUNT_BASE> points);
-  /// Writes one row per point, one column per free term, into `rows` (PointCount() x free terms).
-  virtual void AssemblePolynomialRows(std::int32_t order, const FixedTermMask& mask, MatrixView rows) const;
+  /// Writes the rows of the points from `first` on, as many as `rows` has, one column per free term.
+  virtual void AssemblePolynomialRows(std::int32_t order, std::int32_t first, const FixedTermMask& mask,
+                                      MatrixView rows) const;
   /// Stress of all terms, fixed or not; `coefficients` must hold them all.
   virtual double PolynomialStress(std::int32_t order, std::span<const double> coefficients, double stretch,
                                   double lateralStretch) const;
   /// The same for the one modulus: `rows` has one column, or none where the modulus is held.
-  virtual void AssembleBlatzKoRows(MatrixView rows) const;
+  virtual void AssembleBlatzKoRows(std::int32_t first, MatrixView rows) const;
   virtual double BlatzKoStress(double modulus, double stretch, double lateralStretch) const;
   /// Linearised creep fit; only creep data can do it. `fit` is (a, m, b).
   virtual void FitCreepLaw(std::span<double> fit, const Vector& strains, const Vector& times, double* determination);
   virtual double LateralStretchExponent() const;
   virtual void ComputeLateralStretches();
+  /// PolynomialStress at every point.
+  virtual void PolynomialStresses(std::int32_t order, std::span<const double> coefficients,
+                                  std::span<double> stresses) const;
 
   std::int32_t PointCount() const { return curve_.PointCount(); }
   const Vector& Stretch() const { return curve_.abscissa; }

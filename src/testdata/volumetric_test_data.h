@@ -12,7 +12,8 @@ class XemMaterialTestDataVolumetric final : public XemMaterialTestDataBase {
  public:
   using XemMaterialTestDataBase::SetTestData;
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  void AssemblePolynomialRows(std::int32_t terms, const FixedTermMask& mask, MatrixView rows) const override;
+  void AssemblePolynomialRows(std::int32_t terms, std::int32_t first, const FixedTermMask& mask,
+                              MatrixView rows) const override;
   double PolynomialStress(std::int32_t terms, std::span<const double> coefficients, double stretch,
                           double lateralStretch) const override;
 };

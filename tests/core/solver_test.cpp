@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <boost/make_shared.hpp>
+#include <cmath>
 #include <functional>
 #include <limits>
 
@@ -168,6 +170,42 @@ TEST(TruncatedLeastSquares, DropsDirectionsBeyondTheLimit) {
   EXPECT_NEAR(solve(1e4)[1], 3000.0, 1e-9);
   EXPECT_EQ(solve(1e2)[1], 0.0);
   EXPECT_EQ(solve(1.0)[0], 0.0);  // s_max / s is never below 1
+}
+
+// Columns over fifteen decades, the third a sum of two others: what is kept and what is dropped must not depend on how
+// the equations come.
+TEST(TruncatedLeastSquares, OfManyEquationsInBlocksIsThatOfAllAtOnce) {
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  for (const std::int32_t rows : {3, 40, 1500, 3000}) {
+    for (const double limit : {0.0, 1e4, 1e8, 1e11}) {
+      for (const double last : {1.0, kNaN}) {
+        Matrix a(rows, 4);
+        std::vector<double> b(static_cast<std::size_t>(rows));
+        LeastSquares system(rows, 4);
+        for (std::int32_t i = 0; i < rows;) {
+          const MatrixView block = system.Append(std::min({rows - i, 37 + i / 3, LeastSquares::kBlockRows}));
+          for (std::int32_t r = 0; r < block.rows; ++r, ++i) {
+            const double x = 1.0 + static_cast<double>(i) / rows;
+            a(i, 0) = x;
+            a(i, 1) = 1e-6 * x * x;
+            a(i, 2) = limit > 0.0 ? a(i, 0) + a(i, 1) : std::sin(5.0 * x);
+            a(i, 3) = 1e-9 * std::cos(9.0 * x);
+            b[static_cast<std::size_t>(i)] = std::exp(x) * (i + 1 == rows ? last : 1.0);
+            for (std::int32_t k = 0; k < 4; ++k) block(r, k) = a(i, k);
+            block(r, 4) = b[static_cast<std::size_t>(i)];
+          }
+        }
+        const Vector inBlocks = system.Solve(limit);
+        const Vector atOnce = SolveTruncated(a, b, limit);
+        for (std::int32_t k = 0; k < 4; ++k) {
+          // Rounding of size 1e-16 of the greatest singular value, as seen through the smallest one kept.
+          EXPECT_TRUE(std::isnan(last) ? std::isnan(inBlocks[k])
+                                       : std::abs(inBlocks[k] - atOnce[k]) < 1e-4 * (1.0 + std::abs(atOnce[k])))
+              << rows << ' ' << limit << ' ' << k << ": " << inBlocks[k] << " instead of " << atOnce[k];
+        }
+      }
+    }
+  }
 }
 
 TEST(TruncatedLeastSquares, MatricesThatAreNotFiniteEnd) {

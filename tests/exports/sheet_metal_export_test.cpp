@@ -152,6 +152,7 @@ TEST(FormingLimit, MatchesALiteralMarchBitForBit) {
         Call call;
         if (r > 0.0) call.UseHill(r, m);
         if (hardening == 201) call.UseAluminium();
+        if (hardening == 200) call.hardeningParameters[3] = 4e4 * tolerance;
         call.hardeningType = hardening;
         for (int i = 0; i <= 12; ++i) call.hardeningCurve.Add({0.05 * i, 500.0 * std::pow(0.01 + 0.05 * i, 0.2)});
         Fill(call.settings, {11.0, increment, tolerance});

@@ -34,7 +34,7 @@ class VolumetricFunction final : public BlockTestFunction {
     curve_.abscissa = data.Stretch();
     curve_.measured = data.Stress();
     compared_ = curve_.measured;
-    data.AssemblePolynomialRows(terms, FixedTermMask(terms), rows_.View());
+    data.AssemblePolynomialRows(terms, 0, FixedTermMask(terms), rows_.View());
   }
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override {

@@ -14,6 +14,8 @@ void dgesvd_(const char* jobu, const char* jobvt, const std::int32_t* m, const s
              const std::int32_t* lda, double* s, double* u, const std::int32_t* ldu, double* vt,
              const std::int32_t* ldvt, double* work, const std::int32_t* lwork, std::int32_t* info, std::size_t,
              std::size_t);
+void dgeqrf_(const std::int32_t* m, const std::int32_t* n, double* a, const std::int32_t* lda, double* tau,
+             double* work, const std::int32_t* lwork, std::int32_t* info);
 void dsysv_(const char* uplo, const std::int32_t* n, const std::int32_t* nrhs, double* a, const std::int32_t* lda,
             std::int32_t* ipiv, double* b, const std::int32_t* ldb, double* work, const std::int32_t* lwork,
             std::int32_t* info, std::size_t);
@@ -92,6 +94,20 @@ SingularValues DecomposeSingular(Matrix a) {
   result.u = std::move(tall ? a : smaller);
   result.vt = std::move(tall ? smaller : a);
   return result;
+}
+
+Triangulariser::Triangulariser(std::int32_t columns)
+    : scales_(static_cast<std::size_t>(columns)), work_(32 * static_cast<std::size_t>(columns)) {}
+
+void Triangulariser::Reduce(const MatrixView& a) {
+  if (a.rows == 0 || a.columns == 0) return;
+  const auto lwork = static_cast<std::int32_t>(work_.size());
+  std::int32_t info = 0;
+  dgeqrf_(&a.rows, &a.columns, a.data, &a.leadingDimension, scales_.data(), work_.data(), &lwork, &info);
+  ThrowInfo(info);
+  for (std::int32_t column = 0; column < std::min(a.rows - 1, a.columns); ++column) {
+    std::ranges::fill(a.Column(column).subspan(static_cast<std::size_t>(column) + 1), 0.0);
+  }
 }
 
 SymmetricSolver::SymmetricSolver(std::int32_t order)

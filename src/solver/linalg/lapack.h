@@ -21,6 +21,18 @@ struct SingularValues {
 };
 SingularValues DecomposeSingular(Matrix a);
 
+/// The triangle R of A = Q R (dgeqrf) in place of A, zeros below its diagonal; min(m, n) rows of A remain.
+class Triangulariser {
+ public:
+  /// For matrices of at most `columns` columns.
+  explicit Triangulariser(std::int32_t columns);
+  void Reduce(const MatrixView& a);
+
+ private:
+  std::vector<double> scales_;
+  std::vector<double> work_;
+};
+
 /// Solves symmetric systems of one size (dsysv, lower triangle); work arrays are made once.
 class SymmetricSolver {
  public:

@@ -15,6 +15,13 @@ namespace Xem::MaterialUtil {
 /// alone, instead of taking the machine down.
 inline constexpr std::int64_t kMaximumMatrixSize = std::int64_t{1} << 27;
 
+/// The number of entries; throws CInvalidArgException for more than kMaximumMatrixSize.
+inline std::size_t CheckedMatrixSize(std::int64_t rows, std::int64_t columns) {
+  if (rows * columns > kMaximumMatrixSize)
+    throw CInvalidArgException("there are too many points for so many parameters");
+  return static_cast<std::size_t>(rows * columns);
+}
+
 /// Rows and columns are counted with whatever integer is at hand.
 template <std::integral Row, std::integral Column>
 constexpr std::int64_t ColumnMajor(Row row, Column column, std::int32_t leadingDimension) {
@@ -44,6 +51,8 @@ struct MatrixView {
   MatrixView Rows(std::int32_t first, std::int32_t count) const {
     return {FirstOf(first), count, columns, leadingDimension};
   }
+  /// All rows of the first `count` columns.
+  MatrixView FirstColumns(std::int32_t count) const { return {data, rows, count, leadingDimension}; }
 
  private:
   /// A matrix without columns has no storage to point into.
@@ -56,7 +65,7 @@ class Matrix {
   Matrix() = default;
   /// Throws CInvalidArgException for more than kMaximumMatrixSize entries.
   Matrix(std::int32_t rows, std::int32_t columns)
-      : storage_(CheckedSize(rows, columns)), rows_(rows), columns_(columns) {}
+      : storage_(CheckedMatrixSize(rows, columns)), rows_(rows), columns_(columns) {}
 
   std::int32_t Rows() const { return rows_; }
   std::int32_t Columns() const { return columns_; }
@@ -74,11 +83,6 @@ class Matrix {
   MatrixView View() { return {storage_.data(), rows_, columns_, rows_}; }
 
  private:
-  static std::size_t CheckedSize(std::int64_t rows, std::int64_t columns) {
-    if (rows * columns > kMaximumMatrixSize)
-      throw CInvalidArgException("there are too many points for so many parameters");
-    return static_cast<std::size_t>(rows * columns);
-  }
   std::size_t Index(std::integral auto row, std::integral auto column) const {
     return static_cast<std::size_t>(ColumnMajor(row, column, rows_));
   }
