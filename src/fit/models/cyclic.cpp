@@ -13,6 +13,7 @@
 #include "fit/models/cyclic_functions.h"
 #include "fit/models/models.h"
 #include "fit/screening.h"
+#include "fit/search.h"
 
 namespace Xem::Fit {
 namespace {
@@ -168,6 +169,21 @@ std::vector<double> StartingStrains(const Screened& screened) {
 /// The default, a curve that falls off like one of clay, and one near the hyperbola.
 constexpr GheParameters kGheStarts[] = {
     kGheDefaults, {1.0, 0.55, 0.85, 1.35, 1.7, 0.56}, {1.0, 0.9, 0.9, 1.1, 1.0, 1.0}};
+
+/// How many starts of the grid descend further, and how many of all are followed to a minimum.
+constexpr std::size_t kGheGridStarts = 12;
+constexpr std::size_t kGheFollowed = 4;
+
+/// The strains over that at half stiffness, here `half` over the reference strain, where C1 and C2 pass from one end
+/// to the other: what tells the valleys apart.
+std::vector<GridAxis> GheValleys(double half) {
+  std::vector<GridAxis> grid{{kGheFirst + 4, {0.004, 0.02, 0.08, 0.3, 1.5, 8.0}},
+                             {kGheFirst + 5, {0.003, 0.01, 0.05, 0.3, 1.5, 8.0}}};
+  for (GridAxis& axis : grid) {
+    for (double& value : axis.values) value *= half;
+  }
+  return grid;
+}
 
 std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const Screened& screened,
                                                  const Options& options) {
@@ -406,7 +422,9 @@ class CyclicFit final : public ModelFit {
     Fit::RequireDetermined(family_, screened_, problem);
   }
 
-  Minimum Minimise() override { return Fit::Minimise(problem, Starts()); }
+  Minimum Minimise() override {
+    return family_ == CyclicFamily::Ghe ? MinimiseGhe() : Fit::Minimise(problem, Starts());
+  }
 
   /// The exports know held values and starts, and weights of two curves fitted together in a family that ties them.
   void RequirePlainOptions() const override {
@@ -443,6 +461,23 @@ class CyclicFit final : public ModelFit {
   }
 
  private:
+  /// The misfit of the generalised equation has many valleys. The lowest one of curves that begin at 1 is among the
+  /// starts, so that this model, which people try by holding C1_0, is never better than the one around it.
+  Minimum MinimiseGhe() const {
+    std::vector<std::vector<double>> starts = Starts();
+    const double half = HalfStiffnessStrain(CorePoints(screened_.stiffness)) / starts.front()[kReferenceStrain];
+    const auto spread = GridStarts(problem, starts.back(), GheValleys(half), kGheGridStarts);
+    starts.insert(starts.end(), spread.begin(), spread.end());
+    if (!problem.parameters[kGheFirst].held) {
+      Problem fromOne = problem;
+      fromOne.parameters[kGheFirst].held = true;
+      std::vector<std::vector<double>> nested = starts;
+      for (auto& start : nested) start[kGheFirst] = 1.0;
+      starts.push_back(MinimiseValleys(fromOne, nested, kGheFollowed).parameters);
+    }
+    return MinimiseValleys(problem, starts, kGheFollowed);
+  }
+
   /// The plain exports make their own forms of the points.
   CyclicForm FormOfData() const { return Plain() ? CyclicForm::Ordinate : data_.form; }
   std::vector<std::vector<double>> Starts() const {
