@@ -33,11 +33,14 @@ constexpr double kSmallestExponent = 0.05;
 constexpr double kLargestModulus = 1000.0;
 
 /// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave.
-constexpr std::size_t kRefined = 6;
+constexpr std::size_t kRefined = 8;
+
+/// How many different minima of a model are extended by one more term.
+constexpr std::size_t kExtended = 4;
 
 /// Exponents tried for one more term, spread over what rubber and foam need.
-constexpr std::array kTriedExponents{-16.0, -10.0, -6.0, -4.0, -3.0, -2.0, -1.0, -0.4, 0.4,  0.8,
-                                     1.3,   2.0,   2.7,  3.5,  4.5,  5.5,  7.0,  9.0,  12.0, 16.0};
+constexpr std::array kTriedExponents{-24.0, -16.0, -10.0, -6.0, -4.0, -3.0, -2.0, -1.0, -0.4, 0.4,  0.8,
+                                     1.3,   2.0,   2.7,   3.5,  4.5,  5.5,  7.0,  9.0,  12.0, 16.0, 24.0};
 
 /// Whole sets of exponents to start from; a model takes as many as it has terms.
 constexpr std::array<std::array<double, kMostTerms>, 5> kPatterns{{{2.0, -2.0, 6.0, 10.0, 14.0, 18.0},
@@ -173,6 +176,28 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
 
 double ShearModulusScale(const Minimum& oneTerm) { return std::abs(OgdenShearModulus(oneTerm.parameters)); }
 
+/// True for terms that differ in more than rounding and the last digits of a minimum.
+bool DifferentExponents(const Minimum& a, const Minimum& b) {
+  constexpr double kNotable = 0.5;
+  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
+    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
+  }
+  return false;
+}
+
+/// The best minima that differ from each other.
+std::vector<std::vector<double>> Different(const std::vector<Minimum>& minima) {
+  std::vector<const Minimum*> chosen;
+  for (const Minimum& minimum : minima) {
+    const bool isNew = std::all_of(chosen.begin(), chosen.end(),
+                                   [&](const Minimum* other) { return DifferentExponents(minimum, *other); });
+    if (isNew && chosen.size() < kExtended) chosen.push_back(&minimum);
+  }
+  std::vector<std::vector<double>> parameters;
+  for (const Minimum* minimum : chosen) parameters.push_back(minimum->parameters);
+  return parameters;
+}
+
 /// Nobody has named a parameter: terms are added one by one, each time at the exponents that help most, so that a model
 /// is never worse than the one with a term less.
 std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int terms, const std::string& unit,
@@ -180,7 +205,8 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
   std::vector<Minimum> minima;
   double shearModulus = std::numeric_limits<double>::infinity();
   for (int count = 1; count <= terms; ++count) {
-    const std::vector<double> shorter = minima.empty() ? std::vector<double>() : minima.front().parameters;
+    std::vector<std::vector<double>> shorter = Different(minima);
+    if (shorter.empty()) shorter.emplace_back();
     const Problem problem = MakeOgdenProblem(screened, count, unit, options);
     // What was learnt with a term less and what was not: a good pair of exponents often contains neither of the best
     // one.
@@ -188,9 +214,14 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
     std::vector<Start> tried;
     for (const auto& pattern : kPatterns) tried.push_back(FromExponents(problem, none, pattern));
     for (const double exponent : kTriedExponents) {
-      std::vector<double> extended = shorter;
-      extended.insert(extended.end(), {0.0, exponent});
-      tried.push_back(WithBestModuli(problem, std::move(extended)));
+      for (std::vector<double> extended : shorter) {
+        extended.insert(extended.end(), {0.0, exponent});
+        tried.push_back(WithBestModuli(problem, std::move(extended)));
+      }
+      // A pair is soon tried with every other exponent, whatever a single term does.
+      for (const double other : kTriedExponents) {
+        if (count == 2 && other < exponent) tried.push_back(WithBestModuli(problem, {0.0, other, 0.0, exponent}));
+      }
     }
     std::vector<std::vector<double>> starts = BestOf(std::move(tried), kRefined);
     std::vector<Start> exports;
@@ -199,7 +230,7 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
     // A new term of modulus 0 leaves the shorter model's misfit as it is: this start alone makes sure that one more
     // term is never worse.
     if (count > 1) {
-      starts.push_back(shorter);
+      starts.push_back(shorter.front());
       starts.back().insert(starts.back().end(), {0.0, 2.0});
     }
     // The first number of terms has no bound on its modulus yet: it gives the scale that bounds the others.
@@ -225,15 +256,6 @@ std::vector<Minimum> SearchNamed(const Problem& problem, const std::vector<doubl
   std::vector<std::vector<double>> starts = BestOf(std::move(tried), 2 * kRefined);
   if (started) starts.insert(starts.begin(), given);
   return MinimaFrom(problem, starts, shearModulus);
-}
-
-/// True for terms that differ in more than rounding and the last digits of a minimum.
-bool DifferentExponents(const Minimum& a, const Minimum& b) {
-  constexpr double kNotable = 0.5;
-  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
-    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
-  }
-  return false;
 }
 
 /// Says so when another minimum fits equally well: the data of these modes do not decide between them.
