@@ -24,10 +24,6 @@ using namespace CyclicIndex;
 constexpr const char* kStiffness = "stiffness";
 constexpr const char* kDamping = "damping";
 
-/// Numbers above these are percent: no soil is strained beyond 100 %, stiffer than at rest or damped by more than half.
-constexpr double kLargestStrain = 1.0;
-constexpr double kLargestRatio = 1.5;
-constexpr double kLargestDampingRatio = 0.5;
 /// Reference strains of soils lie well inside.
 constexpr double kUsualReferenceStrains[] = {1e-6, 2e-2};
 
@@ -48,15 +44,6 @@ struct Screened {
   }
 };
 
-void RefusePercent(const Curve& curve, const std::vector<double>& values, double largest, const std::string& what,
-                   const char* remedy) {
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (!std::isfinite(values[i]) || values[i] <= largest) continue;
-    throw Error(ErrorKind::BadData, "curve " + curve.name + ": " + what + " " + Text(values[i]) + " in row " +
-                                        std::to_string(curve.Row(i)) + " looks like percent; " + remedy);
-  }
-}
-
 /// Why a point cannot be compared in a form, or an empty text.
 std::string ObjectToForm(CyclicCurve curve, CyclicForm form, double ordinate, double heldHmax) {
   if (form != CyclicForm::Strain && form != CyclicForm::LogStrain) return {};
@@ -72,10 +59,7 @@ Curve ScreenCurve(Curve curve, CyclicCurve kind, CyclicForm form, double heldHma
   const bool isStiffness = kind == CyclicCurve::Stiffness;
   const std::string ordinate = isStiffness ? "stiffness ratio" : "damping";
   curve.name = isStiffness ? kStiffness : kDamping;
-  RefusePercent(curve, curve.x, kLargestStrain, "strain", "name the column shear_strain_percent or divide by 100");
-  RefusePercent(curve, curve.y, isStiffness ? kLargestRatio : kLargestDampingRatio, ordinate,
-                isStiffness ? "name the column G_over_Gmax_percent or divide by 100"
-                            : "name the column damping_percent or divide by 100");
+  RequirePlausible("cyclic", curve);
   const auto [lowest, highest] = std::minmax_element(stiffness.x.begin(), stiffness.x.end());
   const auto objection = [&, lowest = lowest, highest = highest](double x, double y) -> std::string {
     if (!(x > 0.0)) return "strain " + Text(x) + " is not above 0";
@@ -86,7 +70,7 @@ Curve ScreenCurve(Curve curve, CyclicCurve kind, CyclicForm form, double heldHma
     return ObjectToForm(kind, form, y, heldHmax);
   };
   Curve kept = Screen(curve, ordinate, objection, 1, screened.dropped);
-  NoteOddities(kept, screened.notes);
+  NoteOddities("cyclic", kept, screened.notes);
   return kept;
 }
 
@@ -374,24 +358,6 @@ void NoteIntercept(CyclicFamily family, const Result& result, std::vector<std::s
                   "; hold C1_0 = 1 for a curve that begins at 1");
 }
 
-/// A flexible family may overshoot between and at the points.
-void NoteRise(const Result& result, const Curve& stiffness, std::vector<std::string>& notes) {
-  if (stiffness.Empty()) return;
-  constexpr int kSteps = 200;
-  constexpr double kVisible = 1e-3;
-  const auto [lowest, highest] = std::minmax_element(stiffness.x.begin(), stiffness.x.end());
-  double trough = result.evaluate(kStiffness, *lowest);
-  for (int i = 1; i <= kSteps; ++i) {
-    const double strain = *lowest * std::pow(*highest / *lowest, static_cast<double>(i) / kSteps);
-    const double ratio = result.evaluate(kStiffness, strain);
-    trough = std::min(trough, ratio);
-    if (ratio < trough + kVisible) continue;
-    notes.push_back("the fitted stiffness rises with strain near " + Text(strain) +
-                    "; the data are too few for this family: hold parameters (such as C1_0 = 1) or take a smaller one");
-    return;
-  }
-}
-
 double EvaluateCurve(CyclicFamily family, const std::vector<double>& parameters, const std::string& curve,
                      double strain) {
   if (curve == kStiffness) return CyclicOrdinate(family, CyclicCurve::Stiffness, parameters, strain);
@@ -457,7 +423,6 @@ class CyclicFit final : public ModelFit {
     }
     NoteUnusual(result, result.notes);
     NoteIntercept(family_, result, result.notes);
-    NoteRise(result, screened_.stiffness, result.notes);
   }
 
  private:
