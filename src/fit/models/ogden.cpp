@@ -28,6 +28,9 @@ constexpr double kLargestExponent = 30.0;
 /// Towards an exponent of 0 a term depends on mu alpha alone, and the modulus grows without limit.
 constexpr double kSmallestExponent = 0.05;
 
+/// Where an exponent goes on that was stopped there.
+constexpr double kBeyondZero = 0.5;
+
 /// Two terms of nearly equal exponents can cancel with moduli of any size; beyond this multiple of the shear modulus
 /// they say nothing.
 constexpr double kLargestModulus = 1000.0;
@@ -158,12 +161,25 @@ Problem Bounded(Problem problem, const std::vector<double>& start, double shearM
 std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::vector<double>>& starts,
                                 double shearModulus) {
   std::vector<Minimum> minima;
-  for (const auto& start : starts) {
+  const auto follow = [&](const std::vector<double>& start) {
     try {
       minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}));
+      return true;
     } catch (const Error&) {
-      continue;
+      return false;
     }
+  };
+  for (const auto& start : starts) {
+    if (!follow(start)) continue;
+    // An exponent that is pushed against 0 wants to its other side, where the term is another one.
+    std::vector<double> crossed = minima.back().parameters;
+    bool pushed = false;
+    for (std::size_t k = 1; k < crossed.size(); k += 2) {
+      if (problem.parameters[k].held || !minima.back().atBound[k] || std::abs(crossed[k]) > kSmallestExponent) continue;
+      crossed[k] = crossed[k] > 0.0 ? -kBeyondZero : kBeyondZero;
+      pushed = true;
+    }
+    if (pushed) follow(WithBestModuli(problem, std::move(crossed)).parameters);
   }
   if (minima.empty()) {
     throw Error(ErrorKind::NotConverged,
