@@ -21,6 +21,9 @@ std::string Exactly(double value);
 std::string Shortly(double value);
 /// Five digits, more than any test curve determines; "-" for what is no finite number.
 std::string Briefly(double value);
+/// With the digits that an interval around it leaves, two behind the point at most; "none" for what is no finite
+/// number.
+std::string WithinInterval(double value, double lower, double upper);
 /// So many digits behind the point; "-" for what is no finite number.
 std::string Fixed(double value, int digits);
 

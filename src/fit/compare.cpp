@@ -107,6 +107,7 @@ Comparison Compare(const std::vector<Candidate>& candidates) {
     try {
       compared.result = candidate.fit();
       compared.doubt = DoubtAbout(*compared.result);
+      if (compared.doubt.empty() && candidate.doubt) compared.doubt = candidate.doubt(*compared.result);
       compared.freeParameters = FreeParameters(*compared.result);
       any = true;
     } catch (const Error& error) {

@@ -21,7 +21,7 @@ Result ConvertToRelaxation(const Curve& record, double reference, const std::fun
     return MaterialUtil::IsNegligible(value) ? "no stress at this strain" : std::string();
   };
   const Curve kept = Screen(named, "strain", objection, 1, result.dropped);
-  NoteOddities(kept, result.notes);
+  NoteOddities("", kept, result.notes);
   CurveResult curve;
   curve.name = kept.name;
   curve.x = kept.x;

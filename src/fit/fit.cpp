@@ -7,6 +7,7 @@
 
 #include "fit/assemble.h"
 #include "fit/model.h"
+#include "fit/screening.h"
 #include "xem/array.h"
 #include "xem/version.h"
 
@@ -57,6 +58,8 @@ Result Drive(const ModelInfo& info, ModelFit& fit) {
   result.notes.insert(result.notes.end(), fit.notes.begin(), fit.notes.end());
   RemoveHidden(fit.problem, result);
   fit.Complete(minimum, result);
+  NoteImpossible(info.family, result, result.notes);
+  JoinNotes(result.notes);
   return result;
 }
 

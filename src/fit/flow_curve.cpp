@@ -12,9 +12,6 @@ namespace {
 /// Below this plastic strain, once the elastic part is removed, an error of the modulus is all that there is to see.
 constexpr double kUsualProofStrain = 0.002;
 
-/// A uniform elongation beyond this is no sheet metal; the numbers are probably percent.
-constexpr double kLargestElongation = 1.5;
-
 void RequireSense(const TensileData& data) {
   if (data.strain == StrainMeasure::Plastic && data.stress == StressMeasure::Engineering) {
     throw Error(ErrorKind::BadInput, "curve " + data.curve.name +
@@ -61,11 +58,7 @@ void NoteSuspicions(const TensileData& data, const Curve& flow, std::vector<std:
     notes.push_back("curve " + flow.name +
                     ": the elastic strain is not removed and counts as plastic; give Young's modulus to remove it");
   }
-  if (*std::max_element(flow.x.begin(), flow.x.end()) > kLargestElongation) {
-    notes.push_back("curve " + flow.name + ": strains reach " + Text(*std::max_element(flow.x.begin(), flow.x.end())) +
-                    "; they look like percent");
-  }
-  NoteOddities(flow, notes);
+  NoteOddities("hardening", flow, notes);
 }
 
 }  // namespace
@@ -81,6 +74,7 @@ FlowCurve MakeFlowCurve(const TensileData& data, int fewest) {
     if (engineering && x > lastStrain) return "beyond the maximum force, where the specimen necks";
     return "";
   };
+  RequirePlausible("hardening", data.curve);
   Curve measured = Screen(data.curve, "stress", objection, 1, result.dropped);
   MoveToTrueValues(data, measured);
   const double proof = ProofStrain(data);

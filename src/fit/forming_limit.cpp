@@ -187,22 +187,36 @@ void NoteTable(const Hardening& hardening, const boost::shared_ptr<HardeningPara
   }
 }
 
-/// Necking by Considere's condition, slope = stress, at the very start and again later: a yield plateau, at which the
-/// criterion sees a neck near plane strain.
-void NotePlateau(const boost::shared_ptr<HardeningParams>& record, FormingLimit& limit) {
-  const auto rule = MakeHardeningRule(record);
-  const auto hardens = [&](double strain) { return rule->HardeningSlope(strain) > rule->FlowStress(strain); };
-  if (hardens(limit.settings.increment)) return;
-  constexpr int kSamples = 200;
-  for (int i = 1; i <= kSamples; ++i) {
-    if (!hardens(limit.largestStrain * i / kSamples)) continue;
-    limit.notes.push_back(
-        "the flow curve starts flat and hardens later: near plane strain the criterion takes the plateau for a neck, "
-        "and "
-        "limits there have no meaning; take a law without a plateau, such as swift, or leave the plateau out");
-    return;
-  }
+void NotePlateau(const Hardening& hardening, const YieldCriterion& yield, FormingLimit& limit) {
+  if (!LimitsCollapse(hardening, yield)) return;
+  limit.notes.push_back(
+      "the flow curve starts flat and hardens later: near plane strain the criterion takes the plateau for a neck, and "
+      "limits there have no meaning; take a law without a plateau, such as swift, or leave the plateau out");
 }
+
+/// The path of plane strain: the stress ratio stays, and the equivalent strain is phi times the major one.
+class PlaneStrainPath {
+ public:
+  PlaneStrainPath(const Hardening& hardening, const YieldCriterion& yield)
+      : rule_(MakeHardeningRule(Record(hardening))) {
+    const auto criterion = MakeYieldCriterion(Record(yield));
+    factor_ = criterion->StressFactor(criterion->StressRatio(0.0));
+  }
+
+  /// The major stress rises less than by itself per unit of major strain.
+  bool Necks(double major) const {
+    const double strain = factor_ * major;
+    return !(factor_ * rule_->HardeningSlope(strain) > rule_->FlowStress(strain));
+  }
+
+ private:
+  boost::shared_ptr<XemSMHardeningRule> rule_;
+  double factor_ = 1.0;
+};
+
+constexpr double kFirstStrain = 1e-6;
+constexpr double kSearchStep = 1e-3;
+constexpr double kLargestStrain = 20.0;
 
 void RequireFinite(const FormingLimit& limit) {
   const auto finite = [](double value) { return std::isfinite(value); };
@@ -216,6 +230,33 @@ void RequireFinite(const FormingLimit& limit) {
 }  // namespace
 
 double MeanAnisotropy(double r0, double r45, double r90) { return (r0 + 2.0 * r45 + r90) / 4.0; }
+
+double PlaneStrainLimit(const Hardening& hardening, const YieldCriterion& yield) {
+  const PlaneStrainPath path(hardening, yield);
+  if (path.Necks(kFirstStrain)) return 0.0;
+  double before = kFirstStrain;
+  double after = kSearchStep;
+  while (!path.Necks(after)) {
+    if (after > kLargestStrain) return std::numeric_limits<double>::quiet_NaN();
+    before = after;
+    after += kSearchStep;
+  }
+  while (after - before > 1e-15 * after) {
+    const double middle = 0.5 * (before + after);
+    if (middle <= before || middle >= after) break;
+    (path.Necks(middle) ? after : before) = middle;
+  }
+  return after;
+}
+
+bool LimitsCollapse(const Hardening& hardening, const YieldCriterion& yield) {
+  const PlaneStrainPath path(hardening, yield);
+  if (!path.Necks(kSearchStep)) return false;
+  for (double major = kSearchStep; major < 1.0; major += kSearchStep) {
+    if (!path.Necks(major)) return true;
+  }
+  return false;
+}
 
 double FlowStress(const Hardening& hardening, double strain) {
   return MakeHardeningRule(Record(hardening))->FlowStress(strain);
@@ -243,10 +284,12 @@ FormingLimit ComputeFormingLimit(const Hardening& hardening, const YieldCriterio
     limit.majorStrain.push_back(point.first);
     limit.minorStrain.push_back(point.second);
   }
+  const double exact = PlaneStrainLimit(hardening, yield);
+  if (std::isfinite(exact)) limit.majorStrain[limit.planeStrain] = exact;
   RequireFinite(limit);
   NoteSettings(limit.settings, limit);
   NoteLostPaths(paths, yield, limit);
-  NotePlateau(hardeningRecord, limit);
+  NotePlateau(hardening, yield, limit);
   NoteTable(hardening, hardeningRecord, limit);
   return limit;
 }

@@ -116,6 +116,10 @@ Json StabilityJson(const std::optional<Stability>& stability) {
   if (!stability) return nullptr;
   Json json;
   for (const Limit& limit : kLimits) json[limit.key] = (*stability).*limit.value;
+  json["intervals"] = Json::object();
+  for (const auto& [name, interval] : stability->intervals) {
+    json["intervals"][name] = Json::array({interval.lower, interval.upper});
+  }
   json["text"] = stability->text;
   return json;
 }
@@ -280,6 +284,14 @@ std::optional<Stability> ReadStability(const Json& document) {
   if (object.empty()) return std::nullopt;
   Stability stability;
   for (const Limit& limit : kLimits) stability.*limit.value = Reader::NumberAt(object, limit.key);
+  for (const auto& [name, ends] : Reader::ObjectAt(object, "intervals").items()) {
+    if (!ends.is_array() || ends.size() != 2) continue;
+    // An end that is null: no limit on that side.
+    const bool tension = name.find("tension") != std::string::npos;
+    StabilityInterval& interval = stability.intervals[name];
+    interval.lower = ends[0].is_number() ? ends[0].get<double>() : (tension ? 0.0 : -HUGE_VAL);
+    interval.upper = ends[1].is_number() ? ends[1].get<double>() : (tension ? HUGE_VAL : 0.0);
+  }
   stability.text = Reader::TextAt(object, "text");
   return stability;
 }

@@ -174,6 +174,20 @@ Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>&
   return best;
 }
 
+std::vector<Minimum> Descend(const Problem& problem, const std::vector<std::vector<double>>& starts, int evaluations) {
+  WeightedResiduals residuals(problem);
+  TrustRegion polish(residuals, problem.parameters, evaluations);
+  std::vector<Minimum> reached;
+  for (const auto& start : starts) {
+    Minimum minimum;
+    minimum.parameters = start;
+    residuals.Functions().front()->EnforceParameterConstraints(problem.termCount, minimum.parameters);
+    polish.Run(minimum);
+    if (std::isfinite(minimum.objective)) reached.push_back(std::move(minimum));
+  }
+  return reached;
+}
+
 double Objective(const Problem& problem, std::span<const double> parameters) {
   WeightedResiduals residuals(problem);
   std::vector<double> values(residuals.PointCount());

@@ -50,6 +50,10 @@ struct Minimum {
 /// do. `mostEvaluations` bounds the polish of each start, for fits that only rank models; 0: no haste.
 Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts, int mostEvaluations = 0);
 
+/// From every start, brought into the ranges: where at most so many evaluations of the polish alone lead to, to compare
+/// starts. Starts without a finite misfit are left out.
+std::vector<Minimum> Descend(const Problem& problem, const std::vector<std::vector<double>>& starts, int evaluations);
+
 /// Weighted sum of squares at given parameters.
 double Objective(const Problem& problem, std::span<const double> parameters);
 

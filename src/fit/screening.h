@@ -18,8 +18,20 @@ using Objection = std::function<std::string(double x, double y)>;
 Curve Screen(const Curve& curve, const std::string& ordinate, const Objection& objection, int fewest,
              std::vector<DroppedPoint>& dropped);
 
-/// Notes on what looks odd but was used: duplicate abscissae, unsorted ones.
-void NoteOddities(const Curve& curve, std::vector<std::string>& notes);
+/// Refuses a curve of a family, as the catalogue calls both, that cannot be what it is taken for: percent as a
+/// fraction, stretch as strain, suctions of the wrong sign. Throws Error (BadData) with the remedy.
+void RequirePlausible(const std::string& family, const Curve& measured);
+
+/// Notes on what looks odd but was used: duplicate abscissae, unsorted ones, several tests in one curve, numbers that
+/// may be percent, ordinates that go the wrong way.
+void NoteOddities(const std::string& family, const Curve& curve, std::vector<std::string>& notes);
+
+/// Notes on fitted curves that do within the measured range what no such material does.
+void NoteImpossible(const std::string& family, const Result& result, std::vector<std::string>& notes);
+
+/// Notes "curve NAME: text" that hold for several curves become one, "curves NAME, NAME: text", at the place of the
+/// first.
+void JoinNotes(std::vector<std::string>& notes);
 
 /// Two-value points for the core.
 std::vector<_T_FUNT_BASE> CorePoints(const Curve& curve);

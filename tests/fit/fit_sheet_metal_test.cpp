@@ -170,6 +170,24 @@ TEST(LimitCurve, DefaultsAreSafe) {
   EXPECT_GE(Fit::ComputeFormingLimit(kSteel, {"hill1979", 0.1, 2.0}).planeStrain, 6u);
 }
 
+/// Swift's law with a ratio phi of major to flow stress: s1 = ds1/de1 at e1 = n - e0/phi; phi = 2/sqrt(3) for von
+/// Mises, (1 + r)/sqrt(1 + 2r) for Hill's criterion with m = 2.
+TEST(LimitCurve, PlaneStrainStandsWhereItsConditionPutsItWhateverTheSettings) {
+  const double hill = (1 + 1.7) / std::sqrt(1 + 2 * 1.7);
+  for (const double increment : {1e-4, 2e-3}) {
+    for (const int paths : {21, 41, 101}) {
+      const Fit::FormingLimitSettings settings{paths, increment, 0.0};
+      ExpectNear(Fit::ComputeFormingLimit(kSteel, {}, settings).PlaneStrainLimit(),
+                 0.28985 - 0.0007648 / (2 / std::sqrt(3.0)), Tolerance::Rounding);
+      ExpectNear(Fit::ComputeFormingLimit(kSteel, {"hill1979", 1.7, 2.0}, settings).PlaneStrainLimit(),
+                 0.28985 - 0.0007648 / hill, Tolerance::Rounding);
+    }
+  }
+  // Prestrained beyond its limit, and hardening for ever.
+  EXPECT_EQ(Fit::PlaneStrainLimit({"swift", {500.0, 0.3, 0.2}, {}}, {}), 0.0);
+  EXPECT_TRUE(std::isnan(Fit::PlaneStrainLimit({"swift", {500.0, 0.0, 40.0}, {}}, {})));
+}
+
 TEST(LimitCurve, NotesTellWhatIsDoubtful) {
   Fit::FormingLimitSettings settings;
   settings.tolerance = 0.004;

@@ -196,14 +196,27 @@ std::string Curves(const Fit::Result& result) {
 std::string StabilitySection(const Fit::Result& result) {
   if (!result.stability) return "";
   const Fit::Stability& limits = *result.stability;
-  const auto limit = [](double strain) { return std::isfinite(strain) ? Shortly(strain) : "none"; };
+  const auto limit = [&](const char* name, double strain) -> std::string {
+    const auto found = limits.intervals.find(name);
+    if (found == limits.intervals.end()) return std::isfinite(strain) ? Shortly(strain) : "none";
+    const auto& [lower, upper] = found->second;
+    const double known = std::isfinite(strain) ? strain : (std::isfinite(lower) ? lower : upper);
+    const auto end = [&, lower = lower, upper = upper](double one) {
+      return std::isfinite(one) ? WithinInterval(one, lower - known + one, upper - known + one) : "none";
+    };
+    return end(strain) + " (" + end(lower) + " to " + end(upper) + ")";
+  };
   HtmlTable table({{"Mode", Kind::Text}, {"Limit in compression"}, {"Limit in tension"}});
-  table.Add({"uniaxial", limit(limits.uniaxialCompression), limit(limits.uniaxialTension)});
-  table.Add({"equibiaxial", limit(limits.equibiaxialCompression), limit(limits.equibiaxialTension)});
-  table.Add({"pure shear", limit(limits.pureShearCompression), limit(limits.pureShearTension)});
+  table.Add({"uniaxial", limit("uniaxial_compression", limits.uniaxialCompression),
+             limit("uniaxial_tension", limits.uniaxialTension)});
+  table.Add({"equibiaxial", limit("equibiaxial_compression", limits.equibiaxialCompression),
+             limit("equibiaxial_tension", limits.equibiaxialTension)});
+  table.Add({"pure shear", limit("pure_shear_compression", limits.pureShearCompression),
+             limit("pure_shear_tension", limits.pureShearTension)});
   return Section("stability", "Stability",
-                 Paragraph("Nominal strains at which the material tangent stops being positive definite.") +
-                     table.Text() + (limits.text.empty() ? "" : Prose(limits.text)));
+                 Paragraph("Nominal strains at which the material tangent stops being positive definite" +
+                           std::string(limits.intervals.empty() ? "." : ", with their 95 % intervals.")) +
+                     table.Text() + (limits.text.empty() || !limits.intervals.empty() ? "" : Prose(limits.text)));
 }
 
 std::string CorrelationCell(double value) {

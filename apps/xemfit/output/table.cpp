@@ -71,8 +71,34 @@ std::string Derived(const Fit::Result& result) {
   return '\n' + table.Text();
 }
 
+std::string LimitTable(const Fit::Stability& limits) {
+  TextTable table({{"Stable up to a strain of", Align::Left}, {"Limit"}, {"95 % from"}, {"to"}});
+  const auto add = [&](const char* label, const std::string& name, double limit) {
+    const auto found = limits.intervals.find(name);
+    if (found == limits.intervals.end()) {
+      table.Add({label, WithinInterval(limit, limit, limit), "-", "-"});
+      return;
+    }
+    const auto& [lower, upper] = found->second;
+    const double known = std::isfinite(limit) ? limit : (std::isfinite(lower) ? lower : upper);
+    const double reach = std::max(std::isfinite(lower) ? std::abs(known - lower) : 0.01,
+                                  std::isfinite(upper) ? std::abs(upper - known) : 0.01);
+    const auto end = [&](double strain) { return WithinInterval(strain, strain - reach, strain + reach); };
+    table.Add({label, std::isfinite(limit) ? end(limit) : "none", end(lower), end(upper)});
+  };
+  add("uniaxial tension", "uniaxial_tension", limits.uniaxialTension);
+  add("uniaxial compression", "uniaxial_compression", limits.uniaxialCompression);
+  add("equibiaxial tension", "equibiaxial_tension", limits.equibiaxialTension);
+  add("equibiaxial compression", "equibiaxial_compression", limits.equibiaxialCompression);
+  add("pure shear tension", "pure_shear_tension", limits.pureShearTension);
+  add("pure shear compression", "pure_shear_compression", limits.pureShearCompression);
+  return table.Text();
+}
+
 std::string StabilityText(const Fit::Result& result) {
   if (!result.stability || result.stability->text.empty()) return "";
+  // Four digits that the interval does not bear out would only mislead.
+  if (!result.stability->intervals.empty()) return '\n' + LimitTable(*result.stability);
   const std::string& text = result.stability->text;
   return '\n' + text + (text.back() == '\n' ? "" : "\n");
 }

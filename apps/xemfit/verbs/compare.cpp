@@ -53,7 +53,8 @@ std::vector<Fit::ModelChoice> ModelsNamed(const std::string& text, const std::st
   }
 }
 
-Report FitModels(const std::vector<Fit::ModelChoice>& models, const Fit::Tests& tests, const Fit::Options& options) {
+Report FitModels(const std::vector<Fit::ModelChoice>& models, const Fit::Tests& tests, const Fit::Options& options,
+                 const std::function<std::string(const Fit::Result&)>& doubt) {
   Report report;
   if (models.size() == 1) {
     report.result = Fit::Fit(models.front(), tests, options);
@@ -61,7 +62,7 @@ Report FitModels(const std::vector<Fit::ModelChoice>& models, const Fit::Tests& 
   }
   std::vector<Fit::Candidate> candidates;
   for (const Fit::ModelChoice& model : models) {
-    candidates.push_back({model.Label(), [&tests, &options, model] { return Fit::Fit(model, tests, options); }});
+    candidates.push_back({model.Label(), [&tests, &options, model] { return Fit::Fit(model, tests, options); }, doubt});
   }
   Fit::Comparison comparison = Fit::Compare(candidates);
   report.sections.push_back(ComparisonTable(comparison));

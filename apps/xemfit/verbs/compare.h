@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ std::vector<Fit::ModelChoice> ModelsNamed(const std::string& text, const std::st
 
 /// Fits the models to the same tests and reports the proposed one. Several models add a comparison to table and JSON; a
 /// single one is reported as it is.
-Report FitModels(const std::vector<Fit::ModelChoice>& models, const Fit::Tests& tests, const Fit::Options& options);
+/// `doubt` says what speaks against a result where it will be used, see Fit::Candidate.
+Report FitModels(const std::vector<Fit::ModelChoice>& models, const Fit::Tests& tests, const Fit::Options& options,
+                 const std::function<std::string(const Fit::Result&)>& doubt = {});
 
 }  // namespace Xem::Tool

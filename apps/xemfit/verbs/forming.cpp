@@ -102,10 +102,8 @@ class FormingCurve final : public Verb {
 
   Report Run() override {
     std::vector<SheetMaterial> materials = ReadMaterials();
-    const std::vector<Fit::YieldCriterion> yields = Yields(materials.size());
-    for (std::size_t i = 0; i < materials.size(); ++i) {
-      materials[i].yield = yields[i];
-      materials[i].limit = Fit::ComputeFormingLimit(materials[i].hardening, yields[i], settings_);
+    for (SheetMaterial& material : materials) {
+      material.limit = Fit::ComputeFormingLimit(material.hardening, material.yield, settings_);
     }
     std::optional<Fit::Curve> measured;
     if (!limits_.empty()) measured = ReadLimits();
@@ -116,9 +114,13 @@ class FormingCurve final : public Verb {
     if (hardenings_.empty() && tensiles_.empty()) {
       throw Failure(ExitCode::Usage, "give a material: --hardening LAW:CONSTANTS, --hardening FILE or --tensile FILE");
     }
+    const std::vector<Fit::YieldCriterion> yields = Yields(hardenings_.size() + tensiles_.size());
     std::vector<SheetMaterial> materials;
-    for (const std::string& text : hardenings_) materials.push_back(ReadHardening(text, materials));
-    ReadTensiles(materials);
+    for (const std::string& text : hardenings_) {
+      materials.push_back(ReadHardening(text, materials));
+      materials.back().yield = yields[materials.size() - 1];
+    }
+    ReadTensiles(yields, materials);
     return materials;
   }
 
@@ -152,7 +154,7 @@ class FormingCurve final : public Verb {
     return material;
   }
 
-  void ReadTensiles(std::vector<SheetMaterial>& materials) {
+  void ReadTensiles(const std::vector<Fit::YieldCriterion>& yields, std::vector<SheetMaterial>& materials) {
     std::vector<MeasuredCurve> measured;
     const std::size_t first = materials.size();
     for (const std::string& text : tensiles_) {
@@ -163,6 +165,7 @@ class FormingCurve final : public Verb {
       const std::string curve = tensiles_.size() == 1 && first == 0 ? "tensile_test" : material.name + " tensile test";
       measured.push_back(CurveFrom(file.selection.empty() ? ReadTable(file.path) : ReadTable(file.path, file.selection),
                                    curve, Roles::kTensileStrain, Roles::kTensileStress));
+      material.yield = yields[materials.size()];
       materials.push_back(std::move(material));
     }
     if (measured.empty()) return;
@@ -200,11 +203,21 @@ class FormingCurve final : public Verb {
     return data;
   }
 
+  static Fit::Hardening FittedHardening(const Fit::Result& result) {
+    Fit::Hardening hardening;
+    hardening.law = result.model;
+    for (const Fit::Parameter& parameter : result.parameters) hardening.constants.push_back(parameter.value);
+    return hardening;
+  }
+
+  /// A law serves when limits can be computed from it.
   void FitMaterial(const Fit::TensileData& data, SheetMaterial& material) const {
-    material.fit = FitModels(ModelsNamed(laws_, "--law", "hardening"), data, FitOptions());
-    const Fit::Result& result = material.fit->result;
-    material.hardening.law = result.model;
-    for (const Fit::Parameter& parameter : result.parameters) material.hardening.constants.push_back(parameter.value);
+    const auto doubt = [&](const Fit::Result& result) -> std::string {
+      return Fit::LimitsCollapse(FittedHardening(result), material.yield) ? "flat at first, so that limits collapse"
+                                                                          : "";
+    };
+    material.fit = FitModels(ModelsNamed(laws_, "--law", "hardening"), data, FitOptions(), doubt);
+    material.hardening = FittedHardening(material.fit->result);
   }
 
   std::vector<Fit::YieldCriterion> Yields(std::size_t count) const {

@@ -124,6 +124,37 @@ void NoteExtrapolation(const SheetMaterial& material, bool alone, Fit::Result& r
                   alone ? "" : material.name + ": ", Shortly(material.limit.largestStrain), Shortly(end)));
 }
 
+/// Notes that begin with the name of a material and hold for several stand once, with all their names.
+void JoinNotes(const Materials& all, std::vector<std::string>& notes) {
+  struct Joined {
+    std::string names;
+    std::string text;
+  };
+  std::vector<Joined> joined;
+  for (const std::string& note : notes) {
+    Joined one{"", note};
+    for (const SheetMaterial& material : all) {
+      const std::string prefix = material.name + ": ";
+      if (all.size() == 1 || note.rfind(prefix, 0) != 0) continue;
+      one = {material.name, note.substr(prefix.size())};
+      // The material says which curve it is.
+      const std::string curve = "curve " + material.name + " tensile test: ";
+      if (one.text.rfind(curve, 0) == 0) one.text.erase(0, curve.size());
+      break;
+    }
+    const auto same = std::find_if(joined.begin(), joined.end(), [&](const Joined& other) {
+      return !one.names.empty() && !other.names.empty() && other.text == one.text;
+    });
+    if (same == joined.end()) {
+      joined.push_back(std::move(one));
+    } else {
+      same->names += ", " + one.names;
+    }
+  }
+  notes.clear();
+  for (const Joined& one : joined) notes.push_back(one.names.empty() ? one.text : one.names + ": " + one.text);
+}
+
 // --- Curves ---------------------------------------------------------------------------------------------------------
 
 Fit::CurveResult LimitCurve(const SheetMaterial& material, const Materials& all) {
@@ -315,6 +346,7 @@ Report FormingReport(Materials materials, const std::optional<Fit::Curve>& measu
       result.notes.push_back((materials.size() == 1 ? "" : material.name + ": ") + note);
     }
   }
+  JoinNotes(materials, result.notes);
   if (measured) {
     result.curves.push_back(MeasuredLimits(*measured, materials));
     const std::string compared = Compared(result.curves.back());

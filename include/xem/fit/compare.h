@@ -16,6 +16,8 @@ namespace Xem::Fit {
 struct Candidate {
   std::string label;  ///< "ogden:2"
   std::function<Result()> fit;
+  /// Why its result does not serve the purpose, "" where it does; asked once nothing else speaks against it.
+  std::function<std::string(const Result&)> doubt = {};
 };
 
 /// What became of a candidate.

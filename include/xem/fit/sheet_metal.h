@@ -95,7 +95,17 @@ struct FormingLimit {
   double PlaneStrainLimit() const { return majorStrain[planeStrain]; }
 };
 
-/// Forming-limit curve by the modified maximum force criterion. Notes tell of paths without a limit, of a tolerance
+/// Major strain at which a sheet in plane strain necks, from the criterion's closed condition (Considere 1885), with the
+/// major stress s1 = phi s: the first strain at which s1 = ds1/de1. 0 where it holds before any strain, NaN where it
+/// never does. Throws Error (BadInput, BadData) as ComputeFormingLimit does.
+XEM_FIT_EXPORT double PlaneStrainLimit(const Hardening& hardening, const YieldCriterion& yield);
+
+/// True for a flow curve that starts flat and hardens later (a yield plateau): near plane strain the criterion takes
+/// the plateau for a neck, and limits there have no meaning.
+XEM_FIT_EXPORT bool LimitsCollapse(const Hardening& hardening, const YieldCriterion& yield);
+
+/// Forming-limit curve by the modified maximum force criterion. Its plane-strain point is PlaneStrainLimit, where the
+/// exported functions extrapolate one from the paths beside it. Notes tell of paths without a limit, of a tolerance
 /// that makes the march jump (below 0.5 sqrt(increment)) and of a flow curve used far beyond its table. Throws Error:
 /// BadInput for settings and constants that make no sense, BadData for a table that is none, NotConverged when too few
 /// paths end.

@@ -77,7 +77,11 @@ void DropTertiary(Curve& curve, int fewest, Screened& screened) {
   const auto first = FirstTertiaryPoint(sorted);
   if (!first) return;
   const double onset = sorted.x[*first];
-  if (static_cast<int>(*first) < fewest) return;
+  if (static_cast<int>(*first) < fewest) {
+    screened.notes.push_back("curve " + curve.name + ": creep accelerates from the start (time " + Text(onset) +
+                             "): what is fitted is a tertiary stage, which the law does not have");
+    return;
+  }
   const auto objection = [onset](double time, double) {
     return time >= onset ? "tertiary stage, from time " + Text(onset) + " on" : std::string();
   };
@@ -102,7 +106,7 @@ Screened ScreenTests(const CreepData& data, int fewest, bool dropTertiary) {
       throw Error(ErrorKind::BadData, "curve " + curve.name + ": stress " + Text(test.stress) + " is not positive");
     }
     Curve kept = Screen(curve, "strain", ObjectToCreep, fewest, screened.dropped);
-    NoteOddities(kept, screened.notes);
+    NoteOddities("creep", kept, screened.notes);
     if (dropTertiary) DropTertiary(kept, fewest, screened);
     screened.curves.push_back(std::move(kept));
     screened.stresses.push_back(test.stress);
@@ -458,6 +462,7 @@ class CreepFit final : public ModelFit {
     const std::vector<double>& constants = minimum.parameters;
     if (screened_.OneStress()) MarkOpenExponents(options, result);
     AddLines(screened_, terms_, constants, result);
+    if (!screened_.OneStress()) AddReference(constants, result);
     for (std::size_t i = 0; i < curves.size(); ++i) {
       result.curves[i].conditions["stress"] = screened_.stresses[i];
     }
@@ -470,8 +475,62 @@ class CreepFit final : public ModelFit {
     // What was left out of long lists of points comes last.
     result.notes.insert(result.notes.end(), screened_.notes.begin(), screened_.notes.end());
     for (auto& [name, value] : result.derived) {
+      if (name == "reference_stress") {
+        result.derivedUnits[name] = data_.stressUnit;
+        continue;
+      }
+      if (name == "reference_rate" && !data_.timeUnit.empty()) result.derivedUnits[name] = "1/" + data_.timeUnit;
+      if (name == "reference_amplitude" && !data_.timeUnit.empty()) {
+        result.derivedUnits[name] = data_.timeUnit + "^-m";
+      }
       if (name.front() == 'b' && !data_.timeUnit.empty()) result.derivedUnits[name] = "1/" + data_.timeUnit;
       if (name.front() == 'a' && !data_.timeUnit.empty()) result.derivedUnits[name] = data_.timeUnit + "^-m";
+    }
+  }
+
+  /// C1 and C5 are strains and rates at a stress of 1, powers away from the tests; at the tests' own mean stress they
+  /// are of a size that people can use, and known as well as the curves are.
+  void AddReference(const std::vector<double>& constants, Result& result) const {
+    const double reference = GeometricMean(screened_.stresses);
+    result.derived["reference_stress"] = reference;
+    if (HasPrimary(terms_)) {
+      result.derived["reference_amplitude"] = constants[kC1] * std::pow(reference, constants[kC2]);
+    }
+    if (HasSecondary(terms_)) {
+      result.derived["reference_rate"] = constants[kC5] * std::pow(reference, constants[kC6]);
+    }
+    NoteExponents(constants, result);
+    std::string extrapolated;
+    for (const Parameter& parameter : result.parameters) {
+      const bool factor = parameter.name == "C1" || parameter.name == "C5";
+      if (!factor || !(parameter.lower <= 0.0) || !(parameter.value > 0.0)) continue;
+      extrapolated += (extrapolated.empty() ? "" : " and ") + parameter.name;
+    }
+    if (extrapolated.empty()) return;
+    result.notes.push_back(extrapolated + " refer to a stress of 1" +
+                           (data_.stressUnit.empty() ? "" : " " + data_.stressUnit) +
+                           ", far from the tests, and cannot be told from 0 there; use reference_amplitude and "
+                           "reference_rate, at the mean stress of the tests, with the exponents");
+  }
+
+  /// Exponents that no creep mechanism has.
+  void NoteExponents(const std::vector<double>& constants, Result& result) const {
+    constexpr double kLargestUsual = 15.0;
+    for (const auto& [index, has] : {std::pair(kC2, HasPrimary(terms_)), std::pair(kC6, HasSecondary(terms_))}) {
+      const double value = constants[static_cast<std::size_t>(index)];
+      const std::string name = "C" + std::to_string(index + 1);
+      if (!has || options.held.count(name) > 0) continue;
+      const bool primary = index == kC2;
+      if (constants[primary ? kC1 : kC5] == 0.0) continue;
+      if (value == 0.0) {
+        result.notes.push_back(name + " = 0: the " + (primary ? "primary strain" : "secondary rate") +
+                               " does not grow with stress in these tests; the other stage takes all of the growth, "
+                               "which is no law of the material");
+      } else if (value > kLargestUsual) {
+        result.notes.push_back(name + " = " + Text(value) +
+                               " is beyond the stress exponents of creep, 1 to about 12: the tests differ in more than "
+                               "their stress, or the law's stages do not tell them apart");
+      }
     }
   }
 

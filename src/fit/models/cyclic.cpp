@@ -13,6 +13,7 @@
 #include "fit/models/cyclic_functions.h"
 #include "fit/models/models.h"
 #include "fit/screening.h"
+#include "fit/search.h"
 
 namespace Xem::Fit {
 namespace {
@@ -23,10 +24,6 @@ using namespace CyclicIndex;
 constexpr const char* kStiffness = "stiffness";
 constexpr const char* kDamping = "damping";
 
-/// Numbers above these are percent: no soil is strained beyond 100 %, stiffer than at rest or damped by more than half.
-constexpr double kLargestStrain = 1.0;
-constexpr double kLargestRatio = 1.5;
-constexpr double kLargestDampingRatio = 0.5;
 /// Reference strains of soils lie well inside.
 constexpr double kUsualReferenceStrains[] = {1e-6, 2e-2};
 
@@ -47,15 +44,6 @@ struct Screened {
   }
 };
 
-void RefusePercent(const Curve& curve, const std::vector<double>& values, double largest, const std::string& what,
-                   const char* remedy) {
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (!std::isfinite(values[i]) || values[i] <= largest) continue;
-    throw Error(ErrorKind::BadData, "curve " + curve.name + ": " + what + " " + Text(values[i]) + " in row " +
-                                        std::to_string(curve.Row(i)) + " looks like percent; " + remedy);
-  }
-}
-
 /// Why a point cannot be compared in a form, or an empty text.
 std::string ObjectToForm(CyclicCurve curve, CyclicForm form, double ordinate, double heldHmax) {
   if (form != CyclicForm::Strain && form != CyclicForm::LogStrain) return {};
@@ -71,10 +59,7 @@ Curve ScreenCurve(Curve curve, CyclicCurve kind, CyclicForm form, double heldHma
   const bool isStiffness = kind == CyclicCurve::Stiffness;
   const std::string ordinate = isStiffness ? "stiffness ratio" : "damping";
   curve.name = isStiffness ? kStiffness : kDamping;
-  RefusePercent(curve, curve.x, kLargestStrain, "strain", "name the column shear_strain_percent or divide by 100");
-  RefusePercent(curve, curve.y, isStiffness ? kLargestRatio : kLargestDampingRatio, ordinate,
-                isStiffness ? "name the column G_over_Gmax_percent or divide by 100"
-                            : "name the column damping_percent or divide by 100");
+  RequirePlausible("cyclic", curve);
   const auto [lowest, highest] = std::minmax_element(stiffness.x.begin(), stiffness.x.end());
   const auto objection = [&, lowest = lowest, highest = highest](double x, double y) -> std::string {
     if (!(x > 0.0)) return "strain " + Text(x) + " is not above 0";
@@ -85,7 +70,7 @@ Curve ScreenCurve(Curve curve, CyclicCurve kind, CyclicForm form, double heldHma
     return ObjectToForm(kind, form, y, heldHmax);
   };
   Curve kept = Screen(curve, ordinate, objection, 1, screened.dropped);
-  NoteOddities(kept, screened.notes);
+  NoteOddities("cyclic", kept, screened.notes);
   return kept;
 }
 
@@ -168,6 +153,21 @@ std::vector<double> StartingStrains(const Screened& screened) {
 /// The default, a curve that falls off like one of clay, and one near the hyperbola.
 constexpr GheParameters kGheStarts[] = {
     kGheDefaults, {1.0, 0.55, 0.85, 1.35, 1.7, 0.56}, {1.0, 0.9, 0.9, 1.1, 1.0, 1.0}};
+
+/// How many starts of the grid descend further, and how many of all are followed to a minimum.
+constexpr std::size_t kGheGridStarts = 12;
+constexpr std::size_t kGheFollowed = 4;
+
+/// The strains over that at half stiffness, here `half` over the reference strain, where C1 and C2 pass from one end
+/// to the other: what tells the valleys apart.
+std::vector<GridAxis> GheValleys(double half) {
+  std::vector<GridAxis> grid{{kGheFirst + 4, {0.004, 0.02, 0.08, 0.3, 1.5, 8.0}},
+                             {kGheFirst + 5, {0.003, 0.01, 0.05, 0.3, 1.5, 8.0}}};
+  for (GridAxis& axis : grid) {
+    for (double& value : axis.values) value *= half;
+  }
+  return grid;
+}
 
 std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const Screened& screened,
                                                  const Options& options) {
@@ -358,24 +358,6 @@ void NoteIntercept(CyclicFamily family, const Result& result, std::vector<std::s
                   "; hold C1_0 = 1 for a curve that begins at 1");
 }
 
-/// A flexible family may overshoot between and at the points.
-void NoteRise(const Result& result, const Curve& stiffness, std::vector<std::string>& notes) {
-  if (stiffness.Empty()) return;
-  constexpr int kSteps = 200;
-  constexpr double kVisible = 1e-3;
-  const auto [lowest, highest] = std::minmax_element(stiffness.x.begin(), stiffness.x.end());
-  double trough = result.evaluate(kStiffness, *lowest);
-  for (int i = 1; i <= kSteps; ++i) {
-    const double strain = *lowest * std::pow(*highest / *lowest, static_cast<double>(i) / kSteps);
-    const double ratio = result.evaluate(kStiffness, strain);
-    trough = std::min(trough, ratio);
-    if (ratio < trough + kVisible) continue;
-    notes.push_back("the fitted stiffness rises with strain near " + Text(strain) +
-                    "; the data are too few for this family: hold parameters (such as C1_0 = 1) or take a smaller one");
-    return;
-  }
-}
-
 double EvaluateCurve(CyclicFamily family, const std::vector<double>& parameters, const std::string& curve,
                      double strain) {
   if (curve == kStiffness) return CyclicOrdinate(family, CyclicCurve::Stiffness, parameters, strain);
@@ -406,7 +388,9 @@ class CyclicFit final : public ModelFit {
     Fit::RequireDetermined(family_, screened_, problem);
   }
 
-  Minimum Minimise() override { return Fit::Minimise(problem, Starts()); }
+  Minimum Minimise() override {
+    return family_ == CyclicFamily::Ghe ? MinimiseGhe() : Fit::Minimise(problem, Starts());
+  }
 
   /// The exports know held values and starts, and weights of two curves fitted together in a family that ties them.
   void RequirePlainOptions() const override {
@@ -439,10 +423,26 @@ class CyclicFit final : public ModelFit {
     }
     NoteUnusual(result, result.notes);
     NoteIntercept(family_, result, result.notes);
-    NoteRise(result, screened_.stiffness, result.notes);
   }
 
  private:
+  /// The misfit of the generalised equation has many valleys. The lowest one of curves that begin at 1 is among the
+  /// starts, so that this model, which people try by holding C1_0, is never better than the one around it.
+  Minimum MinimiseGhe() const {
+    std::vector<std::vector<double>> starts = Starts();
+    const double half = HalfStiffnessStrain(CorePoints(screened_.stiffness)) / starts.front()[kReferenceStrain];
+    const auto spread = GridStarts(problem, starts.back(), GheValleys(half), kGheGridStarts);
+    starts.insert(starts.end(), spread.begin(), spread.end());
+    if (!problem.parameters[kGheFirst].held) {
+      Problem fromOne = problem;
+      fromOne.parameters[kGheFirst].held = true;
+      std::vector<std::vector<double>> nested = starts;
+      for (auto& start : nested) start[kGheFirst] = 1.0;
+      starts.push_back(MinimiseValleys(fromOne, nested, kGheFollowed).parameters);
+    }
+    return MinimiseValleys(problem, starts, kGheFollowed);
+  }
+
   /// The plain exports make their own forms of the points.
   CyclicForm FormOfData() const { return Plain() ? CyclicForm::Ordinate : data_.form; }
   std::vector<std::vector<double>> Starts() const {

@@ -28,16 +28,22 @@ constexpr double kLargestExponent = 30.0;
 /// Towards an exponent of 0 a term depends on mu alpha alone, and the modulus grows without limit.
 constexpr double kSmallestExponent = 0.05;
 
+/// Where an exponent goes on that was stopped there.
+constexpr double kBeyondZero = 0.5;
+
 /// Two terms of nearly equal exponents can cancel with moduli of any size; beyond this multiple of the shear modulus
 /// they say nothing.
 constexpr double kLargestModulus = 1000.0;
 
 /// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave.
-constexpr std::size_t kRefined = 6;
+constexpr std::size_t kRefined = 8;
+
+/// How many different minima of a model are extended by one more term.
+constexpr std::size_t kExtended = 4;
 
 /// Exponents tried for one more term, spread over what rubber and foam need.
-constexpr std::array kTriedExponents{-16.0, -10.0, -6.0, -4.0, -3.0, -2.0, -1.0, -0.4, 0.4,  0.8,
-                                     1.3,   2.0,   2.7,  3.5,  4.5,  5.5,  7.0,  9.0,  12.0, 16.0};
+constexpr std::array kTriedExponents{-24.0, -16.0, -10.0, -6.0, -4.0, -3.0, -2.0, -1.0, -0.4, 0.4,  0.8,
+                                     1.3,   2.0,   2.7,   3.5,  4.5,  5.5,  7.0,  9.0,  12.0, 16.0, 24.0};
 
 /// Whole sets of exponents to start from; a model takes as many as it has terms.
 constexpr std::array<std::array<double, kMostTerms>, 5> kPatterns{{{2.0, -2.0, 6.0, 10.0, 14.0, 18.0},
@@ -155,12 +161,25 @@ Problem Bounded(Problem problem, const std::vector<double>& start, double shearM
 std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::vector<double>>& starts,
                                 double shearModulus) {
   std::vector<Minimum> minima;
-  for (const auto& start : starts) {
+  const auto follow = [&](const std::vector<double>& start) {
     try {
       minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}));
+      return true;
     } catch (const Error&) {
-      continue;
+      return false;
     }
+  };
+  for (const auto& start : starts) {
+    if (!follow(start)) continue;
+    // An exponent that is pushed against 0 wants to its other side, where the term is another one.
+    std::vector<double> crossed = minima.back().parameters;
+    bool pushed = false;
+    for (std::size_t k = 1; k < crossed.size(); k += 2) {
+      if (problem.parameters[k].held || !minima.back().atBound[k] || std::abs(crossed[k]) > kSmallestExponent) continue;
+      crossed[k] = crossed[k] > 0.0 ? -kBeyondZero : kBeyondZero;
+      pushed = true;
+    }
+    if (pushed) follow(WithBestModuli(problem, std::move(crossed)).parameters);
   }
   if (minima.empty()) {
     throw Error(ErrorKind::NotConverged,
@@ -173,6 +192,28 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
 
 double ShearModulusScale(const Minimum& oneTerm) { return std::abs(OgdenShearModulus(oneTerm.parameters)); }
 
+/// True for terms that differ in more than rounding and the last digits of a minimum.
+bool DifferentExponents(const Minimum& a, const Minimum& b) {
+  constexpr double kNotable = 0.5;
+  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
+    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
+  }
+  return false;
+}
+
+/// The best minima that differ from each other.
+std::vector<std::vector<double>> Different(const std::vector<Minimum>& minima) {
+  std::vector<const Minimum*> chosen;
+  for (const Minimum& minimum : minima) {
+    const bool isNew = std::all_of(chosen.begin(), chosen.end(),
+                                   [&](const Minimum* other) { return DifferentExponents(minimum, *other); });
+    if (isNew && chosen.size() < kExtended) chosen.push_back(&minimum);
+  }
+  std::vector<std::vector<double>> parameters;
+  for (const Minimum* minimum : chosen) parameters.push_back(minimum->parameters);
+  return parameters;
+}
+
 /// Nobody has named a parameter: terms are added one by one, each time at the exponents that help most, so that a model
 /// is never worse than the one with a term less.
 std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int terms, const std::string& unit,
@@ -180,7 +221,8 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
   std::vector<Minimum> minima;
   double shearModulus = std::numeric_limits<double>::infinity();
   for (int count = 1; count <= terms; ++count) {
-    const std::vector<double> shorter = minima.empty() ? std::vector<double>() : minima.front().parameters;
+    std::vector<std::vector<double>> shorter = Different(minima);
+    if (shorter.empty()) shorter.emplace_back();
     const Problem problem = MakeOgdenProblem(screened, count, unit, options);
     // What was learnt with a term less and what was not: a good pair of exponents often contains neither of the best
     // one.
@@ -188,9 +230,14 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
     std::vector<Start> tried;
     for (const auto& pattern : kPatterns) tried.push_back(FromExponents(problem, none, pattern));
     for (const double exponent : kTriedExponents) {
-      std::vector<double> extended = shorter;
-      extended.insert(extended.end(), {0.0, exponent});
-      tried.push_back(WithBestModuli(problem, std::move(extended)));
+      for (std::vector<double> extended : shorter) {
+        extended.insert(extended.end(), {0.0, exponent});
+        tried.push_back(WithBestModuli(problem, std::move(extended)));
+      }
+      // A pair is soon tried with every other exponent, whatever a single term does.
+      for (const double other : kTriedExponents) {
+        if (count == 2 && other < exponent) tried.push_back(WithBestModuli(problem, {0.0, other, 0.0, exponent}));
+      }
     }
     std::vector<std::vector<double>> starts = BestOf(std::move(tried), kRefined);
     std::vector<Start> exports;
@@ -199,7 +246,7 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
     // A new term of modulus 0 leaves the shorter model's misfit as it is: this start alone makes sure that one more
     // term is never worse.
     if (count > 1) {
-      starts.push_back(shorter);
+      starts.push_back(shorter.front());
       starts.back().insert(starts.back().end(), {0.0, 2.0});
     }
     // The first number of terms has no bound on its modulus yet: it gives the scale that bounds the others.
@@ -225,15 +272,6 @@ std::vector<Minimum> SearchNamed(const Problem& problem, const std::vector<doubl
   std::vector<std::vector<double>> starts = BestOf(std::move(tried), 2 * kRefined);
   if (started) starts.insert(starts.begin(), given);
   return MinimaFrom(problem, starts, shearModulus);
-}
-
-/// True for terms that differ in more than rounding and the last digits of a minimum.
-bool DifferentExponents(const Minimum& a, const Minimum& b) {
-  constexpr double kNotable = 0.5;
-  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
-    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
-  }
-  return false;
 }
 
 /// Says so when another minimum fits equally well: the data of these modes do not decide between them.

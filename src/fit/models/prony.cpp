@@ -418,7 +418,7 @@ Curve ScreenRelaxation(const RelaxationData& data, double& modulus, std::vector<
         return {};
       },
       1, dropped);
-  NoteOddities(kept, notes);
+  NoteOddities("relaxation", kept, notes);
   if (referenceTime > 0.0) {
     notes.push_back("curve " + curve.name + ": normalised by its value at time " + Text(referenceTime) +
                     "; what relaxed before is not seen");

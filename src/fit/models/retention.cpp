@@ -9,6 +9,7 @@
 #include "fit/assemble.h"
 #include "fit/models/models.h"
 #include "fit/models/retention_soil.h"
+#include "fit/search.h"
 #include "soil/retention_fit.h"
 
 namespace Xem::Fit {
@@ -26,6 +27,13 @@ constexpr double kDryEnough = 0.3;
 
 /// So does a standard error of more than this share of theta_s.
 constexpr double kWidestError = 0.25;
+
+/// Where Brooks and Corey's model has its air entry.
+constexpr std::size_t kAirEntry = 2;
+constexpr std::size_t kMostAirEntries = 60;
+
+/// So many of the best starts are followed to a minimum.
+constexpr std::size_t kFollowed = 6;
 
 boost::shared_ptr<XemUnsaturatedSoilTestFunction> MakeFunction(RetentionModel model,
                                                                std::span<const _T_FUNT_BASE> points,
@@ -142,6 +150,24 @@ std::vector<double> GridStart(RetentionModel model, const Problem& problem, std:
   return start;
 }
 
+/// Air entries of Brooks and Corey's model, one between every two neighbouring suctions: which points lie on the branch
+/// below decides the misfit, so that each such interval has a valley of its own.
+std::vector<double> AirEntries(std::vector<_T_FUNT_BASE> points) {
+  std::vector<double> suctions;
+  for (const _T_FUNT_BASE& point : points) {
+    if (point.first > 0.0) suctions.push_back(point.first);
+  }
+  std::sort(suctions.begin(), suctions.end());
+  suctions.erase(std::unique(suctions.begin(), suctions.end()), suctions.end());
+  // Of long records as many intervals as grading and retention of one soil ever have.
+  const std::size_t stride = suctions.size() / kMostAirEntries + 1;
+  std::vector<double> entries;
+  for (std::size_t i = stride; i < suctions.size(); i += stride) {
+    entries.push_back(std::sqrt(suctions[i - stride] * suctions[i]));
+  }
+  return entries;
+}
+
 /// The caller's start if there is one, the best of the grid, and the best ones with a shape parameter spread over its
 /// usual values: the misfit of retention models has several valleys.
 std::vector<std::vector<double>> Starts(RetentionModel model, const Soil& soil, const Problem& problem,
@@ -158,7 +184,9 @@ std::vector<std::vector<double>> Starts(RetentionModel model, const Soil& soil, 
   // One best point of the core's coarse grid lies in one valley. With the shape held at other usual values the grid
   // finds points in the others.
   starts.push_back(best);
-  for (const Spread& spread : SpreadOf(model)) {
+  std::vector<Spread> spreads = SpreadOf(model);
+  if (model == RetentionModel::BrooksCorey) spreads.push_back({kAirEntry, AirEntries(points)});
+  for (const Spread& spread : spreads) {
     if (problem.parameters[spread.parameter].held) continue;
     Core::FixedTermMask spreadMask = mask;
     spreadMask[spread.parameter] = 1;
@@ -247,7 +275,7 @@ class RetentionFit final : public ModelFit {
 
   void RequireDetermined() const override { RequireEnough(soil_, problem); }
 
-  Minimum Minimise() override { return Fit::Minimise(problem, Starts(model_, soil_, problem, given)); }
+  Minimum Minimise() override { return MinimiseValleys(problem, Starts(model_, soil_, problem, given), kFollowed); }
 
   void RequirePlainOptions() const override {
     if (Weighted()) throw Error(ErrorKind::BadInput, "the export engine knows no weights");

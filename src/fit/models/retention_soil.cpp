@@ -16,8 +16,6 @@ namespace {
 namespace Core = MaterialUtil;
 using Core::RetentionModel;
 
-/// Above this, contents are percent rather than a slip.
-constexpr double kSurelyPercent = 2.0;
 struct ModelName {
   const char* name;
   RetentionModel model;
@@ -74,25 +72,16 @@ std::string ObjectToRetention(const SuctionUnit& unit, double suction, double wa
   return {};
 }
 
-void RefusePercent(const Curve& curve) {
-  for (const double water : curve.y) {
-    if (std::isfinite(water) && water > kSurelyPercent) {
-      throw Error(ErrorKind::BadData,
-                  "curve retention: " + Text(water) + " looks like percent; contents and saturations are fractions");
-    }
-  }
-}
-
 void LoadMeasured(const RetentionData& data, Soil& soil) {
   if (data.retention.Empty()) return;
   Curve named = data.retention;
   named.name = "retention";
-  RefusePercent(named);
+  RequirePlausible("retention", named);
   const SuctionUnit& unit = *soil.unit;
   soil.retention = Screen(
       named, "water content", [&](double suction, double water) { return ObjectToRetention(unit, suction, water); }, 1,
       soil.dropped);
-  NoteOddities(soil.retention, soil.notes);
+  NoteOddities("retention", soil.retention, soil.notes);
   if (unit.logarithm) {
     for (double& suction : soil.retention.x) suction = std::pow(10.0, suction);
   }

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "fit/models/stability_interval.h"
 #include "stability/volumetric_energy.h"
 
 namespace Xem::Fit {
@@ -161,7 +162,27 @@ void RubberFit::CompleteBulk(std::span<const double> parameters, Result& result)
   if (!(shearModulus > 0.0)) {
     result.notes.push_back("the initial shear modulus is not positive: the model fails before it is strained");
   }
-  result.stability = ToStability([&] { return law_.stability(parameters, bulk, kLowestStrain, kHighestStrain); });
+  const auto stabilityOf = [&](std::span<const double> own, const std::vector<double>& volumetric) {
+    return ToStability([&] { return law_.stability(own, volumetric, kLowestStrain, kHighestStrain); });
+  };
+  result.stability = stabilityOf(parameters, bulk);
+  const std::vector<ParameterInfo> names = law_.parameters(count_);
+  AddStabilityIntervals(
+      [&](const std::vector<double>& values) {
+        std::vector<double> own(parameters.begin(), parameters.end());
+        std::vector<double> volumetric;
+        for (std::size_t k = 0; k < values.size(); ++k) {
+          const std::string& name = result.parameters[k].name;
+          const auto at = std::find_if(names.begin(), names.end(), [&](const auto& info) { return info.name == name; });
+          if (at != names.end()) {
+            own[static_cast<std::size_t>(at - names.begin())] = values[k];
+          } else {
+            volumetric.push_back(values[k]);
+          }
+        }
+        return stabilityOf(own, VolumetricOrDefault(volumetric, law_.shearModulus(own)));
+      },
+      result);
 }
 
 double StressOf(const RubberLaw& law, const std::string& curve, std::span<const double> parameters, double strain,

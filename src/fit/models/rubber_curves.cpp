@@ -13,20 +13,9 @@ namespace {
 
 using namespace MaterialUtil;
 
-/// Rubber breaks before this nominal strain; larger numbers are usually percent.
-constexpr double kLargestPlausibleStrain = 20.0;
-
 std::string ObjectToStrain(DeformationMode mode, double strain) {
   if (mode == DeformationMode::SimpleShear || strain > -1.0) return {};
   return "strain " + Text(strain) + " is not above -1";
-}
-
-void NotePercent(const Curve& curve, std::vector<std::string>& notes) {
-  const double largest = *std::max_element(curve.x.begin(), curve.x.end());
-  if (largest > kLargestPlausibleStrain) {
-    notes.push_back("curve " + curve.name + ": strains up to " + Text(largest) +
-                    " look like percent; strain 1 means 100 %");
-  }
 }
 
 /// The core recovers shear strains without their sign; mirrored points have the same residuals.
@@ -47,10 +36,10 @@ HyperelasticCurves ScreenHyperelastic(const HyperelasticData& data) {
     const DeformationMode mode = kAllModes[m];
     Curve named = *given[m];
     named.name = Kinematics(mode).name;
+    RequirePlausible("rubber", named);
     Curve kept = Screen(
         named, "stress", [mode](double strain, double) { return ObjectToStrain(mode, strain); }, 2, screened.dropped);
-    NoteOddities(kept, screened.notes);
-    NotePercent(kept, screened.notes);
+    NoteOddities("rubber", kept, screened.notes);
     screened.modes.push_back(mode);
     screened.curves.push_back(std::move(kept));
   }

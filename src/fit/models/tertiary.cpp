@@ -14,6 +14,7 @@ namespace {
 using MaterialUtil::Matrix;
 
 constexpr std::size_t kFewestPoints = 8;
+constexpr std::size_t kFewestBefore = 3;
 constexpr std::size_t kMostOnsets = 40;
 constexpr double kClearlyBetter = 10.0;
 
@@ -67,7 +68,7 @@ std::optional<std::size_t> FirstTertiaryPoint(const Curve& sorted) {
   if (points < kFewestPoints) return std::nullopt;
   const StageFit steady = BestOverExponents(sorted, sorted.x.back());
   // An onset among the first points would let the cube replace the whole law, one at the last two has nothing to fit.
-  const std::size_t first = points / 3;
+  const std::size_t first = std::max(kFewestBefore, points / 10);
   const std::size_t last = points - 2;
   const std::size_t stride = std::max<std::size_t>(1, (last - first) / kMostOnsets);
   StageFit accelerating;

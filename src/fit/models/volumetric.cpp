@@ -82,7 +82,7 @@ class VolumetricFit final : public ModelFit {
     named.name = "volumetric";
     if (named.Empty()) throw Error(ErrorKind::BadData, "there is no volumetric curve to fit");
     curves = {Fit::Screen(named, "pressure", ObjectToStretch, 1, dropped)};
-    NoteOddities(curves.front(), notes);
+    NoteOddities("rubber", curves.front(), notes);
     NoteSuspicions(curves.front(), notes);
   }
 
