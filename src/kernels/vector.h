@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kernels/kernels.h"
+
+/// Several numbers at once, by the vector types of GCC and Clang: XEM_LANES of them, which the file that includes this
+/// sets. Everything here has internal linkage: two files with different instruction sets share no function.
+namespace Xem::MaterialUtil {
+namespace {
+
+#define XEM_INLINE inline __attribute__((always_inline))
+#define XEM_INLINE_LAMBDA __attribute__((always_inline))
+
+inline constexpr std::size_t kLanes = XEM_LANES;
+typedef double V __attribute__((vector_size(sizeof(double) * kLanes)));
+typedef std::int64_t Bits __attribute__((vector_size(sizeof(double) * kLanes)));  // of a V, and truth: 0 or -1
+#if defined(__AVX2__) && XEM_LANES == 4
+typedef long long LongLong __attribute__((vector_size(32)));  // as the compilers' own functions name it
+#endif
+typedef double Unaligned __attribute__((vector_size(sizeof(double) * kLanes), aligned(alignof(double)), may_alias));
+
+XEM_INLINE V Set(double x) { return x - V{}; }
+
+/// a b + c, rounded once where the instruction set can.
+XEM_INLINE V Fma(V a, V b, V c) {
+#if defined(__FMA__) && XEM_LANES == 4
+  return __builtin_ia32_vfmaddpd256(a, b, c);
+#else
+  return a * b + c;
+#endif
+}
+
+XEM_INLINE V Where(Bits condition, V a, V b) { return condition ? a : b; }
+XEM_INLINE V Magnitude(V x) { return (V)((Bits)x & std::int64_t{0x7fffffffffffffff}); }
+
+XEM_INLINE bool Any(Bits condition) {
+#if defined(__AVX2__) && XEM_LANES == 4
+  return __builtin_ia32_movmskpd256((V)condition) != 0;
+#endif
+  std::int64_t any = 0;
+  for (std::size_t i = 0; i < kLanes; ++i) any |= condition[i];
+  return any != 0;
+}
+
+/// As many consecutive points as there are lanes.
+struct FullVector {
+  std::size_t first;
+  XEM_INLINE V Load(const double* points) const { return *reinterpret_cast<const Unaligned*>(points + first); }
+  XEM_INLINE void Store(V values, double* points) const { *reinterpret_cast<Unaligned*>(points + first) = values; }
+};
+
+/// The points that are left, fewer than there are lanes; nothing is read or written beyond them.
+struct PartialVector {
+  std::size_t first;
+  Bits present;
+  XEM_INLINE PartialVector(std::size_t begin, std::size_t count) : first(begin) {
+    for (std::size_t i = 0; i < kLanes; ++i) present[i] = i < count ? -1 : 0;
+  }
+  /// Lanes without a point hold `rest`.
+  XEM_INLINE V Load(const double* points, double rest = 1.0) const {
+#if defined(__AVX2__) && XEM_LANES == 4
+    return Where(present, __builtin_ia32_maskloadpd256(reinterpret_cast<const V*>(points + first), (LongLong)present),
+                 Set(rest));
+#else
+    V values = Set(rest);
+    for (std::size_t i = 0; i < kLanes; ++i) {
+      if (present[i]) values[i] = points[first + i];
+    }
+    return values;
+#endif
+  }
+  XEM_INLINE void Store(V values, double* points) const {
+#if defined(__AVX2__) && XEM_LANES == 4
+    __builtin_ia32_maskstorepd256(reinterpret_cast<V*>(points + first), (LongLong)present, values);
+#else
+    for (std::size_t i = 0; i < kLanes; ++i) {
+      if (present[i]) points[first + i] = values[i];
+    }
+#endif
+  }
+};
+
+/// body(at) for all points, a vector of them at a time; at.Load(points) and at.Store(values, points) reach them.
+template <class Body>
+XEM_INLINE void ForEachVector(std::size_t count, Body body) {
+  std::size_t first = 0;
+  for (; first + kLanes <= count; first += kLanes) body(FullVector{first});
+  if (first < count) body(PartialVector(first, count - first));
+}
+
+XEM_INLINE void Fill(const KernelBlock& block, double value) {
+  for (std::size_t i = 0; i < block.count; ++i) block.model[i] = value;
+}
+
+/// The column of a block's derivatives by parameter k.
+XEM_INLINE double* Column(const KernelBlock& block, std::size_t k) {
+  return block.derivatives.first + static_cast<std::ptrdiff_t>(k) * block.derivatives.stride;
+}
+
+}  // namespace
+}  // namespace Xem::MaterialUtil
