@@ -5,8 +5,9 @@
 namespace Xem::MaterialUtil {
 
 extern const Kernels kBaselineKernels;
-#ifdef XEM_HAS_AVX2
+#ifdef XEM_HAS_AVX
 extern const Kernels kAvx2Kernels;
+extern const Kernels kAvx512Kernels;
 #endif
 
 }  // namespace Xem::MaterialUtil

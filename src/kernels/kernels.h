@@ -42,7 +42,7 @@ struct OgdenArguments {
 };
 inline constexpr double kLargestOgdenLogarithm = 350.0;
 
-inline constexpr std::size_t kLaneSumLength = 4;
+inline constexpr std::size_t kLaneSumLength = 8;
 
 struct Kernels {
   void (*exp)(std::size_t count, const double* x, double* result);
@@ -66,5 +66,8 @@ struct Kernels {
 
 /// The kernels for the processor at hand, which does not change.
 const Kernels& ForThisProcessor();
+
+/// Those that it can run, the best first; null ends the list.
+const Kernels* const* EveryKernels();
 
 }  // namespace Xem::MaterialUtil

@@ -9,9 +9,7 @@ namespace {
 static_assert(kLanes <= kLaneSumLength);
 
 /// A sum that is still spread over lanes.
-XEM_INLINE Unaligned& LaneSum(double* sums, std::size_t i) {
-  return *reinterpret_cast<Unaligned*>(sums + i * kLaneSumLength);
-}
+XEM_INLINE FullVector LaneSum(std::size_t i) { return {i * kLaneSumLength}; }
 
 void AbsoluteResiduals(std::size_t count, const double* measured, double* residuals) {
   ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(at.Load(measured) - at.Load(residuals), residuals); });
@@ -36,7 +34,7 @@ void AddTile(std::size_t count, const double* const* rows, const double* const* 
              std::size_t leadingDimension) {
   V tile[kColumns][kRows];
   for (std::size_t c = 0; c < kColumns; ++c) {
-    for (std::size_t r = 0; r < kRows; ++r) tile[c][r] = LaneSum(sums, c * leadingDimension + r);
+    for (std::size_t r = 0; r < kRows; ++r) tile[c][r] = LaneSum(c * leadingDimension + r).Load(sums);
   }
   const auto add = [&](auto load) XEM_INLINE_LAMBDA {
     V row[kRows];
@@ -55,7 +53,7 @@ void AddTile(std::size_t count, const double* const* rows, const double* const* 
     add([&](const double* x) XEM_INLINE_LAMBDA { return rest.Load(x, 0.0); });
   }
   for (std::size_t c = 0; c < kColumns; ++c) {
-    for (std::size_t r = 0; r < kRows; ++r) LaneSum(sums, c * leadingDimension + r) = tile[c][r];
+    for (std::size_t r = 0; r < kRows; ++r) LaneSum(c * leadingDimension + r).Store(tile[c][r], sums);
   }
 }
 

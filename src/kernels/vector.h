@@ -5,8 +5,9 @@
 
 #include "kernels/kernels.h"
 
-/// Several numbers at once, by the vector types of GCC and Clang: XEM_LANES of them, which the file that includes this
-/// sets. Everything here has internal linkage: two files with different instruction sets share no function.
+/// Several numbers at once, by the vector types of GCC and Clang: XEM_LANES of them, 2, 4 (AVX2 and FMA) or 8
+/// (AVX-512), which the file that includes this sets. Everything here has internal linkage: two files with different
+/// instruction sets share no function.
 namespace Xem::MaterialUtil {
 namespace {
 
@@ -16,8 +17,8 @@ namespace {
 inline constexpr std::size_t kLanes = XEM_LANES;
 typedef double V __attribute__((vector_size(sizeof(double) * kLanes)));
 typedef std::int64_t Bits __attribute__((vector_size(sizeof(double) * kLanes)));  // of a V, and truth: 0 or -1
-#if defined(__AVX2__) && XEM_LANES == 4
-typedef long long LongLong __attribute__((vector_size(32)));  // as the compilers' own functions name it
+#if XEM_LANES > 2
+typedef long long LongLong __attribute__((vector_size(sizeof(double) * kLanes)));  // in compilers' own functions
 #endif
 typedef double Unaligned __attribute__((vector_size(sizeof(double) * kLanes), aligned(alignof(double)), may_alias));
 
@@ -25,7 +26,9 @@ XEM_INLINE V Set(double x) { return x - V{}; }
 
 /// a b + c, rounded once where the instruction set can.
 XEM_INLINE V Fma(V a, V b, V c) {
-#if defined(__FMA__) && XEM_LANES == 4
+#if XEM_LANES == 8
+  return __builtin_ia32_vfmaddpd512_mask(a, b, c, 0xff, 4);
+#elif XEM_LANES == 4
   return __builtin_ia32_vfmaddpd256(a, b, c);
 #else
   return a * b + c;
@@ -36,12 +39,13 @@ XEM_INLINE V Where(Bits condition, V a, V b) { return condition ? a : b; }
 XEM_INLINE V Magnitude(V x) { return (V)((Bits)x & std::int64_t{0x7fffffffffffffff}); }
 
 XEM_INLINE bool Any(Bits condition) {
-#if defined(__AVX2__) && XEM_LANES == 4
+#if XEM_LANES == 8
+  return __builtin_ia32_cvtq2mask512((LongLong)condition) != 0;
+#elif XEM_LANES == 4
   return __builtin_ia32_movmskpd256((V)condition) != 0;
+#else
+  return (condition[0] | condition[1]) != 0;
 #endif
-  std::int64_t any = 0;
-  for (std::size_t i = 0; i < kLanes; ++i) any |= condition[i];
-  return any != 0;
 }
 
 /// As many consecutive points as there are lanes.
@@ -60,24 +64,23 @@ struct PartialVector {
   }
   /// Lanes without a point hold `rest`.
   XEM_INLINE V Load(const double* points, double rest = 1.0) const {
-#if defined(__AVX2__) && XEM_LANES == 4
+#if XEM_LANES == 8
+    return __builtin_ia32_loadupd512_mask(points + first, Set(rest), __builtin_ia32_cvtq2mask512((LongLong)present));
+#elif XEM_LANES == 4
     return Where(present, __builtin_ia32_maskloadpd256(reinterpret_cast<const V*>(points + first), (LongLong)present),
                  Set(rest));
 #else
-    V values = Set(rest);
-    for (std::size_t i = 0; i < kLanes; ++i) {
-      if (present[i]) values[i] = points[first + i];
-    }
-    return values;
+    return V{present[0] ? points[first] : rest, present[1] ? points[first + 1] : rest};
 #endif
   }
   XEM_INLINE void Store(V values, double* points) const {
-#if defined(__AVX2__) && XEM_LANES == 4
+#if XEM_LANES == 8
+    __builtin_ia32_storeupd512_mask(points + first, values, __builtin_ia32_cvtq2mask512((LongLong)present));
+#elif XEM_LANES == 4
     __builtin_ia32_maskstorepd256(reinterpret_cast<V*>(points + first), (LongLong)present, values);
 #else
-    for (std::size_t i = 0; i < kLanes; ++i) {
-      if (present[i]) points[first + i] = values[i];
-    }
+    if (present[0]) points[first] = values[0];
+    if (present[1]) points[first + 1] = values[1];
 #endif
   }
 };

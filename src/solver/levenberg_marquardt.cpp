@@ -68,23 +68,22 @@ void AddInOrder(std::span<const double> column, std::span<double* const> others,
 /// A step to solve for: the small factorisation where it is safe, LAPACK's otherwise.
 class StepSolver {
  public:
-  StepSolver(std::int32_t order, Arithmetic arithmetic)
-      : arithmetic_(arithmetic), damped_(order, order), quick_(order), order_(order) {}
+  StepSolver(std::int32_t order, Arithmetic arithmetic) : arithmetic_(arithmetic), order_(order), quick_(order) {}
 
   /// `step` is the gradient on entry. Throws LAPACK's `info`.
   void Solve(const Matrix& normal, double damping, std::span<double> step) {
-    DampDiagonal(normal, damping, damped_);
-    if (arithmetic_ == Arithmetic::Vectorised && quick_.Solve(damped_, step)) return;
+    if (arithmetic_ == Arithmetic::Vectorised && quick_.Solve(normal, damping, step)) return;
     if (!general_) general_.emplace(order_);
+    DampDiagonal(normal, damping, damped_);
     general_->Solve(damped_, step);
   }
 
  private:
   Arithmetic arithmetic_;
-  Matrix damped_;
-  PositiveDefiniteSolver quick_;
-  std::optional<SymmetricSolver> general_;
   std::int32_t order_;
+  PositiveDefiniteSolver quick_;
+  Matrix damped_;
+  std::optional<SymmetricSolver> general_;
 };
 
 }  // namespace
@@ -127,9 +126,15 @@ void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const F
   std::int32_t longest = 0;
   for (const auto& function : testFunctions_) longest = std::max(longest, function->PointCount());
   blockLength_ = std::min(std::clamp(kNumbers / (width + 2) / kFewest * kFewest, kFewest, kMost), longest);
-  // Columns a power of two apart would get into one another's way.
-  constexpr std::int32_t kApart = 8;
-  if (block_.Columns() != width + 1 || block_.Rows() < blockLength_) block_ = Matrix(blockLength_ + kApart, width + 1);
+  // Columns begin with a line of the cache, and not a power of two apart, where they would get into one another's way.
+  constexpr std::int32_t kLine = 8;
+  const std::int32_t stride = (blockLength_ + kLine - 1) / kLine * kLine + kLine;
+  if (block_.columns != width + 1 || block_.rows < blockLength_) {
+    storage_.resize(static_cast<std::size_t>(stride) * (parameterCount + 1) + kLine);
+    const auto address = reinterpret_cast<std::uintptr_t>(storage_.data());
+    const std::size_t toLine = (kLine - address / sizeof(double) % kLine) % kLine;
+    block_ = {storage_.data() + toLine, blockLength_, width + 1, stride};
+  }
   columns_.clear();
   columns_.reserve(parameterCount + 1);
   for (std::int32_t k = 0; k < width; ++k) {
@@ -191,7 +196,8 @@ double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const 
       const std::size_t count = std::min(static_cast<std::size_t>(blockLength_), compared.size() - first);
       const std::span<double> residuals(columns.back(), count);
       const MatrixView derivatives =
-          equations ? MatrixView{block_.Data(), static_cast<std::int32_t>(count), width, block_.Rows()} : MatrixView{};
+          equations ? MatrixView{block_.data, static_cast<std::int32_t>(count), width, block_.leadingDimension}
+                    : MatrixView{};
       function->EvaluateBlock(termCount_, parameters, static_cast<std::int32_t>(first), residuals, derivatives);
       FormResiduals(compared.subspan(first, count), residuals, columns.first(free));
       AddProducts(count, columns);

@@ -97,7 +97,8 @@ class LevenbergMarquardtMethod {
   // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
   // by the residuals; the sums are those of the products of `columns_` with one another.
   std::int32_t blockLength_ = 0;
-  Matrix block_;
+  std::vector<double> storage_;
+  MatrixView block_;
   std::vector<double*> columns_;
   std::vector<double> sums_;
 };

@@ -15,38 +15,41 @@ constexpr double kClear = 1e-10;
 }  // namespace
 
 PositiveDefiniteSolver::PositiveDefiniteSolver(std::int32_t order)
-    : order_(order), factor_(order <= kLargestOrder ? order : 0, order <= kLargestOrder ? order : 0) {}
+    : order_(static_cast<std::size_t>(order)), columns_(order <= kLargestOrder ? order_ * (order_ + 1) : 0) {}
 
-bool PositiveDefiniteSolver::Solve(const Matrix& b, std::span<double> x) {
-  if (order_ > kLargestOrder) return false;
-  for (std::int32_t j = 0; j < order_; ++j) {
-    double* const row = &factor_(0, j);
-    double pivot = b(j, j);
-    for (std::int32_t i = 0; i < j; ++i) {
-      const double* const other = &factor_(0, i);
-      double product = b(j, i);  // of row j of L and D
-      for (std::int32_t k = 0; k < i; ++k) product -= row[k] * other[k];
-      row[i] = product;
-    }
-    // Dividing late, so that the inner products above are of one factor with D and one without.
-    for (std::int32_t i = 0; i < j; ++i) {
-      const double scaled = row[i] * factor_(i, i);
-      pivot -= row[i] * scaled;
-      row[i] = scaled;
-    }
-    // Not so for NaN either; an infinite entry makes the pivot infinite or NaN.
-    if (!(pivot > kClear * b(j, j)) || !(pivot >= std::numeric_limits<double>::min()) ||
+bool PositiveDefiniteSolver::Solve(const Matrix& a, double damping, std::span<double> x) {
+  if (columns_.empty()) return false;
+  const std::size_t n = order_;
+  const std::size_t rows = n + 1;
+  double* const columns = columns_.data();
+  const double* const source = a.Data();
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t i = j; i < n; ++i) columns[j * rows + i] = source[j * n + i];
+    columns[j * rows + j] = (1.0 + damping) * source[j * n + j];
+    columns[j * rows + n] = x[j];
+  }
+  for (std::size_t j = 0; j < n; ++j) {
+    double* const column = columns + j * rows;
+    const double pivot = column[j];
+    // Not so for NaN either; an infinite entry makes a pivot infinite or NaN.
+    if (!(pivot > kClear * (1.0 + damping) * source[j * n + j]) || !(pivot >= std::numeric_limits<double>::min()) ||
         !(pivot <= std::numeric_limits<double>::max())) {
       return false;
     }
-    row[j] = 1.0 / pivot;
+    const double inverse = 1.0 / pivot;
+    column[j] = inverse;
+    for (std::size_t k = j + 1; k < n; ++k) {
+      const double factor = column[k] * inverse;
+      double* const other = columns + k * rows;
+      for (std::size_t i = k; i < rows; ++i) other[i] -= factor * column[i];
+    }
   }
-  for (std::int32_t j = 0; j < order_; ++j) {
-    for (std::int32_t k = 0; k < j; ++k) x[j] -= factor_(k, j) * x[k];
-  }
-  for (std::int32_t j = order_ - 1; j >= 0; --j) {
-    x[j] *= factor_(j, j);
-    for (std::int32_t k = j + 1; k < order_; ++k) x[j] -= factor_(j, k) * x[k];
+  // D L^T x = what elimination has left of the right-hand side.
+  for (std::size_t j = n; j-- > 0;) {
+    const double* const column = columns + j * rows;
+    double sum = column[n];
+    for (std::size_t k = j + 1; k < n; ++k) sum -= column[k] * x[k];
+    x[j] = sum * column[j];
   }
   return true;
 }
