@@ -4,21 +4,23 @@ import pathlib
 import re
 import sys
 
+KERNELS = "kernels/kernels.h"  # the rest is compiled for particular processors
 ALLOWED = {
+    "kernels": [],
     "solver/linalg": [],
-    "testdata": ["solver/linalg"],
-    "testfunctions": ["testdata", "solver/linalg"],
-    "solver": ["testfunctions/test_function_base.h", "solver/linalg"],
+    "testdata": ["solver/linalg", KERNELS],
+    "testfunctions": ["testdata", "solver/linalg", KERNELS],
+    "solver": ["testfunctions/test_function_base.h", "solver/linalg", KERNELS],
     "hyperelastic": ["solver", "testfunctions", "testdata"],
-    "viscoelastic": ["hyperelastic", "solver", "testfunctions", "testdata"],
+    "viscoelastic": ["hyperelastic", "solver", "testfunctions", "testdata", KERNELS],
     "stability": ["testdata", "solver/linalg"],
-    "dynamic": ["solver", "testfunctions", "testdata"],
-    "soil": ["solver", "testfunctions", "testdata"],
+    "dynamic": ["solver", "testfunctions", "testdata", KERNELS],
+    "soil": ["solver", "testfunctions", "testdata", KERNELS],
     "sheetmetal": [],
     "boundary": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
                  "sheetmetal"],
     "fit": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
-            "sheetmetal"],
+            "sheetmetal", KERNELS],
 }
 # The rooms of the command-line tool. Files outside of them put the tool together; of those a room knows only what all
 # rooms share.

@@ -41,7 +41,6 @@ std::int32_t ComputeStress4Ogden(const Xem::PointArray& uniaxial, const Xem::Poi
   const OutputCurves out{&uniaxialOut, &equibiaxialOut, &pureShearOut, &simpleShearOut};
   const TestDataList testData =
       LoadForEvaluation(InputCurves{&uniaxial, &equibiaxial, &pureShear, &simpleShear}, out, lower, upper);
-  const XemMaterialCurveFittingOgden model(testData, terms);
-  WriteStresses(ComputeStresses(model, parameters), out);
+  WriteStresses(ComputeOgdenStresses(testData, parameters), out);
   return 0;
 }

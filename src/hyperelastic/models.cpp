@@ -96,6 +96,17 @@ double XemMaterialCurveFittingBlatzKo::ComputeStress(const XemMaterialTestDataBa
   return testData.BlatzKoStress(parameters[0], stretch, lateralStretch);
 }
 
+Vector ComputeOgdenStresses(const TestDataList& testData, std::span<const double> pairs) {
+  Vector stresses(PointCount(testData));
+  std::span<double> rest = stresses.Span();
+  for (const auto& data : testData) {
+    const auto count = static_cast<std::size_t>(data->PointCount());
+    OgdenPoints(data->Stretch()).Stresses(data->LateralStretchExponent(), pairs, 0, rest.first(count));
+    rest = rest.subspan(count);
+  }
+  return stresses;
+}
+
 Vector ComputeStresses(const XemMaterialCurvefittingModelBase& model, std::span<const double> parameters) {
   Vector stresses(PointCount(model.TestData()));
   std::span<double> rest = stresses.Span();

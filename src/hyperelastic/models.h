@@ -88,5 +88,7 @@ class XemMaterialCurveFittingBlatzKo final : public XemMaterialCurvefittingModel
 
 /// Nominal stress at every kept point, test data after test data.
 Vector ComputeStresses(const XemMaterialCurvefittingModelBase& model, std::span<const double> parameters);
+/// The same of an Ogden series, many points at a time.
+Vector ComputeOgdenStresses(const TestDataList& testData, std::span<const double> pairs);
 
 }  // namespace Xem::MaterialUtil

@@ -6,10 +6,17 @@
 
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/matrix.h"
+#include "solver/linalg/positive_definite.h"
 #include "solver/linalg/vector.h"
 #include "testfunctions/test_function_base.h"
 
 namespace Xem::MaterialUtil {
+
+/// How residuals, sums over points and steps are computed.
+enum class Arithmetic {
+  Vectorised,  ///< several points at a time; a factorisation that proves itself safe answers before LAPACK
+  AsWritten,   ///< point after point, in their order, and LAPACK's dsysv: where the last bit decides
+};
 
 /// Levenberg-Marquardt least squares (Levenberg 1944, Marquardt 1963) over the points of one or more test functions.
 ///
@@ -20,17 +27,15 @@ namespace Xem::MaterialUtil {
 /// The list of test functions belongs to the caller and must outlive the solver.
 class LevenbergMarquardtMethod {
  public:
-  /// `termCount` is handed to the test functions, in their own count, and is the length of the mask until SetMask; the
-  /// number of parameters is that of the vector to solve for. Throws CInvalidArgException when there is no test
-  /// function.
-  LevenbergMarquardtMethod(const TestFunctionList& testFunctions, std::int32_t termCount, bool applyConstraints = true);
-
-  /// Normal matrix (symmetric, n x n) and gradient of the free parameters.
+  /// Normal matrix (symmetric, n x n) and gradient of the free parameters. Solve has both, and the sum of squares, from
+  /// one pass.
   virtual void BuildNormalEquations(std::span<const double> parameters, const FixedTermMask& mask, Matrix& normal,
-                                    std::span<double> gradient) = 0;
-  virtual double SumOfSquares(std::span<const double> parameters) = 0;
+                                    std::span<double> gradient);
+  virtual double SumOfSquares(std::span<const double> parameters);
   /// Starting vector, for variants that know one.
   virtual void InitialGuess(const FixedTermMask& mask, std::span<double> parameters);
+
+  void SetArithmetic(Arithmetic arithmetic) { arithmetic_ = arithmetic; }
 
   /// Takes the caller's mask; the number of its zeros becomes the free count.
   void SetMask(const FixedTermMask& mask);
@@ -41,27 +46,22 @@ class LevenbergMarquardtMethod {
 
   /// |SStot - SSres| / SStot with absolute residuals.
   // Deliberate: the mean is the sum of the last measured value of each test function over the number of points.
-  double CoefficientOfDetermination(std::span<const double> parameters) const;
+  double CoefficientOfDetermination(std::span<const double> parameters);
 
   /// Iterations of the last Solve.
   std::int32_t Iterations() const { return iterations_; }
 
  protected:
+  enum class Form { Absolute, Relative };
+
+  /// `termCount` is handed to the test functions, in their own count, and is the length of the mask until SetMask; the
+  /// number of parameters is that of the vector to solve for. Throws CInvalidArgException when there is no test
+  /// function.
+  LevenbergMarquardtMethod(Form form, const TestFunctionList& testFunctions, std::int32_t termCount,
+                           bool applyConstraints);
   ~LevenbergMarquardtMethod() = default;
 
-  static constexpr std::int32_t kBlockLength = 64;
-
   std::int32_t SystemSize() const { return freeCount_ >= 1 ? freeCount_ : mask_.Size(); }
-
-  /// Calls perBlock(testFunction, first, compared) for all points in order; `compared` is of the block's points.
-  template <class PerBlock>
-  void ForEachBlock(PerBlock&& perBlock) const;
-  template <class Residual>
-  double SumSquaredResiduals(std::span<const double> parameters, Residual residual) const;
-  /// `scale(column, compared)` does to a column of derivatives what `residual` does to model values.
-  template <class Scale, class Residual>
-  void AccumulateNormalEquations(std::span<const double> parameters, const FixedTermMask& mask, Matrix& normal,
-                                 std::span<double> gradient, Scale scale, Residual residual);
 
   const TestFunctionList& testFunctions_;
   std::int32_t termCount_;
@@ -70,29 +70,53 @@ class LevenbergMarquardtMethod {
   bool applyConstraints_;
 
  private:
-  bool EnforceConstraints(std::span<double> parameters) const;
+  /// Where a pass writes the normal equations.
+  struct Equations {
+    Matrix& normal;
+    std::span<double> gradient;
+  };
+  /// A pass need not go on once its sum of squares is so far above `error` that the step is rejected for certain, and
+  /// no small change.
+  struct EarlyEnd;
 
-  Matrix derivatives_;         // of a block, all parameters
-  std::vector<double*> free_;  // the columns among them that are fitted
+  bool EnforceConstraints(std::span<double> parameters) const;
+  void PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask);
+  /// Sum of squares, or what it was at an early end. With `equations`, a parameter of mask 0 each, these are complete
+  /// unless the end was early.
+  double Pass(std::span<const double> parameters, const FixedTermMask& mask, const Equations* equations,
+              const EarlyEnd* earlyEnd);
+  void FormResiduals(std::span<const double> measured, std::span<double> residuals,
+                     std::span<double* const> columns) const;
+  void AddProducts(std::size_t count, std::span<double* const> columns);
+  double Total(std::size_t sum) const;
+
+  Form form_;
+  Arithmetic arithmetic_ = Arithmetic::Vectorised;
   std::int32_t iterations_ = 0;
+
+  // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
+  // by the residuals; the sums are those of the products of `columns_` with one another.
+  std::int32_t blockLength_ = 0;
+  std::vector<double> storage_;
+  MatrixView block_;
+  std::vector<double*> columns_;
+  std::vector<double> sums_;
 };
 
 /// Residual measured - model.
 class LevenbergMarquardtMethodAbsolute : public LevenbergMarquardtMethod {
  public:
-  using LevenbergMarquardtMethod::LevenbergMarquardtMethod;
-  void BuildNormalEquations(std::span<const double> parameters, const FixedTermMask& mask, Matrix& normal,
-                            std::span<double> gradient) override;
-  double SumOfSquares(std::span<const double> parameters) override;
+  LevenbergMarquardtMethodAbsolute(const TestFunctionList& testFunctions, std::int32_t termCount,
+                                   bool applyConstraints = true)
+      : LevenbergMarquardtMethod(Form::Absolute, testFunctions, termCount, applyConstraints) {}
 };
 
 /// Residual 1 - model / measured.
 class LevenbergMarquardtMethodRelative : public LevenbergMarquardtMethod {
  public:
-  using LevenbergMarquardtMethod::LevenbergMarquardtMethod;
-  void BuildNormalEquations(std::span<const double> parameters, const FixedTermMask& mask, Matrix& normal,
-                            std::span<double> gradient) override;
-  double SumOfSquares(std::span<const double> parameters) override;
+  LevenbergMarquardtMethodRelative(const TestFunctionList& testFunctions, std::int32_t termCount,
+                                   bool applyConstraints = true)
+      : LevenbergMarquardtMethod(Form::Relative, testFunctions, termCount, applyConstraints) {}
 };
 
 }  // namespace Xem::MaterialUtil

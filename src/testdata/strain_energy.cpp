@@ -1,12 +1,16 @@
 #include "testdata/strain_energy.h"
 
+#include <algorithm>
+
+#include "kernels/kernels.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
 namespace {
 
-/// exp(2 x) and exp(-2 x) are normal numbers up to this magnitude of x.
-constexpr double kLargestLogarithm = 350.0;
+bool IsVectorised(double lateralExponent) {
+  return lateralExponent == -0.5 || lateralExponent == -1.0 || lateralExponent == -2.0;
+}
 
 /// p^e, without a power function for the exponents that modes have.
 double LateralPower(double p, double e) {
@@ -47,7 +51,7 @@ double PolynomialShearModulus(std::span<const double> coefficients) {
 
 OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch, double logStretch) {
   const double logarithm = std::abs(alpha) * logStretch;
-  if (!(std::abs(logarithm) <= kLargestLogarithm)) {
+  if (!(std::abs(logarithm) <= kLargestOgdenLogarithm)) {
     // Beyond one exponential's range, or no logarithm at all: the powers themselves, finite wherever they are.
     const double axial = std::pow(stretch, alpha - 1.0);
     const double lateral = std::pow(stretch, alpha * lateralExponent - 1.0);
@@ -58,6 +62,43 @@ OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch
   const double axial = alpha < 0.0 ? 1.0 / p : p;
   const double lateral = alpha < 0.0 ? InverseLateralPower(p, lateralExponent) : LateralPower(p, lateralExponent);
   return {(axial - lateral) / stretch, logStretch * (axial - lateralExponent * lateral) / stretch};
+}
+
+OgdenPoints::OgdenPoints(std::span<const double> stretches)
+    : stretches_(stretches), logarithms_(std::ssize(stretches)), inverses_(std::ssize(stretches)) {
+  ForThisProcessor().log(stretches.size(), stretches.data(), logarithms_.begin());
+  for (std::size_t i = 0; i < stretches.size(); ++i) {
+    inverses_[i] = 1.0 / stretches[i];
+    const double magnitude = std::abs(logarithms_[i]);
+    if (!(magnitude <= greatestLogarithm_) && !std::isnan(greatestLogarithm_)) greatestLogarithm_ = magnitude;
+  }
+}
+
+void OgdenPoints::Stresses(double lateralExponent, std::span<const double> pairs, std::size_t first,
+                           std::span<double> stress, MatrixView derivatives) const {
+  const std::size_t terms = pairs.size() / 2;
+  bool inRange = IsVectorised(lateralExponent);
+  for (std::size_t k = 0; k < terms; ++k) {
+    inRange = inRange && std::abs(pairs[2 * k + 1]) * greatestLogarithm_ <= kLargestOgdenLogarithm;
+  }
+  if (inRange) {
+    ForThisProcessor().ogden(
+        {terms, pairs.data(), lateralExponent, logarithms_.begin() + first, inverses_.begin() + first},
+        {stress.size(), stress.data(), {derivatives.data, derivatives.leadingDimension}});
+    return;
+  }
+  std::ranges::fill(stress, 0.0);
+  for (std::size_t i = 0; i < stress.size(); ++i) {
+    for (std::size_t k = 0; k < terms; ++k) {
+      const double mu = pairs[2 * k];
+      const double stretch = stretches_[first + i];
+      const OgdenTerm term = EvaluateOgdenTerm(lateralExponent, pairs[2 * k + 1], stretch, std::log(stretch));
+      stress[i] += mu * term.value;
+      if (derivatives.Empty()) continue;
+      derivatives(i, 2 * k) = term.value;
+      derivatives(i, 2 * k + 1) = mu * term.exponentDerivative;
+    }
+  }
 }
 
 double OgdenStress(double lateralExponent, std::span<const double> pairs, double stretch, double logStretch) {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 
+#include "solver/linalg/matrix.h"
+#include "solver/linalg/vector.h"
 #include "testdata/kinematics.h"
 
 /// Strain energies as rows and stresses of one point, for any mode.
@@ -80,6 +82,25 @@ struct OgdenTerm {
 };
 /// `logStretch` is the natural logarithm of `stretch`.
 OgdenTerm EvaluateOgdenTerm(double lateralExponent, double alpha, double stretch, double logStretch);
+
+/// Points of a curve, with what Ogden terms need of their stretches.
+class OgdenPoints {
+ public:
+  OgdenPoints() = default;
+  /// The stretches must outlive this.
+  explicit OgdenPoints(std::span<const double> stretches);
+
+  /// Nominal stresses of `pairs` at points first ... first + stress.size() - 1 and, unless `derivatives` is empty,
+  /// their derivatives by mu_1, alpha_1, mu_2, ...
+  void Stresses(double lateralExponent, std::span<const double> pairs, std::size_t first, std::span<double> stress,
+                MatrixView derivatives = {}) const;
+
+ private:
+  std::span<const double> stretches_;
+  Vector logarithms_;
+  Vector inverses_;
+  double greatestLogarithm_ = 0.0;  // in magnitude; NaN when there is one
+};
 
 /// Nominal stress of `pairs.size() / 2` Ogden terms (mu_k, alpha_k).
 double OgdenStress(double lateralExponent, std::span<const double> pairs, double stretch, double logStretch);

@@ -1,6 +1,7 @@
 #include "testfunctions/hyperelastic_test_function.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/make_shared.hpp>
 #include <cmath>
 #include <cstddef>
@@ -115,25 +116,18 @@ bool XemHyperElasticTestFunction::EnforceParameterConstraints(std::int32_t termC
 
 void XemHyperElasticTestFunction::SetTestData3(std::span<const _T_FUNT_BASE3> points) {
   Load(points, KeepMeasured(), mode_.stretchFromStrain);
-  TakeLogarithms();
+  ogdenPoints_ = OgdenPoints(curve_.abscissa);
 }
 
 void XemHyperElasticTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(points, KeepMeasured(), mode_.stretchFromStrain);
-  TakeLogarithms();
-}
-
-void XemHyperElasticTestFunction::TakeLogarithms() {
-  logStretch_.Resize(PointCount());
-  for (std::int32_t i = 0; i < PointCount(); ++i) logStretch_[i] = std::log(curve_.abscissa[i]);
+  ogdenPoints_ = OgdenPoints(curve_.abscissa);
 }
 
 void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> exponents, MatrixView rows) const {
   for (std::size_t k = 0; k < exponents.size(); ++k) {
-    const std::span<double> column = rows.Column(k);
-    for (std::int32_t i = 0; i < PointCount(); ++i) {
-      column[i] = EvaluateOgdenTerm(LateralStretchExponent(), exponents[k], curve_.abscissa[i], logStretch_[i]).value;
-    }
+    const std::array unit{1.0, exponents[k]};
+    ogdenPoints_.Stresses(LateralStretchExponent(), unit, 0, rows.Column(k));
   }
 }
 
@@ -159,13 +153,18 @@ void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveCompa
 
 void XemHyperElasticTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
                                            std::int32_t first, std::span<double> model, MatrixView derivatives) const {
+  if (modelType_ == ModelType::Ogden) {
+    const auto pairs = parameters.first(2 * static_cast<std::size_t>(termCount));
+    if (derivatives.columns > std::ssize(pairs)) derivatives.Fill(0.0);  // further columns have no effect
+    return ogdenPoints_.Stresses(LateralStretchExponent(), pairs, static_cast<std::size_t>(first), model, derivatives);
+  }
   std::ranges::fill(model, 0.0);
   derivatives.Fill(0.0);
   switch (modelType_) {
     case ModelType::Polynomial:
       return EvaluatePolynomial(termCount, parameters, first, model, derivatives);
     case ModelType::Ogden:
-      return EvaluateOgden(termCount, parameters, first, model, derivatives);
+      return;
     case ModelType::BlatzKo:
       return EvaluateBlatzKo(parameters[0], first, model, derivatives);
   }
@@ -182,23 +181,6 @@ void XemHyperElasticTestFunction::EvaluatePolynomial(std::int32_t order, std::sp
       if (!derivatives.Empty()) derivatives(i, k) = term;
       ++k;
     });
-  }
-}
-
-void XemHyperElasticTestFunction::EvaluateOgden(std::int32_t terms, std::span<const double> pairs, std::int32_t first,
-                                                std::span<double> model, MatrixView derivatives) const {
-  const double lateralExponent = LateralStretchExponent();
-  for (std::int32_t k = 0; k < terms; ++k) {
-    const double mu = pairs[2 * k];
-    const double alpha = pairs[2 * k + 1];
-    for (std::size_t i = 0; i < model.size(); ++i) {
-      const std::int32_t point = first + static_cast<std::int32_t>(i);
-      const OgdenTerm term = EvaluateOgdenTerm(lateralExponent, alpha, curve_.abscissa[point], logStretch_[point]);
-      model[i] += mu * term.value;
-      if (derivatives.Empty()) continue;
-      derivatives(i, 2 * k) = term.value;
-      derivatives(i, 2 * k + 1) = mu * term.exponentDerivative;
-    }
   }
 }
 

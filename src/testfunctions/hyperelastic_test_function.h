@@ -1,6 +1,7 @@
 #pragma once
 
 #include "testdata/deformation_mode.h"
+#include "testdata/strain_energy.h"
 #include "testfunctions/test_function_base.h"
 
 namespace Xem::MaterialUtil {
@@ -42,14 +43,11 @@ class XemHyperElasticTestFunction : public BlockTestFunction {
  private:
   void EvaluatePolynomial(std::int32_t order, std::span<const double> coefficients, std::int32_t first,
                           std::span<double> model, MatrixView derivatives) const;
-  void EvaluateOgden(std::int32_t terms, std::span<const double> pairs, std::int32_t first, std::span<double> model,
-                     MatrixView derivatives) const;
   void EvaluateBlatzKo(double modulus, std::int32_t first, std::span<double> model, MatrixView derivatives) const;
-  void TakeLogarithms();
 
   const ModeKinematics& mode_;
   ModelType modelType_ = ModelType::Polynomial;
-  Vector logStretch_;  // for the Ogden model
+  OgdenPoints ogdenPoints_;  // of the curve's stretches
 };
 
 class XemHyperElasticUniaxial final : public XemHyperElasticTestFunction {

@@ -3,13 +3,14 @@
 #include <cstddef>
 #include <utility>
 
+#include "kernels/kernels.h"
+
 namespace Xem::MaterialUtil {
 namespace {
 
 void MultiplyColumns(MatrixView columns, std::span<const double> factors) {
   for (std::int32_t k = 0; k < columns.columns; ++k) {
-    const std::span<double> column = columns.Column(k);
-    for (std::size_t i = 0; i < column.size(); ++i) column[i] *= factors[i];
+    ForThisProcessor().multiply(factors.size(), factors.data(), columns.Column(k).data());
   }
 }
 
@@ -36,7 +37,7 @@ void ScaledTestFunction::Evaluate(std::int32_t termCount, std::span<const double
                                   std::span<double> model, MatrixView derivatives) const {
   inner_->EvaluateBlock(termCount, parameters, first, model, derivatives);
   const auto factors = factors_.Span().subspan(first, model.size());
-  for (std::size_t i = 0; i < model.size(); ++i) model[i] *= factors[i];
+  ForThisProcessor().multiply(factors.size(), factors.data(), model.data());
   MultiplyColumns(derivatives, factors);
 }
 

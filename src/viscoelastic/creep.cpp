@@ -157,6 +157,8 @@ std::int32_t FitCreepConstants(const boost::shared_ptr<XemMaterialCreepType300>&
   const TestFunctionList functions{curve};
   LevenbergMarquardtMethodRelative solver(functions, mask.Size());
   solver.SetMask(mask);
+  // At one stress the constants are dependent: the last bit decides where the run ends.
+  solver.SetArithmetic(Arithmetic::AsWritten);
   const std::int32_t status = solver.Solve(constants, kCreepTolerance);
   determination = solver.CoefficientOfDetermination(constants);
   return status;

@@ -6,18 +6,10 @@
 #include <cstddef>
 #include <vector>
 
+#include "kernels/kernels.h"
+
 namespace Xem::MaterialUtil {
-namespace {
-
-/// exp(-x) is zero from here on, and slow to say so.
-constexpr double kGone = 746.0;
-
-}  // namespace
-
-double PronyRemainder(double relaxationTime, double time) {
-  const double ratio = time / relaxationTime;
-  return ratio > kGone ? 0.0 : std::exp(-ratio);
-}
+double PronyRemainder(double relaxationTime, double time) { return std::exp(-time / relaxationTime); }
 
 double PronyModulus(std::span<const double> parameters, double time) {
   double modulus = 0.0;
@@ -27,20 +19,14 @@ double PronyModulus(std::span<const double> parameters, double time) {
 
 void PronyModuli(std::span<const double> parameters, std::span<const double> times, std::span<double> moduli,
                  MatrixView derivatives) {
-  const std::size_t terms = parameters.size() / 2;
-  std::ranges::fill(moduli, 1.0);
-  for (std::size_t k = 0; k < terms; ++k) {
-    const double g = parameters[k];
-    const double tau = parameters[terms + k];
-    for (std::size_t i = 0; i < times.size(); ++i) {
-      const double remainder = PronyRemainder(tau, times[i]);
-      moduli[i] -= (1.0 - remainder) * g;
-      if (derivatives.Empty()) continue;
-      derivatives(i, k) = remainder - 1.0;
-      // Nothing remains of a term long gone, also where the quotient would be 0/0.
-      derivatives(i, terms + k) = remainder == 0.0 ? 0.0 : g * times[i] * remainder / (tau * tau);
-    }
-  }
+  ForThisProcessor().prony({parameters.size() / 2, parameters.data(), times.data()},
+                           {moduli.size(), moduli.data(), {derivatives.data, derivatives.leadingDimension}});
+}
+
+void PronyDecays(double relaxationTime, std::span<const double> times, std::span<double> decays) {
+  std::ranges::transform(times, decays.begin(), [&](double time) { return -time / relaxationTime; });
+  ForThisProcessor().exp(decays.size(), decays.data(), decays.data());
+  for (double& decay : decays) decay -= 1.0;
 }
 
 bool ConstrainProny(std::span<double> parameters) {

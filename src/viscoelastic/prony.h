@@ -14,8 +14,7 @@
 /// Parameters are g_1 ... g_n, then tau_1 ... tau_n; times are positive.
 namespace Xem::MaterialUtil {
 
-// Deliberate: value and derivatives are computed as they are written above, although 1 - exp(-x) loses its digits at
-// small x: the iterative fit turns other last bits into other results.
+// 1 - exp(-x) loses its digits at small x, and stays as it is written above: results of the exports belong to it.
 
 /// exp(-t / tau).
 double PronyRemainder(double relaxationTime, double time);
@@ -25,6 +24,9 @@ double PronyModulus(std::span<const double> parameters, double time);
 /// Moduli at several times and, unless `derivatives` is empty, a row per time, a column per parameter.
 void PronyModuli(std::span<const double> parameters, std::span<const double> times, std::span<double> moduli,
                  MatrixView derivatives);
+
+/// exp(-t / tau) - 1 at several times: the response to a unit coefficient.
+void PronyDecays(double relaxationTime, std::span<const double> times, std::span<double> decays);
 
 /// Admissible region: every tau_i <= 0 becomes |tau_i|, so 0 stays 0. True when there was one. The g_i are free.
 bool ConstrainProny(std::span<double> parameters);

@@ -45,9 +45,7 @@ void XemHyperViscoElasticRelaxation::SetTestData(std::span<const _T_FUNT_BASE> p
 
 void XemHyperViscoElasticRelaxation::LinearDesignRows(std::span<const double> relaxationTimes, MatrixView rows) const {
   for (std::size_t k = 0; k < relaxationTimes.size(); ++k) {
-    for (std::int32_t i = 0; i < PointCount(); ++i) {
-      rows(i, k) = PronyRemainder(relaxationTimes[k], curve_.abscissa[i]) - 1.0;
-    }
+    PronyDecays(relaxationTimes[k], curve_.abscissa, rows.Column(k));
   }
 }
 

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+
+/// Laws over blocks of points, several points at once, compiled for more than one instruction set.
+///
+/// A kernel writes model values and, unless there is nowhere to write them, the derivatives by each parameter: a
+/// contiguous column per parameter. What a point gets does not depend on the block that it stands in. Between
+/// instruction sets results differ by rounding only.
+///
+/// Nothing in this header is more than a declaration, so that no function compiled for one processor serves another.
+namespace Xem::MaterialUtil {
+
+/// Derivatives of a block: columns `stride` numbers apart; none without `first`.
+struct KernelColumns {
+  double* first;
+  std::ptrdiff_t stride;
+};
+
+/// Where the results of a block go.
+struct KernelBlock {
+  std::size_t count;
+  double* model;
+  KernelColumns derivatives;
+};
+
+/// Prony series g_1 ... g_n, tau_1 ... tau_n (viscoelastic/prony.h).
+struct PronyArguments {
+  std::size_t terms;
+  const double* parameters;
+  const double* times;
+};
+
+/// Ogden series mu_1, alpha_1, mu_2, ... (testdata/strain_energy.h). `lateralExponent` is -1/2, -1 or -2, and no
+/// |alpha ln lambda| is above kLargestOgdenLogarithm.
+struct OgdenArguments {
+  std::size_t terms;
+  const double* pairs;
+  double lateralExponent;
+  const double* logStretches;
+  const double* inverseStretches;
+};
+inline constexpr double kLargestOgdenLogarithm = 350.0;
+
+inline constexpr std::size_t kLaneSumLength = 8;
+
+struct Kernels {
+  void (*exp)(std::size_t count, const double* x, double* result);
+  void (*log)(std::size_t count, const double* x, double* result);
+  void (*prony)(const PronyArguments& series, const KernelBlock& block);
+  void (*ogden)(const OgdenArguments& series, const KernelBlock& block);
+
+  /// residuals = measured - residuals; relative: 1 - residuals / measured.
+  void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);
+  /// The same, and every column over measured.
+  void (*relativeResiduals)(std::size_t count, const double* measured, double* residuals, double* const* columns,
+                            std::size_t columnCount);
+  /// x *= factors.
+  void (*multiply)(std::size_t count, const double* factors, double* x);
+  /// Adds the inner product of columns i and j, for i <= j, to sum i + j columnCount; what stands below the diagonal of
+  /// this square means nothing. A sum takes kLaneSumLength numbers, of which `total` makes one: reduced once per pass,
+  /// not per block. It does not depend on the other columns, nor on the lengths of blocks that are multiples of it.
+  void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums);
+  double (*total)(const double* sum);
+};
+
+/// The kernels for the processor at hand, which does not change.
+const Kernels& ForThisProcessor();
+
+/// Those that it can run, the best first; null ends the list.
+const Kernels* const* EveryKernels();
+
+}  // namespace Xem::MaterialUtil

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "kernels/vector.h"
+
+/// What the normal equations need of a block of points.
+namespace Xem::MaterialUtil {
+namespace {
+
+static_assert(kLanes <= kLaneSumLength);
+
+/// A sum that is still spread over lanes.
+XEM_INLINE FullVector LaneSum(std::size_t i) { return {i * kLaneSumLength}; }
+
+void AbsoluteResiduals(std::size_t count, const double* measured, double* residuals) {
+  ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(at.Load(measured) - at.Load(residuals), residuals); });
+}
+
+void RelativeResiduals(std::size_t count, const double* measured, double* residuals, double* const* columns,
+                       std::size_t columnCount) {
+  ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA {
+    const V inverse = 1.0 / at.Load(measured);
+    at.Store(1.0 - at.Load(residuals) * inverse, residuals);
+    for (std::size_t k = 0; k < columnCount; ++k) at.Store(at.Load(columns[k]) * inverse, columns[k]);
+  });
+}
+
+void Multiply(std::size_t count, const double* factors, double* x) {
+  ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(at.Load(factors) * at.Load(x), x); });
+}
+
+/// Products of a few columns with a few others. An accumulator each: side by side they do not wait for one another.
+template <std::size_t kRows, std::size_t kColumns>
+void AddTile(std::size_t count, const double* const* rows, const double* const* columns, double* sums,
+             std::size_t leadingDimension) {
+  V tile[kColumns][kRows];
+  for (std::size_t c = 0; c < kColumns; ++c) {
+    for (std::size_t r = 0; r < kRows; ++r) tile[c][r] = LaneSum(c * leadingDimension + r).Load(sums);
+  }
+  const auto add = [&](auto load) XEM_INLINE_LAMBDA {
+    V row[kRows];
+    for (std::size_t r = 0; r < kRows; ++r) row[r] = load(rows[r]);
+    for (std::size_t c = 0; c < kColumns; ++c) {
+      const V column = load(columns[c]);
+      for (std::size_t r = 0; r < kRows; ++r) tile[c][r] = Fma(row[r], column, tile[c][r]);
+    }
+  };
+  std::size_t first = 0;
+  for (; first + kLanes <= count; first += kLanes) {
+    add([&](const double* x) XEM_INLINE_LAMBDA { return FullVector{first}.Load(x); });
+  }
+  if (first < count) {
+    const PartialVector rest(first, count - first);
+    add([&](const double* x) XEM_INLINE_LAMBDA { return rest.Load(x, 0.0); });
+  }
+  for (std::size_t c = 0; c < kColumns; ++c) {
+    for (std::size_t r = 0; r < kRows; ++r) LaneSum(c * leadingDimension + r).Store(tile[c][r], sums);
+  }
+}
+
+template <std::size_t kColumns>
+void AddColumns(std::size_t count, const double* const* columns, std::size_t column, double* sums,
+                std::size_t leadingDimension) {
+  std::size_t row = 0;
+  const std::size_t end = column + kColumns;
+  const auto tile = [&](auto add) {
+    double* const begin = sums + (column * leadingDimension + row) * kLaneSumLength;
+    add(count, columns + row, columns + column, begin, leadingDimension);
+  };
+  for (; row + 4 <= end; row += 4) tile(AddTile<4, kColumns>);
+  if (end - row == 1) tile(AddTile<1, kColumns>);
+  if (end - row == 2) tile(AddTile<2, kColumns>);
+  if (end - row == 3) tile(AddTile<3, kColumns>);
+}
+
+void AddProducts(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums) {
+  std::size_t column = 0;
+  for (; column + 2 <= columnCount; column += 2) AddColumns<2>(count, columns, column, sums, columnCount);
+  if (column < columnCount) AddColumns<1>(count, columns, column, sums, columnCount);
+}
+
+double Total(const double* sum) {
+  double total = sum[0];
+  for (std::size_t i = 1; i < kLanes; ++i) total += sum[i];
+  return total;
+}
+
+}  // namespace
+}  // namespace Xem::MaterialUtil

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "kernels/elementary.h"
+#include "kernels/kernels.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+/// g(t) = 1 - sum_k g_k (1 - exp(-t / tau_k))
+///
+///   dg/dg_k   = exp(-t / tau_k) - 1
+///   dg/dtau_k = g_k t exp(-t / tau_k) / tau_k^2
+template <bool kDerivatives>
+XEM_INLINE void PronyModuli(const PronyArguments& series, const KernelBlock& block) {
+  Fill(block, 1.0);
+  for (std::size_t k = 0; k < series.terms; ++k) {
+    const double g = series.parameters[k];
+    const double rate = 1.0 / series.parameters[series.terms + k];
+    double* const byShare = Column(block, k);
+    double* const byTime = Column(block, series.terms + k);
+    ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
+      const V ratio = rate * at.Load(series.times);
+      const V remainder = Exp(-ratio);
+      at.Store(at.Load(block.model) - g * (1.0 - remainder), block.model);
+      if constexpr (kDerivatives) {
+        at.Store(remainder - 1.0, byShare);
+        // Nothing remains of a term long gone, also where the product would be 0 times infinity.
+        at.Store(Where(remainder == 0.0, Set(0.0), (g * rate) * ratio * remainder), byTime);
+      }
+    });
+  }
+}
+
+}  // namespace
+}  // namespace Xem::MaterialUtil

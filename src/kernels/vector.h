@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kernels/kernels.h"
+
+/// Several numbers at once, by the vector types of GCC and Clang: XEM_LANES of them, 2, 4 (AVX2 and FMA) or 8
+/// (AVX-512), which the file that includes this sets. Everything here has internal linkage: two files with different
+/// instruction sets share no function.
+namespace Xem::MaterialUtil {
+namespace {
+
+#define XEM_INLINE inline __attribute__((always_inline))
+#define XEM_INLINE_LAMBDA __attribute__((always_inline))
+
+inline constexpr std::size_t kLanes = XEM_LANES;
+typedef double V __attribute__((vector_size(sizeof(double) * kLanes)));
+typedef std::int64_t Bits __attribute__((vector_size(sizeof(double) * kLanes)));  // of a V, and truth: 0 or -1
+#if XEM_LANES > 2
+typedef long long LongLong __attribute__((vector_size(sizeof(double) * kLanes)));  // in compilers' own functions
+#endif
+typedef double Unaligned __attribute__((vector_size(sizeof(double) * kLanes), aligned(alignof(double)), may_alias));
+
+XEM_INLINE V Set(double x) { return x - V{}; }
+
+/// a b + c, rounded once where the instruction set can.
+XEM_INLINE V Fma(V a, V b, V c) {
+#if XEM_LANES == 8
+  return __builtin_ia32_vfmaddpd512_mask(a, b, c, 0xff, 4);
+#elif XEM_LANES == 4
+  return __builtin_ia32_vfmaddpd256(a, b, c);
+#else
+  return a * b + c;
+#endif
+}
+
+XEM_INLINE V Where(Bits condition, V a, V b) { return condition ? a : b; }
+XEM_INLINE V Magnitude(V x) { return (V)((Bits)x & std::int64_t{0x7fffffffffffffff}); }
+
+XEM_INLINE bool Any(Bits condition) {
+#if XEM_LANES == 8
+  return __builtin_ia32_cvtq2mask512((LongLong)condition) != 0;
+#elif XEM_LANES == 4
+  return __builtin_ia32_movmskpd256((V)condition) != 0;
+#else
+  return (condition[0] | condition[1]) != 0;
+#endif
+}
+
+/// As many consecutive points as there are lanes.
+struct FullVector {
+  std::size_t first;
+  XEM_INLINE V Load(const double* points) const { return *reinterpret_cast<const Unaligned*>(points + first); }
+  XEM_INLINE void Store(V values, double* points) const { *reinterpret_cast<Unaligned*>(points + first) = values; }
+};
+
+/// The points that are left, fewer than there are lanes; nothing is read or written beyond them.
+struct PartialVector {
+  std::size_t first;
+  Bits present;
+  XEM_INLINE PartialVector(std::size_t begin, std::size_t count) : first(begin) {
+    for (std::size_t i = 0; i < kLanes; ++i) present[i] = i < count ? -1 : 0;
+  }
+  /// Lanes without a point hold `rest`.
+  XEM_INLINE V Load(const double* points, double rest = 1.0) const {
+#if XEM_LANES == 8
+    return __builtin_ia32_loadupd512_mask(points + first, Set(rest), __builtin_ia32_cvtq2mask512((LongLong)present));
+#elif XEM_LANES == 4
+    return Where(present, __builtin_ia32_maskloadpd256(reinterpret_cast<const V*>(points + first), (LongLong)present),
+                 Set(rest));
+#else
+    return V{present[0] ? points[first] : rest, present[1] ? points[first + 1] : rest};
+#endif
+  }
+  XEM_INLINE void Store(V values, double* points) const {
+#if XEM_LANES == 8
+    __builtin_ia32_storeupd512_mask(points + first, values, __builtin_ia32_cvtq2mask512((LongLong)present));
+#elif XEM_LANES == 4
+    __builtin_ia32_maskstorepd256(reinterpret_cast<V*>(points + first), (LongLong)present, values);
+#else
+    if (present[0]) points[first] = values[0];
+    if (present[1]) points[first + 1] = values[1];
+#endif
+  }
+};
+
+/// body(at) for all points, a vector of them at a time; at.Load(points) and at.Store(values, points) reach them.
+template <class Body>
+XEM_INLINE void ForEachVector(std::size_t count, Body body) {
+  std::size_t first = 0;
+  for (; first + kLanes <= count; first += kLanes) body(FullVector{first});
+  if (first < count) body(PartialVector(first, count - first));
+}
+
+XEM_INLINE void Fill(const KernelBlock& block, double value) {
+  for (std::size_t i = 0; i < block.count; ++i) block.model[i] = value;
+}
+
+/// The column of a block's derivatives by parameter k.
+XEM_INLINE double* Column(const KernelBlock& block, std::size_t k) {
+  return block.derivatives.first + static_cast<std::ptrdiff_t>(k) * block.derivatives.stride;
+}
+
+}  // namespace
+}  // namespace Xem::MaterialUtil

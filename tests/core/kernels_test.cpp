@@ -1,0 +1,117 @@
+#include "kernels/kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "support/near.h"
+#include "testdata/strain_energy.h"
+
+namespace Xem::Testing {
+namespace {
+
+using namespace MaterialUtil;
+
+/// Kernels of every instruction set at hand.
+class EachKernels : public testing::TestWithParam<const Kernels*> {};
+INSTANTIATE_TEST_SUITE_P(InstructionSets, EachKernels, testing::ValuesIn([] {
+                           std::vector<const Kernels*> all;
+                           for (const Kernels* const* k = EveryKernels(); *k; ++k) all.push_back(*k);
+                           return all;
+                         }()));
+
+using Elementary = void (*)(std::size_t, const double*, double*);
+
+/// Within 1.5 units in the last place of the function in extended precision; what is not finite is the same.
+void ExpectAccurate(Elementary function, long double (*exact)(long double), const std::vector<double>& arguments) {
+  std::vector<double> values(arguments.size());
+  function(arguments.size(), arguments.data(), values.data());
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const long double wanted = exact(arguments[i]);
+    const auto rounded = static_cast<double>(wanted);
+    if (!std::isfinite(rounded)) {
+      EXPECT_TRUE(values[i] == rounded || (std::isnan(values[i]) && std::isnan(rounded))) << arguments[i];
+      continue;
+    }
+    const int exponent = std::max(rounded == 0.0 ? -1074 : std::ilogb(rounded) - 52, -1074);
+    EXPECT_LE(std::abs(values[i] - wanted), 1.5L * std::ldexp(1.0L, exponent)) << arguments[i];
+  }
+}
+
+TEST_P(EachKernels, ElementaryFunctionsAreAccurateEverywhere) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  std::vector<double> exponents{0.0,    -0.0,   kInfinity,          -kInfinity,          std::nan(""),       1e-320,
+                                -1e308, 1e308,  709.78271289338397, 709.7827128933841,   -745.1332191019411, -746.0,
+                                708.0,  -708.1, -708.3964185322641, 0x1.62e42fefa39efp-2};
+  std::vector<double> arguments{
+      0.0, -0.0,      kInfinity,   -kInfinity,           std::nan(""),          5e-324, -5e-324, -1.0,
+      1.0, 0x1p-1022, 1.0 - 1e-16, 0x1.6a09e667f3bcdp-1, 0x1.fffffffffffffp1023};
+  std::mt19937_64 random(7);
+  std::uniform_real_distribution<double> wide(-750.0, 715.0), narrow(-1.0, 1.0), logarithm(-744.0, 709.0);
+  for (int i = 0; i < 20000; ++i) {
+    exponents.insert(exponents.end(), {wide(random), narrow(random)});
+    arguments.insert(arguments.end(), {std::exp(logarithm(random)), 1.0 + 0.5 * narrow(random)});
+  }
+  ExpectAccurate(GetParam()->exp, expl, exponents);
+  ExpectAccurate(GetParam()->log, logl, arguments);
+}
+
+TEST_P(EachKernels, OgdenTermsAreThoseOfOnePointAndOppositeInPlanarModes) {
+  for (const double e : {-0.5, -1.0, -2.0}) {
+    std::vector<double> logs, inverses, stretches;
+    for (double stretch = 0.3; stretch < 8.0; stretch *= 1.17) {  // not a multiple of the lanes
+      stretches.push_back(stretch);
+      logs.push_back(std::log(stretch));
+      inverses.push_back(1.0 / stretch);
+    }
+    const std::size_t count = stretches.size();
+    const std::vector<double> pairs{0.7, 1.3, 0.7, -1.3, -0.2, 11.0, 0.1, 0.0};
+    std::vector<double> stress(count), columns(count * pairs.size());
+    GetParam()->ogden({pairs.size() / 2, pairs.data(), e, logs.data(), inverses.data()},
+                      {count, stress.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
+    for (std::size_t i = 0; i < count; ++i) {
+      ExpectDigits(stress[i], OgdenStress(e, pairs, stretches[i], logs[i]), 1e-13);
+      for (std::size_t k = 0; k < pairs.size() / 2; ++k) {
+        const OgdenTerm term = EvaluateOgdenTerm(e, pairs[2 * k + 1], stretches[i], logs[i]);
+        ExpectDigits(columns[2 * k * count + i], term.value, 1e-13);
+        ExpectDigits(columns[(2 * k + 1) * count + i], pairs[2 * k] * term.exponentDerivative, 1e-13);
+      }
+      if (e != -1.0) continue;
+      EXPECT_EQ(columns[i], -columns[2 * count + i]);
+      EXPECT_EQ(columns[count + i], columns[3 * count + i]);
+    }
+  }
+}
+
+TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
+  std::mt19937 random(3);
+  std::uniform_real_distribution<double> draw(-1.0, 1.0);
+  for (std::size_t width = 1; width <= 7; ++width) {
+    for (const std::size_t count : {1u, 2u, 3u, 5u, 8u, 15u, 33u}) {
+      std::vector<std::vector<double>> data(width, std::vector<double>(count));
+      std::vector<const double*> columns;
+      for (auto& column : data) {
+        for (double& entry : column) entry = draw(random);
+        columns.push_back(column.data());
+      }
+      std::vector<double> sums(width * width * kLaneSumLength);
+      GetParam()->addProducts(count, columns.data(), width, sums.data());
+      GetParam()->addProducts(count, columns.data(), width, sums.data());
+      for (std::size_t j = 0; j < width; ++j) {
+        for (std::size_t i = 0; i <= j; ++i) {
+          double product = 0.0;
+          for (std::size_t k = 0; k < count; ++k) product += data[i][k] * data[j][k];
+          const double total = GetParam()->total(sums.data() + (i + j * width) * kLaneSumLength);
+          ExpectNear(total, 2.0 * product, 1e-13);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Xem::Testing
