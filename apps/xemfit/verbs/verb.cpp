@@ -110,7 +110,7 @@ Fit::Options Verb::FitOptions() const {
     throw Failure(ExitCode::Usage,
                   fmt::format("--weight: there is no curve {}; the curves are {}", Quoted(curve), Join(names, ", ")));
   }
-  return fit_.fit;
+  return ReadFitOptions(fit_);
 }
 
 std::string Verb::ReadText(const std::string& path) {
@@ -179,6 +179,7 @@ MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const
   measured.yUnit = yColumn.unit;
   measured.xName = xColumn.accepted;
   measured.yName = yColumn.accepted;
+  measured.yColumn = table.columns[yColumn.index];
   Fit::Input source{curveName, table.source, digests_[table.source], {}, static_cast<int>(table.rows.size())};
   for (const std::size_t column : {xColumn.index, yColumn.index}) source.columns.push_back(table.columns[column]);
   if (lateralColumn) source.columns.push_back(table.columns[lateralColumn->index]);

@@ -27,6 +27,7 @@ struct MeasuredCurve {
   std::string yUnit;
   std::string_view xName;  ///< names of the roles that the columns go by; empty for columns called otherwise
   std::string_view yName;
+  std::string yColumn;  ///< as the file has it
 };
 
 /// One `xemfit GROUP NAME`: declares its options, then turns them into a report.
