@@ -66,8 +66,8 @@ std::size_t IndexOf(const std::string& name, const char* option, const Problem& 
 void ApplyBounds(const std::string& name, const Interval& bounds, Problem& problem) {
   FreeOrHeld& parameter = problem.parameters[IndexOf(name, "bound", problem)];
   if (!(bounds.lower < bounds.upper)) {
-    throw Error(ErrorKind::BadInput, "the bounds " + Text(bounds) +
-                                         " of parameter " + name + " leave it no room; hold it at a value instead");
+    throw Error(ErrorKind::BadInput, "the bounds " + Text(bounds) + " of parameter " + name +
+                                         " leave it no room; hold it at a value instead");
   }
   if (parameter.held) {
     throw Error(ErrorKind::BadInput,
@@ -75,8 +75,8 @@ void ApplyBounds(const std::string& name, const Interval& bounds, Problem& probl
   }
   const Interval range{parameter.lower * parameter.scale, parameter.upper * parameter.scale};
   if (bounds.lower > range.upper || bounds.upper < range.lower) {
-    throw Error(ErrorKind::BadInput, "the bounds " + Text(bounds) + " of parameter " + name +
-                                         " lie outside its range, " + Text(range));
+    throw Error(ErrorKind::BadInput,
+                "the bounds " + Text(bounds) + " of parameter " + name + " lie outside its range, " + Text(range));
   }
   parameter.lower = std::max(parameter.lower, bounds.lower / parameter.scale);
   parameter.upper = std::min(parameter.upper, bounds.upper / parameter.scale);
@@ -143,10 +143,9 @@ void ApplyOptions(const Options& options, Problem& problem, std::vector<double>&
 }
 
 int CountedParameters(const Result& result) {
-  return static_cast<int>(
-      std::count_if(result.parameters.begin(), result.parameters.end(), [](const Parameter& parameter) {
-        return parameter.atBound ? parameter.value != 0.0 : !parameter.held;
-      }));
+  return static_cast<int>(std::count_if(
+      result.parameters.begin(), result.parameters.end(),
+      [](const Parameter& parameter) { return parameter.atBound ? parameter.value != 0.0 : !parameter.held; }));
 }
 
 bool OneQuantity(const ModelInfo& info, const std::vector<CurveResult>& curves) {

@@ -14,8 +14,8 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-/// Differences of fourth order: this step makes truncation and rounding equally small, 1e-12 of a slope or so.
-constexpr double kStep = 1e-3;
+/// Differences of fourth order: errors of rounding and of curvature are 1e-11 of a slope or so.
+constexpr double kStep = 1e-4;
 
 /// A value nearer to 0 than this part of its standard error is stepped as if it were that far away.
 constexpr double kNextToNothing = 1e-3;

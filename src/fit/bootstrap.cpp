@@ -4,8 +4,11 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <numbers>
 #include <random>
 #include <span>
+
+#include "fit/student.h"
 
 namespace Xem::Fit {
 namespace {
@@ -86,10 +89,12 @@ std::vector<Interval> BootstrapIntervals(const Problem& problem, const Minimum& 
     notes.push_back("the bootstrap left out " + std::to_string(failed) + " of " + std::to_string(options.bootstrap) +
                     " resamplings that led to no finite misfit");
   }
+  // Percentiles as wide as Student's t makes the other intervals: those of a few points would be too narrow
+  // (Hesterberg 2015).
+  const double tail = 0.5 * std::erfc(StudentQuantile(0.5 + 0.5 * options.level, degrees) / std::numbers::sqrt2);
   for (std::size_t k = 0; k < count; ++k) {
     if (problem.parameters[k].held || found[k].empty()) continue;
     std::sort(found[k].begin(), found[k].end());
-    const double tail = 0.5 * (1.0 - options.level);
     intervals[k] = {Quantile(found[k], tail), Quantile(found[k], 1.0 - tail)};
   }
   return intervals;

@@ -44,8 +44,8 @@ bool MayBeZero(const std::vector<ParameterInfo>& known, const std::string& name)
 
 /// What speaks against parameters that were found: at a bound other than 0, or not told from 0.
 std::string WeaknessOf(const Result& result) {
-  const auto known = FindModel(result.model) ? ModelParameters(result.model, result.terms)
-                                             : std::vector<ParameterInfo>();
+  const auto known =
+      FindModel(result.model) ? ModelParameters(result.model, result.terms) : std::vector<ParameterInfo>();
   std::string atBound;
   std::string zero;
   for (const Parameter& parameter : result.parameters) {

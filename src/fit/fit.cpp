@@ -46,8 +46,8 @@ void RestoreHeldValues(const Options& options, Result& result) {
 void RequireOptions(const Options& options) {
   constexpr int kMostResamplings = 100000;
   if (!(options.level > 0.0 && options.level < 1.0)) {
-    throw Error(ErrorKind::BadInput, "the level " + Text(options.level) +
-                                         " of the intervals is not between 0 and 1; 0.95 stands for 95 %");
+    throw Error(ErrorKind::BadInput,
+                "the level " + Text(options.level) + " of the intervals is not between 0 and 1; 0.95 stands for 95 %");
   }
   if (options.bootstrap != 0 && (options.bootstrap < 2 || options.bootstrap > kMostResamplings)) {
     throw Error(ErrorKind::BadInput, "a bootstrap of " + std::to_string(options.bootstrap) +
@@ -64,7 +64,9 @@ std::vector<bool> Settle(const ModelFit& fit, Minimum& minimum) {
   return wandering;
 }
 
+/// `wandering` is empty for a fit that did not have to settle.
 void MarkWandering(const std::vector<bool>& wandering, Result& result) {
+  if (wandering.empty() || !result.converged) return;
   std::string names;
   for (std::size_t k = 0; k < wandering.size(); ++k) {
     Parameter& parameter = result.parameters[k];
@@ -73,6 +75,8 @@ void MarkWandering(const std::vector<bool>& wandering, Result& result) {
     parameter.standardError = parameter.lower = parameter.upper = std::numeric_limits<double>::quiet_NaN();
     names += (names.empty() ? "" : ", ") + parameter.name;
   }
+  const auto open = [](const Parameter& parameter) { return !parameter.identifiable; };
+  if (std::any_of(result.parameters.begin(), result.parameters.end(), open)) result.status = kNotIdentifiable;
   if (!names.empty()) {
     result.notes.push_back("not identifiable from these data: " + names +
                            "; they still move while the fitted curve no longer changes, so hold some or fit fewer "
@@ -114,9 +118,9 @@ void AddBands(Result& result) {
 void Conclude(const ModelInfo& info, Result& result) {
   if (!OneQuantity(info, result.curves)) result.measures.r2 = std::numeric_limits<double>::quiet_NaN();
   for (CurveResult& curve : result.curves) {
-    curve.measures.dropped = static_cast<int>(
-        std::count_if(result.dropped.begin(), result.dropped.end(),
-                      [&](const DroppedPoint& point) { return point.curve == curve.name; }));
+    curve.measures.dropped =
+        static_cast<int>(std::count_if(result.dropped.begin(), result.dropped.end(),
+                                       [&](const DroppedPoint& point) { return point.curve == curve.name; }));
   }
   AddBands(result);
 }
@@ -140,7 +144,6 @@ Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoin
   result.options = fit.options;
   result.version = XEM_VERSION;
   RestoreHeldValues(fit.options, result);
-  if (!wandering.empty() && minimum.converged) result.status = kNotIdentifiable;
   MarkWandering(wandering, result);
   AddBootstrap(fit, minimum, result);
   result.notes.insert(result.notes.end(), fit.notes.begin(), fit.notes.end());

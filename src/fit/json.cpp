@@ -417,10 +417,9 @@ std::string ToJson(const Result& result, const std::string& command) {
       {"residual", Word(result.residual)},
       {"status", result.status},
       {"iterations", result.iterations},
-      {"parameters", ArrayOf(result.parameters,
-                             [&](const Parameter& parameter) {
-                               return ParameterJson(parameter, result.options.bootstrap > 0);
-                             })},
+      {"parameters",
+       ArrayOf(result.parameters,
+               [&](const Parameter& parameter) { return ParameterJson(parameter, result.options.bootstrap > 0); })},
       {"correlation", SquareJson(result.correlation)},
       {"covariance", SquareJson(result.covariance)},
       {"measures", MeasuresJson(result.measures)},

@@ -205,7 +205,8 @@ std::vector<double> WeightedFitted(const Problem& problem, std::span<const doubl
 }
 
 bool CurveHasSettled(const Problem& problem, const Minimum& minimum, std::vector<bool>& wandering) {
-  constexpr double kVisible = 1e-4;  // of the scatter, and of a parameter
+  constexpr double kVisible = 1e-2;  // of the scatter
+  constexpr double kMoved = 1e-3;    // of a parameter
   WeightedResiduals residuals(problem);
   Minimum further = minimum;
   TrustRegion(residuals, problem.parameters).Run(further);
@@ -223,7 +224,7 @@ bool CurveHasSettled(const Problem& problem, const Minimum& minimum, std::vector
   if (!(change <= kVisible * kVisible * scale)) return false;
   for (std::size_t k = 0; k < wandering.size(); ++k) {
     const double value = minimum.parameters[k];
-    wandering[k] = !minimum.atBound[k] && std::abs(further.parameters[k] - value) > kVisible * std::abs(value);
+    wandering[k] = !minimum.atBound[k] && std::abs(further.parameters[k] - value) > kMoved * std::abs(value);
   }
   return true;
 }

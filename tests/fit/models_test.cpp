@@ -232,6 +232,30 @@ TEST(Catalogue, EveryFitIsAMinimumWithTheUncertaintyOfItsJacobian) {
   }
 }
 
+// Every free parameter in turn is kept from the value that it would take.
+TEST(Catalogue, BoundsHoldInEveryModel) {
+  for (const Fit::ModelInfo& info : Fit::Models()) {
+    if (info.family == "forming") continue;
+    SCOPED_TRACE(info.name);
+    const Result free = Fit::Fit(ChoiceOf(info), TestsFor(info));
+    for (const Fit::Parameter& parameter : free.parameters) {
+      // Equal terms of a series may change places instead.
+      if (parameter.held || !parameter.identifiable || info.mostTerms > 0) continue;
+      Fit::Options options;
+      const double limit = parameter.value - 0.1 * std::abs(parameter.value);
+      options.bounds[parameter.name].upper = limit;
+      const Result bounded = Fit::Fit(ChoiceOf(info), TestsFor(info), options);
+      for (const Fit::Parameter& found : bounded.parameters) {
+        if (found.name != parameter.name) continue;
+        ExpectDigits(found.value, limit, Tolerance::Rounding, found.name.c_str());
+        EXPECT_TRUE(found.atBound && found.held) << found.name;
+      }
+      EXPECT_GE(bounded.measures.objective, free.measures.objective * (1.0 - 1e-6)) << parameter.name;
+      EXPECT_TRUE(bounded.converged) << parameter.name << ": " << bounded.status;
+    }
+  }
+}
+
 TEST(ReducedPolynomials, PlantedCoefficientsComeBackInEveryMode) {
   struct Planted {
     const char* model;

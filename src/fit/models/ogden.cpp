@@ -352,6 +352,8 @@ Minimum OgdenFit::Minimise() {
     for (Minimum& minimum : minima) Tidy(screened_.OnlyShear(), minimum);
   }
   NoteRival(problem, minima, notes);
+  // What else is done with the minimum stays in the ranges that it was found in.
+  problem = Bounded(problem, minima.front().parameters, std::numeric_limits<double>::infinity());
   return minima.front();
 }
 

@@ -625,9 +625,8 @@ class PronyFit final : public ModelFit {
 
   void DescribeSeries() {
     const Curve& curve = curves.front();
-    problem = PhysicalProblem(
-        curve, options.residual,
-        SeriesParameters(terms, MeasuredRange(curve), Raw(), data_.timeUnit, data_.modulusUnit));
+    problem = PhysicalProblem(curve, options.residual,
+                              SeriesParameters(terms, MeasuredRange(curve), Raw(), data_.timeUnit, data_.modulusUnit));
     if (Raw()) problem.parameters.back().held = data_.normalise != Normalise::Free;
   }
 

@@ -23,8 +23,8 @@ struct LogRange {
 };
 LogRange MeasuredRange(const Curve& curve);
 
-/// Coefficients g >= 0 that fit a relaxation curve best for given times. With `modulus` the ordinates are raw moduli and
-/// it receives the best instantaneous one.
+/// Coefficients g >= 0 that fit a relaxation curve best for given times. With `modulus` the ordinates are raw moduli
+/// and it receives the best instantaneous one.
 Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes,
                      double* modulus = nullptr);
 
