@@ -144,7 +144,7 @@ const std::vector<Complaint> kComplaints{
     {"prony fit --terms 1 a.csv", "time_s,g\n1,900\n2,800\n3,700\n4,650\n", kBadData, {"normalise"}},
     {"prony fit --bounds tau1=2:1 --terms 1 " + kPolymer, "", kUsage, {"--bounds", "below"}},
     {"prony fit --range relaxation=1 " + kPolymer, "", kUsage, {"--range", "LO:HI"}},
-    {"prony fit --range creep=1: " + kPolymer, "", kUsage, {"no curve creep"}},
+    {"prony fit --range creep=1: " + kPolymer, "", kUsage, {"no curve \"creep\""}},
     {"prony fit --range 1e9:2e9 " + kPolymer, "", kBadData, {"none of its"}},
     {"prony fit --level 95 " + kPolymer, "", kUsage, {"0.95 stands for"}},
     {"prony fit --bootstrap 9,x " + kPolymer, "", kUsage, {"--bootstrap", "N,SEED"}},

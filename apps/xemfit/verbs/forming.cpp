@@ -201,7 +201,10 @@ class FormingCurve final : public Verb {
   }
 
   void FitMaterial(const Fit::TensileData& data, SheetMaterial& material) const {
-    material.fit = FitModels(ModelsNamed(laws_, "--law", "hardening"), data, FitOptions());
+    Fit::Options options = FitOptions();
+    std::erase_if(options.ranges,
+                  [&](const auto& range) { return !range.first.empty() && range.first != data.curve.name; });
+    material.fit = FitModels(ModelsNamed(laws_, "--law", "hardening"), data, options);
     const Fit::Result& result = material.fit->result;
     material.hardening.law = result.model;
     for (const Fit::Parameter& parameter : result.parameters) material.hardening.constants.push_back(parameter.value);

@@ -79,6 +79,8 @@ class Verb : public Command {
   std::optional<std::string> WantedColumn(const Role& role, char axis);
 
  private:
+  /// Throws Failure (Usage) for a curve that was not read.
+  void RequireCurve(const char* option, const std::string& curve) const;
   /// Throws Failure (Usage) for a --column whose role the verb never looked for.
   void RefuseUnusedColumns() const;
   void TellInputs(Fit::Result& result) const;
