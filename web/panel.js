@@ -185,9 +185,9 @@ const Panel = (() => {
         curve: i, measured: true, colour: curve.colour, mark: curve.index, x: curve.points[0], y: curve.points[1],
       }));
       const line = (i, [x, y], dash) => ({ curve: i, measured: false, colour: curves[i].colour, dash, x, y });
+      const band = (curve, i) => (panel.band ? [line(i, curve.lower, BAND), line(i, curve.upper, BAND)] : []);
       const all = (curve, i) => [
-        line(i, curve.lower, BAND), line(i, curve.upper, BAND), line(i, curve.stable, curve.dash),
-        line(i, curve.unstable, UNSTABLE),
+        ...band(curve, i), line(i, curve.stable, curve.dash), line(i, curve.unstable, UNSTABLE),
       ];
       const lines = curves.flatMap(all);
       const notes = panel.marks.map(({ x, y, label, index }) => {
