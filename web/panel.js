@@ -13,6 +13,7 @@ const Panel = (() => {
   const HEIGHT = { wide: 420, narrow: 320, residuals: 180 };
   const PAPER_WIDTH = 660;
   const UNSTABLE = "7 5"; // dashes
+  const BAND = "1 3";
 
   // --- ranges of axes
 
@@ -58,7 +59,7 @@ const Panel = (() => {
     const near = axis === "y" && !logarithmic && span > 0 ? [extent.min - span, extent.max + span] : [];
     const nothingMeasured = extent.empty;
     for (const curve of curves) {
-      for (const line of [curve.stable, curve.unstable]) {
+      for (const line of [curve.stable, curve.unstable, curve.lower, curve.upper]) {
         if (!logarithmic || nothingMeasured) extent.add(line[side], ...near);
       }
     }
@@ -119,7 +120,7 @@ const Panel = (() => {
   /** A curve for comparison: like the others, but grey and dotted. */
   const overlaid = ({ name, points }, place) => ({
     name, points, index: place + 2, colour: "var(--overlay)", dash: "2 4",
-    residual: [], stable: points, unstable: [[], []],
+    residual: [], stable: points, unstable: [[], []], lower: [[], []], upper: [[], []],
   });
 
   class Panel {
@@ -184,8 +185,11 @@ const Panel = (() => {
         curve: i, measured: true, colour: curve.colour, mark: curve.index, x: curve.points[0], y: curve.points[1],
       }));
       const line = (i, [x, y], dash) => ({ curve: i, measured: false, colour: curves[i].colour, dash, x, y });
-      const both = (curve, i) => [line(i, curve.stable, curve.dash), line(i, curve.unstable, UNSTABLE)];
-      const lines = curves.flatMap(both);
+      const band = (curve, i) => (panel.band ? [line(i, curve.lower, BAND), line(i, curve.upper, BAND)] : []);
+      const all = (curve, i) => [
+        ...band(curve, i), line(i, curve.stable, curve.dash), line(i, curve.unstable, UNSTABLE),
+      ];
+      const lines = curves.flatMap(all);
       const notes = panel.marks.map(({ x, y, label, index }) => {
         const owner = curves.findIndex((curve) => curve.index === index);
         return { x, y, text: label, curve: owner, measured: false, colour: curves[owner].colour };
@@ -312,7 +316,8 @@ const Panel = (() => {
       for (const chart of this.charts) chart.point(x);
       if (x === null) {
         const dashed = this.curves.some((curve) => isDrawn(curve.unstable)) ? " Dashed: unstable." : "";
-        this.readout.textContent = `Drag or pinch to zoom, double-click to see all.${dashed}`;
+        const dotted = this.panel.band ? ` Dotted: ${this.panel.band}.` : "";
+        this.readout.textContent = `Drag or pinch to zoom, double-click to see all.${dashed}${dotted}`;
         return;
       }
       const values = this.curves.flatMap((curve, i) => {

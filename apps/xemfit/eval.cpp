@@ -38,8 +38,13 @@ class Eval final : public Command {
     if (!out_.empty()) CheckOutputFile(out_);
     const Fit::Result result = Fit::FromJson(ReadInput(file_), SourceName(file_));
     const std::string curve = Curve(result);
-    std::string text = "x,fitted\n";
-    for (const double x : grid) text += CsvCell(x) + ',' + CsvCell(Value(result, curve, x)) + '\n';
+    const Fit::Band band = Fit::ConfidenceBand(result);
+    std::string text = band ? "x,fitted,lower,upper\n" : "x,fitted\n";
+    for (const double x : grid) {
+      text += CsvCell(x) + ',' + CsvCell(Value(result, curve, x));
+      if (band) text += BandCells(band(curve, x));
+      text += '\n';
+    }
     if (out_.empty()) {
       WriteStandardOutput(text);
     } else {
@@ -67,6 +72,12 @@ class Eval final : public Command {
     if (!curve_.empty()) return curve_;
     if (names.size() == 1) return names.front();
     throw Failure(ExitCode::Usage, "--curve: name one of the curves of the result: " + Join(names, ", "));
+  }
+
+  /// Empty where there is no band.
+  static std::string BandCells(const Fit::Interval& band) {
+    const auto cell = [](double value) { return std::isfinite(value) ? CsvCell(value) : std::string(); };
+    return ',' + cell(band.lower) + ',' + cell(band.upper);
   }
 
   double Value(const Fit::Result& result, const std::string& curve, double x) const {

@@ -57,4 +57,12 @@ std::string Fixed(double value, int digits) {
   return std::isfinite(value) ? fmt::format("{:.{}f}", value, digits) : kNone;
 }
 
+std::string Percent(double share) { return fmt::format("{:.6g} %", 100.0 * share); }
+
+std::string Determination(double r2, int digits) {
+  const std::string text = Fixed(r2, digits);
+  if (!(r2 < 1.0) || text != Fixed(1.0, digits)) return text;
+  return "0." + std::string(static_cast<std::size_t>(digits), '9');
+}
+
 }  // namespace Xem::Tool

@@ -26,5 +26,9 @@ std::string Briefly(double value);
 std::string WithinInterval(double value, double lower, double upper);
 /// So many digits behind the point; "-" for what is no finite number.
 std::string Fixed(double value, int digits);
+/// "95 %" of 0.95.
+std::string Percent(double share);
+/// R^2 so: a number below 1 never reads 1.
+std::string Determination(double r2, int digits);
 
 }  // namespace Xem::Tool

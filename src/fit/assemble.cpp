@@ -62,6 +62,31 @@ std::size_t IndexOf(const std::string& name, const char* option, const Problem& 
               std::string("cannot ") + option + " parameter " + name + ": the model has " + Join(problem.parameters));
 }
 
+/// Narrows the range of a parameter.
+void ApplyBounds(const std::string& name, const Interval& bounds, Problem& problem) {
+  FreeOrHeld& parameter = problem.parameters[IndexOf(name, "bound", problem)];
+  if (!(bounds.lower < bounds.upper)) {
+    throw Error(ErrorKind::BadInput, "the bounds " + Text(bounds) + " of parameter " + name +
+                                         " leave it no room; hold it at a value instead");
+  }
+  if (parameter.held) {
+    throw Error(ErrorKind::BadInput,
+                "parameter " + name + " is not free in this fit, so it has no bounds; hold it at a value instead");
+  }
+  const Interval range{parameter.lower * parameter.scale, parameter.upper * parameter.scale};
+  if (bounds.lower > range.upper || bounds.upper < range.lower) {
+    throw Error(ErrorKind::BadInput,
+                "the bounds " + Text(bounds) + " of parameter " + name + " lie outside its range, " + Text(range));
+  }
+  parameter.lower = std::max(parameter.lower, bounds.lower / parameter.scale);
+  parameter.upper = std::min(parameter.upper, bounds.upper / parameter.scale);
+}
+
+/// Two curves whose scatter can be told by one number: the same unit, or the same pure number.
+bool SameQuantity(const CurveInfo& a, const CurveInfo& b) {
+  return a.yUnit == b.yUnit && (!a.yUnit.empty() || a.y == b.y);
+}
+
 }  // namespace
 
 double CorrectedInformation(double objective, int points, int freeParameters) {
@@ -85,24 +110,59 @@ std::string Text(double value) {
   return buffer;
 }
 
+std::string Text(const Interval& interval) {
+  if (std::isinf(interval.lower)) return "up to " + Text(interval.upper);
+  if (std::isinf(interval.upper)) return "from " + Text(interval.lower) + " on";
+  return Text(interval.lower) + " to " + Text(interval.upper);
+}
+
 void ApplyOptions(const Options& options, Problem& problem, std::vector<double>& start) {
+  for (const auto& [name, bounds] : options.bounds) ApplyBounds(name, bounds, problem);
+  const auto requireInside = [&](const std::string& name, const char* what, double value) {
+    const auto bounds = options.bounds.find(name);
+    if (bounds == options.bounds.end()) return;
+    if (value >= bounds->second.lower && value <= bounds->second.upper) return;
+    throw Error(ErrorKind::BadInput, std::string("the ") + what + " of parameter " + name + ", " + Text(value) +
+                                         ", lies outside its bounds, " + Text(bounds->second));
+  };
   for (const auto& [name, value] : options.start) {
     if (!std::isfinite(value))
       throw Error(ErrorKind::BadInput, "the start of parameter " + name + " is not a finite number");
     const std::size_t k = IndexOf(name, "start", problem);
+    requireInside(name, "start", value);
     start[k] = value / problem.parameters[k].scale;
   }
   for (const auto& [name, value] : options.held) {
     if (!std::isfinite(value))
       throw Error(ErrorKind::BadInput, "parameter " + name + " cannot be held at a value that is not finite");
     const std::size_t k = IndexOf(name, "hold", problem);
+    requireInside(name, "held value", value);
     start[k] = value / problem.parameters[k].scale;
     problem.parameters[k].held = true;
   }
 }
 
+int CountedParameters(const Result& result) {
+  return static_cast<int>(std::count_if(
+      result.parameters.begin(), result.parameters.end(),
+      [](const Parameter& parameter) { return parameter.atBound ? parameter.value != 0.0 : !parameter.held; }));
+}
+
+bool OneQuantity(const ModelInfo& info, const std::vector<CurveResult>& curves) {
+  const CurveInfo* first = nullptr;
+  for (const CurveResult& curve : curves) {
+    for (const CurveInfo& known : info.curves) {
+      if (known.name != curve.name) continue;
+      if (first == nullptr) first = &known;
+      if (!SameQuantity(*first, known)) return false;
+    }
+  }
+  return true;
+}
+
 Result Assemble(const Problem& problem, const Minimum& minimum, const std::vector<Curve>& curves,
-                std::vector<DroppedPoint> dropped, std::function<double(const std::string&, double)> evaluate) {
+                std::vector<DroppedPoint> dropped, std::function<double(const std::string&, double)> evaluate,
+                double level) {
   Result result;
   result.residual = problem.residual;
   result.converged = minimum.converged;
@@ -110,7 +170,7 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
   result.iterations = minimum.iterations;
   result.evaluate = std::move(evaluate);
 
-  Uncertainty uncertainty = EstimateUncertainty(problem, minimum);
+  Uncertainty uncertainty = EstimateUncertainty(problem, minimum, level);
   result.parameters = std::move(uncertainty.parameters);
   result.correlation = std::move(uncertainty.correlation);
   result.covariance = std::move(uncertainty.covariance);
@@ -134,9 +194,7 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
   SetMeasures(all, total, result.measures);
   result.measures.dropped = static_cast<int>(dropped.size());
   result.measures.objective = minimum.objective;
-  const auto atBound = std::count(minimum.atBound.begin(), minimum.atBound.end(), true);
-  result.measures.aicc =
-      CorrectedInformation(minimum.objective, problem.PointCount(), problem.FreeCount() - static_cast<int>(atBound));
+  result.measures.aicc = CorrectedInformation(minimum.objective, problem.PointCount(), CountedParameters(result));
   result.dropped = std::move(dropped);
   return result;
 }

@@ -6,16 +6,16 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "xem/fit/model.h"
 
 namespace Xem::Fit {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-int FreeParameters(const Result& result) {
-  return static_cast<int>(std::count_if(result.parameters.begin(), result.parameters.end(),
-                                        [](const Parameter& parameter) { return !parameter.held; }));
-}
+/// A candidate whose parameters say less than they seem to gives way to one without such within this much of its
+/// criterion: by then the worse one is practically ruled out (Burnham and Anderson 2002, 2.6).
+constexpr double kRuledOut = 10.0;
 
 /// A stability limit between the smallest and the largest measured strain of a curve.
 bool UnstableWhereMeasured(const Result& result) {
@@ -33,6 +33,42 @@ std::string DoubtAbout(const Result& result) {
   if (std::any_of(result.parameters.begin(), result.parameters.end(), unclear)) return "not identifiable";
   if (!std::isfinite(result.measures.aicc)) return "too few points";
   return UnstableWhereMeasured(result) ? "unstable where measured" : "";
+}
+
+/// Names of the parameters of a model for which 0 is a value like any other, and of those that it does not know.
+bool MayBeZero(const std::vector<ParameterInfo>& known, const std::string& name) {
+  const auto found =
+      std::find_if(known.begin(), known.end(), [&](const ParameterInfo& info) { return info.name == name; });
+  return found == known.end() || found->zeroIsUsual;
+}
+
+/// What speaks against parameters that were found: at a bound other than 0, or not told from 0.
+std::string WeaknessOf(const Result& result) {
+  const auto known =
+      FindModel(result.model) ? ModelParameters(result.model, result.terms) : std::vector<ParameterInfo>();
+  std::string atBound;
+  std::string zero;
+  for (const Parameter& parameter : result.parameters) {
+    if (parameter.atBound && parameter.value != 0.0) atBound += (atBound.empty() ? "" : ", ") + parameter.name;
+    const bool holdsZero = parameter.lower <= 0.0 && parameter.upper >= 0.0;
+    if (holdsZero && !MayBeZero(known, parameter.name)) zero += (zero.empty() ? "" : ", ") + parameter.name;
+  }
+  if (!atBound.empty()) return atBound + " at a bound";
+  return zero.empty() ? "" : zero + " may be 0";
+}
+
+/// Weak candidates are set aside where one without weakness is not ruled out by them.
+void SetWeakAside(std::vector<Compared>& all) {
+  for (Compared& weak : all) {
+    if (!weak.result || !weak.doubt.empty()) continue;
+    const std::string weakness = WeaknessOf(*weak.result);
+    if (weakness.empty()) continue;
+    const auto stands = [&](const Compared& other) {
+      return other.result && other.doubt.empty() && WeaknessOf(*other.result).empty() &&
+             other.result->measures.aicc <= weak.result->measures.aicc + kRuledOut;
+    };
+    if (std::any_of(all.begin(), all.end(), stands)) weak.doubt = weakness;
+  }
 }
 
 bool Serves(const Compared& candidate, bool withDoubts) {
@@ -108,7 +144,7 @@ Comparison Compare(const std::vector<Candidate>& candidates) {
       compared.result = candidate.fit();
       compared.doubt = DoubtAbout(*compared.result);
       if (compared.doubt.empty() && candidate.doubt) compared.doubt = candidate.doubt(*compared.result);
-      compared.freeParameters = FreeParameters(*compared.result);
+      compared.freeParameters = CountedParameters(*compared.result);
       any = true;
     } catch (const Error& error) {
       compared.failure = error.what();
@@ -118,6 +154,7 @@ Comparison Compare(const std::vector<Candidate>& candidates) {
   }
   if (!any && firstError) std::rethrow_exception(firstError);
   if (!any) throw Error(ErrorKind::BadInput, "there is no model to fit");
+  SetWeakAside(comparison.candidates);
   comparison.proposed = Propose(comparison.candidates);
   const double smallest = SmallestCriterion(comparison.candidates, true);
   for (Compared& compared : comparison.candidates) {

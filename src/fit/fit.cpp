@@ -6,7 +6,9 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "fit/bootstrap.h"
 #include "fit/model.h"
+#include "fit/ranges.h"
 #include "fit/screening.h"
 #include "xem/array.h"
 #include "xem/version.h"
@@ -16,6 +18,9 @@ namespace {
 
 /// What the export makes of the same curves. The one place where an exception of the core becomes a sentence.
 Minimum RunPlain(ModelFit& fit) {
+  if (!fit.options.bounds.empty() || fit.options.bootstrap > 0) {
+    throw Error(ErrorKind::BadInput, "the export engine knows no bounds of parameters and no bootstrap");
+  }
   fit.RequirePlainOptions();
   Minimum minimum;
   try {
@@ -39,26 +44,114 @@ void RestoreHeldValues(const Options& options, Result& result) {
   }
 }
 
-Result Drive(const ModelInfo& info, ModelFit& fit) {
+void RequireOptions(const Options& options) {
+  constexpr int kMostResamplings = 100000;
+  if (!(options.level > 0.0 && options.level < 1.0)) {
+    throw Error(ErrorKind::BadInput,
+                "the level " + Text(options.level) + " of the intervals is not between 0 and 1; 0.95 stands for 95 %");
+  }
+  if (options.bootstrap != 0 && (options.bootstrap < 2 || options.bootstrap > kMostResamplings)) {
+    throw Error(ErrorKind::BadInput, "a bootstrap of " + std::to_string(options.bootstrap) +
+                                         " resamplings is not between 2 and " + std::to_string(kMostResamplings));
+  }
+}
+
+/// A minimiser that runs out of steps in a valley without a floor has found the curve, though not the parameters:
+/// those that still move are not identifiable. Returns which.
+std::vector<bool> Settle(const ModelFit& fit, Minimum& minimum) {
+  std::vector<bool> wandering;
+  if (minimum.converged || fit.options.engine != Engine::Best) return wandering;
+  minimum.converged = CurveHasSettled(fit.problem, minimum, wandering);
+  return wandering;
+}
+
+/// `wandering` is empty for a fit that did not have to settle.
+void MarkWandering(const std::vector<bool>& wandering, Result& result) {
+  if (wandering.empty() || !result.converged) return;
+  std::string names;
+  for (std::size_t k = 0; k < wandering.size(); ++k) {
+    Parameter& parameter = result.parameters[k];
+    if (!wandering[k] || !parameter.identifiable) continue;
+    parameter.identifiable = false;
+    parameter.standardError = parameter.lower = parameter.upper = std::numeric_limits<double>::quiet_NaN();
+    names += (names.empty() ? "" : ", ") + parameter.name;
+  }
+  const auto open = [](const Parameter& parameter) { return !parameter.identifiable; };
+  if (std::any_of(result.parameters.begin(), result.parameters.end(), open)) result.status = kNotIdentifiable;
+  if (!names.empty()) {
+    result.notes.push_back("not identifiable from these data: " + names +
+                           "; they still move while the fitted curve no longer changes, so hold some or fit fewer "
+                           "terms");
+  }
+}
+
+void AddBootstrap(const ModelFit& fit, const Minimum& minimum, Result& result) {
+  if (fit.options.bootstrap == 0) return;
+  const std::vector<Interval> intervals = BootstrapIntervals(fit.problem, minimum, fit.options, result.notes);
+  for (std::size_t k = 0; k < intervals.size(); ++k) {
+    if (!result.parameters[k].identifiable) continue;
+    result.parameters[k].bootstrapLower = intervals[k].lower;
+    result.parameters[k].bootstrapUpper = intervals[k].upper;
+  }
+}
+
+void AddBands(Result& result) {
+  if (!result.options.band) return;
+  const Band band = ConfidenceBand(result);
+  bool any = false;
+  for (CurveResult& curve : result.curves) {
+    curve.lower.clear();
+    curve.upper.clear();
+    if (!band) continue;
+    for (const double x : curve.x) {
+      const Interval interval = band(curve.name, x);
+      curve.lower.push_back(interval.lower);
+      curve.upper.push_back(interval.upper);
+      any = any || std::isfinite(interval.lower);
+    }
+  }
+  if (!any) {
+    result.notes.push_back("there is no confidence band: parameters are not identifiable, or none is free");
+  }
+}
+
+/// What the whole result says once every curve is in it.
+void Conclude(const ModelInfo& info, Result& result) {
+  if (!OneQuantity(info, result.curves)) result.measures.r2 = std::numeric_limits<double>::quiet_NaN();
+  for (CurveResult& curve : result.curves) {
+    curve.measures.dropped =
+        static_cast<int>(std::count_if(result.dropped.begin(), result.dropped.end(),
+                                       [&](const DroppedPoint& point) { return point.curve == curve.name; }));
+  }
+  AddBands(result);
+}
+
+Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoint>& outside) {
+  RequireOptions(fit.options);
   fit.Screen();
+  fit.dropped.insert(fit.dropped.begin(), outside.begin(), outside.end());
   fit.Describe();
   ApplyOptions(fit.options, fit.problem, fit.given);
   fit.RequireDetermined();
   Minimum minimum = fit.options.engine == Engine::Export ? RunPlain(fit) : fit.Minimise();
   minimum.objective = Objective(fit.problem, minimum.parameters);
+  const std::vector<bool> wandering = Settle(fit, minimum);
 
-  Result result =
-      Assemble(fit.problem, minimum, fit.curves, std::move(fit.dropped), fit.MakeEvaluator(minimum.parameters));
+  Result result = Assemble(fit.problem, minimum, fit.curves, std::move(fit.dropped),
+                           fit.MakeEvaluator(minimum.parameters), fit.options.level);
   result.model = info.name;
   result.terms = fit.terms;
   result.formula = info.formula;
   result.options = fit.options;
   result.version = XEM_VERSION;
   RestoreHeldValues(fit.options, result);
+  MarkWandering(wandering, result);
+  AddBootstrap(fit, minimum, result);
   result.notes.insert(result.notes.end(), fit.notes.begin(), fit.notes.end());
   RemoveHidden(fit.problem, result);
   fit.Complete(minimum, result);
   NoteImpossible(info.family, result, result.notes);
+  Conclude(info, result);
   JoinNotes(result.notes);
   return result;
 }
@@ -82,7 +175,11 @@ bool ModelFit::Weighted() const {
 void ModelFit::PutHeld(std::vector<std::vector<double>>& starts) const {
   for (auto& start : starts) {
     for (std::size_t k = 0; k < start.size(); ++k) {
-      if (problem.parameters[k].held && !std::isnan(given[k])) start[k] = given[k];
+      const FreeOrHeld& parameter = problem.parameters[k];
+      if (parameter.held && !std::isnan(given[k])) start[k] = given[k];
+      if (!parameter.held && options.bounds.count(parameter.name) > 0) {
+        start[k] = std::clamp(start[k], parameter.lower, parameter.upper);
+      }
     }
   }
 }
@@ -115,12 +212,18 @@ std::vector<double> ParameterValues(const Result& stored) {
 Result Fit(const ModelChoice& choice, const Tests& tests, const Options& options) {
   const Model& model = ModelCalled(choice.name);
   if (model.fit == nullptr) throw Error(ErrorKind::BadInput, "model " + choice.name + " is not fitted to curves");
-  const auto fit = model.fit(tests, choice.terms);
+  Tests kept;
+  std::vector<DroppedPoint> outside;
+  if (!options.ranges.empty()) {
+    kept = tests;
+    outside = KeepRanges(options.ranges, kept);
+  }
+  const auto fit = model.fit(options.ranges.empty() ? tests : kept, choice.terms);
   // A model may have held values of its own in its options already; the caller's go first.
   Options all = options;
   all.held.insert(fit->options.held.begin(), fit->options.held.end());
   fit->options = all;
-  return Drive(model.info, *fit);
+  return Drive(model.info, *fit, outside);
 }
 
 }  // namespace Xem::Fit

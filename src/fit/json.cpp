@@ -9,6 +9,7 @@
 #include <set>
 #include <utility>
 
+#include "fit/assemble.h"
 #include "fit/model.h"
 
 namespace Xem::Fit {
@@ -77,13 +78,17 @@ Json SquareJson(const std::vector<std::vector<double>>& matrix) {
   return ArrayOf(matrix, [](const std::vector<double>& row) { return Json(row); });
 }
 
-Json ParameterJson(const Parameter& parameter) {
-  return {{"name", parameter.name},
-          {"value", parameter.value},
-          {"standard_error", parameter.standardError},
-          {"interval", Json::array({parameter.lower, parameter.upper})},
-          {"held", parameter.held},
-          {"unit", parameter.unit}};
+Json ParameterJson(const Parameter& parameter, bool bootstrap) {
+  Json json = {{"name", parameter.name},
+               {"value", parameter.value},
+               {"standard_error", parameter.standardError},
+               {"interval", Json::array({parameter.lower, parameter.upper})}};
+  if (bootstrap) json["bootstrap_interval"] = Json::array({parameter.bootstrapLower, parameter.bootstrapUpper});
+  json["held"] = parameter.held;
+  json["at_bound"] = parameter.atBound;
+  json["identifiable"] = parameter.identifiable;
+  json["unit"] = parameter.unit;
+  return json;
 }
 
 Json MeasuresJson(const Measures& measures) {
@@ -95,6 +100,10 @@ Json CurveJson(const CurveResult& curve) {
   Json json = {{"name", curve.name},         {"points", curve.measures.points}, {"dropped", curve.measures.dropped},
                {"r2", curve.measures.r2},    {"rmse", curve.measures.rmse},     {"x", curve.x},
                {"measured", curve.measured}, {"fitted", curve.fitted}};
+  if (!curve.lower.empty()) {
+    json["lower"] = curve.lower;
+    json["upper"] = curve.upper;
+  }
   if (!curve.companion.empty()) json["companion"] = curve.companion;
   if (!curve.conditions.empty()) json["conditions"] = ObjectOf(curve.conditions);
   return json;
@@ -144,12 +153,25 @@ Json InputJson(const Input& input) {
 
 const char* Word(Residual residual) { return residual == Residual::Absolute ? "absolute" : "relative"; }
 
+/// A side without a limit is null.
+Json IntervalsJson(const std::map<std::string, Interval>& intervals) {
+  Json object = Json::object();
+  for (const auto& [name, interval] : intervals) object[name] = {interval.lower, interval.upper};
+  return object;
+}
+
 Json OptionsJson(const Options& options) {
   return {{"residual", Word(options.residual)},
           {"engine", options.engine == Engine::Best ? "best" : "export"},
           {"hold", ObjectOf(options.held)},
           {"start", ObjectOf(options.start)},
-          {"condition_limit", options.conditionLimit}};
+          {"condition_limit", options.conditionLimit},
+          {"bounds", IntervalsJson(options.bounds)},
+          {"range", IntervalsJson(options.ranges)},
+          {"level", options.level},
+          {"bootstrap", options.bootstrap},
+          {"seed", options.seed},
+          {"band", options.band}};
 }
 
 // --- Reading ---------------------------------------------------------------------------------------------------------
@@ -200,6 +222,21 @@ class Reader {
     const auto entry = object.find(key);
     return entry != object.end() && entry->is_object() ? *entry : none;
   }
+  static bool TruthAt(const Json& object, const char* key, bool otherwise) {
+    const auto entry = object.find(key);
+    return entry != object.end() && entry->is_boolean() ? entry->get<bool>() : otherwise;
+  }
+  /// Sides that are no numbers have no limit.
+  static std::map<std::string, Interval> IntervalsAt(const Json& object, const char* key) {
+    std::map<std::string, Interval> map;
+    for (const auto& [name, value] : ObjectAt(object, key).items()) {
+      if (!value.is_array() || value.size() != 2) continue;
+      Interval& interval = map[name];
+      if (value[0].is_number()) interval.lower = value[0].get<double>();
+      if (value[1].is_number()) interval.upper = value[1].get<double>();
+    }
+    return map;
+  }
   static std::map<std::string, double> MapAt(const Json& object, const char* key) {
     std::map<std::string, double> map;
     for (const auto& [name, value] : ObjectAt(object, key).items()) {
@@ -225,8 +262,14 @@ class Reader {
       parameter.lower = interval[0];
       parameter.upper = interval[1];
     }
-    const auto held = entry.find("held");
-    parameter.held = held != entry.end() && held->is_boolean() && held->get<bool>();
+    const std::vector<double> bootstrap = NumbersAt(entry, "bootstrap_interval");
+    if (bootstrap.size() == 2) {
+      parameter.bootstrapLower = bootstrap[0];
+      parameter.bootstrapUpper = bootstrap[1];
+    }
+    parameter.held = TruthAt(entry, "held", false);
+    parameter.atBound = TruthAt(entry, "at_bound", false);
+    parameter.identifiable = TruthAt(entry, "identifiable", true);
     return parameter;
   }
 
@@ -274,6 +317,8 @@ CurveResult ReadCurve(const Json& entry) {
   curve.x = Reader::NumbersAt(entry, "x");
   curve.measured = Reader::NumbersAt(entry, "measured");
   curve.fitted = Reader::NumbersAt(entry, "fitted");
+  curve.lower = Reader::NumbersAt(entry, "lower");
+  curve.upper = Reader::NumbersAt(entry, "upper");
   curve.companion = Reader::NumbersAt(entry, "companion");
   curve.conditions = Reader::MapAt(entry, "conditions");
   return curve;
@@ -321,6 +366,14 @@ Options ReadOptions(const Json& document) {
   options.start = Reader::MapAt(object, "start");
   const double limit = Reader::NumberAt(object, "condition_limit");
   if (!std::isnan(limit)) options.conditionLimit = limit;
+  options.bounds = Reader::IntervalsAt(object, "bounds");
+  options.ranges = Reader::IntervalsAt(object, "range");
+  const double level = Reader::NumberAt(object, "level");
+  if (level > 0.0 && level < 1.0) options.level = level;
+  options.bootstrap = Reader::CountAt(object, "bootstrap");
+  const auto seed = object.find("seed");
+  if (seed != object.end() && seed->is_number_unsigned()) options.seed = seed->get<std::uint64_t>();
+  options.band = Reader::TruthAt(object, "band", false);
   return options;
 }
 
@@ -376,7 +429,9 @@ std::string ToJson(const Result& result, const std::string& command) {
       {"residual", Word(result.residual)},
       {"status", result.status},
       {"iterations", result.iterations},
-      {"parameters", ArrayOf(result.parameters, ParameterJson)},
+      {"parameters",
+       ArrayOf(result.parameters,
+               [&](const Parameter& parameter) { return ParameterJson(parameter, result.options.bootstrap > 0); })},
       {"correlation", SquareJson(result.correlation)},
       {"covariance", SquareJson(result.covariance)},
       {"measures", MeasuresJson(result.measures)},
@@ -410,7 +465,7 @@ Result FromJson(const std::string& text, const std::string& source) {
   result.formula = Reader::TextAt(document, "formula");
   result.residual = ReadResidual(document);
   result.status = Reader::TextAt(document, "status");
-  result.converged = result.status == "converged";
+  result.converged = result.status == "converged" || result.status == kNotIdentifiable;
   result.iterations = Reader::CountAt(document, "iterations");
   for (const Json& entry : document["parameters"]) result.parameters.push_back(reader.ReadParameter(entry));
   result.correlation = ReadSquare(document, "correlation", result.parameters.size());

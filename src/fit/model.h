@@ -57,7 +57,7 @@ class ModelFit {
 
   bool Plain() const { return options.engine == Engine::Export; }
   /// Parameters were named by the caller, so that their order and number are his.
-  bool Named() const { return !options.held.empty() || !options.start.empty(); }
+  bool Named() const { return !options.held.empty() || !options.start.empty() || !options.bounds.empty(); }
   bool Weighted() const;
   /// Held values into every start; what a model holds without a value of its own is the start's.
   void PutHeld(std::vector<std::vector<double>>& starts) const;

@@ -71,10 +71,17 @@ class WeightedResiduals final : public ResidualFunction {
 
   std::size_t PointCount() const override { return points_; }
   const TestFunctionList& Functions() const { return functions_; }
+  /// Other values to compare with; they must live as long.
+  void CompareWith(std::span<const double> measured) { measured_ = measured; }
 
   void Residuals(std::span<const double> parameters, std::span<double> residuals) override {
+    std::span<const double> others = measured_;
     for (const auto& function : functions_) {
-      const std::span<const double> compared = function->Compared();
+      std::span<const double> compared = function->Compared();
+      if (!others.empty()) {
+        compared = others.first(compared.size());
+        others = others.subspan(compared.size());
+      }
       const auto model = residuals.first(compared.size());
       function->EvaluateBlock(problem_.termCount, parameters, 0, model);
       for (std::size_t i = 0; i < model.size(); ++i) model[i] -= compared[i];
@@ -99,6 +106,7 @@ class WeightedResiduals final : public ResidualFunction {
   TestFunctionList functions_;
   std::size_t points_ = 0;
   std::vector<double> model_;  // beside the Jacobian
+  std::span<const double> measured_;
 };
 
 FixedTermMask Mask(const Problem& problem) {
@@ -193,6 +201,48 @@ double Objective(const Problem& problem, std::span<const double> parameters) {
   std::vector<double> values(residuals.PointCount());
   residuals.Residuals(parameters, values);
   return SumOfSquares(values);
+}
+
+Minimum MinimiseAgain(const Problem& problem, const std::vector<double>& measured, const Minimum& from) {
+  WeightedResiduals residuals(problem);
+  residuals.CompareWith(measured);
+  Minimum again = from;
+  TrustRegion(residuals, problem.parameters).Run(again);
+  return again;
+}
+
+std::vector<double> WeightedFitted(const Problem& problem, std::span<const double> parameters) {
+  WeightedResiduals residuals(problem);
+  std::vector<double> fitted(residuals.PointCount());
+  const std::vector<double> zeros(fitted.size(), 0.0);
+  residuals.CompareWith(zeros);
+  residuals.Residuals(parameters, fitted);
+  return fitted;
+}
+
+bool CurveHasSettled(const Problem& problem, const Minimum& minimum, std::vector<bool>& wandering) {
+  constexpr double kVisible = 1e-2;  // of the scatter
+  constexpr double kMoved = 1e-3;    // of a parameter
+  WeightedResiduals residuals(problem);
+  Minimum further = minimum;
+  TrustRegion(residuals, problem.parameters).Run(further);
+  const std::vector<double> before = WeightedFitted(problem, minimum.parameters);
+  const std::vector<double> after = WeightedFitted(problem, further.parameters);
+  const std::vector<double> measured = WeightedMeasured(problem);
+  double change = 0.0;
+  double scale = 0.0;
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    change += (after[i] - before[i]) * (after[i] - before[i]);
+    // Scatter at the level of rounding is none.
+    scale += std::pow(measured[i] - before[i], 2) + std::pow(1e-10 * measured[i], 2);
+  }
+  wandering.assign(problem.parameters.size(), false);
+  if (!(change <= kVisible * kVisible * scale)) return false;
+  for (std::size_t k = 0; k < wandering.size(); ++k) {
+    const double value = minimum.parameters[k];
+    wandering[k] = !minimum.atBound[k] && std::abs(further.parameters[k] - value) > kMoved * std::abs(value);
+  }
+  return true;
 }
 
 std::vector<double> WeightedMeasured(const Problem& problem) {

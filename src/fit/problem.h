@@ -57,6 +57,9 @@ std::vector<Minimum> Descend(const Problem& problem, const std::vector<std::vect
 /// Weighted sum of squares at given parameters.
 double Objective(const Problem& problem, std::span<const double> parameters);
 
+/// The minimum next to `from` if the weighted measured values were others.
+Minimum MinimiseAgain(const Problem& problem, const std::vector<double>& measured, const Minimum& from);
+
 /// Weighted measured values of all points, curve after curve.
 std::vector<double> WeightedMeasured(const Problem& problem);
 
@@ -64,6 +67,12 @@ std::vector<double> WeightedMeasured(const Problem& problem);
 /// with the Jacobian of their model part, points x parameters.
 using VisitBlock = std::function<void(std::span<const double> measured, const MaterialUtil::MatrixView& jacobian)>;
 void ForEachBlock(const Problem& problem, std::span<const double> parameters, const VisitBlock& visit);
+/// Weighted values of the model, likewise.
+std::vector<double> WeightedFitted(const Problem& problem, std::span<const double> parameters);
+
+/// Follows a fit that stopped on its way a little further. When its curve stays where it was, it has arrived: returns
+/// true and marks in `wandering` the parameters that went on moving nevertheless, which the data do not determine.
+bool CurveHasSettled(const Problem& problem, const Minimum& minimum, std::vector<bool>& wandering);
 
 /// Jacobian of the weighted residuals' model part, points x parameters, column-major.
 std::vector<double> Jacobian(const Problem& problem, std::span<const double> parameters);

@@ -9,18 +9,20 @@ namespace Xem::Fit {
 
 /// MINPACK's view of the problem: the free parameters only.
 struct TrustRegionCallback {
-  static int Evaluate(void* self, int, int, const double* free, double* values, double* jacobian, int, int flag) {
+  static int Evaluate(void* self, int rows, int, const double* free, double* values, double* jacobian, int, int flag) {
     auto& region = *static_cast<TrustRegion*>(self);
     region.Expand(free);
     const std::size_t points = region.residuals_.PointCount();
     if (flag == 1) {
       region.residuals_.Residuals(region.full_, {values, points});
+      std::fill(values + points, values + rows, 0.0);
       return 0;
     }
     region.residuals_.Jacobian(region.full_, region.columns_);
     for (std::size_t j = 0; j < region.free_.size(); ++j) {
       const std::size_t k = region.free_[j];
-      double* column = jacobian + j * points;
+      double* column = jacobian + j * static_cast<std::size_t>(rows);
+      std::fill(column + points, column + rows, 0.0);
       // MINPACK knows no ranges. A trial beyond one is evaluated at its border, so the misfit does not change with that
       // parameter any more, and a column of zeros says just that; the true column would pull the trial further out.
       if (region.clipped_[k]) {
@@ -40,16 +42,16 @@ TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld
       full_(parameters.size()),
       clipped_(parameters.size()),
       columns_(residuals.PointCount() * parameters.size()),
-      values_(residuals.PointCount()),
+      values_(std::max(residuals.PointCount(), parameters.size())),
       released_(parameters.size()),
       point_(parameters.size()),
-      jacobian_(residuals.PointCount() * parameters.size()),
+      jacobian_(values_.size() * parameters.size()),
       diagonal_(parameters.size()),
       qtf_(parameters.size()),
       work1_(parameters.size()),
       work2_(parameters.size()),
       work3_(parameters.size()),
-      work4_(residuals.PointCount()),
+      work4_(values_.size()),
       pivots_(parameters.size()) {
   free_.reserve(parameters.size());
 }
@@ -62,6 +64,14 @@ void TrustRegion::Expand(const double* free) {
   }
 }
 
+double TrustRegion::SumOfSquares(std::span<const double> parameters) {
+  const auto residuals = std::span(values_).first(residuals_.PointCount());
+  residuals_.Residuals(parameters, residuals);
+  double sum = 0.0;
+  for (const double r : residuals) sum += r * r;
+  return sum;
+}
+
 bool TrustRegion::RunOnce(Minimum& minimum) {
   free_.clear();
   for (std::size_t k = 0; k < parameters_.size(); ++k) {
@@ -70,10 +80,10 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
   full_ = minimum.parameters;
   const std::size_t points = residuals_.PointCount();
   if (free_.empty()) return true;
-  if (points < free_.size()) return false;
   for (std::size_t j = 0; j < free_.size(); ++j) point_[j] = full_[free_[j]];
 
-  const int m = static_cast<int>(points);
+  // MINPACK wants as many residuals as parameters: what fewer points lack are residuals of 0.
+  const int m = static_cast<int>(std::max(points, free_.size()));
   const int n = static_cast<int>(free_.size());
   const int maximumEvaluations = mostEvaluations_ > 0 ? mostEvaluations_ - evaluations_ : 400 * (n + 1);
   if (maximumEvaluations <= 0) return false;
@@ -88,9 +98,7 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
   minimum.iterations += jacobians;
   evaluations_ += evaluations;
   Expand(point_.data());
-  residuals_.Residuals(full_, values_);
-  double objective = 0.0;
-  for (const double r : values_) objective += r * r;
+  const double objective = SumOfSquares(full_);
   // The last trial may be one that MINPACK rejected, or one brought back into its range: it counts only if it is as
   // good.
   if (objective <= minimum.objective) {
@@ -103,7 +111,7 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
 
 bool TrustRegion::UpdateBounds(Minimum& minimum) {
   constexpr int kMaximumReleases = 2;
-  residuals_.Residuals(minimum.parameters, values_);
+  residuals_.Residuals(minimum.parameters, std::span(values_).first(residuals_.PointCount()));
   residuals_.Jacobian(minimum.parameters, columns_);
   const std::size_t points = residuals_.PointCount();
   bool changed = false;
@@ -134,9 +142,7 @@ void TrustRegion::Run(Minimum& minimum) {
   minimum.atBound.assign(parameters_.size(), false);
   std::fill(released_.begin(), released_.end(), 0);
   evaluations_ = 0;
-  residuals_.Residuals(minimum.parameters, values_);
-  minimum.objective = 0.0;
-  for (const double r : values_) minimum.objective += r * r;
+  minimum.objective = SumOfSquares(minimum.parameters);
   const std::size_t limit = 3 * parameters_.size() + 2;
   for (std::size_t round = 0; round < limit; ++round) {
     minimum.converged = RunOnce(minimum);

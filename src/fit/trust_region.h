@@ -28,14 +28,14 @@ class TrustRegion {
   /// `mostEvaluations` of the residuals end a run, wherever it is; 0: 400 per parameter between two changes of bounds.
   TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters, int mostEvaluations = 0);
 
-  /// Improves `minimum` in place; its parameters must be inside their ranges. With fewer points than free parameters it
-  /// does nothing.
+  /// Improves `minimum` in place; its parameters must be inside their ranges.
   void Run(Minimum& minimum);
 
  private:
   friend struct TrustRegionCallback;
 
   void Expand(const double* free);
+  double SumOfSquares(std::span<const double> parameters);
   bool RunOnce(Minimum& minimum);
   /// Sets or frees parameters at their bounds by the sign of the gradient; true when that changed the free set.
   bool UpdateBounds(Minimum& minimum);

@@ -72,9 +72,7 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
 
 }  // namespace
 
-double StudentFactor(int degreesOfFreedom) { return StudentQuantile(0.975, degreesOfFreedom); }
-
-Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) {
+Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum, double level) {
   const Shape shape = CovarianceShape(problem, minimum);
   const std::size_t count = problem.parameters.size();
   Uncertainty result;
@@ -87,6 +85,7 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
     parameter.unit = description.unit;
     parameter.value = minimum.parameters[k] * description.scale;
     parameter.held = description.held || minimum.atBound[k];
+    parameter.atBound = minimum.atBound[k];
     if (minimum.atBound[k]) {
       result.notes.push_back(description.name + " = " + Text(parameter.value) +
                              " lies at the bound of its range; it was held there");
@@ -101,7 +100,7 @@ Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum) 
     result.notes.push_back(
         "as many parameters as points: the fit passes through the data and its uncertainty is unknown");
   }
-  const double factor = degrees > 0 ? StudentFactor(degrees) : kNaN;
+  const double factor = degrees > 0 ? StudentQuantile(0.5 + 0.5 * level, degrees) : kNaN;
   const auto isOpen = [&](std::size_t i) { return 1.0 - shape.determined[i] > kOpenPart; };
   std::string open;
   for (std::size_t i = 0; i < shape.free.size(); ++i) {

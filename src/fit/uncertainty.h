@@ -7,7 +7,7 @@
 
 namespace Xem::Fit {
 
-/// Values with standard errors and 95 % intervals (Student's t), from SSE / (m - p) (J^T J)^-1 of the weighted
+/// Values with standard errors and intervals of a level (Student's t), from SSE / (m - p) (J^T J)^-1 of the weighted
 /// residuals at a minimum; held parameters and those at a bound have none. Directions that J leaves open (singular
 /// values of the column-scaled J below 1e-8 of the largest) make the parameters in them not identifiable.
 struct Uncertainty {
@@ -16,9 +16,6 @@ struct Uncertainty {
   std::vector<std::vector<double>> covariance;
   std::vector<std::string> notes;
 };
-Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum);
-
-/// The factor of a 95 % interval for `degreesOfFreedom` >= 1.
-double StudentFactor(int degreesOfFreedom);
+Uncertainty EstimateUncertainty(const Problem& problem, const Minimum& minimum, double level = 0.95);
 
 }  // namespace Xem::Fit

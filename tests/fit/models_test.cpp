@@ -155,6 +155,8 @@ TEST(Catalogue, EveryFitIsAMinimumWithTheUncertaintyOfItsJacobian) {
       SCOPED_TRACE(info.name + (kind == Fit::Residual::Absolute ? ", absolute" : ", relative"));
       Fit::Options options;
       options.residual = kind;
+      options.level = kind == Fit::Residual::Absolute ? 0.95 : 0.8;
+      options.band = true;
       const Result result = Fit::Fit(ChoiceOf(info), TestsFor(info), options);
       EXPECT_TRUE(result.converged);
       std::vector<std::size_t> free;
@@ -176,7 +178,10 @@ TEST(Catalogue, EveryFitIsAMinimumWithTheUncertaintyOfItsJacobian) {
       const double points = static_cast<double>(residuals.size());
       const double degrees = points - static_cast<double>(free.size());
       ExpectDigits(result.measures.objective, Dot(residuals, residuals), 1e-9, "objective");
-      const double k = static_cast<double>(free.size()) + 1.0;
+      // A parameter at a bound other than 0 was free all the same.
+      const auto bounded = std::count_if(result.parameters.begin(), result.parameters.end(),
+                                         [](const Fit::Parameter& p) { return p.atBound && p.value != 0.0; });
+      const double k = static_cast<double>(free.size()) + static_cast<double>(bounded) + 1.0;
       ExpectDigits(result.measures.aicc,
                    points * std::log(Dot(residuals, residuals) / points) + 2 * k + 2 * k * (k + 1) / (points - k - 1),
                    1e-9, "AICc");
@@ -186,7 +191,23 @@ TEST(Catalogue, EveryFitIsAMinimumWithTheUncertaintyOfItsJacobian) {
                       [](const Fit::Parameter& parameter) { return !parameter.identifiable; })) {
         continue;
       }
-      const double factor = Fit::StudentQuantile(0.975, static_cast<int>(degrees));
+      const double factor = Fit::StudentQuantile(0.5 + 0.5 * options.level, static_cast<int>(degrees));
+      std::size_t row = 0;
+      for (const Fit::CurveResult& curve : result.curves) {
+        if (volumetricBeside && curve.name == "volumetric") continue;
+        for (std::size_t point = 0; point < curve.x.size(); ++point, ++row) {
+          double variance = 0.0;
+          const double scale = kind == Fit::Residual::Relative ? curve.measured[point] : 1.0;
+          for (std::size_t i = 0; i < free.size(); ++i) {
+            for (std::size_t j = 0; j < free.size(); ++j) {
+              variance += columns[i][row] * columns[j][row] * result.covariance[free[i]][free[j]];
+            }
+          }
+          const double half = factor * std::abs(scale) * std::sqrt(variance);
+          EXPECT_NEAR(curve.upper[point] - curve.fitted[point], half, 1e-3 * half) << curve.name << " at " << point;
+          EXPECT_NEAR(curve.fitted[point] - curve.lower[point], half, 1e-3 * half) << curve.name << " at " << point;
+        }
+      }
       for (std::size_t i = 0; i < free.size(); ++i) {
         const Fit::Parameter& parameter = result.parameters[free[i]];
         ExpectDigits(parameter.upper - parameter.value, factor * parameter.standardError, Tolerance::SixDigits);
@@ -207,6 +228,33 @@ TEST(Catalogue, EveryFitIsAMinimumWithTheUncertaintyOfItsJacobian) {
                      result.covariance[free[i]][free[j]] / (parameter.standardError * error), Tolerance::Rounding);
         }
       }
+    }
+  }
+}
+
+// Every free parameter in turn is kept from the value that it would take.
+TEST(Catalogue, BoundsHoldInEveryModel) {
+  for (const Fit::ModelInfo& info : Fit::Models()) {
+    if (info.family == "forming") continue;
+    SCOPED_TRACE(info.name);
+    const Result free = Fit::Fit(ChoiceOf(info), TestsFor(info));
+    for (const Fit::Parameter& parameter : free.parameters) {
+      // Equal terms of a series may change places instead.
+      if (parameter.held || !parameter.identifiable || info.mostTerms > 0) continue;
+      Fit::Options options;
+      const double limit = parameter.value - 0.1 * std::abs(parameter.value);
+      options.bounds[parameter.name].upper = limit;
+      const Result bounded = Fit::Fit(ChoiceOf(info), TestsFor(info), options);
+      for (const Fit::Parameter& found : bounded.parameters) {
+        if (found.name != parameter.name) continue;
+        ExpectDigits(found.value, limit, Tolerance::Rounding, found.name.c_str());
+        EXPECT_TRUE(found.atBound && found.held) << found.name;
+      }
+      // The generalised equation has many valleys, and a bound may lead into a deeper one.
+      if (info.name != "ghe") {
+        EXPECT_GE(bounded.measures.objective, free.measures.objective * (1.0 - 1e-6)) << parameter.name;
+      }
+      EXPECT_TRUE(bounded.converged) << parameter.name << ": " << bounded.status;
     }
   }
 }

@@ -96,9 +96,10 @@ TEST(EveryOutput, HasTheSameBytesTwice) {
   for (const char* const round : {"a", "b"}) {
     for (const char* const format : formats) {
       const std::string base = round;
-      const ToolRun run = RunTool(FitTreloar("polynomial:2", {"--json", base + ".json", "--curves", base + ".csv",
-                                                              "--plot", base + "." + format}),
-                                  folder.Path());
+      const ToolRun run =
+          RunTool(FitTreloar("polynomial:2", {"--json", base + ".json", "--curves", base + ".csv", "--plot",
+                                              base + "." + format, "--band", "--bootstrap", "20", "--level", "0.9"}),
+                  folder.Path());
       ASSERT_EQ(run.exitCode, 0) << run.errors;
     }
     sleep(std::string(round) == "a" ? 1 : 0);  // dates in documents would differ

@@ -26,8 +26,25 @@ TEST(PronyVerb, NormalisesRawModuli) {
   const Json result = Fitted({"prony", "fit", "--terms", "1", "--normalise", "first", "raw.csv"}, folder);
   EXPECT_EQ(Derived(result, "instantaneous_modulus"), 1000.0);
   EXPECT_EQ(result["parameters"][1]["unit"], "h");
+  EXPECT_EQ(result["parameters"][2]["name"], "E0");
+  EXPECT_EQ(result["parameters"][2]["unit"], "MPa");
+  EXPECT_TRUE(result["parameters"][2]["held"]);
   EXPECT_EQ(result["dropped"][0]["row"], 2);
   EXPECT_EQ(RunTool({"prony", "fit", "--terms", "1", "--normalise", "1000", "raw.csv"}, folder.Path()).exitCode, 0);
+}
+
+// What a column is called and measured in, not how large its numbers are, says whether they are ratios.
+TEST(PronyVerb, NeverTakesAModulusForARatio) {
+  const TemporaryFolder folder;
+  for (const std::string column : {"G", "E", "modulus", "relaxation_modulus", "E_relax", "stress", "g_GPa", "g"}) {
+    folder.Write("raw.csv", "time," + column + "\n0.1,0.88\n0.3,0.84\n1,0.75\n2,0.67\n4,0.6\n8,0.58\n16,0.578\n");
+    const Json result = Fitted({"prony", "fit", "--terms", "1", "raw.csv"}, folder);
+    EXPECT_EQ(result["parameters"].back()["name"], column == "g" ? "tau1" : "E0") << column;
+  }
+  folder.Write("fit.json",
+               Fitted({"prony", "fit", "--terms", "1", "--instantaneous", "free", "raw.csv"}, folder).dump());
+  const ToolRun run = RunTool({"eval", "fit.json", "--grid", "0.1:16:3"}, folder.Path());
+  EXPECT_EQ(run.output.substr(0, 20), "x,fitted,lower,upper") << run.errors;
 }
 
 TEST(PronyVerb, ConvertsWithAStoredModelAndFitsTheResult) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <optional>
 #include <string_view>
 
 #include "failure.h"
@@ -43,6 +44,25 @@ std::vector<double> ParseGrid(const std::string& text, const std::string& option
   for (int i = 0; i + 1 < count; ++i) grid.push_back(from + span * i / (count - 1));
   grid.push_back(to);
   return grid;
+}
+
+NumberInterval ParseInterval(const std::string& text, const std::string& option) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const auto parts = Split(text, ':');
+  const auto side = [&](std::size_t i, double otherwise) -> std::optional<double> {
+    if (Trimmed(parts[i]).empty()) return otherwise;
+    const auto number = ParseNumber(parts[i]);
+    return number && std::isfinite(*number) ? number : std::nullopt;
+  };
+  const auto lower = parts.size() == 2 ? side(0, -kInfinity) : std::nullopt;
+  const auto upper = parts.size() == 2 ? side(1, kInfinity) : std::nullopt;
+  if (!lower || !upper || (std::isinf(*lower) && std::isinf(*upper))) {
+    Refuse(fmt::format("{}: {} is not of the form LO:HI, such as 0:2, 0: or :2", option, Quoted(text)));
+  }
+  if (!(*lower < *upper)) {
+    Refuse(fmt::format("{}: in {} the first number must be below the second", option, Quoted(text)));
+  }
+  return {*lower, *upper};
 }
 
 CountRange ParseCountRange(const std::string& text, int lowest, int highest, const std::string& context) {

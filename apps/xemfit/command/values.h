@@ -9,6 +9,13 @@ namespace Xem::Tool {
 /// FROM:TO:COUNT as equally spaced numbers. Throws Failure (Usage) naming `option`.
 std::vector<double> ParseGrid(const std::string& text, const std::string& option);
 
+/// LO:HI with one side possibly empty, which then is infinite. Throws Failure (Usage) naming `option`.
+struct NumberInterval {
+  double lower = 0.0;
+  double upper = 0.0;
+};
+NumberInterval ParseInterval(const std::string& text, const std::string& option);
+
 /// A range of counts, N or FROM..TO, within lowest ... highest. Throws Failure (Usage); `context` starts the message,
 /// such as "--terms".
 struct CountRange {

@@ -38,7 +38,9 @@ struct Match {
   std::string unit;
 };
 
-Match MatchName(const std::string& column, std::string_view accepted) {
+Match MatchName(const std::string& column, const AcceptedName& name) {
+  const std::string_view accepted = name.name;
+  if (name.exactCase && !column.starts_with(accepted)) return {};
   if (EqualIgnoringCase(column, accepted)) return {Fit::Exact, ""};
   if (column.size() <= accepted.size() + 1 || column[accepted.size()] != '_') return {};
   if (!EqualIgnoringCase(std::string_view(column).substr(0, accepted.size()), accepted)) return {};
@@ -87,7 +89,7 @@ ColumnChoice ChooseByHand(const CsvTable& table, const Role& role, const std::st
   const std::size_t index = ColumnCalled(table, wanted, "--column");
   const std::string name = Normalised(table.columns[index]);
   for (const AcceptedName& accepted : role.accepted) {
-    const Match match = MatchName(name, accepted.name);
+    const Match match = MatchName(name, accepted);
     if (match.fit != Fit::Not) return Choice(index, match.unit, accepted);
   }
   const auto suffix = name.rfind('_');
@@ -131,7 +133,7 @@ std::optional<ColumnChoice> FindColumn(const CsvTable& table, const Role& role,
     std::size_t best = 0;
     Match bestMatch;
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
-      Match match = MatchName(Normalised(table.columns[i]), accepted.name);
+      Match match = MatchName(Normalised(table.columns[i]), accepted);
       if (match.fit > bestMatch.fit) {
         best = i;
         bestMatch = std::move(match);
@@ -156,7 +158,7 @@ ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::op
 bool HasColumn(const CsvTable& table, const Role& role) {
   for (const AcceptedName& accepted : role.accepted) {
     for (const std::string& column : table.columns) {
-      if (MatchName(Normalised(column), accepted.name).fit != Fit::Not) return true;
+      if (MatchName(Normalised(column), accepted).fit != Fit::Not) return true;
     }
   }
   return false;
@@ -165,7 +167,7 @@ bool HasColumn(const CsvTable& table, const Role& role) {
 std::optional<Quantity> MetadataQuantity(const CsvTable& table, const Role& role) {
   for (const AcceptedName& accepted : role.accepted) {
     for (const auto& [key, text] : table.metadata) {
-      const Match match = MatchName(Normalised(key), accepted.name);
+      const Match match = MatchName(Normalised(key), accepted);
       if (match.fit == Fit::Not) continue;
       const auto value = ParseNumber(text);
       if (!value || !std::isfinite(*value)) {

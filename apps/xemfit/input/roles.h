@@ -14,6 +14,7 @@ struct AcceptedName {
   double offset = 0.0;
   std::string_view unit = "";
   double (*convert)(double) = nullptr;
+  bool exactCase = false;  ///< where the case of a letter tells quantities apart: g is a ratio, G a modulus
 };
 
 inline double CubeRoot(double volumeRatio) { return std::cbrt(volumeRatio); }
@@ -34,8 +35,15 @@ inline constexpr AcceptedName kLinearStretch[] = {
     {"linear_stretch"}, {"stretch"}, {"volume_ratio_J", 0.0, "", CubeRoot}, {"volume_ratio", 0.0, "", CubeRoot}};
 inline constexpr AcceptedName kPressure[] = {{"pressure"}, {"hydrostatic_pressure"}};
 inline constexpr AcceptedName kTime[] = {{"time"}, {"t"}};
-inline constexpr AcceptedName kModulusRatio[] = {
-    {"g"}, {"relative_modulus"}, {"normalised_modulus"}, {"relaxation_modulus"}, {"modulus"}, {"E"}, {"stress"}};
+inline constexpr AcceptedName kModulusRatio[] = {{"g", 0.0, "", nullptr, true},
+                                                 {"relative_modulus"},
+                                                 {"normalised_modulus"},
+                                                 {"relaxation_modulus"},
+                                                 {"modulus"},
+                                                 {"E_relax"},
+                                                 {"E"},
+                                                 {"G", 0.0, "", nullptr, true},
+                                                 {"stress"}};
 inline constexpr AcceptedName kCreepStrain[] = {{"creep_strain"}, {"creep"}, {"strain"}};
 inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
                                                    {"modulus_reduction"}, {"stiffness_ratio"}};

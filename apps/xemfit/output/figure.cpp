@@ -10,6 +10,8 @@
 #include <limits>
 #include <utility>
 
+#include "numbers.h"
+#include "text.h"
 #include "xem/fit/compare.h"
 
 namespace Xem::Tool {
@@ -84,9 +86,20 @@ std::string Legend(std::string name) {
   return name;
 }
 
+/// Breaks where there is none.
+void AddBand(const Fit::Band& band, const std::string& curve, const std::vector<double>& grid, DrawnCurve& drawn) {
+  if (!band) return;
+  for (const double x : grid) {
+    const Fit::Interval interval = band(curve, x);
+    drawn.bandX.push_back(x);
+    drawn.bandLower.push_back(interval.lower);
+    drawn.bandUpper.push_back(interval.upper);
+  }
+}
+
 /// `lineOver` are the abscissae that the fitted line spans.
 DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const Axis& axis,
-                const std::vector<double>& lineOver) {
+                const std::vector<double>& lineOver, const Fit::Band& band) {
   DrawnCurve drawn;
   drawn.legend = Legend(curve.name);
   if (!curve.measured.empty()) {
@@ -107,6 +120,7 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
   line.reserve(grid.size());
   for (const double x : grid) line.push_back(Evaluated(result, curve.name, x));
   AddLine(grid, line, stable, drawn);
+  AddBand(band, curve.name, grid, drawn);
   return drawn;
 }
 
@@ -166,6 +180,8 @@ void SetRanges(DrawnPanel& panel) {
     if (curve.y.empty()) y.Add(curve.stable);  // computed, so it has no points to run away from
     y.Add(curve.stable, within);
     y.Add(curve.unstable, within);
+    y.Add(curve.bandLower, within);
+    y.Add(curve.bandUpper, within);
   }
   panel.xRange = x.Padded(0.03);
   panel.yRange = y.Padded(0.05);
@@ -183,15 +199,26 @@ void AddMarks(const Panel& panel, const std::string& curve, DrawnPanel& drawn) {
   }
 }
 
+/// Curves of different quantities have no R^2 in common.
+std::string QualityByCurve(const Fit::Result& result) {
+  std::vector<std::string> parts;
+  for (const Fit::CurveResult& curve : result.curves) {
+    if (!std::isfinite(curve.measures.r2) || curve.measures.points == 0) continue;
+    parts.push_back(fmt::format("{} ({})", Determination(curve.measures.r2, 4), Legend(curve.name)));
+  }
+  return parts.empty() ? "" : "   R² = " + Join(parts, ", ");
+}
+
 std::string Title(const Report& report) {
   const bool single = report.panels.size() == 1;
   if (!report.fitted && single && !report.panels.front().title.empty()) return report.panels.front().title;
   const std::string label = ModelLabel(report.result);
   const Fit::Measures& measures = report.result.measures;
-  if (!report.fitted || !std::isfinite(measures.r2)) return label;
+  if (!report.fitted) return label;
+  if (!std::isfinite(measures.r2)) return label + QualityByCurve(report.result);
   // One error in one unit; panels of different quantities have none in common.
   const std::string unit = single ? ' ' + report.panels.front().y.unit : "";
-  return fmt::format("{}   R² = {:.4f}   RMSE = {:.3g}{}", label, measures.r2, measures.rmse, unit);
+  return fmt::format("{}   R² = {}   RMSE = {:.3g}{}", label, Determination(measures.r2, 4), measures.rmse, unit);
 }
 
 bool Shows(const Panel& panel, const Fit::CurveResult& curve) {
@@ -215,18 +242,22 @@ Figure MakeFigure(const Report& report) {
   figure.title = Title(report);
   std::vector<Panel> panels = report.panels;
   if (panels.empty()) panels.emplace_back();
+  const Fit::Band band = report.result.options.band ? Fit::ConfidenceBand(report.result) : Fit::Band();
   for (const Panel& panel : panels) {
-    DrawnPanel drawn{panel.title, panel.x, panel.y, {}, panel.overlays, {}, {}, {}, panel.lines};
+    DrawnPanel drawn{panel.title, panel.x, panel.y, {}, panel.overlays, {}, {}, {}, panel.lines, {}};
     const auto& curves = report.result.curves;
     for (std::size_t i = 0; i < curves.size(); ++i) {
       const Fit::CurveResult& curve = curves[i];
       if (!Shows(panel, curve)) continue;
       std::vector<double> lineOver = curve.x;
       if (panel.oneLine) lineOver = drawn.curves.empty() ? AllAbscissae(report.result, panel) : std::vector<double>();
-      drawn.curves.push_back(Draw(report.result, curve, panel.x, lineOver));
+      drawn.curves.push_back(Draw(report.result, curve, panel.x, lineOver, band));
       drawn.curves.back().index = i;
       AddMarks(panel, curve.name, drawn);
     }
+    const bool hasBand = std::any_of(drawn.curves.begin(), drawn.curves.end(),
+                                     [](const DrawnCurve& curve) { return !curve.bandX.empty(); });
+    if (hasBand) drawn.band = Percent(report.result.options.level) + " confidence band";
     SetRanges(drawn);
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));
   }

@@ -14,8 +14,9 @@ struct DrawnCurve {
   std::size_t index = 0;         ///< among the curves of the result, so that a curve looks the same in every panel
   std::vector<double> x, y;      ///< measured points
   std::vector<double> residual;  ///< measured - fitted at the points
-  std::vector<double> stableX, stable;      ///< the model; NaN where the line breaks
-  std::vector<double> unstableX, unstable;  ///< the model beyond a stability limit
+  std::vector<double> stableX, stable;              ///< the model; NaN where the line breaks
+  std::vector<double> unstableX, unstable;          ///< the model beyond a stability limit
+  std::vector<double> bandX, bandLower, bandUpper;  ///< confidence band of the model; empty where none is wanted
 };
 
 struct Range {
@@ -41,6 +42,7 @@ struct DrawnPanel {
   Range yRange;
   std::vector<DrawnMark> marks;
   std::string lines;  ///< what they are
+  std::string band;   ///< "95 % confidence band" where one is drawn
 };
 
 struct Figure {

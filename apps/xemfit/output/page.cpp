@@ -69,6 +69,8 @@ Json CurveJson(const DrawnCurve& curve) {
           {"index", curve.index},
           {"points", {curve.x, curve.y}},
           {"residual", curve.residual},
+          {"lower", LineJson(Rounded(curve.bandX), Rounded(curve.bandLower))},
+          {"upper", LineJson(Rounded(curve.bandX), Rounded(curve.bandUpper))},
           {"stable", LineJson(Rounded(curve.stableX), Rounded(curve.stable))},
           {"unstable", LineJson(Rounded(curve.unstableX), Rounded(curve.unstable))}};
 }
@@ -89,8 +91,13 @@ Json PanelJson(const DrawnPanel& panel) {
   for (const DrawnMark& mark : panel.marks) {
     marks.push_back({{"x", mark.x}, {"y", mark.y}, {"label", mark.label}, {"index", mark.index}});
   }
-  return {{"title", panel.title},     {"x", AxisJson(panel.x)},      {"y", AxisJson(panel.y)},
-          {"lines", panel.lines},     {"curves", std::move(curves)}, {"overlays", std::move(overlays)},
+  return {{"title", panel.title},
+          {"x", AxisJson(panel.x)},
+          {"y", AxisJson(panel.y)},
+          {"lines", panel.lines},
+          {"band", panel.band},
+          {"curves", std::move(curves)},
+          {"overlays", std::move(overlays)},
           {"marks", std::move(marks)}};
 }
 
@@ -113,7 +120,7 @@ std::string Prose(const std::string& text) { return "<pre class=\"prose\">" + Es
 
 std::string Number(double value) { return std::isfinite(value) ? Shortly(value) : "–"; }
 
-std::string Quality(double r2) { return std::isfinite(r2) ? fmt::format("{:.6f}", r2) : "–"; }
+std::string Quality(double r2) { return std::isfinite(r2) ? Determination(r2, 6) : "–"; }
 
 // --- what a fit says, section by section; a section without contents is left out
 
@@ -125,10 +132,20 @@ std::string Badge(const char* kind, const std::string& text) {
   return fmt::format("<span class=\"badge {}\">{}</span>\n", kind, Escaped(text));
 }
 
+/// One where there is one for all curves, else one per curve.
+std::string QualityTiles(const Fit::Result& result) {
+  if (std::isfinite(result.measures.r2)) return Tile("R²", Quality(result.measures.r2));
+  std::string tiles;
+  for (const Fit::CurveResult& curve : result.curves) {
+    if (std::isfinite(curve.measures.r2)) tiles += Tile("R² of " + curve.name, Quality(curve.measures.r2));
+  }
+  return tiles;
+}
+
 std::string Summary(const Report& report) {
   if (!report.fitted) return "";
   const Fit::Result& result = report.result;
-  std::string badges = Badge(result.converged ? "good" : "bad", result.status);
+  std::string badges = Badge(result.status == "converged" ? "good" : result.converged ? "warning" : "bad", result.status);
   if (result.stability) {
     badges += result.stability->Stable() ? Badge("good", "stable") : Badge("warning", "unstable beyond a limit");
   }
@@ -141,13 +158,14 @@ std::string Summary(const Report& report) {
   }
   // One error in one unit; panels of different quantities have none in common.
   const std::string unit = report.panels.size() == 1 ? ' ' + report.panels.front().y.unit : "";
-  return "<p class=\"badges\">\n" + badges + "</p>\n<dl class=\"tiles\">\n" + Tile("R²", Quality(result.measures.r2)) +
+  return "<p class=\"badges\">\n" + badges + "</p>\n<dl class=\"tiles\">\n" + QualityTiles(result) +
          Tile("RMSE", Number(result.measures.rmse) + unit) + Tile("AICc", Number(result.measures.aicc)) +
          Tile("Points", std::to_string(result.measures.points)) + "</dl>\n";
 }
 
 std::string Remark(const Fit::Parameter& parameter) {
   if (!parameter.identifiable) return "not identifiable";
+  if (parameter.atBound) return "at its bound";
   return parameter.held ? "held" : "";
 }
 
@@ -158,17 +176,24 @@ std::string Spread(const Fit::Parameter& parameter) {
 
 std::string Parameters(const Fit::Result& result) {
   if (result.parameters.empty()) return "";
-  HtmlTable table({{"Parameter", Kind::Text},
-                   {"Value"},
-                   {"Unit", Kind::Text},
-                   {"Standard error"},
-                   {"95 % from"},
-                   {"to"},
-                   {"Half width"},
-                   {"", Kind::Text}});
+  const bool bootstrap = result.options.bootstrap > 0;
+  std::vector<HtmlTable::Column> columns{{"Parameter", Kind::Text},
+                                         {"Value"},
+                                         {"Unit", Kind::Text},
+                                         {"Standard error"},
+                                         {Percent(result.options.level) + " from"},
+                                         {"to"},
+                                         {"Half width"}};
+  if (bootstrap) columns.insert(columns.end(), {{"Bootstrap from"}, {"to"}});
+  columns.push_back({"", Kind::Text});
+  HtmlTable table(columns);
   for (const Fit::Parameter& parameter : result.parameters) {
-    table.Add({parameter.name, Number(parameter.value), parameter.unit, Number(parameter.standardError),
-               Number(parameter.lower), Number(parameter.upper), Spread(parameter), Remark(parameter)});
+    std::vector<std::string> row{
+        parameter.name,          Number(parameter.value), parameter.unit,   Number(parameter.standardError),
+        Number(parameter.lower), Number(parameter.upper), Spread(parameter)};
+    if (bootstrap) row.insert(row.end(), {Number(parameter.bootstrapLower), Number(parameter.bootstrapUpper)});
+    row.push_back(Remark(parameter));
+    table.Add(row);
   }
   return Section("parameters", "Parameters", table.Text());
 }

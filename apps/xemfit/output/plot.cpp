@@ -45,6 +45,18 @@ std::string DataBlock(const std::string& name, const std::vector<double>& x, con
   return text + "EOD\n";
 }
 
+/// Abscissa, lower and upper end; an empty line breaks the area.
+std::string BandBlock(const std::string& name, const DrawnCurve& curve) {
+  std::string text = '$' + name + " << EOD\n";
+  for (std::size_t i = 0; i < curve.bandX.size(); ++i) {
+    if (std::isfinite(curve.bandLower[i]) && std::isfinite(curve.bandUpper[i])) {
+      text += Exactly(curve.bandX[i]) + ' ' + Exactly(curve.bandLower[i]) + ' ' + Exactly(curve.bandUpper[i]);
+    }
+    text += '\n';
+  }
+  return text + "EOD\n";
+}
+
 bool HasPoints(const std::vector<double>& values) {
   return std::any_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
 }
@@ -59,12 +71,12 @@ std::string AxisCommands(char axis, const Axis& description, const Range& range)
 
 /// Names of the data blocks of a curve.
 struct Blocks {
-  std::string points, stable, unstable;
+  std::string points, stable, unstable, band;
 };
 
 Blocks BlocksOf(std::size_t panel, std::size_t curve) {
   const std::string id = fmt::format("{}_{}", panel, curve);
-  return {"points" + id, "stable" + id, "unstable" + id};
+  return {"points" + id, "stable" + id, "unstable" + id, "band" + id};
 }
 
 std::string OverlayBlock(std::size_t panel, std::size_t overlay) { return fmt::format("overlay{}_{}", panel, overlay); }
@@ -77,6 +89,7 @@ std::string PanelData(const DrawnPanel& panel, std::size_t number) {
     if (HasPoints(curve.y)) text += DataBlock(blocks.points, curve.x, curve.y);
     if (HasPoints(curve.stable)) text += DataBlock(blocks.stable, curve.stableX, curve.stable);
     if (HasPoints(curve.unstable)) text += DataBlock(blocks.unstable, curve.unstableX, curve.unstable);
+    if (HasPoints(curve.bandLower)) text += BandBlock(blocks.band, curve);
   }
   for (std::size_t i = 0; i < panel.overlays.size(); ++i) {
     text += DataBlock(OverlayBlock(number, i), panel.overlays[i].x, panel.overlays[i].y);
@@ -95,6 +108,12 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
     parts.push_back(fmt::format("${} with linespoints lw 1.2 dt 3 pt {} ps 1 lc rgb '#808080' title {}",
                                 OverlayBlock(number, i), kOpenPoints[i % std::size(kOpenPoints)],
                                 Literal(panel.overlays[i].legend)));
+  }
+  for (std::size_t i = 0; i < panel.curves.size(); ++i) {
+    if (!HasPoints(panel.curves[i].bandLower)) continue;
+    parts.push_back(
+        fmt::format("${} using 1:2:3 with filledcurves fs transparent solid 0.2 noborder lc rgb '{}' notitle",
+                    BlocksOf(number, i).band, CurveColour(panel.curves[i].index)));
   }
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
     const DrawnCurve& curve = panel.curves[i];
@@ -119,6 +138,10 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
   }
   if (anyPoints) {
     parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '#606060' title " + Literal(panel.lines));
+  }
+  if (!panel.band.empty()) {
+    parts.push_back("NaN with filledcurves fs transparent solid 0.3 noborder lc rgb '#606060' title " +
+                    Literal(panel.band));
   }
   if (anyDashes) parts.push_back("NaN with lines lw 2.2 dt 2 lc rgb '#606060' title 'unstable'");
   return "plot " + Join(parts, ", \\\n     ") + '\n';

@@ -16,26 +16,29 @@ constexpr std::size_t kMostDropped = 12;
 
 std::string Remark(const Fit::Parameter& parameter) {
   if (!parameter.identifiable) return "not identifiable";
+  if (parameter.atBound) return "at its bound";
   return parameter.held ? "held" : "";
 }
 
 std::string ParameterTable(const Fit::Result& result) {
-  TextTable table({{"Parameter", Align::Left},
-                   {"Value"},
-                   {"Std. error"},
-                   {"95 % from"},
-                   {"to"},
-                   {"Unit", Align::Left},
-                   {"", Align::Left}});
+  const bool bootstrap = result.options.bootstrap > 0;
+  std::vector<TextTable::Column> columns{
+      {"Parameter", Align::Left}, {"Value"}, {"Std. error"}, {Percent(result.options.level) + " from"}, {"to"}};
+  if (bootstrap) columns.insert(columns.end(), {{"Bootstrap from"}, {"to"}});
+  columns.insert(columns.end(), {{"Unit", Align::Left}, {"", Align::Left}});
+  TextTable table(columns);
   for (const Fit::Parameter& parameter : result.parameters) {
-    table.Add({parameter.name, Shortly(parameter.value), Briefly(parameter.standardError), Briefly(parameter.lower),
-               Briefly(parameter.upper), parameter.unit, Remark(parameter)});
+    std::vector<std::string> row{parameter.name, Shortly(parameter.value), Briefly(parameter.standardError),
+                                 Briefly(parameter.lower), Briefly(parameter.upper)};
+    if (bootstrap) row.insert(row.end(), {Briefly(parameter.bootstrapLower), Briefly(parameter.bootstrapUpper)});
+    row.insert(row.end(), {parameter.unit, Remark(parameter)});
+    table.Add(row);
   }
   return table.Text();
 }
 
 void AddMeasures(const std::string& name, const Fit::Measures& measures, TextTable& table) {
-  table.Add({name, std::to_string(measures.points), std::to_string(measures.dropped), Fixed(measures.r2, 6),
+  table.Add({name, std::to_string(measures.points), std::to_string(measures.dropped), Determination(measures.r2, 6),
              Briefly(measures.rmse), Briefly(measures.sse)});
 }
 

@@ -22,7 +22,7 @@ std::string ComparisonTable(const Fit::Comparison& comparison) {
       continue;
     }
     const Fit::Measures& measures = one.result->measures;
-    table.Add({one.label, std::to_string(one.freeParameters), Fixed(measures.r2, 6), Fixed(measures.aicc, 2),
+    table.Add({one.label, std::to_string(one.freeParameters), Determination(measures.r2, 6), Fixed(measures.aicc, 2),
                Fixed(one.difference, 2), one.Outcome(), mark});
   }
   return table.Text();

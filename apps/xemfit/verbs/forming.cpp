@@ -212,11 +212,14 @@ class FormingCurve final : public Verb {
 
   /// A law serves when limits can be computed from it.
   void FitMaterial(const Fit::TensileData& data, SheetMaterial& material) const {
+    Fit::Options options = FitOptions();
+    std::erase_if(options.ranges,
+                  [&](const auto& range) { return !range.first.empty() && range.first != data.curve.name; });
     const auto doubt = [&](const Fit::Result& result) -> std::string {
       return Fit::LimitsCollapse(FittedHardening(result), material.yield) ? "flat at first, so that limits collapse"
                                                                           : "";
     };
-    material.fit = FitModels(ModelsNamed(laws_, "--law", "hardening"), data, FitOptions(), doubt);
+    material.fit = FitModels(ModelsNamed(laws_, "--law", "hardening"), data, options, doubt);
     material.hardening = FittedHardening(material.fit->result);
   }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "input/units.h"
 #include "numbers.h"
 #include "output/text_table.h"
 #include "text.h"
@@ -25,7 +26,7 @@ class PronyFit final : public Verb {
               "fit",
               "Fit a Prony series to a relaxation curve",
               "xemfit prony fit --terms 4 polymer_relaxation.csv\n"
-              "xemfit prony fit --terms auto --normalise first polymer_relaxation.csv --plot fit.png\n"
+              "xemfit prony fit --terms auto --instantaneous free polymer_relaxation.csv --band --plot fit.png\n"
               "xemfit prony fit --terms 2 --hold tau1=0.1 polymer_relaxation.csv --json fit.json",
               {Roles::kTime, Roles::kModulusRatio}},
              Shares::Fit) {}
@@ -33,26 +34,41 @@ class PronyFit final : public Verb {
  private:
   void DeclareOwn(Options& options) override {
     options
-        .Text("file", file_, "Relaxation curve: time, modulus over instantaneous modulus; - for standard input", "FILE")
+        .Text("file", file_,
+              "Relaxation curve: time, modulus (raw or over the instantaneous one); - for standard input", "FILE")
         .Required();
     options.Text("--terms", terms_, "Number of terms; auto: as many as the data support", "COUNT|auto").ShowDefault();
-    options.Text("--normalise", normalise_,
-                 "Divide raw moduli by the first of them or by a given instantaneous modulus", "first|MODULUS");
+    options.Text("--instantaneous,--normalise", instantaneous_,
+                 "Instantaneous modulus E0 of raw moduli: fitted (what columns of moduli are given), or held at the "
+                 "first value or at a given one",
+                 "free|first|MODULUS");
   }
 
   Report Run() override {
     Fit::RelaxationData data;
-    SetNormalisation(data);
+    SetInstantaneous(data);
     MeasuredCurve measured = ReadCurve(file_, kCurve, Roles::kTime, Roles::kModulusRatio);
+    if (instantaneous_.empty() && HoldsModuli(measured)) data.normalise = Fit::Normalise::Free;
     data.curve = std::move(measured.curve);
     data.timeUnit = measured.xUnit;
     data.modulusUnit = measured.yUnit;
 
     Report report;
     report.result = Fit::FitProny(data, Terms(), FitOptions());
+    const bool raw = report.result.parameters.size() % 2 == 1;
+    const Axis ratio{"modulus over instantaneous modulus", "", false, false};
     report.panels = {
-        {"", {"time", data.timeUnit, true, false}, {"modulus over instantaneous modulus", "", false, false}, {}}};
+        {"", {"time", data.timeUnit, true, false}, raw ? Axis{"modulus", data.modulusUnit, false, false} : ratio, {}}};
     return report;
+  }
+
+  /// Name or unit of the column say modulus or stress.
+  static bool HoldsModuli(const MeasuredCurve& measured) {
+    if (ConversionFactor(measured.yUnit, "Pa")) return true;
+    const std::string name = Lower(measured.yName.empty() ? measured.yColumn : std::string(measured.yName));
+    const auto says = [&](const char* word) { return name.find(word) != std::string::npos; };
+    if (says("relative") || says("normalised") || says("normalized")) return false;
+    return says("modulus") || says("stress") || name == "e" || name == "e_relax" || measured.yName == "G";
   }
 
   int Terms() const {
@@ -63,16 +79,17 @@ class PronyFit final : public Verb {
                                                Fit::kMostPronyTerms));
   }
 
-  void SetNormalisation(Fit::RelaxationData& data) const {
-    if (normalise_.empty()) return;
-    if (normalise_ == "first") {
-      data.normalise = Fit::Normalise::First;
+  void SetInstantaneous(Fit::RelaxationData& data) const {
+    if (instantaneous_.empty()) return;
+    if (instantaneous_ == "first" || instantaneous_ == "free") {
+      data.normalise = instantaneous_ == "first" ? Fit::Normalise::First : Fit::Normalise::Free;
       return;
     }
-    const auto modulus = ParseNumber(normalise_);
+    const auto modulus = ParseNumber(instantaneous_);
     if (!modulus || !(*modulus > 0.0)) {
       throw Failure(ExitCode::Usage,
-                    fmt::format("--normalise: {} is neither first nor a positive modulus", Quoted(normalise_)));
+                    fmt::format("--instantaneous (--normalise): {} is neither free, first nor a positive modulus",
+                                Quoted(instantaneous_)));
     }
     data.normalise = Fit::Normalise::Value;
     data.modulus = *modulus;
@@ -80,7 +97,7 @@ class PronyFit final : public Verb {
 
   std::string file_;
   std::string terms_ = "auto";
-  std::string normalise_;
+  std::string instantaneous_;
 };
 
 class PronyConvert final : public Verb {

@@ -1,6 +1,57 @@
 #include "verbs/shared_options.h"
 
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "command/values.h"
+#include "failure.h"
+#include "numbers.h"
+#include "text.h"
+
 namespace Xem::Tool {
+namespace {
+
+Fit::Interval IntervalOf(const std::string& text, const char* option) {
+  const NumberInterval interval = ParseInterval(text, option);
+  return {interval.lower, interval.upper};
+}
+
+/// CURVE=LO:HI, or LO:HI for all curves.
+void ReadRange(const std::string& text, std::map<std::string, Fit::Interval>& ranges) {
+  const auto equals = text.rfind('=');
+  const std::string curve = equals == std::string::npos ? "" : std::string(Trimmed(text.substr(0, equals)));
+  const std::string range = equals == std::string::npos ? text : text.substr(equals + 1);
+  if (ranges.emplace(curve, IntervalOf(range, "--range")).second) return;
+  throw Failure(ExitCode::Usage, curve.empty() ? "--range: a range for all curves is given twice"
+                                               : fmt::format("--range: {} is given twice", Quoted(curve)));
+}
+
+/// N or N,SEED.
+void ReadBootstrap(const std::string& text, Fit::Options& fit) {
+  const auto comma = text.find(',');
+  const auto count = ParseCount(text.substr(0, comma));
+  bool understood = count && *count > 0;
+  if (understood) fit.bootstrap = *count;
+  if (understood && comma != std::string::npos) {
+    const std::string seed(Trimmed(text.substr(comma + 1)));
+    const auto [end, error] = std::from_chars(seed.data(), seed.data() + seed.size(), fit.seed);
+    understood = error == std::errc() && end == seed.data() + seed.size();
+  }
+  if (understood) return;
+  throw Failure(ExitCode::Usage,
+                fmt::format("--bootstrap: {} is not of the form N or N,SEED, such as 500 or 500,7", Quoted(text)));
+}
+
+}  // namespace
+
+Fit::Options ReadFitOptions(const FitOptions& options) {
+  Fit::Options fit = options.fit;
+  for (const auto& [name, text] : options.bounds) fit.bounds.emplace(name, IntervalOf(text, "--bounds"));
+  for (const std::string& text : options.ranges) ReadRange(text, fit.ranges);
+  if (!options.bootstrap.empty()) ReadBootstrap(options.bootstrap, fit);
+  return fit;
+}
 
 void DeclareInput(Options& options, InputOptions& input) {
   options.Pairs("--column", input.columns, "Column of a role; x and y stand for abscissa and ordinate", "ROLE=NAME");
@@ -16,6 +67,14 @@ void DeclareFit(Options& options, FitOptions& fit) {
   options.Pairs("--start", fit.fit.start, "Starting value of a parameter, tried besides the automatic ones",
                 "NAME=VALUE");
   options.Pairs("--weight", fit.weights, "Factor on the residuals of a curve", "CURVE=VALUE");
+  options.Pairs("--bounds", fit.bounds, "Keep a parameter within an interval; either side may be empty", "NAME=LO:HI");
+  options
+      .Texts("--range", fit.ranges, "Use the points with abscissae in an interval, of one curve or of all",
+             "[CURVE=]LO:HI")
+      .SeparatedBy(',');
+  options.Real("--level", fit.fit.level, "Level of the intervals, between 0 and 1", "NUMBER").ShowDefault();
+  options.Text("--bootstrap", fit.bootstrap, "Intervals from so many resamplings of the residuals, too", "N[,SEED]");
+  options.Flag("--band", fit.fit.band, "Confidence bands of the fitted curves in JSON, picture and page");
 }
 
 void DeclareStable(Options& options, bool& requireStable) {

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "command/options.h"
 #include "output/output_options.h"
@@ -18,7 +19,14 @@ struct InputOptions {
 struct FitOptions {
   Fit::Options fit;
   std::map<std::string, double> weights;  ///< by curve
+  // As typed.
+  std::map<std::string, std::string> bounds;  ///< by parameter
+  std::vector<std::string> ranges;
+  std::string bootstrap;
 };
+
+/// The options of a fit with what was typed as text. Throws Failure (Usage).
+Fit::Options ReadFitOptions(const FitOptions& options);
 
 void DeclareInput(Options& options, InputOptions& input);
 void DeclareFit(Options& options, FitOptions& fit);

@@ -101,16 +101,22 @@ std::string Verb::SourcesOf(std::string_view message) const {
   return named.empty() ? "" : " (" + Join(named, ", ") + ")";
 }
 
+void Verb::RequireCurve(const char* option, const std::string& curve) const {
+  const auto has = [&](const Fit::Input& source) { return source.curve == curve; };
+  if (std::any_of(sources_.begin(), sources_.end(), has)) return;
+  std::vector<std::string> names;
+  for (const Fit::Input& source : sources_) names.push_back(source.curve);
+  throw Failure(ExitCode::Usage,
+                fmt::format("{}: there is no curve {}; the curves are {}", option, Quoted(curve), Join(names, ", ")));
+}
+
 Fit::Options Verb::FitOptions() const {
-  for (const auto& [curve, weight] : fit_.weights) {
-    const auto has = [&name = curve](const Fit::Input& source) { return source.curve == name; };
-    if (std::any_of(sources_.begin(), sources_.end(), has)) continue;
-    std::vector<std::string> names;
-    for (const Fit::Input& source : sources_) names.push_back(source.curve);
-    throw Failure(ExitCode::Usage,
-                  fmt::format("--weight: there is no curve {}; the curves are {}", Quoted(curve), Join(names, ", ")));
+  Fit::Options options = ReadFitOptions(fit_);
+  for (const auto& weight : fit_.weights) RequireCurve("--weight", weight.first);
+  for (const auto& range : options.ranges) {
+    if (!range.first.empty()) RequireCurve("--range", range.first);
   }
-  return fit_.fit;
+  return options;
 }
 
 std::string Verb::ReadText(const std::string& path) {
@@ -179,6 +185,7 @@ MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const
   measured.yUnit = yColumn.unit;
   measured.xName = xColumn.accepted;
   measured.yName = yColumn.accepted;
+  measured.yColumn = table.columns[yColumn.index];
   Fit::Input source{curveName, table.source, digests_[table.source], {}, static_cast<int>(table.rows.size())};
   for (const std::size_t column : {xColumn.index, yColumn.index}) source.columns.push_back(table.columns[column]);
   if (lateralColumn) source.columns.push_back(table.columns[lateralColumn->index]);

@@ -27,6 +27,7 @@ struct MeasuredCurve {
   std::string yUnit;
   std::string_view xName;  ///< names of the roles that the columns go by; empty for columns called otherwise
   std::string_view yName;
+  std::string yColumn;  ///< as the file has it
 };
 
 /// One `xemfit GROUP NAME`: declares its options, then turns them into a report.
@@ -78,6 +79,8 @@ class Verb : public Command {
   std::optional<std::string> WantedColumn(const Role& role, char axis);
 
  private:
+  /// Throws Failure (Usage) for a curve that was not read.
+  void RequireCurve(const char* option, const std::string& curve) const;
   /// Throws Failure (Usage) for a --column whose role the verb never looked for.
   void RefuseUnusedColumns() const;
   void TellInputs(Fit::Result& result) const;

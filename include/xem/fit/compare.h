@@ -45,7 +45,9 @@ struct Comparison {
 /// Fits all candidates and proposes the one with the fewest free parameters among those whose AICc lies within 2 of the
 /// smallest (Burnham and Anderson 2002). A candidate that did not converge, has parameters that the data do not
 /// identify, too few points for the criterion, or a stability limit inside the measured strains is set aside as long as
-/// another serves. An Error of a candidate is its failure; when all fail, the first one is thrown on.
+/// another serves. So is one with a parameter at a bound other than 0, or one whose interval holds 0 (coefficients of
+/// polynomials and contents may), while one without such lies within 10 of its AICc. docs/theory/judgement.md has the
+/// rules. An Error of a candidate is its failure; when all fail, the first one is thrown on.
 XEM_FIT_EXPORT Comparison Compare(const std::vector<Candidate>& candidates);
 
 /// Abscissae of a curve between which a model is stable, infinite where there is no limit.

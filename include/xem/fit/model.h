@@ -30,6 +30,7 @@ struct ParameterInfo {
   double lower = -std::numeric_limits<double>::infinity();  ///< the range that a fit keeps it in
   double upper = std::numeric_limits<double>::infinity();
   std::string meaning = {};
+  bool zeroIsUsual = false;  ///< 0 is a value like any other, so an interval that holds it is no reason for doubt
 };
 
 struct ModelInfo {

@@ -2,6 +2,7 @@
 #define XEM_FIT_RESULT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <limits>
 #include <map>
@@ -59,6 +60,12 @@ struct Curve {
   int Row(std::size_t point) const { return rows.empty() ? static_cast<int>(point) + 1 : rows[point]; }
 };
 
+/// Numbers from one to another; either side may be infinite.
+struct Interval {
+  double lower = -std::numeric_limits<double>::infinity();
+  double upper = std::numeric_limits<double>::infinity();
+};
+
 /// Options that every fit understands.
 struct Options {
   Residual residual = Residual::Absolute;
@@ -66,6 +73,16 @@ struct Options {
   std::map<std::string, double> held;   ///< parameters by name that keep a value
   std::map<std::string, double> start;  ///< starting values by name, tried besides the automatic ones
   double conditionLimit = 0.0;          ///< engine Export, models linear in their parameters: see the exports
+  /// Intervals that parameters stay in, by name, within the ranges of the model itself. One that ends at a bound is
+  /// reported like one at the end of its range.
+  std::map<std::string, Interval> bounds = {};
+  /// Abscissae that are used, by curve as they were measured; the empty name stands for every curve that has none of
+  /// its own. Points outside are listed as dropped.
+  std::map<std::string, Interval> ranges = {};
+  double level = 0.95;         ///< of all intervals
+  int bootstrap = 0;           ///< how many times the residuals are resampled within their curves; 0: not at all
+  std::uint64_t seed = 1;      ///< of the resampling: the same seed gives the same numbers
+  bool band = false;           ///< the confidence band of the fitted curves, too
 };
 
 struct Parameter {
@@ -73,10 +90,13 @@ struct Parameter {
   std::string unit;
   double value = 0.0;
   double standardError = std::numeric_limits<double>::quiet_NaN();  ///< NaN when held or not identifiable
-  double lower = std::numeric_limits<double>::quiet_NaN();          ///< 95 % interval
+  double lower = std::numeric_limits<double>::quiet_NaN();          ///< interval of the level asked for
   double upper = std::numeric_limits<double>::quiet_NaN();
   bool held = false;         ///< held by the caller, or at a bound of its range (then a note says so)
   bool identifiable = true;  ///< false: the data leave a direction open in which this parameter takes part
+  bool atBound = false;      ///< free, but the data push it against a bound of its range
+  double bootstrapLower = std::numeric_limits<double>::quiet_NaN();  ///< interval from resampled residuals
+  double bootstrapUpper = std::numeric_limits<double>::quiet_NaN();
 };
 
 /// R^2, RMSE and SSE are those of measured - fitted in the data's unit, whatever was minimised.
@@ -85,7 +105,7 @@ struct Measures {
   int dropped = 0;
   double sse = 0.0;
   double rmse = 0.0;
-  double r2 = 0.0;         ///< 1 - SSres / SStot about the mean of all points
+  double r2 = 0.0;         ///< 1 - SSres / SStot about the mean of all points; NaN for curves of different quantities
   double objective = 0.0;  ///< the minimised sum: weights and relative residuals included
   double aicc =
       0.0;  ///< m ln(objective / m) + 2 k + 2 k (k + 1) / (m - k - 1), k = free parameters + 1; NaN if m < k + 2
@@ -99,6 +119,8 @@ struct CurveResult {
   std::vector<double> fitted;
   std::vector<double> companion = {};             ///< lateral strains where a model used them, else empty
   std::map<std::string, double> conditions = {};  ///< what was constant during the test, such as "stress" in creep
+  std::vector<double> lower = {};  ///< confidence band of `fitted`, where it was asked for
+  std::vector<double> upper = {};
 };
 
 struct DroppedPoint {
@@ -163,6 +185,14 @@ struct Result {
   /// Value of a parameter. Throws Error when there is none of that name.
   XEM_FIT_EXPORT double Value(const std::string& name) const;
 };
+
+/// The confidence interval of the fitted curve of that name at an abscissa, NaN where there is none.
+using Band = std::function<Interval(const std::string& curve, double x)>;
+
+/// The band of a fitted or stored result at the level of its intervals (delta method: covariance of the parameters,
+/// slopes of the model). Empty where the covariance or the model is not known; NaN where a parameter that is not
+/// identifiable bears on the curve.
+XEM_FIT_EXPORT Band ConfidenceBand(const Result& result);
 
 inline bool Stability::Stable() const {
   for (const double limit : {uniaxialTension, uniaxialCompression, equibiaxialTension, equibiaxialCompression,

@@ -10,11 +10,12 @@
 /// Curves over time: relaxation, creep, and strain histories as relaxation curves.
 namespace Xem::Fit {
 
-/// What the ordinates of a relaxation curve are divided by to become ratios to the instantaneous modulus.
+/// The instantaneous modulus E0 of a relaxation curve, E(t) = E0 g(t).
 enum class Normalise {
-  Nothing,  ///< they are ratios already
-  First,    ///< the value at the earliest time
-  Value,    ///< a given modulus
+  Nothing,  ///< the ordinates are ratios g already
+  First,    ///< held at the value at the earliest time, whose scatter then is in all results
+  Value,    ///< held at a given modulus
+  Free,     ///< a parameter like the others
 };
 
 struct RelaxationData {
@@ -22,7 +23,7 @@ struct RelaxationData {
   Normalise normalise = Normalise::Nothing;
   double modulus = 1.0;  ///< for Normalise::Value
   std::string timeUnit;
-  std::string modulusUnit = {};  ///< of what is normalised
+  std::string modulusUnit = {};  ///< of raw moduli
 };
 
 inline constexpr int kAutomaticTerms = 0;
@@ -36,8 +37,9 @@ inline constexpr int kMostPronyTerms = 40;
 /// says so; not where parameters are held or started. With kAutomaticTerms the number of terms is chosen by that
 /// criterion, at most three for every two measured decades, and three more.
 ///
-/// Parameters are g1 ..., tau1 ..., by rising time, in the unit of time; `derived` has "g_infinity" and, after
-/// normalisation, "instantaneous_modulus" and "long_term_modulus". The curve's fitted values are ratios.
+/// Parameters are g1 ..., tau1 ..., by rising time, in the unit of time; for raw moduli E0 follows, and the curve's
+/// values are moduli. `derived` has "g_infinity" and for raw moduli "instantaneous_modulus" and "long_term_modulus".
+/// Engine::Export fits ratios: moduli divided by the first or a given one.
 ///
 /// Throws Error: BadInput for an impossible number of terms or option, BadData for a curve with fewer usable points
 /// than parameters or with values that are not ratios.

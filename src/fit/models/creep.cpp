@@ -174,11 +174,14 @@ void RequireNames(const Options& options, CreepTerms terms) {
     names.insert("C" + std::to_string(k + 1));
     known += (known.empty() ? "C" : ", C") + std::to_string(k + 1);
   }
+  const auto require = [&](const std::string& name) {
+    if (names.count(name) > 0) return;
+    throw Error(ErrorKind::BadInput, "the creep law has no constant " + name + " here; it has " + known);
+  };
+  for (const auto& bounds : options.bounds) require(bounds.first);
   for (const auto* values : {&options.held, &options.start}) {
     for (const auto& [name, value] : *values) {
-      if (names.count(name) == 0) {
-        throw Error(ErrorKind::BadInput, "the creep law has no constant " + name + " here; it has " + known);
-      }
+      require(name);
       const bool positive = name == "C1" || name == "C4" || name == "C5";
       if (positive && value < 0.0) throw Error(ErrorKind::BadInput, name + " must not be negative");
     }
@@ -290,8 +293,10 @@ Constants GivenConstants(const Options& options, CreepTerms terms) {
 /// In working units from several time exponents; the result is in the caller's units.
 Minimum RunBest(const Screened& screened, CreepTerms terms, const Options& options,
                 const std::vector<FreeOrHeld>& parameters) {
-  const auto mentions = [&](const char* name) { return options.held.count(name) + options.start.count(name) > 0; };
-  // A factor that the caller gives binds the units: they are his then.
+  const auto mentions = [&](const char* name) {
+    return options.held.count(name) + options.start.count(name) + options.bounds.count(name) > 0;
+  };
+  // A factor that the caller gives or bounds binds the units: they are his then.
   const Units units = mentions("C1") || mentions("C5") ? Units{} : WorkingUnits(screened);
   const Constants given = GivenConstants(options, terms);
   const Problem problem = MakeProblem(screened, units, parameters, options.residual);

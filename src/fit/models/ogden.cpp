@@ -116,7 +116,8 @@ Start FromExponents(const Problem& problem, const std::vector<double>& held, std
   std::vector<double> parameters = held;
   std::size_t next = 0;
   for (std::size_t k = 1; k < parameters.size(); k += 2) {
-    if (!problem.parameters[k].held) parameters[k] = exponents[next++];
+    const FreeOrHeld& exponent = problem.parameters[k];
+    if (!exponent.held) parameters[k] = std::clamp(exponents[next++], exponent.lower, exponent.upper);
   }
   return WithBestModuli(problem, std::move(parameters));
 }
@@ -144,15 +145,25 @@ std::vector<std::vector<double>> BestOf(std::vector<Start> starts, std::size_t c
   return best;
 }
 
+/// Narrows a range unless nothing would be left of it, as of one that the caller gave.
+void Narrow(double lower, double upper, FreeOrHeld& parameter) {
+  const double from = std::max(lower, parameter.lower);
+  const double to = std::min(upper, parameter.upper);
+  if (!(from < to)) return;
+  parameter.lower = from;
+  parameter.upper = to;
+}
+
 /// The same problem with ranges that keep terms meaningful: exponents on their side of 0, as in `start`, and moduli of
 /// the order of the material's.
 Problem Bounded(Problem problem, const std::vector<double>& start, double shearModulus) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const double largest = kLargestModulus * shearModulus;
   for (std::size_t k = 0; k < start.size(); k += 2) {
-    FreeOrHeld& modulus = problem.parameters[k];
-    modulus.upper = kLargestModulus * shearModulus;
-    modulus.lower = -modulus.upper;
-    (start[k + 1] < 0.0 ? problem.parameters[k + 1].upper : problem.parameters[k + 1].lower) =
-        start[k + 1] < 0.0 ? -kSmallestExponent : kSmallestExponent;
+    Narrow(-largest, largest, problem.parameters[k]);
+    const bool negative = start[k + 1] < 0.0;
+    Narrow(negative ? -kInfinity : kSmallestExponent, negative ? -kSmallestExponent : kInfinity,
+           problem.parameters[k + 1]);
   }
   return problem;
 }
@@ -379,6 +390,8 @@ Minimum OgdenFit::Minimise() {
     for (Minimum& minimum : minima) Tidy(screened_.OnlyShear(), minimum);
   }
   NoteRival(problem, minima, notes);
+  // What else is done with the minimum stays in the ranges that it was found in.
+  problem = Bounded(problem, minima.front().parameters, std::numeric_limits<double>::infinity());
   return minima.front();
 }
 

@@ -27,6 +27,7 @@ std::vector<ParameterInfo> Parameters(int order) {
     ParameterInfo parameter;
     parameter.name = CoefficientName(order, i, j);
     parameter.unit = "stress";
+    parameter.zeroIsUsual = true;
     parameter.meaning = "coefficient of (I1 - 3)^" + std::to_string(i) + " (I2 - 3)^" + std::to_string(j);
     parameters.push_back(parameter);
   });

@@ -48,34 +48,47 @@ constexpr int kRankingEvaluations = 300;
 /// More terms than lines of the spectrum plus this many are not worth a try.
 constexpr int kBeyondSpectrum = 2;
 
-/// A fitted series: coordinates of PronyShares.
+/// The instantaneous modulus, so named for shear, too.
+constexpr const char* kModulusName = "E0";
+
+PronyShares SharesOf(const std::vector<FreeOrHeld>& series) {
+  std::vector<PronyShares::Coefficient> coefficients;
+  for (std::size_t i = 0; i < series.size() / 2; ++i) {
+    coefficients.push_back({series[i].held, series[i].lower, series[i].upper});
+  }
+  return PronyShares(std::move(coefficients));
+}
+
+/// A fitted series: coordinates of PronyShares, and the modulus where it is free.
 struct SeriesFit {
   int terms = 0;
   Minimum minimum;
   double information = 0.0;  ///< corrected Akaike criterion
 };
 
-/// Everything about one curve that fits with different numbers of terms share.
+/// How the instantaneous modulus takes part: ratios have none, and a held one turns moduli into ratios.
+enum class Modulus { None, Free };
+
+/// Everything about one curve that fits with different numbers of terms share. Parameters are g_1 ... g_n, tau_1 ...
+/// tau_n, and with a free modulus E0 after them.
 class PronyFitter {
  public:
-  PronyFitter(const Curve& curve, Residual residual, LogRange range)
-      : curve_(curve), points_(CorePoints(curve)), residual_(residual), range_(range) {}
+  PronyFitter(const Curve& curve, Residual residual, LogRange range, Modulus modulus)
+      : curve_(curve), points_(CorePoints(curve)), residual_(residual), range_(range), modulus_(modulus) {}
 
   Problem MakeProblem(const std::vector<FreeOrHeld>& series) const {
     const std::size_t terms = series.size() / 2;
-    std::vector<bool> held(terms);
-    for (std::size_t i = 0; i < terms; ++i) held[i] = series[i].held;
     Problem problem;
-    problem.functions.push_back(boost::make_shared<PronyInShares>(PronyShares(held), points_));
+    problem.functions.push_back(boost::make_shared<PronyInShares>(SharesOf(series), points_));
     problem.weights.push_back(curve_.weight);
     problem.residual = residual_;
     problem.termCount = static_cast<std::int32_t>(terms);
     problem.parameters = series;
-    for (std::size_t k = 0; k < series.size(); ++k) {
+    for (std::size_t k = 0; k < 2 * terms; ++k) {
       if (series[k].held) continue;
       const bool coefficient = k < terms;
-      problem.parameters[k].lower = coefficient ? 0.0 : range_.from - std::log(kBeyondMeasured);
-      problem.parameters[k].upper = coefficient ? 1.0 : range_.to + std::log(kBeyondMeasured);
+      problem.parameters[k].lower = coefficient ? 0.0 : std::log(series[k].lower);
+      problem.parameters[k].upper = coefficient ? 1.0 : std::log(series[k].upper);
     }
     return problem;
   }
@@ -84,13 +97,14 @@ class PronyFitter {
   SeriesFit Fit(const std::vector<FreeOrHeld>& series, const std::vector<std::vector<double>>& starts,
                 int mostEvaluations = 0) const {
     const Problem problem = MakeProblem(series);
-    std::vector<bool> held(series.size() / 2);
-    for (std::size_t i = 0; i < held.size(); ++i) held[i] = series[i].held;
-    const PronyShares shares(held);
+    const PronyShares shares = SharesOf(series);
     std::vector<std::vector<double>> coordinates;
-    for (const auto& start : starts) coordinates.push_back(shares.FromSeries(start));
+    for (const auto& start : starts) {
+      coordinates.push_back(shares.FromSeries(start));
+      if (Raw()) coordinates.back().push_back(start.back());
+    }
     SeriesFit fit;
-    fit.terms = static_cast<int>(held.size());
+    fit.terms = static_cast<int>(shares.Terms());
     fit.minimum = Minimise(problem, coordinates, mostEvaluations);
     // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
     const double points = problem.PointCount();
@@ -103,28 +117,50 @@ class PronyFitter {
   const Curve& Points() const { return curve_; }
   const LogRange& Range() const { return range_; }
   Residual Kind() const { return residual_; }
+  bool Raw() const { return modulus_ == Modulus::Free; }
+
+  /// The best coefficients, and modulus, for given times.
+  struct Lines {
+    Spectrum spectrum;
+    double modulus = 1.0;
+  };
+  Lines LinesAt(const std::vector<double>& logTimes) const {
+    Lines lines;
+    lines.spectrum = FitSpectrum(curve_, residual_, logTimes, Raw() ? &lines.modulus : nullptr);
+    return lines;
+  }
 
  private:
   const Curve& curve_;
   std::vector<_T_FUNT_BASE> points_;
   Residual residual_;
   LogRange range_;
+  Modulus modulus_;
 };
 
-std::vector<FreeOrHeld> SeriesParameters(int terms, const std::string& timeUnit) {
+/// Coefficients, times within and a little beyond the measured ones, and of raw moduli the instantaneous one.
+std::vector<FreeOrHeld> SeriesParameters(int terms, const LogRange& range, bool raw, const std::string& timeUnit = "",
+                                         const std::string& modulusUnit = "") {
   std::vector<FreeOrHeld> parameters(2 * static_cast<std::size_t>(terms));
   for (int i = 0; i < terms; ++i) {
-    parameters[i].name = "g" + std::to_string(i + 1);
+    FreeOrHeld& coefficient = parameters[i];
+    coefficient.name = "g" + std::to_string(i + 1);
+    coefficient.lower = 0.0;
+    coefficient.upper = 1.0;
     FreeOrHeld& time = parameters[terms + i];
     time.name = "tau" + std::to_string(i + 1);
     time.unit = timeUnit;
+    time.lower = std::exp(range.from) / kBeyondMeasured;
+    time.upper = std::exp(range.to) * kBeyondMeasured;
   }
+  if (raw) parameters.push_back({.name = kModulusName, .unit = modulusUnit, .lower = 0.0});
   return parameters;
 }
 
 std::vector<double> ToSeries(const SeriesFit& fit) {
-  std::vector<double> series(fit.minimum.parameters.size());
-  PronyShares(std::vector<bool>(static_cast<std::size_t>(fit.terms), false)).ToSeries(fit.minimum.parameters, series);
+  std::vector<double> series = fit.minimum.parameters;  // a modulus stays as it is
+  PronyShares(std::vector<PronyShares::Coefficient>(static_cast<std::size_t>(fit.terms)))
+      .ToSeries(fit.minimum.parameters, series);
   return series;
 }
 
@@ -138,7 +174,8 @@ Spectrum ToSpectrum(const std::vector<double>& series) {
 }
 
 /// As a start: lines without a coefficient get a small one, so that their times can move.
-std::vector<double> AsStart(const Spectrum& spectrum) {
+std::vector<double> AsStart(const PronyFitter& fitter, const PronyFitter::Lines& lines) {
+  const Spectrum& spectrum = lines.spectrum;
   double sum = 0.0;
   for (const SpectrumLine& line : spectrum) sum += line.g;
   const double least = std::max(1e-3 * sum, 1e-6) / static_cast<double>(std::max<std::size_t>(1, spectrum.size()));
@@ -147,6 +184,7 @@ std::vector<double> AsStart(const Spectrum& spectrum) {
     start[i] = std::max(spectrum[i].g, least);
     start[spectrum.size() + i] = std::exp(spectrum[i].logTime);
   }
+  if (fitter.Raw()) start.push_back(lines.modulus);
   return start;
 }
 
@@ -163,7 +201,7 @@ class SeriesSearch {
  public:
   explicit SeriesSearch(const PronyFitter& fitter)
       : fitter_(fitter),
-        dense_(DenseSpectrum(fitter.Points(), fitter.Kind(), fitter.Range())),
+        dense_(DenseSpectrum(fitter.Points(), fitter.Kind(), fitter.Range(), fitter.Raw())),
         fits_(kMostPronyTerms) {}
 
   const SeriesFit& With(int terms) {
@@ -173,7 +211,7 @@ class SeriesSearch {
     if (terms > 1 && terms <= kMostTermsInChain) AddSplits(With(terms - 1), starts);
     // A series with more terms than the data have lines wanders along a valley without a floor. To rank it, where it
     // stands after this many evaluations is enough.
-    fit = fitter_.Fit(SeriesParameters(terms, ""), starts, kRankingEvaluations);
+    fit = fitter_.Fit(SeriesParameters(terms, fitter_.Range(), fitter_.Raw()), starts, kRankingEvaluations);
     return *fit;
   }
 
@@ -182,18 +220,15 @@ class SeriesSearch {
 
   std::vector<std::vector<double>> SpectrumStarts(std::size_t terms) const {
     std::vector<std::vector<double>> starts;
-    const auto add = [&](const Spectrum& spectrum) {
-      if (spectrum.size() == terms) starts.push_back(AsStart(spectrum));
-    };
     // Merging moves times and picking leaves some of the curve unexplained, so coefficients are fitted again.
-    const auto again = [&](const Spectrum& spectrum) {
-      return FitSpectrum(fitter_.Points(), fitter_.Kind(), LogTimes(spectrum));
+    const auto add = [&](const std::vector<double>& logTimes) {
+      if (logTimes.size() == terms) starts.push_back(AsStart(fitter_, fitter_.LinesAt(logTimes)));
     };
-    add(again(SplitTo(MergedTo(dense_, terms), terms)));
+    add(LogTimes(SplitTo(MergedTo(dense_, terms), terms)));
     if (dense_.size() > terms && terms <= static_cast<std::size_t>(kMostTermsInChain)) {
-      add(again(LargestOf(dense_, terms)));
+      add(LogTimes(LargestOf(dense_, terms)));
     }
-    add(FitSpectrum(fitter_.Points(), fitter_.Kind(), SpreadTimes(fitter_.Range(), terms)));
+    add(SpreadTimes(fitter_.Range(), terms));
     return starts;
   }
 
@@ -205,29 +240,30 @@ class SeriesSearch {
     borders.insert(borders.begin(), fitter_.Range().from);
     borders.push_back(fitter_.Range().to);
     double best = std::numeric_limits<double>::infinity();
-    Spectrum chosen;
+    PronyFitter::Lines chosen;
     for (std::size_t k = 0; k + 1 < borders.size(); ++k) {
       std::vector<double> times = LogTimes(lines);
       times.push_back(0.5 * (borders[k] + borders[k + 1]));
       std::sort(times.begin(), times.end());
-      const Spectrum candidate = FitSpectrum(fitter_.Points(), fitter_.Kind(), times);
+      PronyFitter::Lines candidate = fitter_.LinesAt(times);
       const double misfit = Misfit(candidate);
       if (misfit < best) {
         best = misfit;
-        chosen = candidate;
+        chosen = std::move(candidate);
       }
     }
-    if (!chosen.empty()) starts.push_back(AsStart(chosen));
+    if (!chosen.spectrum.empty()) starts.push_back(AsStart(fitter_, chosen));
   }
 
-  double Misfit(const Spectrum& spectrum) const {
+  double Misfit(const PronyFitter::Lines& lines) const {
     const Curve& curve = fitter_.Points();
     double sum = 0.0;
     for (std::size_t i = 0; i < curve.x.size(); ++i) {
       double value = 1.0;
-      for (const SpectrumLine& line : spectrum) {
+      for (const SpectrumLine& line : lines.spectrum) {
         value -= line.g * (1.0 - PronyRemainder(std::exp(line.logTime), curve.x[i]));
       }
+      value *= lines.modulus;
       const double scale = fitter_.Kind() == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
       sum += (value - curve.y[i]) * scale * (value - curve.y[i]) * scale;
     }
@@ -272,12 +308,16 @@ int SupportedTerms(int wanted, SeriesSearch& search, std::vector<std::string>& n
   return terms;
 }
 
-/// The physical problem g_1 ... tau_n of the core over all points, for uncertainty and measures.
+/// The physical problem g_1 ... tau_n [E0] over all points, for uncertainty and measures.
 Problem PhysicalProblem(const Curve& curve, Residual residual, std::vector<FreeOrHeld> parameters) {
-  const auto function = boost::make_shared<XemHyperViscoElasticRelaxation>();
-  function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curve)));
   Problem problem;
-  problem.functions.push_back(function);
+  if (parameters.size() % 2 == 1) {
+    problem.functions.push_back(boost::make_shared<PronyWithModulus>(CorePoints(curve)));
+  } else {
+    const auto function = boost::make_shared<XemHyperViscoElasticRelaxation>();
+    function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curve)));
+    problem.functions.push_back(function);
+  }
   problem.weights.push_back(curve.weight);
   problem.residual = residual;
   problem.termCount = static_cast<std::int32_t>(parameters.size() / 2);
@@ -288,10 +328,8 @@ Problem PhysicalProblem(const Curve& curve, Residual residual, std::vector<FreeO
 /// A minimum in shares as one in coefficients and times; sorted by time if `sorted`.
 Minimum Physical(const SeriesFit& fit, const std::vector<FreeOrHeld>& series, bool sorted) {
   const auto terms = static_cast<std::size_t>(fit.terms);
-  std::vector<bool> held(terms);
-  for (std::size_t i = 0; i < terms; ++i) held[i] = series[i].held;
   std::vector<double> values(2 * terms);
-  PronyShares(held).ToSeries(fit.minimum.parameters, values);
+  SharesOf(series).ToSeries(fit.minimum.parameters, values);
 
   std::vector<std::size_t> order(terms);
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -312,7 +350,7 @@ Minimum Physical(const SeriesFit& fit, const std::vector<FreeOrHeld>& series, bo
 
 /// Every coefficient differs from 0 and every time is known better than its own size.
 bool Determined(const SeriesFit& fit, const PronyFitter& fitter) {
-  const std::vector<FreeOrHeld> series = SeriesParameters(fit.terms, "");
+  const std::vector<FreeOrHeld> series = SeriesParameters(fit.terms, fitter.Range(), fitter.Raw());
   const Problem problem = PhysicalProblem(fitter.Points(), fitter.Kind(), series);
   const Uncertainty uncertainty = EstimateUncertainty(problem, Physical(fit, series, true));
   for (std::size_t k = 0; k < series.size(); ++k) {
@@ -374,10 +412,19 @@ std::size_t Earliest(const Curve& curve) {
   return earliest;
 }
 
-/// The modulus that ordinates are divided by; 1 for ratios.
+double LargestOf(const Curve& curve) {
+  double largest = 0.0;
+  for (const double value : curve.y) {
+    if (std::isfinite(value)) largest = std::max(largest, value);
+  }
+  return largest;
+}
+
+/// The modulus that makes ratios of the ordinates; 1 for ratios, and for a free modulus a number of its size.
 double ReferenceModulus(const RelaxationData& data, const Curve& curve) {
   double modulus = 1.0;
   if (data.normalise == Normalise::Value) modulus = data.modulus;
+  if (data.normalise == Normalise::Free) modulus = LargestOf(curve);
   if (data.normalise == Normalise::First && curve.y.size() == curve.x.size()) {
     const std::size_t earliest = Earliest(curve);
     if (earliest < curve.x.size()) modulus = curve.y[earliest];
@@ -388,50 +435,53 @@ double ReferenceModulus(const RelaxationData& data, const Curve& curve) {
       "curve " + curve.name + ": cannot be normalised by " + Text(modulus) + ", which is not a positive modulus");
 }
 
-/// The usable points as ratios. `modulus` receives what they were divided by.
+/// The usable points; raw moduli stay as they are. `modulus` receives what makes ratios of them.
 Curve ScreenRelaxation(const RelaxationData& data, double& modulus, std::vector<DroppedPoint>& dropped,
                        std::vector<std::string>& notes) {
   Curve curve = data.curve;
   if (curve.name.empty()) curve.name = "relaxation";
   modulus = ReferenceModulus(data, curve);
-  for (double& value : curve.y) value /= modulus;
-  std::size_t above = 0;
-  double largest = 0.0;
-  for (const double value : curve.y) {
-    if (value > 1.5) ++above;
-    if (std::isfinite(value)) largest = std::max(largest, value);
-  }
-  if (2 * above > curve.y.size()) {
-    throw Error(ErrorKind::BadData, "curve " + curve.name + ": values up to " + Text(largest * modulus) +
-                                        " are not ratios to the instantaneous modulus; normalise them by the first "
-                                        "value or by a given one");
+  const auto above = std::count_if(curve.y.begin(), curve.y.end(), [&](double y) { return y / modulus > 1.5; });
+  if (2 * static_cast<std::size_t>(above) > curve.y.size()) {
+    throw Error(ErrorKind::BadData, "curve " + curve.name + ": values up to " + Text(LargestOf(curve)) +
+                                        " are not ratios to the instantaneous modulus; fit that modulus, too, or "
+                                        "normalise them by the first value or by a given one");
   }
   const std::size_t reference = data.normalise == Normalise::First ? Earliest(curve) : curve.x.size();
   const double referenceTime = reference < curve.x.size() ? curve.x[reference] : -1.0;
+  const bool held = data.normalise != Normalise::Free;
+  const std::string what = held ? "ratio " : "modulus ";
   Curve kept = Screen(
       curve, "modulus",
       [&](double time, double value) -> std::string {
-        if (time == referenceTime && value == 1.0) return "the point that the curve is normalised by";
+        const double ratio = value / modulus;
+        const std::string shown = Text(held ? ratio : value);
+        if (time == referenceTime && ratio == 1.0) return "the point that the curve is normalised by";
         if (time <= 0.0) return "time " + Text(time) + " is not positive";
-        if (value >= 1.0) return "ratio " + Text(value) + " is not below 1";
-        if (value < -kNoiseAroundZero) return "ratio " + Text(value) + " is below 0";
+        if (held && ratio >= 1.0) return what + shown + " is not below 1";
+        if (ratio < -kNoiseAroundZero) return what + shown + " is below 0";
         return {};
       },
       1, dropped);
   NoteOddities("relaxation", kept, notes);
   if (referenceTime > 0.0) {
     notes.push_back("curve " + curve.name + ": normalised by its value at time " + Text(referenceTime) +
-                    "; what relaxed before is not seen");
+                    "; what relaxed before is not seen, and the scatter of this one value is in all results");
   }
   return kept;
 }
 
-void RequireTerms(int terms, const Curve& curve) {
+Curve Divided(Curve curve, double modulus) {
+  for (double& value : curve.y) value /= modulus;
+  return curve;
+}
+
+void RequireTerms(int terms, const Curve& curve, bool freeModulus) {
   if (terms != kAutomaticTerms && (terms < 1 || terms > kMostPronyTerms)) {
     throw Error(ErrorKind::BadInput,
                 std::to_string(terms) + " terms are not between 1 and " + std::to_string(kMostPronyTerms));
   }
-  const int least = std::max(2, 2 * terms);
+  const int least = std::max(2, 2 * terms) + (freeModulus ? 1 : 0);
   if (static_cast<int>(curve.x.size()) < least) {
     throw Error(ErrorKind::BadData, "curve " + curve.name + ": " + std::to_string(curve.x.size()) +
                                         " usable points are too few for " + std::to_string(least) + " parameters");
@@ -448,6 +498,8 @@ std::vector<ParameterInfo> Parameters(int terms) {
     parameters.push_back(
         {.name = "tau" + std::to_string(i), .unit = "time", .lower = 0.0, .meaning = "relaxation time"});
   }
+  parameters.push_back({kModulusName, "stress", 0.0, std::numeric_limits<double>::infinity(),
+                        "instantaneous modulus, of raw moduli only"});
   return parameters;
 }
 
@@ -460,12 +512,17 @@ void RequireMeaning(const std::vector<FreeOrHeld>& series, const std::vector<std
     }
   }
   double heldSum = 0.0;
+  double least = 0.0;
   for (std::size_t i = 0; i < terms; ++i) {
+    least += series[i].held ? starts.front()[i] : series[i].lower;
     if (!series[i].held) continue;
     heldSum += starts.front()[i];
     if (starts.front()[i] < 0.0 || heldSum > 1.0) {
       throw Error(ErrorKind::BadInput, "held coefficients must be 0 or more and add up to 1 at most");
     }
+  }
+  if (least > 1.0) {
+    throw Error(ErrorKind::BadInput, "lower bounds and held values of coefficients add up to more than 1");
   }
 }
 
@@ -477,7 +534,7 @@ void NoteLimits(const Minimum& minimum, const Curve& curve, std::vector<std::str
     notes.push_back("the coefficients add up to 1, the most they can: the modulus vanishes at long times");
   }
   const double last = *std::max_element(curve.x.begin(), curve.x.end());
-  if (terms > 0 && minimum.parameters.back() > last) {
+  if (terms > 0 && minimum.parameters[2 * terms - 1] > last) {
     notes.push_back("tau" + std::to_string(terms) + " lies beyond the last measured time " + Text(last) +
                     ": the long-term modulus is extrapolated");
   }
@@ -488,17 +545,24 @@ class PronyFit final : public ModelFit {
   PronyFit(const RelaxationData& data, int count) : data_(data) { terms = count; }
 
   void Screen() override {
+    if (Plain() && data_.normalise == Normalise::Free) {
+      throw Error(ErrorKind::BadInput,
+                  "the export fits ratios: the instantaneous modulus must be the first value or a given one");
+    }
     curves = {ScreenRelaxation(data_, modulus_, dropped, notes)};
-    RequireTerms(terms, curves.front());
+    // The export's results are those of ratios.
+    if (Plain()) curves.front() = Divided(std::move(curves.front()), modulus_);
+    RequireTerms(terms, curves.front(), data_.normalise == Normalise::Free);
   }
 
   /// With automatic terms there is nothing to describe before they are counted.
   void Describe() override {
     if (terms == kAutomaticTerms && Named()) {
-      throw Error(ErrorKind::BadInput, "held and starting values need a number of terms");
+      throw Error(ErrorKind::BadInput, "held values, starting values and bounds need a number of terms");
     }
-    problem = PhysicalProblem(curves.front(), options.residual, SeriesParameters(terms, data_.timeUnit));
+    DescribeSeries();
     given.assign(problem.parameters.size(), std::numeric_limits<double>::quiet_NaN());
+    if (Raw() && problem.parameters.back().held) given.back() = modulus_;
   }
 
   Minimum Minimise() override { return Named() ? MinimiseNamed() : MinimiseFree(); }
@@ -519,9 +583,9 @@ class PronyFit final : public ModelFit {
   std::string ExportRemedy() const override { return "fit fewer terms"; }
 
   Evaluator MakeEvaluator(const std::vector<double>& parameters) const override {
-    return [parameters, name = curves.front().name](const std::string& called, double time) {
+    return [series = Series::Of(parameters), name = curves.front().name](const std::string& called, double time) {
       if (called != name) throw Error(ErrorKind::BadInput, "there is no curve " + called);
-      return MaterialUtil::PronyModulus(parameters, time);
+      return series.At(time);
     };
   }
 
@@ -531,40 +595,100 @@ class PronyFit final : public ModelFit {
     for (int i = 0; i < terms; ++i) sum += minimum.parameters[i];
     result.derived["g_infinity"] = 1.0 - sum;
     if (data_.normalise == Normalise::Nothing) return;
-    result.derived["instantaneous_modulus"] = modulus_;
-    result.derived["long_term_modulus"] = modulus_ * (1.0 - sum);
+    const double modulus = Raw() ? minimum.parameters.back() : modulus_;
+    result.derived["instantaneous_modulus"] = modulus;
+    result.derived["long_term_modulus"] = modulus * (1.0 - sum);
     for (const char* name : {"instantaneous_modulus", "long_term_modulus"}) {
       result.derivedUnits[name] = data_.modulusUnit;
     }
   }
 
+  /// g_1 ... tau_n and, of raw moduli, E0 as a function of time.
+  struct Series {
+    std::vector<double> ratios;
+    double modulus = 1.0;
+
+    static Series Of(std::vector<double> parameters) {
+      Series series{std::move(parameters)};
+      if (series.ratios.size() % 2 == 0) return series;
+      series.modulus = series.ratios.back();
+      series.ratios.pop_back();
+      return series;
+    }
+    double At(double time) const { return modulus * MaterialUtil::PronyModulus(ratios, time); }
+  };
+
  private:
+  bool Raw() const { return !Plain() && data_.normalise != Normalise::Nothing; }
+  /// Held by what the data say or by the caller, a modulus turns the curve into ratios.
+  bool FreeModulus() const { return Raw() && !problem.parameters.back().held; }
+
+  void DescribeSeries() {
+    const Curve& curve = curves.front();
+    problem = PhysicalProblem(curve, options.residual,
+                              SeriesParameters(terms, MeasuredRange(curve), Raw(), data_.timeUnit, data_.modulusUnit));
+    if (Raw()) problem.parameters.back().held = data_.normalise != Normalise::Free;
+  }
+
+  /// What the search works on: numbers of the order of 1.
+  double WorkingScale() const { return Raw() && !FreeModulus() && Named() ? given.back() : modulus_; }
+  Curve WorkingCurve() const { return Raw() ? Divided(curves.front(), WorkingScale()) : curves.front(); }
+  Modulus Kind() const { return FreeModulus() ? Modulus::Free : Modulus::None; }
+
+  /// From working units, where a held modulus has no place.
+  Minimum WithModulus(Minimum minimum) const {
+    if (!Raw()) return minimum;
+    if (FreeModulus()) {
+      minimum.parameters.back() *= WorkingScale();
+    } else {
+      minimum.parameters.push_back(WorkingScale());
+      minimum.atBound.push_back(false);
+    }
+    return minimum;
+  }
+
   /// With held or starting values the number of terms and their order are the caller's.
   Minimum MinimiseNamed() {
-    const PronyFitter fitter(curves.front(), options.residual, MeasuredRange(curves.front()));
-    const std::vector<FreeOrHeld>& series = problem.parameters;
-    const auto automatic = SeriesSearch(fitter).SpectrumStarts(static_cast<std::size_t>(terms));
-    const auto starts = WithGiven(automatic, automatic.back(), Proposed::Last);
+    const double scale = WorkingScale();
+    if (!(scale > 0.0)) throw Error(ErrorKind::BadInput, "the instantaneous modulus must be positive");
+    const Curve curve = WorkingCurve();
+    const PronyFitter fitter(curve, options.residual, MeasuredRange(curve), Kind());
+    std::vector<FreeOrHeld> series = problem.parameters;
+    if (Raw() && !FreeModulus()) series.pop_back();
+    auto starts = SeriesSearch(fitter).SpectrumStarts(static_cast<std::size_t>(terms));
+    const auto scaleModulus = [&](double factor) {
+      for (auto& start : starts) {
+        if (FreeModulus()) start.back() *= factor;
+      }
+    };
+    scaleModulus(scale);
+    starts = WithGiven(starts, starts.back(), Proposed::Last);
+    scaleModulus(1.0 / scale);
+    if (FreeModulus()) {
+      series.back().lower /= scale;
+      series.back().upper /= scale;
+    }
     RequireMeaning(series, starts);
-    Minimum minimum = Physical(fitter.Fit(series, starts), series, false);
-    for (std::size_t k = 0; k < series.size(); ++k) {
-      if (series[k].held) minimum.parameters[k] = given[k];  // not through a logarithm and back
+    Minimum minimum = WithModulus(Physical(fitter.Fit(series, starts), series, false));
+    for (std::size_t k = 0; k < minimum.parameters.size(); ++k) {
+      if (problem.parameters[k].held) minimum.parameters[k] = given[k];  // not through a logarithm and back
     }
     return minimum;
   }
 
   /// The number of terms is searched for on a thinned curve; the final fit sees every point.
   Minimum MinimiseFree() {
-    const Curve& curve = curves.front();
+    const Curve curve = WorkingCurve();
     const Curve thinned = Thinned(curve);
     const LogRange range = MeasuredRange(curve);
-    const PronyFitter coarse(thinned, options.residual, range);
-    const PronyFitter fine(curve, options.residual, range);
+    const PronyFitter coarse(thinned, options.residual, range, Kind());
+    const PronyFitter fine(curve, options.residual, range, Kind());
     SeriesSearch search(coarse);
     terms = terms == kAutomaticTerms ? BestTerms(coarse, search, notes) : SupportedTerms(terms, search, notes);
-    problem = PhysicalProblem(curve, options.residual, SeriesParameters(terms, data_.timeUnit));
-    const SeriesFit fit = fine.Fit(problem.parameters, {ToSeries(search.With(terms))});
-    return Physical(fit, problem.parameters, true);
+    const std::vector<FreeOrHeld> series = SeriesParameters(terms, range, FreeModulus());
+    const SeriesFit fit = fine.Fit(series, {ToSeries(search.With(terms))});
+    DescribeSeries();
+    return WithModulus(Physical(fit, series, true));
   }
 
   RelaxationData data_;
@@ -580,7 +704,7 @@ const Model kProny{
              .fewestTerms = 1,
              .mostTerms = kMostPronyTerms,
              .curves = {{"relaxation", "time", "time", "modulus over instantaneous modulus", "", "", true}},
-             .formula = "g(t) = 1 - sum g_i (1 - exp(-t/tau_i)), i = 1 ... n",
+             .formula = "g(t) = 1 - sum g_i (1 - exp(-t/tau_i)), i = 1 ... n; of raw moduli E(t) = E0 g(t)",
              .source = "Ferry 1980",
              .plainExport = "CurveFitting4Relaxation",
              .page = "theory/viscoelastic.md"},
@@ -589,8 +713,8 @@ const Model kProny{
       return boost::make_shared<PronyFit>(TestsOf<RelaxationData>(tests, "prony"), terms);
     },
     .restore = [](const Result& stored) -> Evaluator {
-      const std::vector<double> series = ParameterValues(stored);
-      return [series](const std::string&, double time) { return PronyModulus(series, time); };
+      const auto series = PronyFit::Series::Of(ParameterValues(stored));
+      return [series](const std::string&, double time) { return series.At(time); };
     }};
 
 double PronyModulus(const std::vector<double>& parameters, double time) {

@@ -11,12 +11,31 @@ namespace Xem::Fit {
 
 using MaterialUtil::MatrixView;
 
-PronyShares::PronyShares(std::vector<bool> heldCoefficients) : held_(std::move(heldCoefficients)) {}
+namespace {
+
+/// Turns a ratio and its derivatives into a modulus and its own; the last column is that of the factor.
+void Multiply(double modulus, std::span<double> model, MatrixView derivatives) {
+  if (!derivatives.Empty()) {
+    for (std::int32_t k = 0; k + 1 < derivatives.columns; ++k) {
+      for (double& entry : derivatives.Column(k)) entry *= modulus;
+    }
+    std::copy(model.begin(), model.end(), derivatives.Column(derivatives.columns - 1).begin());
+  }
+  for (double& value : model) value *= modulus;
+}
+
+}  // namespace
+
+PronyShares::PronyShares(std::vector<Coefficient> coefficients) : terms_(std::move(coefficients)) {}
+
+double PronyShares::Span(std::size_t term, double rest) const {
+  return std::min(terms_[term].upper - terms_[term].lower, rest);
+}
 
 double PronyShares::Whole(std::span<const double> coefficients) const {
   double whole = 1.0;
   for (std::size_t i = 0; i < Terms(); ++i) {
-    if (held_[i]) whole -= coefficients[i];
+    whole -= terms_[i].held ? coefficients[i] : terms_[i].lower;
   }
   return std::max(whole, 0.0);
 }
@@ -25,8 +44,13 @@ void PronyShares::ToSeries(std::span<const double> coordinates, std::span<double
   // Each free term takes its share of what the ones before it left, so no choice of shares can exceed the whole.
   double rest = Whole(coordinates);
   for (std::size_t i = 0; i < Terms(); ++i) {
-    series[i] = held_[i] ? coordinates[i] : coordinates[i] * rest;
-    if (!held_[i]) rest *= 1.0 - coordinates[i];
+    if (terms_[i].held) {
+      series[i] = coordinates[i];
+    } else {
+      const double span = Span(i, rest);
+      series[i] = terms_[i].lower + coordinates[i] * span;
+      rest -= span < rest ? coordinates[i] * span : rest - rest * (1.0 - coordinates[i]);
+    }
     series[Terms() + i] = std::exp(coordinates[Terms() + i]);
   }
 }
@@ -36,13 +60,14 @@ std::vector<double> PronyShares::FromSeries(std::span<const double> series) cons
   double rest = Whole(series);
   for (std::size_t i = 0; i < Terms(); ++i) {
     coordinates[Terms() + i] = std::log(series[Terms() + i]);
-    if (held_[i]) {
+    if (terms_[i].held) {
       coordinates[i] = series[i];
       continue;
     }
-    // Nothing left: any share gives the coefficient 0, and 0 is the one at a bound, where it can be let go.
-    coordinates[i] = rest > 0.0 ? std::clamp(series[i] / rest, 0.0, 1.0) : 0.0;
-    rest *= 1.0 - coordinates[i];
+    // Nothing left: any share gives the least coefficient, and 0 is the one at a bound, where it can be let go.
+    const double span = Span(i, rest);
+    coordinates[i] = span > 0.0 ? std::clamp((series[i] - terms_[i].lower) / span, 0.0, 1.0) : 0.0;
+    rest -= coordinates[i] * span;
   }
   return coordinates;
 }
@@ -52,16 +77,23 @@ void PronyShares::Derivatives(std::span<const double> coordinates, std::span<dou
   std::fill(derivatives.begin(), derivatives.end(), 0.0);
   // Raising one share takes from every later term: the matrix is lower triangular.
   const double whole = Whole(coordinates);
+  double rest = whole;  // before term j
   for (std::size_t j = 0; j < n; ++j) {
-    if (held_[j]) continue;
-    double before = whole;  // what is left before term j
-    for (std::size_t k = 0; k < j; ++k) before *= held_[k] ? 1.0 : 1.0 - coordinates[k];
-    derivatives[j * n + j] = before;
-    double slope = -before;  // derivative of what is left after term j
+    if (terms_[j].held) continue;
+    const double own = Span(j, rest);
+    derivatives[j * n + j] = own;
+    double later = rest - coordinates[j] * own;  // before term i
+    rest = later;
+    double slope = -own;  // derivative of what is left after term j
     for (std::size_t i = j + 1; i < n; ++i) {
-      if (held_[i]) continue;
-      derivatives[i * n + j] = coordinates[i] * slope;
-      slope *= 1.0 - coordinates[i];
+      if (terms_[i].held) continue;
+      const double span = Span(i, later);
+      // A term at its upper bound takes no more of a larger rest.
+      if (span == later) {
+        derivatives[i * n + j] = coordinates[i] * slope;
+        slope *= 1.0 - coordinates[i];
+      }
+      later -= coordinates[i] * span;
     }
   }
 }
@@ -77,7 +109,12 @@ void PronyInShares::Evaluate(std::int32_t, std::span<const double> coordinates, 
   shares_.ToSeries(coordinates, series_);
   const auto times = curve_.abscissa.Span().subspan(first, model.size());
   MaterialUtil::PronyModuli(series_, times, model, derivatives);
-  if (derivatives.Empty()) return;
+  if (!derivatives.Empty()) MoveToShares(coordinates, derivatives);
+  if (coordinates.size() > 2 * n) Multiply(coordinates.back(), model, derivatives);
+}
+
+void PronyInShares::MoveToShares(std::span<const double> coordinates, MatrixView derivatives) const {
+  const std::size_t n = shares_.Terms();
   // The chain rule in place: column j needs the columns from j on, which are still those of the series.
   shares_.Derivatives(coordinates, byShares_);
   for (std::size_t j = 0; j < n; ++j) {
@@ -88,6 +125,17 @@ void PronyInShares::Evaluate(std::int32_t, std::span<const double> coordinates, 
     }
     for (double& entry : derivatives.Column(n + j)) entry *= series_[n + j];
   }
+}
+
+PronyWithModulus::PronyWithModulus(std::span<const _T_FUNT_BASE> points) {
+  Load(points, MaterialUtil::KeepMeasured(), MaterialUtil::AsItStands);
+}
+
+void PronyWithModulus::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
+                                std::span<double> model, MatrixView derivatives) const {
+  const auto times = curve_.abscissa.Span().subspan(first, model.size());
+  MaterialUtil::PronyModuli(parameters.first(parameters.size() - 1), times, model, derivatives);
+  Multiply(parameters.back(), model, derivatives);
 }
 
 }  // namespace Xem::Fit

@@ -14,13 +14,21 @@ namespace Xem::Fit {
 ///   g_i = u_i (G - g_1 - ... - g_(i-1)),   G = 1 - held coefficients,
 ///
 /// which is every set of g_i >= 0 with sum <= 1 and nothing else, and times by their natural logarithm. A held
-/// coefficient stands for itself. Coordinates are u_1 ... u_n, then ln tau_1 ... ln tau_n.
+/// coefficient stands for itself. Coordinates are u_1 ... u_n, then ln tau_1 ... ln tau_n. Of coefficients with bounds
+/// l_i <= g_i <= h_i the lower ones are set aside first, and u_i is the share in what the term may take of the rest,
+///
+///   g_i = l_i + u_i min(h_i - l_i, G - sum of all l - (g_1 - l_1) - ... - (g_(i-1) - l_(i-1))).
 class PronyShares {
  public:
-  /// `heldCoefficients`: one entry per term.
-  explicit PronyShares(std::vector<bool> heldCoefficients);
+  struct Coefficient {
+    bool held = false;
+    double lower = 0.0;
+    double upper = 1.0;
+  };
+  /// One entry per term.
+  explicit PronyShares(std::vector<Coefficient> coefficients);
 
-  std::size_t Terms() const { return held_.size(); }
+  std::size_t Terms() const { return terms_.size(); }
   /// g_1 ... g_n, tau_1 ... tau_n.
   void ToSeries(std::span<const double> coordinates, std::span<double> series) const;
   /// Coordinates of a series; coefficients outside the region are brought to its border.
@@ -29,12 +37,16 @@ class PronyShares {
   void Derivatives(std::span<const double> coordinates, std::span<double> derivatives) const;
 
  private:
+  /// What is left for the free coefficients above their lower bounds.
   double Whole(std::span<const double> coefficients) const;
+  /// How far above its lower bound a coefficient may go.
+  double Span(std::size_t term, double rest) const;
 
-  std::vector<bool> held_;
+  std::vector<Coefficient> terms_;
 };
 
-/// A relaxation curve against the series in those coordinates; `termCount` is not used.
+/// A relaxation curve against the series in those coordinates, times an instantaneous modulus where one more coordinate
+/// follows; `termCount` is not used.
 class PronyInShares final : public MaterialUtil::BlockTestFunction {
  public:
   PronyInShares(PronyShares shares, std::span<const _T_FUNT_BASE> points);
@@ -43,10 +55,22 @@ class PronyInShares final : public MaterialUtil::BlockTestFunction {
                 std::span<double> model, MaterialUtil::MatrixView derivatives) const override;
 
  private:
+  /// The chain rule in place, from columns of coefficients and times.
+  void MoveToShares(std::span<const double> coordinates, MaterialUtil::MatrixView derivatives) const;
+
   PronyShares shares_;
   // Work space of one fit, which runs on one thread.
   mutable std::vector<double> series_;
   mutable std::vector<double> byShares_;
+};
+
+/// Raw moduli against g_1 ... g_n, tau_1 ... tau_n and the instantaneous modulus E0 of E(t) = E0 g(t).
+class PronyWithModulus final : public MaterialUtil::BlockTestFunction {
+ public:
+  explicit PronyWithModulus(std::span<const _T_FUNT_BASE> points);
+
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MaterialUtil::MatrixView derivatives) const override;
 };
 
 }  // namespace Xem::Fit

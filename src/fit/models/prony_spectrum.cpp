@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 
 #include "fit/non_negative.h"
 #include "viscoelastic/prony.h"
@@ -29,6 +30,28 @@ SpectrumLine Together(const SpectrumLine& a, const SpectrumLine& b) {
   return {g, a.logTime + share * (b.logTime - a.logTime)};
 }
 
+/// E(t) = E_inf + sum E_i exp(-t / tau_i) with nothing below 0: E0 is their sum, and g_i = E_i / E0.
+Spectrum FitRawSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes, double& modulus) {
+  const std::size_t points = curve.x.size();
+  const std::size_t terms = logTimes.size();
+  Matrix design(static_cast<std::int32_t>(points), static_cast<std::int32_t>(terms) + 1);
+  std::vector<double> target(points);
+  for (std::size_t i = 0; i < points; ++i) {
+    const double scale = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
+    target[i] = curve.y[i] * scale;
+    for (std::size_t k = 0; k < terms; ++k) {
+      design(i, k) = PronyRemainder(std::exp(logTimes[k]), curve.x[i]) * scale;
+    }
+    design(i, terms) = scale;
+  }
+  const std::vector<double> moduli = SolveNonNegative(design, target);
+  const double sum = std::accumulate(moduli.begin(), moduli.end(), 0.0);
+  modulus = sum > 0.0 ? sum : 1.0;
+  Spectrum spectrum;
+  for (std::size_t k = 0; k < terms; ++k) spectrum.push_back({moduli[k] / modulus, logTimes[k]});
+  return spectrum;
+}
+
 }  // namespace
 
 double LogRange::Decades() const { return (to - from) / std::numbers::ln10; }
@@ -38,7 +61,8 @@ LogRange MeasuredRange(const Curve& curve) {
   return {std::log(*least), std::log(*most)};
 }
 
-Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes) {
+Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes, double* modulus) {
+  if (modulus != nullptr) return FitRawSpectrum(curve, residual, logTimes, *modulus);
   const std::size_t points = curve.x.size();
   Matrix design(static_cast<std::int32_t>(points), static_cast<std::int32_t>(logTimes.size()));
   std::vector<double> target(points);
@@ -55,7 +79,7 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
   return spectrum;
 }
 
-Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range) {
+Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range, bool raw) {
   // exp(-t/tau) of neighbours on a finer grid are parallel to rounding, and a coarser one blurs lines a factor of 2
   // apart.
   const auto steps = static_cast<std::size_t>(std::ceil(range.Decades() * kLinesPerDecade)) + 1;
@@ -65,7 +89,8 @@ Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& ra
   }
   Spectrum lines;
   bool joined = false;
-  for (const SpectrumLine& line : FitSpectrum(curve, residual, grid)) {
+  double modulus = 1.0;
+  for (const SpectrumLine& line : FitSpectrum(curve, residual, grid, raw ? &modulus : nullptr)) {
     if (line.g <= 0.0) {
       joined = false;
       continue;

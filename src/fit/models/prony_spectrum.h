@@ -23,11 +23,14 @@ struct LogRange {
 };
 LogRange MeasuredRange(const Curve& curve);
 
-/// Coefficients g >= 0 that fit a relaxation curve best for given times.
-Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes);
+/// Coefficients g >= 0 that fit a relaxation curve best for given times. With `modulus` the ordinates are raw moduli
+/// and it receives the best instantaneous one.
+Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes,
+                     double* modulus = nullptr);
 
 /// The same over a dense grid of times, with neighbouring lines taken together: about as many lines as the curve shows.
-Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range);
+/// `raw`: the ordinates are raw moduli.
+Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range, bool raw = false);
 
 /// Takes neighbours together until `count` lines are left, those first that change the curve least.
 Spectrum MergedTo(Spectrum spectrum, std::size_t count);

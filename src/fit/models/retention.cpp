@@ -214,7 +214,8 @@ CurveResult Compare(const Curve& curve, const Result& result) {
 void JudgeResidualContent(RetentionModel model, const Soil& soil, const Problem& problem, const Minimum& minimum,
                           Result& result) {
   constexpr std::size_t k = Core::kResidualContent;
-  if (!Core::HasResidualContent(model) || problem.parameters[k].held) return;
+  // Found at 0 it is a model without a residual content, like one held there.
+  if (!Core::HasResidualContent(model) || problem.parameters[k].held || minimum.atBound[k]) return;
   const std::vector<_T_FUNT_BASE> points = soil.FittedPoints();
   const auto driest = std::max_element(points.begin(), points.end(),
                                        [](const _T_FUNT_BASE& a, const _T_FUNT_BASE& b) { return a.first < b.first; });
@@ -316,7 +317,9 @@ class RetentionFit final : public ModelFit {
   }
 
  private:
-  bool MentionsResidualSuction() const { return options.held.count("psi_r") + options.start.count("psi_r") > 0; }
+  bool MentionsResidualSuction() const {
+    return options.held.count("psi_r") + options.start.count("psi_r") + options.bounds.count("psi_r") > 0;
+  }
 
   RetentionData data_;
   RetentionModel model_;
@@ -356,7 +359,7 @@ std::vector<ParameterInfo> Parameters(int) {
                           unit == "kPa"     ? "suction"
                           : unit == "1/kPa" ? "1/suction"
                                             : unit,
-                          known.lower, known.upper, MeaningOf(known.name)});
+                          known.lower, known.upper, MeaningOf(known.name), known.name[0] == 't'});  // contents
   }
   return parameters;
 }

@@ -25,7 +25,8 @@ bool IsVolumetricName(const std::string& name) {
 }
 
 /// Moves what is named after volumetric coefficients.
-void Move(std::map<std::string, double>& from, std::map<std::string, double>& to) {
+template <class Value>
+void Move(std::map<std::string, Value>& from, std::map<std::string, Value>& to) {
   for (auto entry = from.begin(); entry != from.end();) {
     if (IsVolumetricName(entry->first)) {
       to.insert(*entry);
@@ -130,8 +131,12 @@ void RubberFit::Describe() {
   volumetricOptions_ = options;
   volumetricOptions_.held.clear();
   volumetricOptions_.start.clear();
+  volumetricOptions_.bounds.clear();
+  volumetricOptions_.ranges.clear();
+  volumetricOptions_.band = false;
   Move(options.held, volumetricOptions_.held);
   Move(options.start, volumetricOptions_.start);
+  Move(options.bounds, volumetricOptions_.bounds);
 }
 
 Evaluator RubberFit::MakeEvaluator(const std::vector<double>& parameters) const {
@@ -153,6 +158,7 @@ void RubberFit::CompleteBulk(std::span<const double> parameters, Result& result)
     bulk = AddVolumetric(data_, volumetricOptions_, result);
     result.options.held.insert(volumetricOptions_.held.begin(), volumetricOptions_.held.end());
     result.options.start.insert(volumetricOptions_.start.begin(), volumetricOptions_.start.end());
+    result.options.bounds.insert(volumetricOptions_.bounds.begin(), volumetricOptions_.bounds.end());
   }
   const double bulkModulus = 2.0 * bulk.front();
   result.derived["shear_modulus"] = shearModulus;

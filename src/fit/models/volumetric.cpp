@@ -68,7 +68,8 @@ std::vector<ParameterInfo> Parameters(int terms) {
   for (int k = 1; k <= terms; ++k) {
     parameters.push_back({.name = "D" + std::to_string(k),
                           .unit = "stress",
-                          .meaning = k == 1 ? "half the initial bulk modulus" : "coefficient of a higher power"});
+                          .meaning = k == 1 ? "half the initial bulk modulus" : "coefficient of a higher power",
+                          .zeroIsUsual = true});
   }
   return parameters;
 }
