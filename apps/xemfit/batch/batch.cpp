@@ -49,8 +49,8 @@ class Batch final : public Command {
     options.Text("--summary", summaryPath_, "Write a row per specimen, mean and scatter as CSV; - for standard output",
                  "FILE");
     options.Count("-j,--jobs", jobs_, "Specimens at a time; all cores if left out", "COUNT").Between(1, kMostJobs);
-    options.Real("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out", "SECONDS")
-        .Between(0.0, std::numeric_limits<double>::max());
+    options.Number("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out", 0.0).type =
+        "SECONDS";
     options.Text("--work", work_, "Where finished specimens are kept; RECIPE.work if left out", "FOLDER");
     options.Flag("--again", again_, "Fit every specimen again, finished or not");
     options.Flag("-q,--quiet", quiet_, "Print no table and no progress");
@@ -60,14 +60,11 @@ class Batch final : public Command {
     UseOneThread();
     Prepare();
     const OutcomeStore store(work_);
-    FindFinished(store);
-    const std::size_t reused = specimens_.size() - open_.size();
-    const bool complete = FitOpen(store);
-    if (!complete) {
+    if (!FitAll(store)) {
       throw Failure(ExitCode::Interrupted,
                     fmt::format("interrupted; {} of {} specimens are finished and kept in {}; the same command goes on "
                                 "from there",
-                                reused + finishedNow_, specimens_.size(), Printable(work_)));
+                                KeptCount(store), specimens_.size(), Printable(work_)));
     }
     return Tell();
   }
@@ -87,6 +84,7 @@ class Batch final : public Command {
     CheckRecipe(recipe_, Samples());
     if (list_.empty()) specimens_ = FindSpecimens(recipe_, folder_, {recipePath_, summaryPath_});
     outcomes_.resize(specimens_.size());
+    folder_ = fs::absolute(folder_).string();
   }
 
   Recipe ReadRecipe() const {
@@ -105,18 +103,6 @@ class Batch final : public Command {
     return samples;
   }
 
-  void FindFinished(const OutcomeStore& store) {
-    for (std::size_t i = 0; i < specimens_.size(); ++i) {
-      const auto words = Expand(recipe_, specimens_[i].values);
-      keys_.push_back(OutcomeStore::Key(specimens_[i].name, words, recipe_.isOutput, folder_));
-      if (!again_ && HasItsFiles(words)) outcomes_[i] = store.Find(keys_[i]);
-      if (!outcomes_[i])
-        open_.push_back(i);
-      else if (!outcomes_[i]->Fitted())
-        ++failed_;
-    }
-  }
-
   bool HasItsFiles(const std::vector<std::string>& words) const {
     for (std::size_t i = 0; i < words.size(); ++i) {
       std::error_code error;
@@ -125,43 +111,76 @@ class Batch final : public Command {
     return true;
   }
 
-  bool FitOpen(const OutcomeStore& store) {
+  /// What was kept of a specimen, unless it is to be fitted again.
+  std::optional<Outcome> Finished(const OutcomeStore& store, const std::vector<std::string>& words,
+                                  const std::string& key) const {
+    return !again_ && HasItsFiles(words) ? store.Find(key) : std::nullopt;
+  }
+
+  std::size_t KeptCount(const OutcomeStore& store) const {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < specimens_.size(); ++i) {
+      const auto words = Expand(recipe_, specimens_[i].values);
+      count += outcomes_[i] || Finished(store, words, KeyOf(specimens_[i], words)) ? 1 : 0;
+    }
+    return count;
+  }
+
+  std::string KeyOf(const Specimen& specimen, const std::vector<std::string>& words) const {
+    return OutcomeStore::Key(specimen.name, words, recipe_.isOutput, folder_);
+  }
+
+  bool FitAll(const OutcomeStore& store) {
     const WorkerOptions options{jobs_ > 0 ? jobs_ : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())),
                                 timeout_};
     ProgressLine progress(specimens_.size(), !quiet_);
-    const std::size_t reused = specimens_.size() - open_.size();
     return RunJobs(
-        open_.size(), options, [&](std::size_t job) { return Fit(specimens_[open_[job]]); },
-        [&](std::size_t job, const JobResult& result) { Take(store, open_[job], result); },
-        [&] { progress.Show(reused + finishedNow_, finishedNow_, failed_); });
+        specimens_.size(), options, [&](std::size_t job) { return Answer(store, specimens_[job]); },
+        [&](std::size_t job, const JobResult& result) { Take(job, result); },
+        [&] { progress.Show(finished_, finishedNow_, failed_); });
   }
 
-  /// In a process of its own.
-  int Fit(const Specimen& specimen) const {
-    std::vector<std::string> words = Expand(recipe_, specimen.values);
-    words.insert(words.begin(), "xemfit");
-    words.insert(words.end(), {"--json", "-"});
+  // In a worker. All that takes time per specimen is done there; only its answer comes back.
+
+  static constexpr char kFresh = '+';
+  static constexpr char kFound = '=';
+
+  std::string Answer(const OutcomeStore& store, const Specimen& specimen) const {
+    const std::vector<std::string> words = Expand(recipe_, specimen.values);
+    const std::string key = KeyOf(specimen, words);
+    std::optional<Outcome> outcome = Finished(store, words, key);
+    const char state = outcome ? kFound : kFresh;
+    if (!outcome) {
+      outcome = Fit(words);
+      if (outcome->Lasting()) store.Keep(key, *outcome);
+    }
+    if (overviewPath_.empty()) outcome->curves.clear();
+    return state + ToText(*outcome);
+  }
+
+  Outcome Fit(std::vector<std::string> words) const {
     fs::current_path(folder_);
-    return CommandLine().Run(words);
+    Outcome outcome{0, "", ""};
+    const CommandLine commandLine(words);
+    words.insert(words.begin(), "xemfit");
+    const auto ended = commandLine.Run(words, [&](const Report& report) { outcome = OutcomeOf(report); });
+    outcome.exitCode = static_cast<int>(ended.code);
+    outcome.message = Trimmed(Printable(ended.sentence));
+    return outcome;
   }
 
-  void Take(const OutcomeStore& store, std::size_t index, const JobResult& result) {
-    Outcome outcome = OutcomeOf(result.exitCode, std::string(Trimmed(Said(result))), result.output);
-    ++finishedNow_;
+  void Take(std::size_t index, const JobResult& result) {
+    Outcome outcome = result.answered ? OutcomeFrom(result.answer.substr(1)) : Outcome{-1, Ended(result), ""};
+    ++finished_;
+    if (!result.answered || result.answer.front() == kFresh) ++finishedNow_;
     if (!outcome.Fitted()) ++failed_;
-    // What ended for a reason outside of the data may end otherwise the next time.
-    const bool lasting = outcome.exitCode >= 0 && outcome.exitCode != static_cast<int>(ExitCode::Other) &&
-                         outcome.exitCode <= static_cast<int>(ExitCode::Unstable);
-    if (lasting) store.Keep(keys_[index], specimens_[index].name, outcome, result.output);
     outcomes_[index] = std::move(outcome);
   }
 
-  std::string Said(const JobResult& result) const {
+  std::string Ended(const JobResult& result) const {
     if (result.outOfTime) return fmt::format("took longer than {} s", Shortly(timeout_));
     if (result.signal != 0) return fmt::format("ended by signal {} ({})", result.signal, strsignal(result.signal));
-    const std::string_view said = Trimmed(result.errors);
-    constexpr std::string_view kPrefix = "xemfit: ";
-    return std::string(said.starts_with(kPrefix) ? said.substr(kPrefix.size()) : said);
+    return "its process ended without a result";
   }
 
   ExitCode Tell() const {
@@ -186,7 +205,7 @@ class Batch final : public Command {
     return ExitCode::BadData;
   }
 
-  std::string recipePath_, folder_, list_, summaryPath_, work_;
+  std::string recipePath_, folder_, list_, summaryPath_, overviewPath_, work_;
   int jobs_ = 0;
   double timeout_ = 0.0;
   bool again_ = false;
@@ -194,10 +213,9 @@ class Batch final : public Command {
 
   Recipe recipe_;
   std::vector<Specimen> specimens_;
-  std::vector<std::string> keys_;
   std::vector<std::optional<Outcome>> outcomes_;
-  std::vector<std::size_t> open_;  // specimens without an outcome
-  std::size_t finishedNow_ = 0;
+  std::size_t finished_ = 0;
+  std::size_t finishedNow_ = 0;  // in this run
   std::size_t failed_ = 0;
 };
 

@@ -89,6 +89,7 @@ struct Measures {
   double objective = 0.0;  ///< the minimised sum: weights and relative residuals included
   double aicc =
       0.0;  ///< m ln(objective / m) + 2 k + 2 k (k + 1) / (m - k - 1), k = free parameters + 1; NaN if m < k + 2
+  std::string unit = {};  ///< of rmse, and squared of sse; empty where ordinates are ratios or name none
 };
 
 struct CurveResult {
