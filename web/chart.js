@@ -27,7 +27,7 @@ function numberText(value, digits = 6, power = false) {
  *   parent.append(chart.element);
  *   chart.resize(width, height);    // and again whenever its place changes
  *
- * A series with `mark` is drawn as points, any other as a line that breaks where an ordinate is null; `hidden` can be
+ * A series may have a `look`, a class of its own for chart.css. One with `mark` is drawn as points, any other as a line that breaks where an ordinate is null; `hidden` can be
  * set on series and notes, followed by draw(). What cannot be told apart on the screen is drawn once: of points that
  * cover each other one, of a line through the same column of pixels its ends and extremes. `chart.thinned` tells how
  * many points that left.
@@ -273,6 +273,11 @@ const Chart = (() => {
       this.series[index].y = numbers(y);
     }
 
+    /** Other points for a series. */
+    setPoints(index, x, y) {
+      Object.assign(this.series[index], { x: numbers(x), y: numbers(y) });
+    }
+
     /** Room that the numbers and the label of y need. Charts above each other line up when all get the most. */
     get leftNeeded() {
       const texts = tickTexts(this.y, this.y.ticks(TICK_SPACE.y).labelled);
@@ -318,7 +323,8 @@ const Chart = (() => {
       parts.zero = svg("path", { class: "zero" });
       parts.series = this.series.map((one) => {
         const isLine = one.mark === undefined;
-        const made = svg("path", isLine ? { class: "line", "stroke-dasharray": one.dash } : { class: "marks" });
+        const made = svg("path", { class: `${isLine ? "line" : "marks"} ${one.look ?? ""}` });
+        if (isLine && one.dash) made.setAttribute("stroke-dasharray", one.dash);
         made.style.color = one.colour;
         return made;
       });

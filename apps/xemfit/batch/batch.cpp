@@ -6,12 +6,14 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <limits>
+#include <functional>
 #include <optional>
 #include <thread>
 #include <utility>
 
+#include "batch/gates.h"
 #include "batch/outcome.h"
+#include "batch/overview.h"
 #include "batch/progress.h"
 #include "batch/recipe.h"
 #include "batch/summary.h"
@@ -20,6 +22,8 @@
 #include "input/csv.h"
 #include "numbers.h"
 #include "output/output.h"
+#include "output/page.h"
+#include "output/shell.h"
 #include "text.h"
 
 namespace Xem::Tool {
@@ -28,6 +32,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kMostJobs = 1024;
+constexpr double kAnyR2 = -1e300;
 
 class Batch final : public Command {
  public:
@@ -48,6 +53,15 @@ class Batch final : public Command {
     options.Text("--list", list_, "CSV file of specimens; its columns may stand in braces in the recipe", "FILE");
     options.Text("--summary", summaryPath_, "Write a row per specimen, mean and scatter as CSV; - for standard output",
                  "FILE");
+    options.Text("--report", overviewPath_,
+                 "Write a page for a browser: all curves, histograms of parameters, a table that sorts", "FILE.html");
+    options.Number("--min-r2", gates_.leastR2, "A fit with a smaller R2 is doubtful; 0.9 if left out", kAnyR2);
+    options
+        .Number("--max-dropped", gates_.mostDropped,
+                "A fit that left out a greater share of the points is doubtful; 0.25 if left out", 0.0)
+        .type = "SHARE";
+    options.Flag("--allow-unclear", gates_.allowUnclear,
+                 "Count fits with parameters at a bound or not identifiable, which are doubtful otherwise");
     options.Count("-j,--jobs", jobs_, "Specimens at a time; all cores if left out", "COUNT").Between(1, kMostJobs);
     options.Number("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out", 0.0).type =
         "SECONDS";
@@ -56,7 +70,7 @@ class Batch final : public Command {
     options.Flag("-q,--quiet", quiet_, "Print no table and no progress");
   }
 
-  ExitCode Execute(const std::vector<std::string>&) override {
+  ExitCode Execute(const std::vector<std::string>& arguments) override {
     UseOneThread();
     Prepare();
     const OutcomeStore store(work_);
@@ -66,7 +80,7 @@ class Batch final : public Command {
                                 "from there",
                                 KeptCount(store), specimens_.size(), Printable(work_)));
     }
-    return Tell();
+    return Tell(arguments);
   }
 
  private:
@@ -80,6 +94,10 @@ class Batch final : public Command {
     }
     if (work_.empty()) work_ = recipePath_ + ".work";
     if (!summaryPath_.empty() && summaryPath_ != "-") CheckOutputFile(summaryPath_);
+    if (!overviewPath_.empty()) {
+      RequirePageFormat(overviewPath_);
+      CheckOutputFile(overviewPath_);
+    }
     if (!list_.empty()) specimens_ = ReadSpecimens(list_);
     CheckRecipe(recipe_, Samples());
     if (list_.empty()) specimens_ = FindSpecimens(recipe_, folder_, {recipePath_, summaryPath_});
@@ -158,8 +176,18 @@ class Batch final : public Command {
     return state + ToText(*outcome);
   }
 
+  /// Where a fit cannot write is told by itself.
+  void MakeFolders(const std::vector<std::string>& words) const {
+    for (std::size_t i = 0; i < words.size(); ++i) {
+      const fs::path folder = fs::path(FileOf(words[i])).parent_path();
+      std::error_code error;
+      if (recipe_.isOutput[i] && !folder.empty()) fs::create_directories(folder, error);
+    }
+  }
+
   Outcome Fit(std::vector<std::string> words) const {
     fs::current_path(folder_);
+    MakeFolders(words);
     Outcome outcome{0, "", ""};
     const CommandLine commandLine(words);
     words.insert(words.begin(), "xemfit");
@@ -183,9 +211,12 @@ class Batch final : public Command {
     return "its process ended without a result";
   }
 
-  ExitCode Tell() const {
+  ExitCode Tell(const std::vector<std::string>& arguments) const {
     Summary summary;
-    for (std::size_t i = 0; i < specimens_.size(); ++i) summary.Add(specimens_[i].name, *outcomes_[i]);
+    for (std::size_t i = 0; i < specimens_.size(); ++i) {
+      summary.Add(specimens_[i].name, *outcomes_[i], DoubtsAbout(*outcomes_[i], gates_));
+    }
+    summary.Finish();
     const auto refused = [](const std::optional<Outcome>& o) {
       return o->exitCode == static_cast<int>(ExitCode::Usage);
     };
@@ -193,19 +224,45 @@ class Batch final : public Command {
       throw Failure(ExitCode::Usage, recipe_.source + ": " + outcomes_.front()->message);
     }
     if (!summaryPath_.empty() && summaryPath_ != "-") ReplaceFile(summaryPath_, summary.Csv());
+    if (!overviewPath_.empty()) ReplaceFile(overviewPath_, Overview(summary, arguments));
     if (summaryPath_ == "-") WriteStandardOutput(summary.Csv());
     if (summaryPath_ != "-" && !quiet_) WriteStandardOutput(summary.Table());
-    if (summary.FailedCount() == 0) return ExitCode::Fitted;
-    fmt::print(stderr, "xemfit: {} of {} specimens failed:\n", summary.FailedCount(), specimens_.size());
-    for (std::size_t i = 0; i < specimens_.size(); ++i) {
-      if (outcomes_[i]->Fitted()) continue;
-      fmt::print(stderr, "  {}: {}: {}\n", Printable(specimens_[i].name), outcomes_[i]->Status(),
-                 Printable(outcomes_[i]->message));
+    List(summary, summary.Count(kDoubtful), "are doubtful and not counted",
+         [](const Summary::Row& row) { return row.status == kDoubtful; });
+    List(summary, summary.FailedCount(), "failed",
+         [](const Summary::Row& row) { return row.status != kDoubtful && row.status != kFitted; });
+    return summary.FailedCount() == 0 ? ExitCode::Fitted : ExitCode::BadData;
+  }
+
+  static void List(const Summary& summary, std::size_t count, const char* what,
+                   const std::function<bool(const Summary::Row&)>& isListed) {
+    if (count == 0) return;
+    fmt::print(stderr, "xemfit: {} of {} specimens {}:\n", count, summary.Rows().size(), what);
+    for (const Summary::Row& row : summary.Rows()) {
+      if (!isListed(row)) continue;
+      fmt::print(stderr, "  {}: {}: {}\n", Printable(row.specimen), row.status, Printable(row.message));
     }
-    return ExitCode::BadData;
+  }
+
+  std::string Overview(const Summary& summary, const std::vector<std::string>& arguments) const {
+    std::vector<OverviewSpecimen> specimens;
+    const fs::path place = fs::absolute(overviewPath_).parent_path();
+    for (std::size_t i = 0; i < specimens_.size(); ++i) {
+      OverviewSpecimen specimen{outcomes_[i]->curves, {}};
+      const auto words = Expand(recipe_, specimens_[i].values);
+      for (std::size_t k = 0; k < words.size(); ++k) {
+        const fs::path file = fs::path(folder_) / FileOf(words[k]);
+        std::error_code error;
+        if (recipe_.isOutput[k] && fs::exists(file, error))
+          specimen.files.push_back(fs::relative(file, place, error).string());
+      }
+      specimens.push_back(std::move(specimen));
+    }
+    return OverviewPage(recipe_.words, ShellCommand(arguments), summary, specimens);
   }
 
   std::string recipePath_, folder_, list_, summaryPath_, overviewPath_, work_;
+  Gates gates_;
   int jobs_ = 0;
   double timeout_ = 0.0;
   bool again_ = false;

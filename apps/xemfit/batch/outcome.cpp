@@ -65,8 +65,9 @@ struct Measure {
   const char* key;
   double Outcome::*value;
 };
-constexpr Measure kMeasures[] = {{"points", &Outcome::points}, {"dropped", &Outcome::dropped}, {"sse", &Outcome::sse},
-                                 {"rmse", &Outcome::rmse},     {"r2", &Outcome::r2},           {"aicc", &Outcome::aicc},
+constexpr Measure kMeasures[] = {{"points", &Outcome::points},   {"dropped", &Outcome::dropped},
+                                 {"sse", &Outcome::sse},         {"rmse", &Outcome::rmse},
+                                 {"r2", &Outcome::r2},           {"aicc", &Outcome::aicc},
                                  {"worst_r2", &Outcome::worstR2}};
 
 Json QuantitiesJson(const std::vector<Outcome::Parameter>& quantities) {
@@ -78,7 +79,8 @@ Json QuantitiesJson(const std::vector<Outcome::Parameter>& quantities) {
 std::vector<Outcome::Parameter> Quantities(const Json& all) {
   const auto number = [](const Json& one) { return one.is_number() ? one.get<double>() : Outcome::kNone; };
   std::vector<Outcome::Parameter> quantities;
-  for (const Json& one : all) quantities.push_back({one.at(0), one.at(1), number(one.at(2)), number(one.at(3)), one.at(4)});
+  for (const Json& one : all)
+    quantities.push_back({one.at(0), one.at(1), number(one.at(2)), number(one.at(3)), one.at(4)});
   return quantities;
 }
 
@@ -183,8 +185,7 @@ Outcome OutcomeOf(const Report& report) {
   outcome.unit = measures.unit;
   outcome.relative = result.residual == Fit::Residual::Relative;
   for (const Fit::Parameter& one : result.parameters) {
-    outcome.parameters.push_back(
-        {one.name, one.unit, one.value, one.standardError, DoubtAbout(one, result.options)});
+    outcome.parameters.push_back({one.name, one.unit, one.value, one.standardError, DoubtAbout(one, result.options)});
   }
   for (const auto& [name, value] : result.derived) {
     const auto unit = result.derivedUnits.find(name);

@@ -30,9 +30,9 @@ struct Outcome {
   std::string message;  ///< what it said when it did not fit
   std::string model;    ///< "ogden:2"
   double points = kNone, dropped = kNone, sse = kNone, rmse = kNone, r2 = kNone, aicc = kNone;
-  std::string unit{};          ///< of rmse
-  bool relative = false;       ///< relative residuals were minimised: AICc does not depend on the unit
-  double worstR2 = kNone;      ///< of its curves
+  std::string unit{};      ///< of rmse
+  bool relative = false;   ///< relative residuals were minimised: AICc does not depend on the unit
+  double worstR2 = kNone;  ///< of its curves
   std::vector<Parameter> parameters{};
   std::vector<Parameter> derived{};  ///< without standard errors
   std::vector<Curve> curves{};

@@ -100,12 +100,6 @@ Json FigureJson(const Figure& figure, Fit::Residual residual) {
   return {{"relative", residual == Fit::Residual::Relative}, {"panels", std::move(panels)}};
 }
 
-std::string Section(const std::string& id, const std::string& title, const std::string& contents) {
-  return fmt::format("<section id=\"{}\">\n<h2>{}</h2>\n{}</section>\n", id, Escaped(title), contents);
-}
-
-std::string Paragraph(const std::string& text) { return "<p>" + Escaped(text) + "</p>\n"; }
-
 /// Text with lines of its own, as it stands.
 std::string Block(const std::string& text) { return "<pre>" + Escaped(text) + "</pre>\n"; }
 /// The same for sentences, which may be broken further.
@@ -119,10 +113,6 @@ std::string Quality(double r2) { return std::isfinite(r2) ? fmt::format("{:.6f}"
 
 std::string Tile(const std::string& name, const std::string& value) {
   return fmt::format("<div><dt>{}</dt><dd>{}</dd></div>\n", Escaped(name), Escaped(value));
-}
-
-std::string Badge(const char* kind, const std::string& text) {
-  return fmt::format("<span class=\"badge {}\">{}</span>\n", kind, Escaped(text));
 }
 
 std::string Summary(const Report& report) {
@@ -273,13 +263,6 @@ std::string Charts(const Figure& figure, bool fitted) {
                  "<noscript><p>The charts need JavaScript.</p></noscript>\n");
 }
 
-std::string Scripts(const Figure& figure, Fit::Residual residual) {
-  if (figure.panels.empty()) return "";
-  return Element("<script type=\"application/json\" id=\"figure-data\">", ScriptJson(FigureJson(figure, residual)),
-                 "</script>\n") +
-         Element("<script>\n", PageAssets::Script(), "</script>\n");
-}
-
 }  // namespace
 
 void RequirePageFormat(const std::string& path) {
@@ -288,19 +271,26 @@ void RequirePageFormat(const std::string& path) {
   throw Failure(ExitCode::Usage, fmt::format("--report: {} must end in .html or .htm", Quoted(path)));
 }
 
-std::string ReportPage(const std::string& command, const std::string& shellCommand, const Report& report) {
-  const Figure figure = MakeFigure(report);
-  const std::string label = ModelLabel(report.result);
-  return kHead + Element("<title>", Escaped(label + " – xemfit " + command), "</title>\n") +
+std::string WholePage(const std::string& command, const std::string& heading, const std::string& header,
+                      const std::string& main, const Json& data, std::string_view script) {
+  const std::string scripts = data.is_null() ? ""
+                                             : Element("<script type=\"application/json\" id=\"figure-data\">",
+                                                       ScriptJson(data), "</script>\n") +
+                                                   Element("<script>\n", script, "</script>\n");
+  return kHead + Element("<title>", Escaped(heading + " – xemfit " + command), "</title>\n") +
          Element("<style>\n", PageAssets::Style(), "</style>\n") + "</head>\n<body>\n<header>\n" +
          Element("<p class=\"command\">", Escaped("xemfit " + command), "</p>\n") +
-         Element("<h1>", Escaped(label), "</h1>\n") + Summary(report) + "</header>\n<main>\n" +
-         Charts(figure, report.fitted) + Contents(report) +
-         Section("reproduce", "Reproduce",
-                 Paragraph("In the same folder, with the same input files:") +
-                     Element("<pre class=\"shell\"><code>", Escaped(shellCommand), "</code></pre>\n")) +
-         "</main>\n<footer><p>xemfit " XEM_VERSION "</p></footer>\n" + Scripts(figure, report.result.residual) +
-         "</body>\n</html>\n";
+         Element("<h1>", Escaped(heading), "</h1>\n") + header + "</header>\n<main>\n" + main +
+         "</main>\n<footer><p>xemfit " XEM_VERSION "</p></footer>\n" + scripts + "</body>\n</html>\n";
+}
+
+std::string ReportPage(const std::string& command, const std::string& shellCommand, const Report& report) {
+  const Figure figure = MakeFigure(report);
+  return WholePage(command, ModelLabel(report.result), Summary(report),
+                   Charts(figure, report.fitted) + Contents(report) +
+                       Section("reproduce", "Reproduce",
+                               Paragraph("In the same folder, with the same input files:") + Shell(shellCommand)),
+                   figure.panels.empty() ? Json() : FigureJson(figure, report.result.residual), PageAssets::Script());
 }
 
 }  // namespace Xem::Tool
