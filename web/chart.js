@@ -228,6 +228,7 @@ const Chart = (() => {
     #pointers = new Map();
     #grip = null;
     #selection = null;
+    #before = null;
 
     constructor({ x, y, series, notes = [], zeroLine = false, onView = () => {}, onPoint = () => {} }) {
       Object.assign(this, { zeroLine, onView, onPoint, width: 0, height: 0, left: 0 });
@@ -308,6 +309,13 @@ const Chart = (() => {
       this.onView(this);
     }
 
+    /** All of it for paper, and then again what was shown. */
+    showAll(all) {
+      if (all) this.#before = { x: this.x.range, y: this.y.range };
+      if (all) this.reset();
+      else if (this.#before) this.show(this.#before);
+    }
+
     /** A hair line at an abscissa; none for null. */
     point(x) {
       const at = x === null ? NaN : this.x.pixel(x);
@@ -384,7 +392,7 @@ const Chart = (() => {
         const [left, top] = [this.x.pixel(note.x), this.y.pixel(note.y)];
         const room = note.text.length * 7 < this.x.length - left;
         const made = svg("g", { transform: `translate(${round(left)} ${round(top)})` }, svg("circle", { r: 4.5 }),
-          svg("text", { x: room ? 9 : -9, y: 17, "text-anchor": room ? "start" : "end" }, note.text));
+          svg("text", { x: room ? 9 : -9, y: top + 24 < this.y.length ? 17 : -9, "text-anchor": room ? "start" : "end" }, note.text));
         made.style.color = note.colour;
         return made;
       }));

@@ -8,10 +8,22 @@
   const CHOSEN = "var(--curve-3)";
   const page = JSON.parse(document.getElementById("figure-data").textContent);
   const rows = [...document.querySelectorAll("#specimen-table tbody tr")];
-  const follow = (place, chart, height) => new ResizeObserver(() => {
-    const width = Math.max(place.clientWidth, 240);
-    if (width !== chart.width) chart.resize(width, height(width));
-  }).observe(place);
+  const PAPER_WIDTH = 660;
+
+  /** A chart takes the width of its place, and that of paper when the page is printed. */
+  function follow(place, chart, height, paperWidth = PAPER_WIDTH) {
+    const resize = (width) => width !== chart.width && chart.resize(width, height(width));
+    const fit = () => resize(Math.max(place.clientWidth, 240));
+    new ResizeObserver(fit).observe(place);
+    window.addEventListener("beforeprint", () => {
+      chart.showAll(true);
+      resize(paperWidth);
+    });
+    window.addEventListener("afterprint", () => {
+      chart.showAll(false);
+      fit();
+    });
+  }
 
   // --- all curves
 
@@ -105,7 +117,7 @@
     });
     const box = element("div", { class: "histogram" }, chart.element);
     place.append(box);
-    follow(box, chart, () => HEIGHT.histogram);
+    follow(box, chart, () => HEIGHT.histogram, 310);
   }
 
   // --- the table

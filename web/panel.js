@@ -49,17 +49,18 @@ const Panel = (() => {
     }
   }
 
-  /** What a panel shows before anyone zooms: every point, and of the lines what stays near them. */
+  /** What a panel shows before anyone zooms: every point and computed line, and of fitted ones what is near points. */
   function homeRange(curves, axis, logarithmic, fromZero) {
     const side = axis === "x" ? 0 : 1;
     const extent = new Extent(logarithmic);
     for (const curve of curves) extent.add(curve.points[side]);
     const span = extent.max - extent.min;
     const near = axis === "y" && !logarithmic && span > 0 ? [extent.min - span, extent.max + span] : [];
-    const nothingMeasured = extent.empty;
     for (const curve of curves) {
+      // A line that was computed has no points to run away from.
+      const isComputed = !isDrawn(curve.points);
       for (const line of [curve.stable, curve.unstable]) {
-        if (!logarithmic || nothingMeasured) extent.add(line[side], ...near);
+        if (!logarithmic || isComputed) extent.add(line[side], ...(isComputed ? [] : near));
       }
     }
     if (fromZero && !logarithmic) extent.add([0]);
@@ -274,6 +275,7 @@ const Panel = (() => {
       new ResizeObserver(fit).observe(this.element);
       const to = (paper) => () => {
         onPaper = paper;
+        for (const chart of this.charts) chart.showAll(paper);
         fit();
       };
       window.addEventListener("beforeprint", to(true));

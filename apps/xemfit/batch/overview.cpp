@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <nlohmann/json.hpp>
 
+#include "input/units.h"
 #include "numbers.h"
 #include "output/figure.h"
 #include "output/html.h"
@@ -43,7 +44,20 @@ std::string Address(const std::string& file) {
 Json AxisJson(const Axis& axis) { return {{"label", AxisLabel(axis)}, {"logarithmic", axis.logarithmic}}; }
 
 bool SameAxes(const Outcome::Curve& a, const Outcome::Curve& b) {
-  return AxisLabel(a.x) == AxisLabel(b.x) && AxisLabel(a.y) == AxisLabel(b.y);
+  return a.x.label == b.x.label && a.y.label == b.y.label && ConversionFactor(a.x.unit, b.x.unit) &&
+         ConversionFactor(a.y.unit, b.y.unit);
+}
+
+/// x and y in the units of `axes`.
+Json InUnitsOf(const Outcome::Curve& axes, const Outcome::Curve& curve, const std::vector<double> (&values)[2]) {
+  const double factors[] = {*ConversionFactor(curve.x.unit, axes.x.unit), *ConversionFactor(curve.y.unit, axes.y.unit)};
+  Json both = Json::array();
+  for (const std::size_t side : {0, 1}) {
+    Json converted = Json::array();
+    for (const double value : values[side]) converted.push_back(value * factors[side]);
+    both.push_back(std::move(converted));
+  }
+  return both;
 }
 
 /// Curves over the same axes share a picture, whatever they are called.
@@ -52,13 +66,16 @@ Json PicturesJson(const Summary& summary, const std::vector<OverviewSpecimen>& s
   Json pictures = Json::array();
   for (std::size_t i = 0; i < specimens.size(); ++i) {
     for (const Outcome::Curve& curve : specimens[i].curves) {
-      auto first = std::find_if(firsts.begin(), firsts.end(), [&](const auto* one) { return SameAxes(*one, curve); });
+      auto first = std::find_if(firsts.begin(), firsts.end(), [&](const auto* one) { return SameAxes(curve, *one); });
       if (first == firsts.end()) {
         first = firsts.insert(firsts.end(), &curve);
         pictures.push_back({{"x", AxisJson(curve.x)}, {"y", AxisJson(curve.y)}, {"curves", Json::array()}});
       }
       pictures[static_cast<std::size_t>(first - firsts.begin())]["curves"].push_back(
-          {{"specimen", i}, {"counted", bool(summary.Counted()[i])}, {"points", curve.points}, {"line", curve.line}});
+          {{"specimen", i},
+           {"counted", summary.Counted()[i] ? true : false},
+           {"points", InUnitsOf(**first, curve, curve.points)},
+           {"line", InUnitsOf(**first, curve, curve.line)}});
     }
   }
   return pictures;

@@ -165,9 +165,16 @@ std::string Parameters(const Fit::Result& result) {
 
 std::string Derived(const Fit::Result& result) {
   if (result.derived.empty()) return "";
-  HtmlTable table({{"Quantity", Kind::Text}, {"Value"}});
-  for (const auto& [name, value] : result.derived) table.Add({name, Number(value)});
+  HtmlTable table({{"Quantity", Kind::Text}, {"Value"}, {"Unit", Kind::Text}});
+  for (const auto& [name, value] : result.derived) {
+    const auto unit = result.derivedUnits.find(name);
+    table.Add({name, Number(value), unit == result.derivedUnits.end() ? "" : unit->second});
+  }
   return Section("derived", "Derived quantities", table.Text());
+}
+
+std::string InUnit(const std::string& unit, const char* power = "") {
+  return unit.empty() ? "" : " (" + unit + power + ")";
 }
 
 void AddMeasures(const std::string& name, const Fit::Measures& measures, HtmlTable& table) {
@@ -177,7 +184,12 @@ void AddMeasures(const std::string& name, const Fit::Measures& measures, HtmlTab
 
 std::string Curves(const Fit::Result& result) {
   if (result.curves.empty()) return "";
-  HtmlTable table({{"Curve", Kind::Text}, {"Points"}, {"Dropped"}, {"R²"}, {"RMSE"}, {"SSE"}});
+  HtmlTable table({{"Curve", Kind::Text},
+                   {"Points"},
+                   {"Dropped"},
+                   {"R²"},
+                   {"RMSE" + InUnit(result.measures.unit)},
+                   {"SSE" + InUnit(result.measures.unit, "²")}});
   for (const Fit::CurveResult& curve : result.curves) AddMeasures(curve.name, curve.measures, table);
   if (result.curves.size() > 1) AddMeasures("all", result.measures, table);
   return Section("curves", "Agreement by curve", table.Text());
