@@ -27,7 +27,7 @@ function numberText(value, digits = 6, power = false) {
  *   parent.append(chart.element);
  *   chart.resize(width, height);    // and again whenever its place changes
  *
- * A series with `mark` is drawn as points, any other as a line that breaks where an ordinate is null; `hidden` can be
+ * A series may have a `look`, a class of its own for chart.css. One with `mark` is drawn as points, any other as a line that breaks where an ordinate is null; `hidden` can be
  * set on series and notes, followed by draw(). What cannot be told apart on the screen is drawn once: of points that
  * cover each other one, of a line through the same column of pixels its ends and extremes. `chart.thinned` tells how
  * many points that left.
@@ -228,6 +228,7 @@ const Chart = (() => {
     #pointers = new Map();
     #grip = null;
     #selection = null;
+    #before = null;
 
     constructor({ x, y, series, notes = [], zeroLine = false, onView = () => {}, onPoint = () => {} }) {
       Object.assign(this, { zeroLine, onView, onPoint, width: 0, height: 0, left: 0 });
@@ -273,6 +274,11 @@ const Chart = (() => {
       this.series[index].y = numbers(y);
     }
 
+    /** Other points for a series. */
+    setPoints(index, x, y) {
+      Object.assign(this.series[index], { x: numbers(x), y: numbers(y) });
+    }
+
     /** Room that the numbers and the label of y need. Charts above each other line up when all get the most. */
     get leftNeeded() {
       const texts = tickTexts(this.y, this.y.ticks(TICK_SPACE.y).labelled);
@@ -303,6 +309,13 @@ const Chart = (() => {
       this.onView(this);
     }
 
+    /** All of it for paper, and then again what was shown. */
+    showAll(all) {
+      if (all) this.#before = { x: this.x.range, y: this.y.range };
+      if (all) this.reset();
+      else if (this.#before) this.show(this.#before);
+    }
+
     /** A hair line at an abscissa; none for null. */
     point(x) {
       const at = x === null ? NaN : this.x.pixel(x);
@@ -318,7 +331,8 @@ const Chart = (() => {
       parts.zero = svg("path", { class: "zero" });
       parts.series = this.series.map((one) => {
         const isLine = one.mark === undefined;
-        const made = svg("path", isLine ? { class: "line", "stroke-dasharray": one.dash } : { class: "marks" });
+        const made = svg("path", { class: `${isLine ? "line" : "marks"} ${one.look ?? ""}` });
+        if (isLine && one.dash) made.setAttribute("stroke-dasharray", one.dash);
         made.style.color = one.colour;
         return made;
       });
@@ -378,7 +392,7 @@ const Chart = (() => {
         const [left, top] = [this.x.pixel(note.x), this.y.pixel(note.y)];
         const room = note.text.length * 7 < this.x.length - left;
         const made = svg("g", { transform: `translate(${round(left)} ${round(top)})` }, svg("circle", { r: 4.5 }),
-          svg("text", { x: room ? 9 : -9, y: 17, "text-anchor": room ? "start" : "end" }, note.text));
+          svg("text", { x: room ? 9 : -9, y: top + 24 < this.y.length ? 17 : -9, "text-anchor": room ? "start" : "end" }, note.text));
         made.style.color = note.colour;
         return made;
       }));

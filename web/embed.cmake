@@ -1,4 +1,4 @@
-# Writes OUTPUT, a C++ file with functions that return the STYLES and the SCRIPTS, files of SOURCE, one after the other.
+# Writes OUTPUT, a C++ file with functions that return the STYLES, the SCRIPTS and those of an OVERVIEW, files of SOURCE, one after the other.
 cmake_minimum_required(VERSION 3.25)
 
 function(append_function name)
@@ -20,4 +20,5 @@ endfunction()
 set(code "#include \"page_assets.h\"\n\nnamespace Xem::Tool::PageAssets {\n")
 append_function(Style ${STYLES})
 append_function(Script ${SCRIPTS})
+append_function(OverviewScript ${OVERVIEW})
 file(WRITE ${OUTPUT} "${code}\n}  // namespace Xem::Tool::PageAssets\n")

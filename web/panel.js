@@ -50,17 +50,23 @@ const Panel = (() => {
     }
   }
 
-  /** What a panel shows before anyone zooms: every point, and of the lines what stays near them. */
+  /** What a panel shows before anyone zooms: every point and computed line, and of fitted ones what is near points. */
   function homeRange(curves, axis, logarithmic, fromZero) {
     const side = axis === "x" ? 0 : 1;
     const extent = new Extent(logarithmic);
     for (const curve of curves) extent.add(curve.points[side]);
     const span = extent.max - extent.min;
     const near = axis === "y" && !logarithmic && span > 0 ? [extent.min - span, extent.max + span] : [];
-    const nothingMeasured = extent.empty;
     for (const curve of curves) {
+<<<<<<< HEAD
       for (const line of [curve.stable, curve.unstable, curve.lower, curve.upper]) {
         if (!logarithmic || nothingMeasured) extent.add(line[side], ...near);
+=======
+      // A line that was computed has no points to run away from.
+      const isComputed = !isDrawn(curve.points);
+      for (const line of [curve.stable, curve.unstable]) {
+        if (!logarithmic || isComputed) extent.add(line[side], ...(isComputed ? [] : near));
+>>>>>>> tool
       }
     }
     if (fromZero && !logarithmic) extent.add([0]);
@@ -81,32 +87,6 @@ const Panel = (() => {
       return ys[i - 1] + ((ys[i] - ys[i - 1]) * (x - xs[i - 1])) / (xs[i] - xs[i - 1]);
     }
     return null;
-  }
-
-  // --- elements
-
-  function element(tag, attributes = {}, ...children) {
-    const made = document.createElement(tag);
-    for (const [name, value] of Object.entries(attributes)) made.setAttribute(name, value);
-    made.append(...children);
-    return made;
-  }
-
-  function button(text, name, act) {
-    const made = element("button", { type: "button", "data-name": name }, text);
-    made.addEventListener("click", () => act(made));
-    return made;
-  }
-
-  /** A button that stays pressed until it is pressed again. */
-  function toggle(text, name, pressed, act) {
-    const made = button(text, name, () => {
-      const now = made.getAttribute("aria-pressed") !== "true";
-      made.setAttribute("aria-pressed", now);
-      act(now);
-    });
-    made.setAttribute("aria-pressed", pressed);
-    return made;
   }
 
   const capital = (text) => text[0].toUpperCase() + text.slice(1);
@@ -304,6 +284,7 @@ const Panel = (() => {
       new ResizeObserver(fit).observe(this.element);
       const to = (paper) => () => {
         onPaper = paper;
+        for (const chart of this.charts) chart.showAll(paper);
         fit();
       };
       window.addEventListener("beforeprint", to(true));

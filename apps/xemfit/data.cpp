@@ -30,6 +30,17 @@ std::vector<Bundled> AllBundled() {
   return all;
 }
 
+/// None where the curves are not installed.
+std::vector<std::string> BundledNames() {
+  std::vector<std::string> names;
+  try {
+    for (const Bundled& entry : AllBundled()) names.push_back(entry.name);
+  } catch (const std::exception&) {
+    names.clear();
+  }
+  return names;
+}
+
 class Data final : public Command {
  public:
   Data()
@@ -39,7 +50,7 @@ class Data final : public Command {
                  "xemfit data treloar1944_uniaxial --to - | xemfit hyper fit --model polynomial:2 --uniaxial -"}) {}
 
   void Declare(Options& options) override {
-    options.Texts("name", names_, "Curves to write; none: list them all", "NAME");
+    options.Texts("name", names_, "Curves to write; none: list them all", "NAME").Suggest(BundledNames());
     options.Flag("--all", all_, "Write every curve");
     options.Text(
         "--to", to_,

@@ -107,7 +107,9 @@ class ModelCatalogue final : public Command {
                  "xemfit models --family rubber --json -"}) {}
 
   void Declare(Options& options) override {
-    options.Texts("name", names_, "Models to describe; none: list them all", "NAME");
+    std::vector<std::string> names;
+    for (const Fit::ModelInfo& info : Fit::Models()) names.push_back(info.name);
+    options.Texts("name", names_, "Models to describe; none: list them all", "NAME").Suggest(names);
     options.Text("--family", family_, "Only the models of one family: " + Join(Fit::ModelFamilies(), ", "), "FAMILY")
         .Suggest(Fit::ModelFamilies());
     options.Text("--json", json_, "Write the catalogue as JSON; - for standard output", "FILE").Writes();

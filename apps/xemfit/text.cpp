@@ -44,12 +44,16 @@ std::string Join(const std::vector<std::string>& parts, std::string_view separat
   return joined;
 }
 
-std::string Printable(std::string_view text) {
-  const std::string_view shown = Beginning(text, kLongestQuote);
-  std::string printable(shown);
-  for (char& letter : printable) {
+std::string OneLine(std::string text) {
+  for (char& letter : text) {
     if (std::iscntrl(static_cast<unsigned char>(letter))) letter = ' ';
   }
+  return text;
+}
+
+std::string Printable(std::string_view text) {
+  const std::string_view shown = Beginning(text, kLongestQuote);
+  const std::string printable = OneLine(std::string(shown));
   return shown.size() < text.size() ? printable + "..." : printable;
 }
 

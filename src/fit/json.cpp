@@ -93,7 +93,8 @@ Json ParameterJson(const Parameter& parameter, bool bootstrap) {
 
 Json MeasuresJson(const Measures& measures) {
   return {{"points", measures.points}, {"sse", measures.sse},   {"rmse", measures.rmse},
-          {"r2", measures.r2},         {"aicc", measures.aicc}, {"objective", measures.objective}};
+          {"r2", measures.r2},         {"aicc", measures.aicc}, {"objective", measures.objective},
+          {"unit", measures.unit}};
 }
 
 Json CurveJson(const CurveResult& curve) {
@@ -307,6 +308,7 @@ Measures ReadMeasures(const Json& object) {
   measures.r2 = Reader::NumberAt(object, "r2");
   measures.aicc = Reader::NumberAt(object, "aicc");
   measures.objective = Reader::NumberAt(object, "objective");
+  measures.unit = Reader::TextAt(object, "unit");
   return measures;
 }
 

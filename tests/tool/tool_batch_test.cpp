@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -9,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <string>
@@ -130,11 +132,14 @@ TEST_F(Batch, SummarisesEverySpecimenAndSaysWhichFailed) {
   EXPECT_NE(run.output.find("C10"), std::string::npos);
 
   ReadSummary summary(folder.Read("summary.csv"));
-  EXPECT_EQ(summary.order, (Strings{"A1", "A2", "A10", "bad", "mean", "standard_deviation", "number", "unit"}));
+  EXPECT_EQ(summary.order, (Strings{"A1", "A2", "A10", "bad", "mean", "standard_deviation", "median",
+                                    "robust_deviation", "number", "unit"}));
   EXPECT_NEAR(summary.Number("A2", "C10"), 0.5, 1e-9);  // in the unit of the first
   EXPECT_NEAR(summary.Number("mean", "C10"), 0.5, 1e-9);
   EXPECT_NEAR(summary.Number("mean", "C01"), 0.2, 1e-9);
   EXPECT_NEAR(summary.Number("standard_deviation", "C10"), 0.1, 1e-9);
+  EXPECT_NEAR(summary.Number("mean", "shear_modulus"), 1.4, 1e-9);
+  EXPECT_NEAR(summary.Number("robust_deviation", "C10"), 0.14826, 1e-9);
   EXPECT_EQ(summary.rows["number"]["C10"], "3");
   EXPECT_EQ(summary.rows["unit"]["C10"], "MPa");
   EXPECT_EQ(summary.rows["A1"]["points"], "12");
@@ -144,6 +149,80 @@ TEST_F(Batch, SummarisesEverySpecimenAndSaysWhichFailed) {
   EXPECT_EQ(summary.rows["bad"]["exit_code"], "3");
   EXPECT_EQ(summary.rows["bad"]["C10"], "");
   EXPECT_NE(summary.rows["bad"]["message"].find("bad.csv, line 2"), std::string::npos);
+}
+
+/// What repeats itself and looks like chance, between -1 and 1.
+double Scatter(int i) { return std::sin(12.9898 * i + 1.0) * std::cos(78.233 * i * i); }
+
+/// Rubber with noise, in MPa times `unitFactor`.
+std::string Noisy(int seed, double c10, const std::string& unit = "MPa", double unitFactor = 1.0) {
+  std::string text = "strain,stress_" + unit + "\n";
+  for (int i = 1; i <= 12; ++i) {
+    const double stretch = 1.0 + 0.1 * i;
+    const double stress =
+        2.0 * (1.0 - std::pow(stretch, -3.0)) * (c10 * stretch + 0.1) + 0.01 * Scatter(100 * seed + i);
+    text += std::to_string(stretch - 1.0) + ',' + std::to_string(stress * unitFactor) + '\n';
+  }
+  return text;
+}
+
+TEST_F(Batch, AveragesEveryQuantityInOneUnit) {
+  for (const int factor : {1, 1000}) {  // the same four tests, all in MPa and two of them in kPa
+    for (int i = 1; i <= 4; ++i) {
+      const bool other = i % 2 == 0 && factor != 1;
+      folder.Write("tests/S" + std::to_string(i) + ".csv", Noisy(i, 0.5, other ? "kPa" : "MPa", other ? factor : 1.0));
+    }
+    ASSERT_EQ(Run({"--again"}).exitCode, 0);
+    folder.Write("summary" + std::to_string(factor), folder.Read("summary.csv"));
+  }
+  ReadSummary one(folder.Read("summary1"));
+  ReadSummary both(folder.Read("summary1000"));
+  for (const char* row : {"mean", "standard_deviation", "median", "S2"}) {
+    for (const char* column : {"C10", "C10_standard_error", "shear_modulus", "bulk_modulus", "rmse", "sse", "aicc"}) {
+      const double expected = one.Number(row, column);  // files have six digits
+      EXPECT_NEAR(both.Number(row, column), expected, 1e-4 * std::abs(expected)) << row << ' ' << column;
+    }
+  }
+  EXPECT_EQ(both.rows["unit"]["sse"], "MPa^2");
+
+  folder.Write("tests/S3.csv", Noisy(3, 0.5, "parrots"));
+  ASSERT_EQ(Run().exitCode, 0);
+  ReadSummary mixed(folder.Read("summary.csv"));
+  for (const char* column : {"C10", "shear_modulus", "rmse", "aicc"})
+    EXPECT_EQ(mixed.rows["mean"][column], "") << column;
+  EXPECT_EQ(mixed.rows["unit"]["rmse"], "mixed");
+}
+
+TEST_F(Batch, DoesNotCountJunk) {
+  for (int i = 1; i <= 90; ++i) folder.Write("tests/S" + std::to_string(i) + ".csv", Noisy(i, 0.5 + 0.02 * Scatter(i)));
+  ASSERT_EQ(Run().exitCode, 0);
+  ReadSummary good(folder.Read("summary.csv"));
+  folder.Write("tests/far.csv", Noisy(7, 0.9));
+  for (int i = 1; i <= 10; ++i) {
+    std::string text = "strain,stress_MPa\n";
+    for (int k = 1; k <= 20; ++k)
+      text += std::to_string(0.1 * k) + ',' + std::to_string(3 + 2 * Scatter(50 * i + k)) + '\n';
+    folder.Write("tests/junk" + std::to_string(i) + ".csv", text);
+  }
+  folder.Write("recipe", kRecipe + std::string(" --curves curves/{specimen}.csv"));  // a folder that is not there yet
+  const ToolRun run = Run({"--report", "overview.html"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_NE(run.errors.find("10 of 101 specimens are doubtful"), std::string::npos) << run.errors;
+  EXPECT_NE(run.output.find("  far: C10\n"), std::string::npos) << run.output;
+  ReadSummary all(folder.Read("summary.csv"));
+  EXPECT_EQ(all.rows["junk1"]["status"], "doubtful");
+  EXPECT_EQ(all.rows["far"]["outlier_in"], "C10");
+  EXPECT_NEAR(all.Number("median", "C10"), good.Number("median", "C10"), 1e-3);
+  EXPECT_NEAR(all.Number("mean", "C10"), good.Number("mean", "C10") + 0.4 / 91, 1e-3);  // what is far counts
+  EXPECT_NEAR(all.Number("robust_deviation", "C10") / good.Number("robust_deviation", "C10"), 1.0, 0.1);
+  const std::string page = folder.Read("overview.html");
+  for (const char* part :
+       {"10 doubtful", "href=\"./tests/curves/far.csv\"", "class=\"number far\"", "\"histograms\":[{"}) {
+    EXPECT_NE(page.find(part), std::string::npos) << part;
+  }
+  ASSERT_EQ(Run({"--min-r2", "-100", "--again"}).exitCode, 0);
+  EXPECT_GT(ReadSummary(folder.Read("summary.csv")).Number("standard_deviation", "C10"),
+            5 * all.Number("standard_deviation", "C10"));
 }
 
 struct Source {
@@ -193,8 +272,8 @@ TEST_F(Batch, FindsSpecimensOfEverySource) {
     const ToolRun run = RunTool(arguments, folder.Path());
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     ReadSummary summary(run.output);
-    ASSERT_GT(summary.order.size(), 4U);
-    EXPECT_EQ(Strings(summary.order.begin(), summary.order.end() - 4), source.specimens);
+    ASSERT_GT(summary.order.size(), 6U);
+    EXPECT_EQ(Strings(summary.order.begin(), summary.order.end() - 6), source.specimens);
     EXPECT_NEAR(summary.Number("mean", "C10"), 1.0, 1e-9);
   }
 }
@@ -294,6 +373,71 @@ TEST_F(Batch, StopsASpecimenThatTakesTooLongAndTriesItAgain) {
   fs::remove(folder.Path() / "tests/never.csv");
   folder.Write("tests/never.csv", Rubber(1, 1));
   EXPECT_EQ(RunTool(arguments, folder.Path()).exitCode, 0);
+}
+
+/// A process other than this one that has the file open, or 0.
+int ReaderOf(const fs::path& file) {
+  for (const auto& process : fs::directory_iterator("/proc")) {
+    const int id = std::atoi(process.path().filename().c_str());
+    std::error_code error;
+    for (fs::directory_iterator entry(process.path() / "fd", error), end; id > 0 && id != getpid() && entry != end;
+         entry.increment(error)) {
+      if (fs::read_symlink(entry->path(), error) == file) return id;
+    }
+  }
+  return 0;
+}
+
+TEST_F(Batch, LosesNothingToAWorkerThatDiesOnceAndOneSpecimenToOneThatAlwaysDoes) {
+  WriteSpecimens(20);
+  std::string list = "specimen\ndeadly\n";
+  for (int i = 1; i <= 20; ++i) list += "S" + std::to_string(i) + '\n';
+  folder.Write("list.csv", list);
+  const fs::path deadly = folder.Path() / "tests/deadly.csv";
+  for (const int deaths : {1, 2}) {
+    ASSERT_EQ(mkfifo(deadly.c_str(), 0600), 0);
+    std::thread killer([&] {
+      for (int i = 0; i < 2; ++i) {
+        std::ofstream file(deadly);  // opens when a worker reads
+        int reader = 0;
+        while (i < deaths && reader == 0) reader = ReaderOf(deadly);
+        if (reader == 0) file << Rubber(1, 1);
+        if (reader != 0) kill(reader, SIGSEGV);
+        file.close();
+        while (reader != 0 && kill(reader, 0) == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+    });
+    const ToolRun run = Run({"--jobs", "2", "--again", "--list", "list.csv"});
+    killer.join();
+    EXPECT_EQ(run.exitCode, deaths == 1 ? 0 : 3) << run.errors;
+    ReadSummary summary(folder.Read("summary.csv"));
+    EXPECT_EQ(summary.rows["number"]["C10"], deaths == 1 ? "21" : "20");
+    EXPECT_EQ(summary.rows["deadly"]["status"], deaths == 1 ? "fitted" : "stopped");
+    EXPECT_EQ(summary.rows["S20"]["status"], "fitted");
+    fs::remove(deadly);
+  }
+}
+
+TEST_F(Batch, ShowsItsProgressOnATerminal) {
+  WriteSpecimens(2);
+  ASSERT_EQ(mkfifo((folder.Path() / "tests/never.csv").c_str(), 0600), 0);
+  folder.Write("list.csv", "specimen\nS1\nS2\nnever\n");
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child < 0) GTEST_SKIP() << "no terminal can be had here";
+  if (child == 0) {
+    if (chdir(folder.Path().c_str()) != 0) _exit(125);
+    execl(XEM_TOOL, "xemfit", "batch", "recipe", "tests", "--list", "list.csv", "--timeout", "5", nullptr);
+    _exit(125);
+  }
+  std::string seen;
+  char block[4096];
+  for (ssize_t count; (count = read(terminal, block, sizeof block)) > 0;)
+    seen.append(block, static_cast<std::size_t>(count));
+  waitpid(child, nullptr, 0);
+  close(terminal);
+  EXPECT_NE(seen.find("\r2 of 3 specimens, "), std::string::npos) << seen;
+  EXPECT_NE(seen.find(" left\x1b[K"), std::string::npos) << seen;
 }
 
 }  // namespace

@@ -119,6 +119,10 @@ TEST_F(Descriptions, BashCompletes) {
       {"xemfit hyper fit --uniaxial a.csv --residual rel", "relative"},
       {"xemfit batch recipe.txt --summ", "--summary"},
       {"xemfit int", ""},
+      {"xemfit cyclic fit --family hy", "hyperbolic"},
+      {"xemfit forming curve --yield vo", "vonmises"},
+      {"xemfit data silicone_v", "silicone_volumetric"},
+      {"xemfit models blatz", "blatz-ko"},
   };
   for (const auto& [words, wanted] : cases) {
     const ToolRun run = Shell(std::string("bash -c '. bash-completion/completions/xemfit; COMP_WORDS=(") + words +

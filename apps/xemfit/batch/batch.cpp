@@ -6,12 +6,14 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <limits>
+#include <functional>
 #include <optional>
 #include <thread>
 #include <utility>
 
+#include "batch/gates.h"
 #include "batch/outcome.h"
+#include "batch/overview.h"
 #include "batch/progress.h"
 #include "batch/recipe.h"
 #include "batch/summary.h"
@@ -20,6 +22,8 @@
 #include "input/csv.h"
 #include "numbers.h"
 #include "output/output.h"
+#include "output/page.h"
+#include "output/shell.h"
 #include "text.h"
 
 namespace Xem::Tool {
@@ -28,6 +32,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kMostJobs = 1024;
+constexpr double kAnyR2 = -1e300;
 
 class Batch final : public Command {
  public:
@@ -48,28 +53,34 @@ class Batch final : public Command {
     options.Text("--list", list_, "CSV file of specimens; its columns may stand in braces in the recipe", "FILE");
     options.Text("--summary", summaryPath_, "Write a row per specimen, mean and scatter as CSV; - for standard output",
                  "FILE");
+    options.Text("--report", overviewPath_,
+                 "Write a page for a browser: all curves, histograms of parameters, a table that sorts", "FILE.html");
+    options.Number("--min-r2", gates_.leastR2, "A fit with a smaller R2 is doubtful; 0.9 if left out", kAnyR2);
+    options
+        .Number("--max-dropped", gates_.mostDropped,
+                "A fit that left out a greater share of the points is doubtful; 0.25 if left out", 0.0)
+        .type = "SHARE";
+    options.Flag("--allow-unclear", gates_.allowUnclear,
+                 "Count fits with parameters at a bound or not identifiable, which are doubtful otherwise");
     options.Count("-j,--jobs", jobs_, "Specimens at a time; all cores if left out", "COUNT").Between(1, kMostJobs);
-    options.Real("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out", "SECONDS")
-        .Between(0.0, std::numeric_limits<double>::max());
+    options.Number("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out", 0.0).type =
+        "SECONDS";
     options.Text("--work", work_, "Where finished specimens are kept; RECIPE.work if left out", "FOLDER");
     options.Flag("--again", again_, "Fit every specimen again, finished or not");
     options.Flag("-q,--quiet", quiet_, "Print no table and no progress");
   }
 
-  ExitCode Execute(const std::vector<std::string>&) override {
+  ExitCode Execute(const std::vector<std::string>& arguments) override {
     UseOneThread();
     Prepare();
     const OutcomeStore store(work_);
-    FindFinished(store);
-    const std::size_t reused = specimens_.size() - open_.size();
-    const bool complete = FitOpen(store);
-    if (!complete) {
+    if (!FitAll(store)) {
       throw Failure(ExitCode::Interrupted,
                     fmt::format("interrupted; {} of {} specimens are finished and kept in {}; the same command goes on "
                                 "from there",
-                                reused + finishedNow_, specimens_.size(), Printable(work_)));
+                                KeptCount(store), specimens_.size(), Printable(work_)));
     }
-    return Tell();
+    return Tell(arguments);
   }
 
  private:
@@ -83,10 +94,15 @@ class Batch final : public Command {
     }
     if (work_.empty()) work_ = recipePath_ + ".work";
     if (!summaryPath_.empty() && summaryPath_ != "-") CheckOutputFile(summaryPath_);
+    if (!overviewPath_.empty()) {
+      RequirePageFormat(overviewPath_);
+      CheckOutputFile(overviewPath_);
+    }
     if (!list_.empty()) specimens_ = ReadSpecimens(list_);
     CheckRecipe(recipe_, Samples());
     if (list_.empty()) specimens_ = FindSpecimens(recipe_, folder_, {recipePath_, summaryPath_});
     outcomes_.resize(specimens_.size());
+    folder_ = fs::absolute(folder_).string();
   }
 
   Recipe ReadRecipe() const {
@@ -105,18 +121,6 @@ class Batch final : public Command {
     return samples;
   }
 
-  void FindFinished(const OutcomeStore& store) {
-    for (std::size_t i = 0; i < specimens_.size(); ++i) {
-      const auto words = Expand(recipe_, specimens_[i].values);
-      keys_.push_back(OutcomeStore::Key(specimens_[i].name, words, recipe_.isOutput, folder_));
-      if (!again_ && HasItsFiles(words)) outcomes_[i] = store.Find(keys_[i]);
-      if (!outcomes_[i])
-        open_.push_back(i);
-      else if (!outcomes_[i]->Fitted())
-        ++failed_;
-    }
-  }
-
   bool HasItsFiles(const std::vector<std::string>& words) const {
     for (std::size_t i = 0; i < words.size(); ++i) {
       std::error_code error;
@@ -125,48 +129,94 @@ class Batch final : public Command {
     return true;
   }
 
-  bool FitOpen(const OutcomeStore& store) {
+  /// What was kept of a specimen, unless it is to be fitted again.
+  std::optional<Outcome> Finished(const OutcomeStore& store, const std::vector<std::string>& words,
+                                  const std::string& key) const {
+    return !again_ && HasItsFiles(words) ? store.Find(key) : std::nullopt;
+  }
+
+  std::size_t KeptCount(const OutcomeStore& store) const {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < specimens_.size(); ++i) {
+      const auto words = Expand(recipe_, specimens_[i].values);
+      count += outcomes_[i] || Finished(store, words, KeyOf(specimens_[i], words)) ? 1 : 0;
+    }
+    return count;
+  }
+
+  std::string KeyOf(const Specimen& specimen, const std::vector<std::string>& words) const {
+    return OutcomeStore::Key(specimen.name, words, recipe_.isOutput, folder_);
+  }
+
+  bool FitAll(const OutcomeStore& store) {
     const WorkerOptions options{jobs_ > 0 ? jobs_ : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())),
                                 timeout_};
     ProgressLine progress(specimens_.size(), !quiet_);
-    const std::size_t reused = specimens_.size() - open_.size();
     return RunJobs(
-        open_.size(), options, [&](std::size_t job) { return Fit(specimens_[open_[job]]); },
-        [&](std::size_t job, const JobResult& result) { Take(store, open_[job], result); },
-        [&] { progress.Show(reused + finishedNow_, finishedNow_, failed_); });
+        specimens_.size(), options, [&](std::size_t job) { return Answer(store, specimens_[job]); },
+        [&](std::size_t job, const JobResult& result) { Take(job, result); },
+        [&] { progress.Show(finished_, finishedNow_, failed_); });
   }
 
-  /// In a process of its own.
-  int Fit(const Specimen& specimen) const {
-    std::vector<std::string> words = Expand(recipe_, specimen.values);
-    words.insert(words.begin(), "xemfit");
-    words.insert(words.end(), {"--json", "-"});
+  // In a worker. All that takes time per specimen is done there; only its answer comes back.
+
+  static constexpr char kFresh = '+';
+  static constexpr char kFound = '=';
+
+  std::string Answer(const OutcomeStore& store, const Specimen& specimen) const {
+    const std::vector<std::string> words = Expand(recipe_, specimen.values);
+    const std::string key = KeyOf(specimen, words);
+    std::optional<Outcome> outcome = Finished(store, words, key);
+    const char state = outcome ? kFound : kFresh;
+    if (!outcome) {
+      outcome = Fit(words);
+      if (outcome->Lasting()) store.Keep(key, *outcome);
+    }
+    if (overviewPath_.empty()) outcome->curves.clear();
+    return state + ToText(*outcome);
+  }
+
+  /// Where a fit cannot write is told by itself.
+  void MakeFolders(const std::vector<std::string>& words) const {
+    for (std::size_t i = 0; i < words.size(); ++i) {
+      const fs::path folder = fs::path(FileOf(words[i])).parent_path();
+      std::error_code error;
+      if (recipe_.isOutput[i] && !folder.empty()) fs::create_directories(folder, error);
+    }
+  }
+
+  Outcome Fit(std::vector<std::string> words) const {
     fs::current_path(folder_);
-    return CommandLine().Run(words);
+    MakeFolders(words);
+    Outcome outcome{0, "", ""};
+    const CommandLine commandLine(words);
+    words.insert(words.begin(), "xemfit");
+    const auto ended = commandLine.Run(words, [&](const Report& report) { outcome = OutcomeOf(report); });
+    outcome.exitCode = static_cast<int>(ended.code);
+    outcome.message = Trimmed(Printable(ended.sentence));
+    return outcome;
   }
 
-  void Take(const OutcomeStore& store, std::size_t index, const JobResult& result) {
-    Outcome outcome = OutcomeOf(result.exitCode, std::string(Trimmed(Said(result))), result.output);
-    ++finishedNow_;
+  void Take(std::size_t index, const JobResult& result) {
+    Outcome outcome = result.answered ? OutcomeFrom(result.answer.substr(1)) : Outcome{-1, Ended(result), ""};
+    ++finished_;
+    if (!result.answered || result.answer.front() == kFresh) ++finishedNow_;
     if (!outcome.Fitted()) ++failed_;
-    // What ended for a reason outside of the data may end otherwise the next time.
-    const bool lasting = outcome.exitCode >= 0 && outcome.exitCode != static_cast<int>(ExitCode::Other) &&
-                         outcome.exitCode <= static_cast<int>(ExitCode::Unstable);
-    if (lasting) store.Keep(keys_[index], specimens_[index].name, outcome, result.output);
     outcomes_[index] = std::move(outcome);
   }
 
-  std::string Said(const JobResult& result) const {
+  std::string Ended(const JobResult& result) const {
     if (result.outOfTime) return fmt::format("took longer than {} s", Shortly(timeout_));
     if (result.signal != 0) return fmt::format("ended by signal {} ({})", result.signal, strsignal(result.signal));
-    const std::string_view said = Trimmed(result.errors);
-    constexpr std::string_view kPrefix = "xemfit: ";
-    return std::string(said.starts_with(kPrefix) ? said.substr(kPrefix.size()) : said);
+    return "its process ended without a result";
   }
 
-  ExitCode Tell() const {
+  ExitCode Tell(const std::vector<std::string>& arguments) const {
     Summary summary;
-    for (std::size_t i = 0; i < specimens_.size(); ++i) summary.Add(specimens_[i].name, *outcomes_[i]);
+    for (std::size_t i = 0; i < specimens_.size(); ++i) {
+      summary.Add(specimens_[i].name, *outcomes_[i], DoubtsAbout(*outcomes_[i], gates_));
+    }
+    summary.Finish();
     const auto refused = [](const std::optional<Outcome>& o) {
       return o->exitCode == static_cast<int>(ExitCode::Usage);
     };
@@ -174,19 +224,45 @@ class Batch final : public Command {
       throw Failure(ExitCode::Usage, recipe_.source + ": " + outcomes_.front()->message);
     }
     if (!summaryPath_.empty() && summaryPath_ != "-") ReplaceFile(summaryPath_, summary.Csv());
+    if (!overviewPath_.empty()) ReplaceFile(overviewPath_, Overview(summary, arguments));
     if (summaryPath_ == "-") WriteStandardOutput(summary.Csv());
     if (summaryPath_ != "-" && !quiet_) WriteStandardOutput(summary.Table());
-    if (summary.FailedCount() == 0) return ExitCode::Fitted;
-    fmt::print(stderr, "xemfit: {} of {} specimens failed:\n", summary.FailedCount(), specimens_.size());
-    for (std::size_t i = 0; i < specimens_.size(); ++i) {
-      if (outcomes_[i]->Fitted()) continue;
-      fmt::print(stderr, "  {}: {}: {}\n", Printable(specimens_[i].name), outcomes_[i]->Status(),
-                 Printable(outcomes_[i]->message));
-    }
-    return ExitCode::BadData;
+    List(summary, summary.Count(kDoubtful), "are doubtful and not counted",
+         [](const Summary::Row& row) { return row.status == kDoubtful; });
+    List(summary, summary.FailedCount(), "failed",
+         [](const Summary::Row& row) { return row.status != kDoubtful && row.status != kFitted; });
+    return summary.FailedCount() == 0 ? ExitCode::Fitted : ExitCode::BadData;
   }
 
-  std::string recipePath_, folder_, list_, summaryPath_, work_;
+  static void List(const Summary& summary, std::size_t count, const char* what,
+                   const std::function<bool(const Summary::Row&)>& isListed) {
+    if (count == 0) return;
+    fmt::print(stderr, "xemfit: {} of {} specimens {}:\n", count, summary.Rows().size(), what);
+    for (const Summary::Row& row : summary.Rows()) {
+      if (!isListed(row)) continue;
+      fmt::print(stderr, "  {}: {}: {}\n", Printable(row.specimen), row.status, Printable(row.message));
+    }
+  }
+
+  std::string Overview(const Summary& summary, const std::vector<std::string>& arguments) const {
+    std::vector<OverviewSpecimen> specimens;
+    const fs::path place = fs::absolute(overviewPath_).parent_path();
+    for (std::size_t i = 0; i < specimens_.size(); ++i) {
+      OverviewSpecimen specimen{outcomes_[i]->curves, {}};
+      const auto words = Expand(recipe_, specimens_[i].values);
+      for (std::size_t k = 0; k < words.size(); ++k) {
+        const fs::path file = fs::path(folder_) / FileOf(words[k]);
+        std::error_code error;
+        if (recipe_.isOutput[k] && fs::exists(file, error))
+          specimen.files.push_back(fs::relative(file, place, error).string());
+      }
+      specimens.push_back(std::move(specimen));
+    }
+    return OverviewPage(recipe_.words, ShellCommand(arguments), summary, specimens);
+  }
+
+  std::string recipePath_, folder_, list_, summaryPath_, overviewPath_, work_;
+  Gates gates_;
   int jobs_ = 0;
   double timeout_ = 0.0;
   bool again_ = false;
@@ -194,10 +270,9 @@ class Batch final : public Command {
 
   Recipe recipe_;
   std::vector<Specimen> specimens_;
-  std::vector<std::string> keys_;
   std::vector<std::optional<Outcome>> outcomes_;
-  std::vector<std::size_t> open_;  // specimens without an outcome
-  std::size_t finishedNow_ = 0;
+  std::size_t finished_ = 0;
+  std::size_t finishedNow_ = 0;  // in this run
   std::size_t failed_ = 0;
 };
 

@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -23,6 +26,9 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLongestFileName = 120;
+
+/// Of a curve among many others.
+constexpr std::size_t kMostPoints = 200;
 
 /// FNV-1a in 64 bits (Fowler, Noll and Vo 1991), each text with its length.
 class Digest {
@@ -52,40 +58,94 @@ std::string FileName(const std::string& specimen) {
 }
 
 double NumberIn(const Json& object, const char* key) {
-  return object.is_object() && object.contains(key) && object[key].is_number() ? object[key].get<double>()
-                                                                               : Outcome::kNone;
+  return object.contains(key) && object[key].is_number() ? object[key].get<double>() : Outcome::kNone;
 }
 
-std::string TextIn(const Json& object, const char* key) {
-  return object.is_object() && object.contains(key) && object[key].is_string() ? object[key].get<std::string>() : "";
+struct Measure {
+  const char* key;
+  double Outcome::*value;
+};
+constexpr Measure kMeasures[] = {{"points", &Outcome::points},   {"dropped", &Outcome::dropped},
+                                 {"sse", &Outcome::sse},         {"rmse", &Outcome::rmse},
+                                 {"r2", &Outcome::r2},           {"aicc", &Outcome::aicc},
+                                 {"worst_r2", &Outcome::worstR2}};
+
+Json QuantitiesJson(const std::vector<Outcome::Parameter>& quantities) {
+  Json all = Json::array();
+  for (const auto& one : quantities) all.push_back({one.name, one.unit, one.value, one.standardError, one.doubt});
+  return all;
 }
 
-Outcome Read(int exitCode, std::string message, const Json& result) {
-  Outcome outcome{exitCode, std::move(message), TextIn(result, "model")};
-  const double terms = NumberIn(result, "terms");
-  if (terms > 0) outcome.model += fmt::format(":{:.0f}", terms);
-  if (!result.is_object()) return outcome;
-  if (result.contains("dropped")) outcome.dropped = static_cast<double>(result["dropped"].size());
-  if (result.contains("measures")) {
-    const Json& measures = result["measures"];
-    outcome.points = NumberIn(measures, "points");
-    outcome.sse = NumberIn(measures, "sse");
-    outcome.rmse = NumberIn(measures, "rmse");
-    outcome.r2 = NumberIn(measures, "r2");
-    outcome.aicc = NumberIn(measures, "aicc");
+std::vector<Outcome::Parameter> Quantities(const Json& all) {
+  const auto number = [](const Json& one) { return one.is_number() ? one.get<double>() : Outcome::kNone; };
+  std::vector<Outcome::Parameter> quantities;
+  for (const Json& one : all)
+    quantities.push_back({one.at(0), one.at(1), number(one.at(2)), number(one.at(3)), one.at(4)});
+  return quantities;
+}
+
+Json AxisJson(const Axis& axis) { return {axis.label, axis.unit, axis.logarithmic, axis.fromZero}; }
+Axis AxisFrom(const Json& axis) { return {axis.at(0), axis.at(1), axis.at(2), axis.at(3)}; }
+
+/// Every n-th of too many, and the last.
+std::vector<double> Thinned(const std::vector<double>& values) {
+  const std::size_t step = values.size() / kMostPoints + 1;
+  std::vector<double> thinned;
+  for (std::size_t i = 0; i < values.size(); i += step) thinned.push_back(values[i]);
+  if (step > 1) thinned.push_back(values.back());
+  return thinned;
+}
+
+/// In the panel that shows it.
+Outcome::Curve CurveOf(const Fit::CurveResult& curve, const std::vector<Panel>& panels) {
+  Outcome::Curve shown{curve.name, {}, {}, {}, {}};
+  for (const Panel& panel : panels) {
+    const bool isIn = std::find(panel.curves.begin(), panel.curves.end(), curve.name) != panel.curves.end();
+    if (!isIn && !panel.curves.empty()) continue;
+    shown.x = panel.x;
+    shown.y = panel.y;
+    break;
   }
-  if (result.contains("parameters")) {
-    for (const Json& one : result["parameters"]) {
-      outcome.parameters.push_back(
-          {TextIn(one, "name"), TextIn(one, "unit"), NumberIn(one, "value"), NumberIn(one, "standard_error")});
-    }
+  if (!curve.measured.empty()) {
+    shown.points[0] = Thinned(curve.x);
+    shown.points[1] = Thinned(curve.measured);
   }
-  if (result.contains("derived")) {
-    for (const Json& one : result["derived"]) {
-      outcome.derived.push_back({TextIn(one, "name"), TextIn(one, "unit"), NumberIn(one, "value"), Outcome::kNone});
-    }
+  std::vector<std::size_t> order(curve.x.size());
+  std::iota(order.begin(), order.end(), 0);
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t i, std::size_t j) { return curve.x[i] < curve.x[j]; });
+  for (const std::size_t i : order) {
+    if (i >= curve.fitted.size()) continue;
+    shown.line[0].push_back(curve.x[i]);
+    shown.line[1].push_back(curve.fitted[i]);
   }
-  return outcome;
+  for (auto& values : shown.line) values = Thinned(values);
+  return shown;
+}
+
+Json CurveJson(const Outcome::Curve& curve) {
+  return {curve.name, AxisJson(curve.x), AxisJson(curve.y), curve.points, curve.line};
+}
+
+std::vector<double> Numbers(const Json& array) {
+  std::vector<double> numbers;
+  for (const Json& one : array) numbers.push_back(one.is_number() ? one.get<double>() : Outcome::kNone);
+  return numbers;
+}
+
+Outcome::Curve CurveFrom(const Json& all) {
+  Outcome::Curve curve{all.at(0), AxisFrom(all.at(1)), AxisFrom(all.at(2)), {}, {}};
+  for (std::size_t side : {0, 1}) {
+    curve.points[side] = Numbers(all.at(3).at(side));
+    curve.line[side] = Numbers(all.at(4).at(side));
+  }
+  return curve;
+}
+
+/// A content that was found to be 0 is as good as one that was held there.
+std::string DoubtAbout(const Fit::Parameter& parameter, const Fit::Options& options) {
+  if (!parameter.identifiable) return "not identifiable";
+  const bool isAtBound = parameter.held && options.held.count(parameter.name) == 0 && parameter.value != 0.0;
+  return isAtBound ? "at its bound" : "";
 }
 
 }  // namespace
@@ -107,19 +167,68 @@ std::string Outcome::Status() const {
   }
 }
 
-Outcome OutcomeOf(int exitCode, std::string message, const std::string& document) {
-  if (document.empty()) return Read(exitCode, std::move(message), nullptr);
-  const Json result = Json::parse(document, nullptr, false);
-  return result.is_discarded() ? Outcome{-1, "its result cannot be read", ""}
-                               : Read(exitCode, std::move(message), result);
+bool Outcome::Lasting() const {
+  return exitCode >= 0 && exitCode != static_cast<int>(ExitCode::Other) &&
+         exitCode <= static_cast<int>(ExitCode::Unstable);
 }
 
-OutcomeStore::OutcomeStore(std::string folder) : folder_(std::move(folder)) {
+Outcome OutcomeOf(const Report& report) {
+  const Fit::Result& result = report.result;
+  const Fit::Measures& measures = result.measures;
+  Outcome outcome{.exitCode = 0, .message = "", .model = ModelLabel(result)};
+  outcome.points = measures.points;
+  outcome.dropped = static_cast<double>(result.dropped.size());
+  outcome.sse = measures.sse;
+  outcome.rmse = measures.rmse;
+  outcome.r2 = measures.r2;
+  outcome.aicc = measures.aicc;
+  outcome.unit = measures.unit;
+  outcome.relative = result.residual == Fit::Residual::Relative;
+  for (const Fit::Parameter& one : result.parameters) {
+    outcome.parameters.push_back({one.name, one.unit, one.value, one.standardError, DoubtAbout(one, result.options)});
+  }
+  for (const auto& [name, value] : result.derived) {
+    const auto unit = result.derivedUnits.find(name);
+    outcome.derived.push_back({name, unit == result.derivedUnits.end() ? "" : unit->second, value, Outcome::kNone});
+  }
+  for (const Fit::CurveResult& curve : result.curves) {
+    outcome.curves.push_back(CurveOf(curve, report.panels));
+    if (curve.measures.points > 0) outcome.worstR2 = std::fmin(outcome.worstR2, curve.measures.r2);
+  }
+  return outcome;
+}
+
+std::string ToText(const Outcome& outcome) {
+  Json json = {{"exit_code", outcome.exitCode}, {"message", outcome.message}, {"model", outcome.model}};
+  for (const Measure& measure : kMeasures) json[measure.key] = outcome.*measure.value;
+  json["unit"] = outcome.unit;
+  json["relative"] = outcome.relative;
+  json["parameters"] = QuantitiesJson(outcome.parameters);
+  json["derived"] = QuantitiesJson(outcome.derived);
+  Json curves = Json::array();
+  for (const Outcome::Curve& curve : outcome.curves) curves.push_back(CurveJson(curve));
+  json["curves"] = std::move(curves);
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Outcome OutcomeFrom(const std::string& text) {
+  const Json json = Json::parse(text);
+  Outcome outcome{json.at("exit_code"), json.at("message"), json.at("model")};
+  for (const Measure& measure : kMeasures) outcome.*measure.value = NumberIn(json, measure.key);
+  outcome.unit = json.at("unit");
+  outcome.relative = json.at("relative");
+  outcome.parameters = Quantities(json.at("parameters"));
+  outcome.derived = Quantities(json.at("derived"));
+  for (const Json& curve : json.at("curves")) outcome.curves.push_back(CurveFrom(curve));
+  return outcome;
+}
+
+OutcomeStore::OutcomeStore(const std::string& folder) : folder_(fs::absolute(folder).string()) {
   std::error_code error;
   fs::create_directories(folder_, error);
   if (error) {
     throw Failure(ExitCode::Other, fmt::format("{}: the work folder cannot be made: {}; choose another with --work",
-                                               Printable(folder_), error.message()));
+                                               Printable(folder), error.message()));
   }
 }
 
@@ -151,20 +260,14 @@ std::optional<Outcome> OutcomeStore::Find(const std::string& key) const {
   std::error_code error;
   if (!fs::is_regular_file(PathOf(key), error)) return std::nullopt;
   try {
-    const Json stored = Json::parse(ReadInput(PathOf(key)));
-    return Read(stored.at("exit_code").get<int>(), stored.at("message").get<std::string>(), stored.at("result"));
+    return OutcomeFrom(ReadInput(PathOf(key)));
   } catch (const std::exception&) {
     return std::nullopt;  // damaged, such as by a full disk: it is simply done again
   }
 }
 
-void OutcomeStore::Keep(const std::string& key, const std::string& specimen, const Outcome& outcome,
-                        const std::string& document) const {
-  const Json stored{{"specimen", specimen},
-                    {"exit_code", outcome.exitCode},
-                    {"message", outcome.message},
-                    {"result", document.empty() ? Json() : Json::parse(document)}};
-  ReplaceFile(PathOf(key), stored.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
+void OutcomeStore::Keep(const std::string& key, const Outcome& outcome) const {
+  ReplaceFile(PathOf(key), ToText(outcome) + '\n');
 }
 
 }  // namespace Xem::Tool

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <limits>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "batch/recipe.h"
+#include "output/report.h"
 
 namespace Xem::Tool {
 
@@ -14,6 +16,13 @@ struct Outcome {
   struct Parameter {
     std::string name, unit;
     double value, standardError;
+    std::string doubt{};  ///< "at its bound", "not identifiable"
+  };
+  /// As much of a curve as a picture shows.
+  struct Curve {
+    std::string name;
+    Axis x, y;
+    std::vector<double> points[2], line[2];
   };
   static constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
@@ -21,25 +30,33 @@ struct Outcome {
   std::string message;  ///< what it said when it did not fit
   std::string model;    ///< "ogden:2"
   double points = kNone, dropped = kNone, sse = kNone, rmse = kNone, r2 = kNone, aicc = kNone;
+  std::string unit{};      ///< of rmse
+  bool relative = false;   ///< relative residuals were minimised: AICc does not depend on the unit
+  double worstR2 = kNone;  ///< of its curves
   std::vector<Parameter> parameters{};
   std::vector<Parameter> derived{};  ///< without standard errors
+  std::vector<Curve> curves{};
 
   bool Fitted() const { return exitCode == 0; }
   /// "fitted", "bad data", "not converged" ...
   std::string Status() const;
+  /// It ended for a reason outside of the data if not, and may end otherwise the next time.
+  bool Lasting() const;
 };
 
-/// `document` is the JSON that the command printed, empty when it printed none.
-Outcome OutcomeOf(int exitCode, std::string message, const std::string& document);
+/// Without what it says when it ends: its exit code and message.
+Outcome OutcomeOf(const Report& report);
+
+/// Between processes and runs. Throws what the JSON library throws for a text that is no outcome.
+std::string ToText(const Outcome& outcome);
+Outcome OutcomeFrom(const std::string& text);
 
 /// Finished specimens, one JSON file each, in a folder that outlives the run. A file is found again only by the same
 /// command on the same contents of the same files by the same version, so that nothing old is ever taken for new.
 class OutcomeStore {
  public:
   /// Throws Failure when the folder cannot be made.
-  explicit OutcomeStore(std::string folder);
-
-  const std::string& Folder() const { return folder_; }
+  explicit OutcomeStore(const std::string& folder);
 
   /// The key of a specimen's outcome: its name and a digest of all that it depends on. `words` is its command, run in
   /// `workingFolder`; the words that name files it writes do not count.
@@ -48,13 +65,12 @@ class OutcomeStore {
 
   std::optional<Outcome> Find(const std::string& key) const;
   /// The file appears as a whole or not at all, whenever the process ends. Throws Failure.
-  void Keep(const std::string& key, const std::string& specimen, const Outcome& outcome,
-            const std::string& document) const;
+  void Keep(const std::string& key, const Outcome& outcome) const;
 
  private:
   std::string PathOf(const std::string& key) const;
 
-  std::string folder_;
+  std::string folder_;  // wherever the process is
 };
 
 }  // namespace Xem::Tool

@@ -6,12 +6,12 @@
 
 namespace Xem::Tool {
 
+/// What a worker made of a job, or how the worker ended before it could answer.
 struct JobResult {
-  int exitCode = -1;  ///< -1: it was ended by a signal or by the time limit
+  bool answered = false;
+  std::string answer{};
   bool outOfTime = false;
-  int signal = 0;  ///< that ended it
-  std::string output;
-  std::string errors;
+  int signal = 0;  ///< that ended the worker
 };
 
 struct WorkerOptions {
@@ -23,13 +23,14 @@ struct WorkerOptions {
 /// decide when they are loaded. Processes share the cores already, and a process without threads may be forked.
 void UseOneThread();
 
-/// Runs `work(0)` to `work(count - 1)`, each in a child process and a process group of its own with nothing to read and
-/// its two outputs caught, several at a time, and hands over every result as it comes. A child is forked from this
-/// process as it is: starting the program anew takes ten times as long as a small fit. `tick` is called a few times a
-/// second. Children end with this process. Returns false when SIGINT, SIGTERM or SIGHUP came before the last result:
-/// then no more are started, those that run have two seconds to end, and what is left is killed. Throws Failure (Other)
-/// when the system refuses processes or files.
-bool RunJobs(std::size_t count, const WorkerOptions& options, const std::function<int(std::size_t)>& work,
+/// Hands the jobs 0 to count - 1 to worker processes and `done` every result as it comes. Workers are forked from this
+/// process as it is; each does many jobs, one after the other, in a process group of its own, with nothing to read and
+/// nowhere to write but its answers. A job whose worker ends before it answers is given to a new worker, alone; when
+/// that ends as well, or time is up, the job has no answer. `tick` is called a few times a second. Workers end with
+/// this process. Returns false when SIGINT, SIGTERM or SIGHUP came before the last result: then no more jobs are given,
+/// those that run have two seconds to end, and what is left is killed. Throws Failure (Other) when the system refuses
+/// processes or pipes.
+bool RunJobs(std::size_t count, const WorkerOptions& options, const std::function<std::string(std::size_t)>& work,
              const std::function<void(std::size_t, const JobResult&)>& done, const std::function<void()>& tick);
 
 }  // namespace Xem::Tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,6 +12,9 @@
 #include "input/roles.h"
 
 namespace Xem::Tool {
+
+struct Report;
+using TakeReport = std::function<void(const Report&)>;
 
 /// What `--help`, the man page and the completion of a command say besides its options. The prose of the man page is a
 /// file of its own: see ManualText().
@@ -39,14 +43,18 @@ class Command {
   virtual bool ReadsCurves() const { return false; }
   /// `arguments` are as typed, the program first. Throws Failure.
   virtual ExitCode Execute(const std::vector<std::string>& arguments) = 0;
+  /// Who gets the report in the place of standard output, where there is one.
+  void SendReportTo(TakeReport take) { takeReport_ = std::move(take); }
   /// What a message of the fit layer should be told besides: which files the curves named in it came from.
   virtual std::string SourcesOf(std::string_view) const { return ""; }
 
  protected:
   explicit Command(CommandText text) : text_(std::move(text)) {}
+  const TakeReport& ReportTaker() const { return takeReport_; }
 
  private:
   CommandText text_;
+  TakeReport takeReport_;
 };
 
 using CommandList = std::vector<std::unique_ptr<Command>>;

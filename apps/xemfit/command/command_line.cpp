@@ -26,23 +26,33 @@ ExitCode CodeOf(Fit::ErrorKind kind) {
   return ExitCode::Other;
 }
 
-int Tell(ExitCode code, const std::string& sentence) {
-  std::fprintf(stderr, "xemfit: %s\n", Printable(sentence).c_str());
-  return static_cast<int>(code);
+CommandLine::Ended RunAndExplain(Command& command, const std::vector<std::string>& arguments) {
+  try {
+    return {command.Execute(arguments), ""};
+  } catch (const Failure& failure) {
+    return {failure.Code(), failure.what()};
+  } catch (const Fit::Error& error) {
+    return {CodeOf(error.Kind()), error.what() + command.SourcesOf(error.what())};
+  } catch (const std::bad_alloc&) {
+    return {ExitCode::Other, "not enough memory"};
+  } catch (const std::exception& error) {
+    return {ExitCode::Other, error.what()};
+  }
 }
 
-int RunAndExplain(Command& command, const std::vector<std::string>& arguments) {
-  try {
-    return static_cast<int>(command.Execute(arguments));
-  } catch (const Failure& failure) {
-    return Tell(failure.Code(), failure.what());
-  } catch (const Fit::Error& error) {
-    return Tell(CodeOf(error.Kind()), error.what() + command.SourcesOf(error.what()));
-  } catch (const std::bad_alloc&) {
-    return Tell(ExitCode::Other, "not enough memory");
-  } catch (const std::exception& error) {
-    return Tell(ExitCode::Other, error.what());
-  }
+/// The command that the words begin with alone, all of them when there is none.
+CommandList CommandsFor(const std::vector<std::string>& words) {
+  CommandList commands = MakeCommands();
+  const auto isNamed = [&](const std::unique_ptr<Command>& command) {
+    const CommandText& text = command->Text();
+    if (text.group.empty()) return !words.empty() && words[0] == text.name;
+    return words.size() > 1 && words[0] == text.group && words[1] == text.name;
+  };
+  const auto named = std::find_if(commands.begin(), commands.end(), isNamed);
+  if (named == commands.end()) return commands;
+  CommandList alone;
+  alone.push_back(std::move(*named));
+  return alone;
 }
 
 std::string Examples(const CommandText& text) {
@@ -57,8 +67,12 @@ CommandNode& ChildCalled(const std::string& name, std::vector<CommandNode>& node
 
 }  // namespace
 
-CommandLine::CommandLine()
-    : commands_(MakeCommands()),
+CommandLine::CommandLine() : CommandLine(MakeCommands()) {}
+
+CommandLine::CommandLine(const std::vector<std::string>& words) : CommandLine(CommandsFor(words)) {}
+
+CommandLine::CommandLine(CommandList commands)
+    : commands_(std::move(commands)),
       tool_{"xemfit", "Material parameters from test curves",
             Examples(commands_.front()->Text()) +
                 "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable."} {
@@ -81,16 +95,23 @@ void CommandLine::Add(Command& command) {
 }
 
 int CommandLine::Run(const std::vector<std::string>& arguments) const {
+  const Ended ended = Run(arguments, nullptr);
+  if (!ended.sentence.empty()) std::fprintf(stderr, "xemfit: %s\n", Printable(ended.sentence).c_str());
+  return static_cast<int>(ended.code);
+}
+
+CommandLine::Ended CommandLine::Run(const std::vector<std::string>& arguments, const TakeReport& take) const {
   try {
     const ParsedLine line = ParseLine(tool_, {arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end()});
     if (line.answer) {
       std::fwrite(line.answer->data(), 1, line.answer->size(), stdout);
-      return static_cast<int>(ExitCode::Fitted);
+      return {ExitCode::Fitted, ""};
     }
-    if (line.command) return RunAndExplain(*line.command, arguments);
-    return Tell(ExitCode::Usage, "name a command; see " + line.path + " --help");
+    if (!line.command) return {ExitCode::Usage, "name a command; see " + line.path + " --help"};
+    line.command->SendReportTo(take);
+    return RunAndExplain(*line.command, arguments);
   } catch (const Failure& failure) {
-    return Tell(failure.Code(), failure.what());
+    return {failure.Code(), failure.what()};
   }
 }
 

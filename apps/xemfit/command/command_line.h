@@ -12,11 +12,22 @@ namespace Xem::Tool {
 class CommandLine {
  public:
   CommandLine();
+  /// Knows the command that `words` begin with and no other, which is quicker; all when they name none.
+  explicit CommandLine(const std::vector<std::string>& words);
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;
 
   /// Does what the arguments, the program first, ask for and returns the exit code.
   int Run(const std::vector<std::string>& arguments) const;
+
+  /// What became of a run that says nothing itself.
+  struct Ended {
+    ExitCode code;
+    std::string sentence;
+  };
+  /// The same for a caller that takes the report in the place of standard output and the sentence in that of standard
+  /// error.
+  Ended Run(const std::vector<std::string>& arguments, const TakeReport& take) const;
 
   /// The options of the fit that `words` (without the program) ask for, set but not run. Throws Failure (Usage), also
   /// for commands that stand by themselves.
@@ -25,6 +36,7 @@ class CommandLine {
   const CommandNode& Tool() const { return tool_; }
 
  private:
+  explicit CommandLine(CommandList commands);
   void Add(Command& command);
 
   CommandList commands_;

@@ -26,11 +26,14 @@ std::vector<std::string> Offered(const Option& option) {
 std::string BashCase(const CommandNode& node, const std::string& path) {
   std::string words;
   for (const CommandNode* sub : Visible(node)) words += sub->name + ' ';
+  for (const Option& option : node.options.All()) {
+    if (option.IsPositional()) words += option.suggestions.empty() ? "" : Join(option.suggestions, " ") + ' ';
+  }
   std::string values;
   for (const Option& option : node.options.All()) {
     for (const std::string& name : option.Names()) words += name + ' ';
     const auto fixed = Offered(option);
-    if (fixed.empty()) continue;
+    if (fixed.empty() || option.IsPositional()) continue;
     values += fmt::format("        {}) values=\"{}\" ;;\n", Join(option.Names(), "|"), Join(fixed, " "));
   }
   return fmt::format("    \"{}\")\n      words=\"{}\"\n      case \"$previous\" in\n{}        *) ;;\n      esac ;;\n",
@@ -75,12 +78,14 @@ std::string ZshFunctionName(const std::string& path) {
 
 std::string ZshLeaf(const CommandNode& node, const std::string& path) {
   std::string text = ZshFunctionName(path) + "() {\n  _arguments \\\n";
+  std::string words = "*:file:_files";
   for (const Option& option : node.options.All()) {
+    if (option.IsPositional() && !option.suggestions.empty()) words = "*:name:(" + Join(option.suggestions, " ") + ')';
     for (const std::string& name : option.Names()) {
       text += fmt::format("    '*{}[{}]{}' \\\n", name, ZshText(option.help), ZshValue(option));
     }
   }
-  return text + "    '*:file:_files'\n}\n\n";
+  return text + "    '" + words + "'\n}\n\n";
 }
 
 void AddZshFunctions(const CommandNode& node, const std::string& path, std::string& functions) {
@@ -122,6 +127,7 @@ _xemfit() {
   case "$path" in
     batch*) path=batch ;;
     data*) path=data ;;
+    models*) path=models ;;
   esac
   case "$path" in
 )" + cases +

@@ -102,6 +102,13 @@ ParsedLine ParseLine(const CommandNode& tool, const std::vector<std::string>& wo
     std::ostringstream answer;
     app.exit(request, answer, answer);
     line.answer = answer.str();
+  } catch (const CLI::RequiredError& error) {
+    // What is not known often is what is missing, spelled wrong.
+    Deepest(app, tool, line.path);
+    std::vector<std::string> unknown = app.remaining(true);
+    std::erase_if(unknown, [](const std::string& word) { return !word.starts_with('-'); });
+    const std::string what = unknown.empty() ? error.what() : CLI::ExtrasError(unknown).what();
+    throw Failure(ExitCode::Usage, what + "; see " + line.path + " --help");
   } catch (const CLI::ParseError& error) {
     Deepest(app, tool, line.path);
     throw Failure(ExitCode::Usage, std::string(error.what()) + "; see " + line.path + " --help");

@@ -46,6 +46,12 @@ Fit::Curve Read(const CsvTable& table, const Role& ordinate) {
 
 }  // namespace
 
+std::vector<std::string> PublishedCyclicKeys() {
+  std::vector<std::string> keys;
+  for (const Entry& entry : kEntries) keys.emplace_back(entry.name);
+  return keys;
+}
+
 std::string PublishedCyclicNames() {
   std::string names;
   for (const Entry& entry : kEntries) {

@@ -26,6 +26,7 @@ struct PublishedCyclic {
 
 /// Names that --overlay understands, for help and messages.
 std::string PublishedCyclicNames();
+std::vector<std::string> PublishedCyclicKeys();
 /// Throws Failure (Usage) for an unknown name.
 PublishedCyclic PublishedCyclicCalled(const std::string& name);
 

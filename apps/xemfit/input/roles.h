@@ -59,8 +59,8 @@ inline constexpr AcceptedName kFlowStrain[] = {
 inline constexpr AcceptedName kFlowStress[] = {{"true_stress"}, {"cauchy_stress"}, {"flow_stress"}, {"stress"}};
 inline constexpr AcceptedName kMinorStrain[] = {{"minor_strain"}, {"minor"}, {"e2"}, {"eps2"}};
 inline constexpr AcceptedName kMajorStrain[] = {{"major_strain"}, {"major"}, {"e1"}, {"eps1"}};
-inline constexpr AcceptedName kSuction[] = {
-    {"suction"}, {"matric_suction"}, {"tension"}, {"pressure_head"}, {"pF", 0.0, "pF"}};
+inline constexpr AcceptedName kSuction[] = {{"suction"}, {"matric_suction"}, {"tension"}, {"pressure_head"},
+                                            {"psi"},     {"pF", 0.0, "pF"}};
 inline constexpr AcceptedName kWaterContent[] = {{"theta"}, {"volumetric_water_content"}, {"water_content"}};
 inline constexpr AcceptedName kSaturation[] = {{"saturation"}, {"degree_of_saturation"}};
 inline constexpr AcceptedName kDiameter[] = {{"diameter"},   {"particle_size"}, {"grain_size"},

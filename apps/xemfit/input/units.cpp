@@ -24,10 +24,11 @@ constexpr Unit kUnits[] = {
     {"Pa", Dimension::Stress, 1.0},    {"hPa", Dimension::Stress, 1e2},        {"kPa", Dimension::Stress, 1e3},
     {"MPa", Dimension::Stress, 1e6},   {"GPa", Dimension::Stress, 1e9},        {"bar", Dimension::Stress, 1e5},
     {"psi", Dimension::Stress, kPsi},  {"ksi", Dimension::Stress, 1e3 * kPsi}, {"N/mm2", Dimension::Stress, 1e6},
-    {"N/mm²", Dimension::Stress, 1e6}, {"ms", Dimension::Time, 1e-3},          {"s", Dimension::Time, 1.0},
-    {"min", Dimension::Time, 60.0},    {"h", Dimension::Time, 3600.0},         {"d", Dimension::Time, 86400.0},
-    {"um", Dimension::Length, 1e-6},   {"mm", Dimension::Length, 1e-3},        {"cm", Dimension::Length, 1e-2},
-    {"m", Dimension::Length, 1.0},     {"C", Dimension::Temperature, 1.0},     {"deg", Dimension::Angle, 1.0},
+    {"N/mm²", Dimension::Stress, 1e6}, {"N/mm^2", Dimension::Stress, 1e6},     {"ms", Dimension::Time, 1e-3},
+    {"s", Dimension::Time, 1.0},       {"min", Dimension::Time, 60.0},         {"h", Dimension::Time, 3600.0},
+    {"d", Dimension::Time, 86400.0},   {"um", Dimension::Length, 1e-6},        {"mm", Dimension::Length, 1e-3},
+    {"cm", Dimension::Length, 1e-2},   {"m", Dimension::Length, 1.0},          {"C", Dimension::Temperature, 1.0},
+    {"deg", Dimension::Angle, 1.0},
 };
 
 const Unit* Find(std::string_view text) {
@@ -46,7 +47,14 @@ std::optional<std::string> KnownUnit(std::string_view text) {
 }
 
 std::optional<double> ConversionFactor(std::string_view from, std::string_view to) {
+  constexpr std::string_view kPer = "1/";
+  constexpr std::string_view kSquare = "^2";
   if (from == to) return 1.0;
+  if (from.starts_with(kPer) && to.starts_with(kPer)) return ConversionFactor(to.substr(2), from.substr(2));
+  if (from.ends_with(kSquare) && to.ends_with(kSquare) && !Find(from)) {
+    const auto root = ConversionFactor(from.substr(0, from.size() - 2), to.substr(0, to.size() - 2));
+    return root ? std::optional(*root * *root) : root;
+  }
   const Unit* source = Find(from);
   const Unit* target = Find(to);
   if (!source || !target || source->dimension != target->dimension) return std::nullopt;

@@ -7,6 +7,7 @@
 
 #include "output/csv_cell.h"
 #include "text.h"
+#include "xem/fit/compare.h"
 
 namespace Xem::Tool {
 namespace {
@@ -31,11 +32,17 @@ std::string CurvesCsv(const std::string& command, const Report& report) {
     text += fmt::format("# x of {0}: {1}\n# measured and fitted of {0}: {2}\n", Printable(Join(panel.curves, ", ")),
                         Printable(AxisText(panel.x)), Printable(AxisText(panel.y)));
   }
-  text += "curve,x,measured,fitted\n";
+  // Of what was computed, each point says whether the model is stable there.
+  const bool tellsStability = !report.fitted && report.result.stability;
+  text += tellsStability ? "curve,x,measured,fitted,stability\n" : "curve,x,measured,fitted\n";
   for (const Fit::CurveResult& curve : report.result.curves) {
     const std::string name = CsvCell(curve.name);
     for (std::size_t i = 0; i < curve.x.size(); ++i) {
-      text += name + ',' + Cell(curve.x, i) + ',' + Cell(curve.measured, i) + ',' + Cell(curve.fitted, i) + '\n';
+      text += name + ',' + Cell(curve.x, i) + ',' + Cell(curve.measured, i) + ',' + Cell(curve.fitted, i);
+      if (tellsStability) {
+        text += Fit::IsStable(report.result, curve.name, curve.x[i]) ? ",stable" : ",beyond_limit";
+      }
+      text += '\n';
     }
   }
   return text;

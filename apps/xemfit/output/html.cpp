@@ -1,5 +1,7 @@
 #include "output/html.h"
 
+#include <fmt/format.h>
+
 #include <cctype>
 #include <cstddef>
 #include <nlohmann/json.hpp>
@@ -57,6 +59,20 @@ std::string HtmlTable::Text() const {
   }
   return "<div class=\"table\"><table>\n<thead><tr>" + head + "</tr></thead>\n<tbody>\n" + rows_ +
          "</tbody>\n</table></div>\n";
+}
+
+std::string Section(const std::string& id, const std::string& title, const std::string& contents) {
+  return fmt::format("<section id=\"{}\">\n<h2>{}</h2>\n{}</section>\n", id, Escaped(title), contents);
+}
+
+std::string Paragraph(const std::string& text) { return "<p>" + Escaped(text) + "</p>\n"; }
+
+std::string Badge(const char* kind, const std::string& text) {
+  return fmt::format("<span class=\"badge {}\">{}</span>\n", kind, Escaped(text));
+}
+
+std::string Shell(const std::string& command) {
+  return "<pre class=\"shell\"><code>" + Escaped(command) + "</code></pre>\n";
 }
 
 }  // namespace Xem::Tool

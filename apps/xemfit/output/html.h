@@ -33,4 +33,13 @@ class HtmlTable {
   std::string rows_;
 };
 
+// Pieces of a page. `contents` are HTML already.
+
+std::string Section(const std::string& id, const std::string& title, const std::string& contents);
+std::string Paragraph(const std::string& text);
+/// A rounded label; `kind` is good, warning, bad or plain.
+std::string Badge(const char* kind, const std::string& text);
+/// What is typed into a shell.
+std::string Shell(const std::string& command);
+
 }  // namespace Xem::Tool

@@ -107,12 +107,6 @@ Json FigureJson(const Figure& figure, Fit::Residual residual) {
   return {{"relative", residual == Fit::Residual::Relative}, {"panels", std::move(panels)}};
 }
 
-std::string Section(const std::string& id, const std::string& title, const std::string& contents) {
-  return fmt::format("<section id=\"{}\">\n<h2>{}</h2>\n{}</section>\n", id, Escaped(title), contents);
-}
-
-std::string Paragraph(const std::string& text) { return "<p>" + Escaped(text) + "</p>\n"; }
-
 /// Text with lines of its own, as it stands.
 std::string Block(const std::string& text) { return "<pre>" + Escaped(text) + "</pre>\n"; }
 /// The same for sentences, which may be broken further.
@@ -128,10 +122,6 @@ std::string Tile(const std::string& name, const std::string& value) {
   return fmt::format("<div><dt>{}</dt><dd>{}</dd></div>\n", Escaped(name), Escaped(value));
 }
 
-std::string Badge(const char* kind, const std::string& text) {
-  return fmt::format("<span class=\"badge {}\">{}</span>\n", kind, Escaped(text));
-}
-
 /// One where there is one for all curves, else one per curve.
 std::string QualityTiles(const Fit::Result& result) {
   if (std::isfinite(result.measures.r2)) return Tile("R²", Quality(result.measures.r2));
@@ -145,7 +135,10 @@ std::string QualityTiles(const Fit::Result& result) {
 std::string Summary(const Report& report) {
   if (!report.fitted) return "";
   const Fit::Result& result = report.result;
-  std::string badges = Badge(result.status == "converged" ? "good" : result.converged ? "warning" : "bad", result.status);
+  std::string badges = Badge(result.status == "converged" ? "good"
+                             : result.converged           ? "warning"
+                                                          : "bad",
+                             result.status);
   if (result.stability) {
     badges += result.stability->Stable() ? Badge("good", "stable") : Badge("warning", "unstable beyond a limit");
   }
@@ -200,9 +193,16 @@ std::string Parameters(const Fit::Result& result) {
 
 std::string Derived(const Fit::Result& result) {
   if (result.derived.empty()) return "";
-  HtmlTable table({{"Quantity", Kind::Text}, {"Value"}});
-  for (const auto& [name, value] : result.derived) table.Add({name, Number(value)});
+  HtmlTable table({{"Quantity", Kind::Text}, {"Value"}, {"Unit", Kind::Text}});
+  for (const auto& [name, value] : result.derived) {
+    const auto unit = result.derivedUnits.find(name);
+    table.Add({name, Number(value), unit == result.derivedUnits.end() ? "" : unit->second});
+  }
   return Section("derived", "Derived quantities", table.Text());
+}
+
+std::string InUnit(const std::string& unit, const char* power = "") {
+  return unit.empty() ? "" : " (" + unit + power + ")";
 }
 
 void AddMeasures(const std::string& name, const Fit::Measures& measures, HtmlTable& table) {
@@ -212,7 +212,12 @@ void AddMeasures(const std::string& name, const Fit::Measures& measures, HtmlTab
 
 std::string Curves(const Fit::Result& result) {
   if (result.curves.empty()) return "";
-  HtmlTable table({{"Curve", Kind::Text}, {"Points"}, {"Dropped"}, {"R²"}, {"RMSE"}, {"SSE"}});
+  HtmlTable table({{"Curve", Kind::Text},
+                   {"Points"},
+                   {"Dropped"},
+                   {"R²"},
+                   {"RMSE" + InUnit(result.measures.unit)},
+                   {"SSE" + InUnit(result.measures.unit, "²")}});
   for (const Fit::CurveResult& curve : result.curves) AddMeasures(curve.name, curve.measures, table);
   if (result.curves.size() > 1) AddMeasures("all", result.measures, table);
   return Section("curves", "Agreement by curve", table.Text());
@@ -311,13 +316,6 @@ std::string Charts(const Figure& figure, bool fitted) {
                  "<noscript><p>The charts need JavaScript.</p></noscript>\n");
 }
 
-std::string Scripts(const Figure& figure, Fit::Residual residual) {
-  if (figure.panels.empty()) return "";
-  return Element("<script type=\"application/json\" id=\"figure-data\">", ScriptJson(FigureJson(figure, residual)),
-                 "</script>\n") +
-         Element("<script>\n", PageAssets::Script(), "</script>\n");
-}
-
 }  // namespace
 
 void RequirePageFormat(const std::string& path) {
@@ -326,19 +324,26 @@ void RequirePageFormat(const std::string& path) {
   throw Failure(ExitCode::Usage, fmt::format("--report: {} must end in .html or .htm", Quoted(path)));
 }
 
-std::string ReportPage(const std::string& command, const std::string& shellCommand, const Report& report) {
-  const Figure figure = MakeFigure(report);
-  const std::string label = ModelLabel(report.result);
-  return kHead + Element("<title>", Escaped(label + " – xemfit " + command), "</title>\n") +
+std::string WholePage(const std::string& command, const std::string& heading, const std::string& header,
+                      const std::string& main, const Json& data, std::string_view script) {
+  const std::string scripts = data.is_null() ? ""
+                                             : Element("<script type=\"application/json\" id=\"figure-data\">",
+                                                       ScriptJson(data), "</script>\n") +
+                                                   Element("<script>\n", script, "</script>\n");
+  return kHead + Element("<title>", Escaped(heading + " – xemfit " + command), "</title>\n") +
          Element("<style>\n", PageAssets::Style(), "</style>\n") + "</head>\n<body>\n<header>\n" +
          Element("<p class=\"command\">", Escaped("xemfit " + command), "</p>\n") +
-         Element("<h1>", Escaped(label), "</h1>\n") + Summary(report) + "</header>\n<main>\n" +
-         Charts(figure, report.fitted) + Contents(report) +
-         Section("reproduce", "Reproduce",
-                 Paragraph("In the same folder, with the same input files:") +
-                     Element("<pre class=\"shell\"><code>", Escaped(shellCommand), "</code></pre>\n")) +
-         "</main>\n<footer><p>xemfit " XEM_VERSION "</p></footer>\n" + Scripts(figure, report.result.residual) +
-         "</body>\n</html>\n";
+         Element("<h1>", Escaped(heading), "</h1>\n") + header + "</header>\n<main>\n" + main +
+         "</main>\n<footer><p>xemfit " XEM_VERSION "</p></footer>\n" + scripts + "</body>\n</html>\n";
+}
+
+std::string ReportPage(const std::string& command, const std::string& shellCommand, const Report& report) {
+  const Figure figure = MakeFigure(report);
+  return WholePage(command, ModelLabel(report.result), Summary(report),
+                   Charts(figure, report.fitted) + Contents(report) +
+                       Section("reproduce", "Reproduce",
+                               Paragraph("In the same folder, with the same input files:") + Shell(shellCommand)),
+                   figure.panels.empty() ? Json() : FigureJson(figure, report.result.residual), PageAssets::Script());
 }
 
 }  // namespace Xem::Tool

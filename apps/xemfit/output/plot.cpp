@@ -97,17 +97,37 @@ std::string PanelData(const DrawnPanel& panel, std::size_t number) {
   return text;
 }
 
-/// Lines first, so that points lie on top; then grey samples that explain points, lines and dashes.
+/// More points than this hide a line beneath them: then they are small and pale, and the line lies on top.
+constexpr std::size_t kDense = 300;
+
+/// Halfway to white.
+std::string Pale(const std::string& colour) {
+  std::string pale = "#";
+  for (std::size_t i = 1; i < colour.size(); i += 2) {
+    pale += fmt::format("{:02X}", (std::stoi(colour.substr(i, 2), nullptr, 16) + 2 * 255) / 3);
+  }
+  return pale;
+}
+
+/// Lines first, so that points lie on top unless they are many; then samples that explain points, lines and dashes.
 std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
   std::vector<std::string> parts;
   bool anyPoints = false;
   bool anyDashes = false;
+  const std::string sample = panel.curves.size() == 1 ? CurveColour(panel.curves.front().index) : "#606060";
   // Overlays lie below everything else: thin, grey and with open points.
   constexpr int kOpenPoints[] = {6, 4, 8, 10, 12};
   for (std::size_t i = 0; i < panel.overlays.size(); ++i) {
     parts.push_back(fmt::format("${} with linespoints lw 1.2 dt 3 pt {} ps 1 lc rgb '#808080' title {}",
                                 OverlayBlock(number, i), kOpenPoints[i % std::size(kOpenPoints)],
                                 Literal(panel.overlays[i].legend)));
+  }
+  const auto isDense = [](const DrawnCurve& curve) { return curve.y.size() > kDense; };
+  for (std::size_t i = 0; i < panel.curves.size(); ++i) {
+    const DrawnCurve& curve = panel.curves[i];
+    if (!isDense(curve)) continue;
+    parts.push_back(fmt::format("${} with points pt {} ps 0.5 lc rgb '{}' notitle", BlocksOf(number, i).points,
+                                PointType(curve.index), Pale(CurveColour(curve.index))));
   }
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
     if (!HasPoints(panel.curves[i].bandLower)) continue;
@@ -133,17 +153,17 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
     const std::string style =
         points ? fmt::format("points pt {} ps 1.1", PointType(curve.index)) : std::string("lines lw 2.2");
     parts.push_back(fmt::format("{} with {} lc rgb '{}' title {}",
-                                points ? '$' + BlocksOf(number, i).points : std::string("NaN"), style,
-                                CurveColour(curve.index), Literal(curve.legend)));
+                                points && !isDense(curve) ? '$' + BlocksOf(number, i).points : std::string("NaN"),
+                                style, CurveColour(curve.index), Literal(curve.legend)));
   }
   if (anyPoints) {
-    parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '#606060' title " + Literal(panel.lines));
+    parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '" + sample + "' title " + Literal(panel.lines));
   }
   if (!panel.band.empty()) {
-    parts.push_back("NaN with filledcurves fs transparent solid 0.3 noborder lc rgb '#606060' title " +
+    parts.push_back("NaN with filledcurves fs transparent solid 0.3 noborder lc rgb '" + sample + "' title " +
                     Literal(panel.band));
   }
-  if (anyDashes) parts.push_back("NaN with lines lw 2.2 dt 2 lc rgb '#606060' title 'unstable'");
+  if (anyDashes) parts.push_back("NaN with lines lw 2.2 dt 2 lc rgb '" + sample + "' title 'unstable'");
   return "plot " + Join(parts, ", \\\n     ") + '\n';
 }
 
@@ -151,10 +171,14 @@ std::string MarkCommands(const DrawnPanel& panel) {
   std::string text = "unset label\n";
   for (const DrawnMark& mark : panel.marks) {
     const std::string colour = CurveColour(mark.index);
+    // Below and to the right of the point, unless the axis or the end of the picture is there.
+    const bool up = mark.y - panel.yRange.lower < 0.1 * (panel.yRange.upper - panel.yRange.lower);
+    const bool left = mark.x - panel.xRange.lower > 0.75 * (panel.xRange.upper - panel.xRange.lower);
     text += fmt::format(
-        "set label {} at {},{} left noenhanced textcolor rgb '{}' point pt 6 ps 1.8 lw 2.2 lc rgb '{}' offset 1.2,-1 "
+        "set label {} at {},{} {} noenhanced textcolor rgb '{}' point pt 6 ps 1.8 lw 2.2 lc rgb '{}' offset {},{} "
         "front\n",
-        Literal(mark.label), Exactly(mark.x), Exactly(mark.y), colour, colour);
+        Literal(mark.label), Exactly(mark.x), Exactly(mark.y), left ? "right" : "left", colour, colour,
+        left ? -1.2 : 1.2, up ? 1 : -1);
   }
   return text;
 }

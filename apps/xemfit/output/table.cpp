@@ -6,6 +6,7 @@
 
 #include "numbers.h"
 #include "output/text_table.h"
+#include "text.h"
 
 namespace Xem::Tool {
 namespace {
@@ -43,7 +44,13 @@ void AddMeasures(const std::string& name, const Fit::Measures& measures, TextTab
 }
 
 std::string MeasuresTable(const Fit::Result& result) {
-  TextTable table({{"Curve", Align::Left}, {"Points"}, {"Dropped"}, {"R2"}, {"RMSE"}, {"SSE"}});
+  const std::string& unit = result.measures.unit;
+  TextTable table({{"Curve", Align::Left},
+                   {"Points"},
+                   {"Dropped"},
+                   {"R2"},
+                   {unit.empty() ? "RMSE" : "RMSE (" + unit + ")"},
+                   {unit.empty() ? "SSE" : "SSE (" + unit + "^2)"}});
   int fitted = 0;
   for (const Fit::CurveResult& curve : result.curves) {
     if (curve.measures.points == 0) continue;  // computed, not fitted
@@ -59,7 +66,7 @@ std::string DroppedList(const Fit::Result& result) {
   std::string text = "\nDropped points\n";
   for (std::size_t i = 0; i < result.dropped.size() && i < kMostDropped; ++i) {
     const Fit::DroppedPoint& point = result.dropped[i];
-    text += fmt::format("  {}, row {}: {}\n", point.curve, point.row, point.reason);
+    text += fmt::format("  {}, row {}: {}\n", OneLine(point.curve), point.row, OneLine(point.reason));
   }
   if (result.dropped.size() > kMostDropped) {
     text += fmt::format("  and {} more, all in the JSON output\n", result.dropped.size() - kMostDropped);
@@ -69,8 +76,11 @@ std::string DroppedList(const Fit::Result& result) {
 
 std::string Derived(const Fit::Result& result) {
   if (result.derived.empty()) return "";
-  TextTable table({{"Derived", Align::Left}, {"Value"}});
-  for (const auto& [name, value] : result.derived) table.Add({name, Shortly(value)});
+  TextTable table({{"Derived", Align::Left}, {"Value"}, {"Unit", Align::Left}});
+  for (const auto& [name, value] : result.derived) {
+    const auto unit = result.derivedUnits.find(name);
+    table.Add({name, Shortly(value), unit == result.derivedUnits.end() ? "" : unit->second});
+  }
   return '\n' + table.Text();
 }
 
@@ -109,7 +119,7 @@ std::string StabilityText(const Fit::Result& result) {
 std::string Notes(const Fit::Result& result) {
   if (result.notes.empty()) return "";
   std::string text = "\nNotes\n";
-  for (const std::string& note : result.notes) text += "  " + note + '\n';
+  for (const std::string& note : result.notes) text += "  " + OneLine(note) + '\n';
   return text;
 }
 

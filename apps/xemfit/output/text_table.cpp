@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "text.h"
 #include "utf8.h"
 
 namespace Xem::Tool {
@@ -14,12 +15,13 @@ constexpr const char* kGap = "  ";
 
 TextTable::TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {
   std::vector<std::string> titles;
-  for (const Column& column : columns_) titles.push_back(column.title);
+  for (const Column& column : columns_) titles.push_back(OneLine(column.title));
   rows_.push_back(std::move(titles));
 }
 
 void TextTable::Add(std::vector<std::string> cells) {
   cells.resize(columns_.size());
+  for (std::string& cell : cells) cell = OneLine(std::move(cell));
   rows_.push_back(std::move(cells));
 }
 

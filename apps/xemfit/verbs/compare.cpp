@@ -18,7 +18,7 @@ std::string ComparisonTable(const Fit::Comparison& comparison) {
   for (const Fit::Compared& one : comparison.candidates) {
     const char* mark = &one == &comparison.Proposed() ? "<- proposed" : "";
     if (!one.result) {
-      table.Add({one.label, "-", "-", "-", "-", one.Outcome(), mark});
+      table.Add({one.label, "-", "-", "-", "-", "failed: " + one.failure, mark});
       continue;
     }
     const Fit::Measures& measures = one.result->measures;

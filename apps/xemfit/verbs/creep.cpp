@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -26,6 +27,21 @@ std::string TestName(const std::string& path, const std::vector<Fit::CreepTest>&
     name = fmt::format("{}_{}", stem, number);
   }
   return name;
+}
+
+/// Too wide for a linear axis to show the beginning; then every number above 0 has its place on a logarithmic one.
+bool SpansDecades(const Fit::Result& result, std::vector<double> Fit::CurveResult::*side) {
+  constexpr double kWide = 1e3;
+  double lowest = std::numeric_limits<double>::infinity();
+  double highest = 0.0;
+  for (const Fit::CurveResult& curve : result.curves) {
+    for (const double value : curve.*side) {
+      if (value <= 0.0) continue;
+      lowest = std::min(lowest, value);
+      highest = std::max(highest, value);
+    }
+  }
+  return highest > kWide * lowest;
 }
 
 class CreepFit final : public Verb {
@@ -61,7 +77,11 @@ class CreepFit final : public Verb {
     data.tertiary = keepTertiary_ ? Fit::Tertiary::Keep : Fit::Tertiary::Drop;
     Report report;
     report.result = Fit::FitCreep(data, terms_, FitOptions());
-    report.panels = {{"", {"time", data.timeUnit, false, true}, {"creep strain", "", false, false}, {}}};
+    const bool wide = SpansDecades(report.result, &Fit::CurveResult::x);
+    report.panels = {{"",
+                      {"time", data.timeUnit, wide, !wide},
+                      {"creep strain", "", wide && SpansDecades(report.result, &Fit::CurveResult::measured), false},
+                      {}}};
     report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
     return report;
   }

@@ -81,6 +81,7 @@ class CyclicFit final : public Verb {
     options
         .Text("--family", families_, "power, hyperbolic, ghe or several separated by commas: these are compared",
               "NAME")
+        .Suggest(Fit::ModelNames("cyclic"))
         .Required();
     options.Text("--stiffness", stiffnessFile_, "Shear strain, G/Gmax", "FILE");
     options.Text("--damping", dampingFile_, "Shear strain, damping ratio", "FILE");
@@ -92,7 +93,8 @@ class CyclicFit final : public Verb {
                     {"log-strain", Fit::CyclicForm::LogStrain},
                     {"stress", Fit::CyclicForm::Stress}});
     options.Texts("--overlay", overlays_, "Draw published curves too: " + PublishedCyclicNames(), "NAME")
-        .SeparatedBy(',');
+        .SeparatedBy(',')
+        .Suggest(PublishedCyclicKeys());
   }
 
   Report Run() override {

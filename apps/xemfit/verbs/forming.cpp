@@ -65,6 +65,7 @@ class FormingCurve final : public Verb {
             "ghosh:K,e0,n,p, swift:K,e0,n, hockett-sherby:si,ss,N,p or a CSV file of a flow curve; repeat for several "
             "materials",
             "[NAME=]LAW")
+        .Suggest({"ghosh:", "swift:", "hockett-sherby:"})
         .Repeatable();
     options
         .Texts("--tensile", tensiles_,
@@ -77,8 +78,10 @@ class FormingCurve final : public Verb {
                "vonmises (the default), hill1979:r,m or hill1979:r0/r45/r90,m; one for all materials or one for each, "
                "those of --hardening first",
                "CRITERION")
+        .Suggest({"vonmises", "hill1979:"})
         .Repeatable();
     options.Text("--law", laws_, "Laws to fit: ghosh, swift, hockett-sherby, or several, which are compared", "LAWS")
+        .Suggest(Fit::ModelNames("hardening"))
         .ShowDefault();
     using Strain = std::optional<Fit::StrainMeasure>;
     using Stress = std::optional<Fit::StressMeasure>;

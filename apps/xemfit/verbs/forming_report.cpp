@@ -100,6 +100,7 @@ void AddMeasures(const Fit::Result& fit, Fit::Result& result) {
   result.measures.sse += fit.measures.sse;
   result.measures.objective += fit.measures.objective;
   result.measures.aicc = kNaN;
+  result.measures.unit = fit.measures.unit;
 }
 
 void AddFit(const SheetMaterial& material, const std::string& prefix, Fit::Result& result) {

@@ -16,6 +16,7 @@
 #include "verbs/stored_rubber.h"
 #include "verbs/verb.h"
 #include "verbs/verbs.h"
+#include "xem/fit/compare.h"
 
 namespace Xem::Tool {
 namespace {
@@ -169,10 +170,12 @@ class HyperStress final : public Verb {
     options
         .Text("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input", "FILE")
         .Required();
-    options.Text("--mode", modes_,
-                 "uniaxial, equibiaxial, pure_shear, simple_shear or several separated by commas; "
-                 "those of the fit when left out",
-                 "MODE");
+    options
+        .Text("--mode", modes_,
+              "uniaxial, equibiaxial, pure_shear, simple_shear or several separated by commas; "
+              "those of the fit when left out",
+              "MODE")
+        .Suggest({"uniaxial", "equibiaxial", "pure_shear", "simple_shear"});
     options.Text("--grid", grid_, "Nominal strains, equally spaced", "FROM:TO:COUNT").Required();
   }
 
@@ -234,12 +237,19 @@ class HyperStress final : public Verb {
   }
 
   static std::string StressTable(const Fit::Result& result) {
+    const std::string unit = result.parameters.empty() ? "" : result.parameters.front().unit;
     std::vector<TextTable::Column> columns{{"strain"}};
-    for (const Fit::CurveResult& curve : result.curves) columns.push_back({curve.name});
+    for (const Fit::CurveResult& curve : result.curves) {
+      columns.push_back({curve.name + (unit.empty() ? "" : " (" + unit + ")")});
+      columns.push_back({"stability", TextTable::Align::Left});
+    }
     TextTable table(columns);
     for (std::size_t i = 0; i < result.curves.front().x.size(); ++i) {
       std::vector<std::string> cells{Shortly(result.curves.front().x[i])};
-      for (const Fit::CurveResult& curve : result.curves) cells.push_back(Shortly(curve.fitted[i]));
+      for (const Fit::CurveResult& curve : result.curves) {
+        cells.push_back(Shortly(curve.fitted[i]));
+        cells.push_back(Fit::IsStable(result, curve.name, curve.x[i]) ? "stable" : "beyond_limit");
+      }
       table.Add(std::move(cells));
     }
     return table.Text();

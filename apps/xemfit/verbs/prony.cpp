@@ -121,7 +121,9 @@ class PronyConvert final : public Verb {
     options
         .Text("--parameters", parameters_, "Model and parameters, as written by --json; - for standard input", "FILE")
         .Required();
-    options.Text("--mode", mode_, "uniaxial, equibiaxial, pure_shear or simple_shear", "MODE").ShowDefault();
+    options.Text("--mode", mode_, "uniaxial, equibiaxial, pure_shear or simple_shear", "MODE")
+        .Suggest({"uniaxial", "equibiaxial", "pure_shear", "simple_shear"})
+        .ShowDefault();
     options.Number("--reference", reference_, "Stress that is divided by the model's stress at every strain", 0.0)
         .Required();
   }

@@ -57,6 +57,7 @@ class RetentionFit final : public Verb {
               "One of " + Join(Fit::ModelNames("retention"), ", ") +
                   ", several separated by commas, or all: these are compared",
               "MODEL")
+        .Suggest(Fit::ModelNames("retention"))
         .ShowDefault();
     options.Text("--grading", grading_, "Grading: diameter in mm or um, passing as fraction or percent", "FILE");
     options.Choice<std::optional<Fit::RetentionPoints>>("--points", points_,

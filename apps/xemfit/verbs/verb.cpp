@@ -72,7 +72,9 @@ ExitCode Verb::Execute(const std::vector<std::string>& arguments) {
   if (requireStable_ && !result.stability) {
     throw Failure(ExitCode::Other, "--require-stable: model " + ModelLabel(result) + " has no stability report");
   }
+  if (ReportTaker()) output_.quiet = true;
   WriteOutputs({Text().Path(), arguments}, report, output_);
+  if (ReportTaker()) ReportTaker()(report);
   if (report.fitted && !result.converged)
     throw Failure(ExitCode::NotConverged,
                   "the fit did not converge: " + result.status + "; fewer terms, held values or another test may help");

@@ -34,7 +34,7 @@ struct MeasuredCurve {
 class Verb : public Command {
  public:
   void Declare(Options& options) final;
-  bool ReadsCurves() const final { return shares_ != Shares::Output; }
+  bool ReadsCurves() const final { return shares_ != Shares::Output && shares_ != Shares::OutputAndStable; }
   ExitCode Execute(const std::vector<std::string>& arguments) final;
   std::string SourcesOf(std::string_view message) const final;
 

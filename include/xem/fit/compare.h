@@ -59,6 +59,10 @@ struct StableRange {
 /// For the mode of deformation that the curve is named after; unlimited for other curves and for results without a
 /// stability report.
 XEM_FIT_EXPORT StableRange StableStrains(const Result& result, const std::string& curve);
+inline bool IsStable(const Result& result, const std::string& curve, double x) {
+  const StableRange range = StableStrains(result, curve);
+  return x > range.lower && x < range.upper;
+}
 
 }  // namespace Xem::Fit
 

@@ -79,10 +79,10 @@ struct Options {
   /// Abscissae that are used, by curve as they were measured; the empty name stands for every curve that has none of
   /// its own. Points outside are listed as dropped.
   std::map<std::string, Interval> ranges = {};
-  double level = 0.95;         ///< of all intervals
-  int bootstrap = 0;           ///< how many times the residuals are resampled within their curves; 0: not at all
-  std::uint64_t seed = 1;      ///< of the resampling: the same seed gives the same numbers
-  bool band = false;           ///< the confidence band of the fitted curves, too
+  double level = 0.95;     ///< of all intervals
+  int bootstrap = 0;       ///< how many times the residuals are resampled within their curves; 0: not at all
+  std::uint64_t seed = 1;  ///< of the resampling: the same seed gives the same numbers
+  bool band = false;       ///< the confidence band of the fitted curves, too
 };
 
 struct Parameter {
@@ -109,6 +109,7 @@ struct Measures {
   double objective = 0.0;  ///< the minimised sum: weights and relative residuals included
   double aicc =
       0.0;  ///< m ln(objective / m) + 2 k + 2 k (k + 1) / (m - k - 1), k = free parameters + 1; NaN if m < k + 2
+  std::string unit = {};  ///< of rmse, and squared of sse; empty where ordinates are ratios or name none
 };
 
 struct CurveResult {
@@ -119,7 +120,7 @@ struct CurveResult {
   std::vector<double> fitted;
   std::vector<double> companion = {};             ///< lateral strains where a model used them, else empty
   std::map<std::string, double> conditions = {};  ///< what was constant during the test, such as "stress" in creep
-  std::vector<double> lower = {};  ///< confidence band of `fitted`, where it was asked for
+  std::vector<double> lower = {};                 ///< confidence band of `fitted`, where it was asked for
   std::vector<double> upper = {};
 };
 

@@ -95,9 +95,9 @@ struct FormingLimit {
   double PlaneStrainLimit() const { return majorStrain[planeStrain]; }
 };
 
-/// Major strain at which a sheet in plane strain necks, from the criterion's closed condition (Considere 1885), with the
-/// major stress s1 = phi s: the first strain at which s1 = ds1/de1. 0 where it holds before any strain, NaN where it
-/// never does. Throws Error (BadInput, BadData) as ComputeFormingLimit does.
+/// Major strain at which a sheet in plane strain necks, from the criterion's closed condition (Considere 1885), with
+/// the major stress s1 = phi s: the first strain at which s1 = ds1/de1. 0 where it holds before any strain, NaN where
+/// it never does. Throws Error (BadInput, BadData) as ComputeFormingLimit does.
 XEM_FIT_EXPORT double PlaneStrainLimit(const Hardening& hardening, const YieldCriterion& yield);
 
 /// True for a flow curve that starts flat and hardens later (a yield plateau): near plane strain the criterion takes

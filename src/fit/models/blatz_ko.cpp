@@ -222,6 +222,7 @@ void BlatzKoFit::Complete(const Minimum& minimum, Result& result) {
   result.derived["bulk_modulus"] = 5.0 / 3.0 * modulus;
   result.derived["poisson_ratio"] = 0.25;
   for (const char* name : {"shear_modulus", "bulk_modulus"}) result.derivedUnits[name] = data_.stressUnit;
+  result.measures.unit = data_.stressUnit;
   result.stability = CheckBlatzKo(modulus);
 }
 

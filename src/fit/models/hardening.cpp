@@ -167,7 +167,7 @@ class HardeningFit final : public ModelFit {
     };
   }
 
-  void Complete(const Minimum&, Result&) override {}
+  void Complete(const Minimum&, Result& result) override { result.measures.unit = data_.stressUnit; }
 
  private:
   /// Automatic starts with the held values put in, best first; a start by the caller comes before them.

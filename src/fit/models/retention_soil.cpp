@@ -26,12 +26,14 @@ constexpr std::array kModels{ModelName{"van-genuchten", RetentionModel::VanGenuc
                              ModelName{"brooks-corey", RetentionModel::BrooksCorey}};
 
 constexpr double kPaPerCentimetre = 0.0980665;
+constexpr double kPaPerPsi = 1e-3 * 0.45359237 * 9.80665 / (0.0254 * 0.0254);
 constexpr std::array kSuctionUnits{
     SuctionUnit{"kPa", 1.0, "kPa"},
     SuctionUnit{"Pa", 1e-3, "Pa"},
     SuctionUnit{"hPa", 0.1, "hPa"},
     SuctionUnit{"MPa", 1e3, "MPa"},
     SuctionUnit{"bar", 100.0, "bar"},
+    SuctionUnit{"psi", kPaPerPsi, "psi"},
     SuctionUnit{"mm", 0.1 * kPaPerCentimetre, "mm"},
     SuctionUnit{"cm", kPaPerCentimetre, "cm"},
     SuctionUnit{"m", 100.0 * kPaPerCentimetre, "m"},

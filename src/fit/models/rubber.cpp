@@ -165,6 +165,7 @@ void RubberFit::CompleteBulk(std::span<const double> parameters, Result& result)
   result.derived["bulk_modulus"] = bulkModulus;
   result.derived["poisson_ratio"] = PoissonRatio(bulkModulus, shearModulus);
   for (const char* modulus : {"shear_modulus", "bulk_modulus"}) result.derivedUnits[modulus] = data_.stressUnit;
+  result.measures.unit = data_.stressUnit;
   if (!(shearModulus > 0.0)) {
     result.notes.push_back("the initial shear modulus is not positive: the model fails before it is strained");
   }

@@ -120,6 +120,7 @@ class VolumetricFit final : public ModelFit {
   void Complete(const Minimum& minimum, Result& result) override {
     result.derived["bulk_modulus"] = 2.0 * minimum.parameters.front();
     result.derivedUnits["bulk_modulus"] = data_.pressureUnit;
+    result.measures.unit = data_.pressureUnit;
     if (!(minimum.parameters.front() > 0.0)) {
       result.notes.push_back("the bulk modulus 2 D1 is not positive; pressures must be positive in compression");
     }
