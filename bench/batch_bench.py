@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Wall-clock time of `xemfit batch` on many small relaxation files with one and with more workers, in turns.
+"""Wall-clock time of `xemfit batch` on many small relaxation files with one and with more workers, in turns; with --peers
+also its processor time over that of the same fits in a loop over the fit layer.
 
 Usage: batch_bench.py XEMFIT [--specimens 2000] [--repeats 3] [--jobs 2] [--recipe "prony fit --terms 2 {specimen}.csv"]
+                      [--peers PEERS]
 """
 
 import argparse
@@ -46,6 +48,7 @@ def main():
     parser.add_argument("--repeats", type=int, default=3)
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--recipe", default="prony fit --terms 2 {specimen}.csv")
+    parser.add_argument("--peers", type=lambda path: str(pathlib.Path(path).resolve()), help="two Prony terms only")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
@@ -53,17 +56,25 @@ def main():
         (folder / "recipe.txt").write_text(options.recipe + "\n")
         write_specimens(folder / "tests", options.specimens)
         best = {}
+        least = math.inf
         summaries = set()
         for repeat in range(options.repeats):
             for jobs in (1, options.jobs):
                 wall, processor, summary = run(options.tool, folder, jobs)
                 summaries.add(summary)
                 best[jobs] = min(wall, best.get(jobs, wall))
+                least = min(least, processor)
                 print(f"turn {repeat + 1}: {jobs} worker(s) {wall:.2f} s wall, {processor:.2f} s processor")
         failed = sum(line.split(b",")[1] not in (b"fitted", b"summary") for line in summary.splitlines()[1:])
         print(f"{options.specimens} specimens, {failed} failed, "
               f"{'one summary' if len(summaries) == 1 else 'DIFFERENT SUMMARIES'}; "
               f"best times: {best[1]:.2f} s and {best[options.jobs]:.2f} s, ratio {best[1] / best[options.jobs]:.2f}")
+        if options.peers:
+            files = sorted(str(file) for file in (folder / "tests").glob("S*.csv"))
+            loop = min(float(subprocess.run([options.peers, "prony", "2", "1", *files], stdout=subprocess.PIPE,
+                                            check=True).stdout.split()[0]) for _ in range(options.repeats))
+            print(f"processor time per specimen {1e3 * least / options.specimens:.2f} ms, of the fit alone "
+                  f"{1e3 * loop:.2f} ms, ratio {least / options.specimens / loop:.2f}")
 
 
 if __name__ == "__main__":

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "hyperelastic/linear_fit.h"
 #include "solver/levenberg_marquardt.h"
-#include "solver/linalg/least_squares.h"
 #include "support.h"
+#include "testdata/deformation_mode.h"
 #include "testfunctions/hyperelastic_test_function.h"
-#include "xem/hyperelastic.h"
 
 namespace Xem::Bench {
 namespace {
@@ -45,17 +45,21 @@ void Compare(benchmark::State& state, Work&& work) {
 void LinearSolve(benchmark::State& state) {
   std::size_t peak = 0;
   std::size_t designBytes = 1;
-  Compare(state, [&](const auto&, const Matrix& design, const auto& target) {
-    Matrix copy = design;
-    designBytes = sizeof(double) * static_cast<std::size_t>(copy.Rows()) * static_cast<std::size_t>(copy.Columns());
+  Compare(state, [&](const auto& points, const Matrix& design, const auto&) {
+    const auto data = MakeTestData(DeformationMode::Uniaxial);
+    data->SetTestData(std::span<const _T_FUNT_BASE>(points));
+    const TestDataList list{data};
+    const XemMaterialCurveFittingPolynomial model(list, 3);
+    std::vector<double> coefficients(9);
+    designBytes = sizeof(double) * static_cast<std::size_t>(design.Rows()) * static_cast<std::size_t>(design.Columns());
     ResetPeak();
     const std::size_t before = PeakBytes();
-    const double time = Seconds([&] { benchmark::DoNotOptimize(SolveTruncated(std::move(copy), target, 0.0)); });
+    const double time = Seconds([&] { SolveLinear(model, FixedTermMask(9), coefficients, 1, 0.0); });
     peak = PeakBytes() - before;
     return time;
   });
-  // Beyond the design matrix itself, which the solve takes over.
-  state.counters["extra_memory_per_design"] = static_cast<double>(peak) / static_cast<double>(designBytes);
+  // Beyond the points themselves.
+  state.counters["memory_per_design"] = static_cast<double>(peak) / static_cast<double>(designBytes);
 }
 BENCHMARK(LinearSolve)->Arg(50)->Arg(1000)->Arg(20000)->Arg(1000000)->UseManualTime();
 
@@ -76,20 +80,6 @@ void SolverIteration(benchmark::State& state) {
   state.counters["allocations_per_solve"] = static_cast<double>(allocated);
 }
 BENCHMARK(SolverIteration)->Arg(50)->Arg(1000)->Arg(20000)->Arg(1000000)->UseManualTime();
-
-void WholePolynomialFit(benchmark::State& state) {
-  Compare(state, [&](const auto& points, const Matrix&, const auto&) {
-    PointArray curve, none, out[4];
-    DoubleArray coefficients;
-    for (const auto& point : points) curve.Add(point);
-    out[0].SetSize(curve.GetSize());
-    return Seconds([&] {
-      CurveFitting4Polynominal(curve, none, none, none, 1, 0, 0, 0, 3, 1, 0.0, coefficients, out[0], out[1], out[2],
-                               out[3], 0.0, 1.0);
-    });
-  });
-}
-BENCHMARK(WholePolynomialFit)->Arg(50)->Arg(1000)->Arg(20000)->Arg(1000000)->UseManualTime();
 
 }  // namespace
 }  // namespace Xem::Bench

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
+#include <ctime>
 #include <new>
 #include <span>
 
@@ -88,6 +89,12 @@ Matrix RubberDesign(const std::vector<_T_FUNT_BASE>& points) {
   Matrix design(data->PointCount(), 9);
   data->AssemblePolynomialRows(3, 0, FixedTermMask(9), design.View());
   return design;
+}
+
+double ProcessorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 void ResetPeak() {
