@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "kernels/kernels.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -60,6 +61,12 @@ template <class StressAt>
 void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt) {
   Load(points, KeepMeasured(), AsItStands);
   const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
+  // ... and no power need be taken to see it.
+  const auto observed = [&](std::int32_t i) {
+    if (family_ != DynamicFamily::PowerLaw || form_ < ResidualForm::Strain || form_ > ResidualForm::Stress)
+      return Compare(any, i).observed;
+    return weight_ * (form_ == ResidualForm::Stress ? curve_.measured[i] : curve_.abscissa[i]);
+  };
   for (std::int32_t i = 0; i < PointCount(); ++i) {
     switch (form_) {
       case ResidualForm::Strain:
@@ -71,12 +78,54 @@ void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, Stress
         curve_.abscissa[i] = stressAt(i);
         break;
     }
-    compared_[i] = Compare(any, i).observed;
+    compared_[i] = observed(i);
   }
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   LoadAs(points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; });
+  logarithms_.Resize(PointCount());
+  factors_.Resize(PointCount());
+  for (std::int32_t i = 0; i < PointCount(); ++i) {
+    const double inverse = 1.0 / curve_.measured[i];
+    logarithms_[i] = Form() == ResidualForm::Stress ? 2.0 * curve_.abscissa[i] : inverse - 1.0;
+    factors_[i] = 0.5 * inverse;
+  }
+  const Kernels& kernels = ForThisProcessor();
+  kernels.log(logarithms_.Span().size(), logarithms_.begin(), logarithms_.begin());
+  if (Form() == ResidualForm::LogStrain) kernels.log(factors_.Span().size(), factors_.begin(), factors_.begin());
+}
+
+void XemDynamicMatShearStiffTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
+                                                   std::int32_t first, std::span<double> model,
+                                                   MatrixView derivatives) const {
+  if (Family() != DynamicFamily::PowerLaw || derivatives.columns == 1) {
+    return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
+  }
+  const CyclicParameters at = ModelParameters(parameters);
+  const PowerLawArguments law{at.referenceStrain, at.exponent, at.logScale, logarithms_.begin() + first,
+                              factors_.begin() + first};
+  const KernelBlock block{model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}};
+  if (derivatives.columns > 2) derivatives.Fill(0.0);  // further columns have no effect
+  const Kernels& kernels = ForThisProcessor();
+  switch (Form()) {
+    case ResidualForm::Strain:
+      kernels.powerLawStrains(law, block);
+      break;
+    case ResidualForm::LogStrain:
+      kernels.powerLawLogStrains(law, block);
+      break;
+    case ResidualForm::Stress:
+      kernels.powerLawRatios(law, block);
+      break;
+    default:
+      return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
+  }
+  if (Weight() == 1.0) return;
+  for (double& value : model) value *= Weight();
+  for (std::int32_t k = 0; k < derivatives.columns; ++k) {
+    for (double& entry : derivatives.Column(k)) entry *= Weight();
+  }
 }
 
 void XemDynamicMatDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points,

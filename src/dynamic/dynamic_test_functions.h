@@ -37,8 +37,12 @@ class DynamicMatTestFunction : public BlockTestFunction {
   template <class StressAt>
   void LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt);
 
- private:
   CyclicParameters ModelParameters(std::span<const double> parameters) const;
+  DynamicFamily Family() const { return family_; }
+  ResidualForm Form() const { return form_; }
+  double Weight() const { return weight_; }
+
+ private:
   ComparedPoint Compare(const CyclicParameters& parameters, std::int32_t point) const;
 
   DynamicFamily family_ = DynamicFamily::PowerLaw;
@@ -58,6 +62,14 @@ class XemDynamicMatShearStiffTestFunction final : public DynamicMatTestFunction 
   using DynamicMatTestFunction::SetTestData;
   XemDynamicMatShearStiffTestFunction() : DynamicMatTestFunction(StiffnessComparison, StiffnessRatioAt) {}
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
+  /// The power law with an exponential, many points at a time.
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
+
+ private:
+  // What does not depend on parameters: see PowerLawArguments.
+  Vector logarithms_;
+  Vector factors_;
 };
 
 /// Damping curve: (strain, damping ratio), with the stiffness curve from which the stress form reads the stresses.

@@ -95,5 +95,13 @@ XEM_INLINE V Log(V x) {
   return result;
 }
 
+void ExpOf(std::size_t count, const double* x, double* result) {
+  ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(Exp(at.Load(x)), result); });
+}
+
+void LogOf(std::size_t count, const double* x, double* result) {
+  ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(Log(at.Load(x)), result); });
+}
+
 }  // namespace
 }  // namespace Xem::MaterialUtil

@@ -42,7 +42,18 @@ struct OgdenArguments {
 };
 inline constexpr double kLargestOgdenLogarithm = 350.0;
 
+/// Power-law stiffness (dynamic/stiffness_damping_law.h), derivatives by reference strain and exponent. Of each point
+/// the strain form has ln(1 / R - 1) and the factor 1 / (2 R), the stress form ln(2 x).
+struct PowerLawArguments {
+  double referenceStrain;
+  double exponent;
+  double logScale;
+  const double* logarithms;
+  const double* factors;
+};
+
 inline constexpr std::size_t kLaneSumLength = 8;
+inline constexpr std::size_t kLargestPositiveDefinite = 24;
 
 struct Kernels {
   void (*exp)(std::size_t count, const double* x, double* result);
@@ -50,18 +61,28 @@ struct Kernels {
   void (*prony)(const PronyArguments& series, const KernelBlock& block);
   void (*ogden)(const OgdenArguments& series, const KernelBlock& block);
 
+  void (*powerLawStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawRatios)(const PowerLawArguments& law, const KernelBlock& block);
+
   /// residuals = measured - residuals; relative: 1 - residuals / measured.
   void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);
-  /// The same, and every column over measured.
-  void (*relativeResiduals)(std::size_t count, const double* measured, double* residuals, double* const* columns,
-                            std::size_t columnCount);
+  /// The same, and every column over measured; of the columns from `row` on.
+  void (*relativeResiduals)(std::size_t count, const double* measured, double* residuals, std::size_t row,
+                            double* const* columns, std::size_t columnCount);
   /// x *= factors.
   void (*multiply)(std::size_t count, const double* factors, double* x);
   /// Adds the inner product of columns i and j, for i <= j, to sum i + j columnCount; what stands below the diagonal of
-  /// this square means nothing. A sum takes kLaneSumLength numbers, of which `total` makes one: reduced once per pass,
-  /// not per block. It does not depend on the other columns, nor on the lengths of blocks that are multiples of it.
+  /// this square means nothing. A sum is spread over kLaneSumLength numbers until the points are through. It does not
+  /// depend on the other columns, nor on the lengths of blocks that are multiples of kLaneSumLength.
   void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums);
-  double (*total)(const double* sum);
+  /// Makes numbers of the sums of columns `from` ... columnCount - 1.
+  void (*totals)(const double* sums, std::size_t columnCount, std::size_t from, double* totals);
+
+  /// Solves (A + damping diag A) x = x, A column by column of an order up to kLargestPositiveDefinite. Returns false,
+  /// with x as it was, unless every pivot of L D L^T is well clear of what rounding may make of it; a general
+  /// factorisation then tells what the matrix is.
+  bool (*solvePositiveDefinite)(std::size_t order, const double* a, double damping, double* x);
 };
 
 /// The kernels for the processor at hand, which does not change.

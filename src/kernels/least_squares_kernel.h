@@ -15,12 +15,15 @@ void AbsoluteResiduals(std::size_t count, const double* measured, double* residu
   ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(at.Load(measured) - at.Load(residuals), residuals); });
 }
 
-void RelativeResiduals(std::size_t count, const double* measured, double* residuals, double* const* columns,
-                       std::size_t columnCount) {
+void RelativeResiduals(std::size_t count, const double* measured, double* residuals, std::size_t row,
+                       double* const* columns, std::size_t columnCount) {
   ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA {
     const V inverse = 1.0 / at.Load(measured);
     at.Store(1.0 - at.Load(residuals) * inverse, residuals);
-    for (std::size_t k = 0; k < columnCount; ++k) at.Store(at.Load(columns[k]) * inverse, columns[k]);
+    for (std::size_t k = 0; k < columnCount; ++k) {
+      double* const column = columns[k] + row;
+      at.Store(at.Load(column) * inverse, column);
+    }
   });
 }
 
@@ -78,10 +81,23 @@ void AddProducts(std::size_t count, const double* const* columns, std::size_t co
   if (column < columnCount) AddColumns<1>(count, columns, column, sums, columnCount);
 }
 
-double Total(const double* sum) {
-  double total = sum[0];
-  for (std::size_t i = 1; i < kLanes; ++i) total += sum[i];
-  return total;
+/// Halves and halves again: the additions of one sum do not wait for one another.
+template <std::size_t kCount>
+XEM_INLINE double Total(const double* sum) {
+  if constexpr (kCount == 1) {
+    return sum[0];
+  } else {
+    return Total<kCount / 2>(sum) + Total<kCount / 2>(sum + kCount / 2);
+  }
+}
+
+void Totals(const double* sums, std::size_t columnCount, std::size_t from, double* totals) {
+  for (std::size_t j = from; j < columnCount; ++j) {
+    for (std::size_t i = 0; i <= j; ++i) {
+      const std::size_t sum = i + j * columnCount;
+      totals[sum] = Total<kLanes>(sums + sum * kLaneSumLength);
+    }
+  }
 }
 
 }  // namespace

@@ -25,11 +25,9 @@ double SmallChange(double tolerance, double sumOfSquares) {
   return threshold <= tolerance ? tolerance : threshold;
 }
 
-/// damped = normal with its diagonal scaled by 1 + damping (Marquardt).
-void DampDiagonal(const Matrix& normal, double damping, Matrix& damped) {
-  damped = normal;
-  for (std::int32_t i = 0; i < normal.Rows(); ++i) damped(i, i) = (1.0 + damping) * normal(i, i);
-}
+/// From this many parameters on memory counts more than a pass over the points: sums are not spread over lanes, and
+/// only the equations of accepted parameters are kept.
+bool IsLarge(std::size_t parameterCount) { return parameterCount >= 64; }
 
 /// trial = parameters + step for the free entries; held entries of trial stay as they are.
 void ApplyStep(std::span<const double> parameters, const FixedTermMask& mask, std::span<const double> step,
@@ -65,25 +63,45 @@ void AddInOrder(std::span<const double> column, std::span<double* const> others,
   }
 }
 
-/// A step to solve for: the small factorisation where it is safe, LAPACK's otherwise.
+/// Solves for steps: the small factorisation where it is safe, LAPACK's otherwise.
 class StepSolver {
  public:
-  StepSolver(std::int32_t order, Arithmetic arithmetic) : arithmetic_(arithmetic), order_(order), quick_(order) {}
+  explicit StepSolver(Arithmetic arithmetic) : small_(arithmetic == Arithmetic::Vectorised) {}
 
-  /// `step` is the gradient on entry. Throws LAPACK's `info`.
-  void Solve(const Matrix& normal, double damping, std::span<double> step) {
-    if (arithmetic_ == Arithmetic::Vectorised && quick_.Solve(normal, damping, step)) return;
-    if (!general_) general_.emplace(order_);
-    DampDiagonal(normal, damping, damped_);
+  /// `step` is the gradient on entry; the diagonal is scaled by 1 + damping (Marquardt). Throws LAPACK's `info`.
+  void Solve(const MatrixView& normal, double damping, std::span<double> step) {
+    const bool small = small_ && step.size() <= kLargestPositiveDefinite;
+    if (small && ForThisProcessor().solvePositiveDefinite(step.size(), normal.data, damping, step.data())) return;
+    if (!general_) {
+      general_.emplace(normal.rows);
+      damped_ = Matrix(normal.rows, normal.columns);
+    }
+    for (std::int32_t j = 0; j < normal.columns; ++j) {
+      std::ranges::copy(normal.Column(j), damped_.Column(j).begin());
+      damped_(j, j) = (1.0 + damping) * normal(j, j);
+    }
     general_->Solve(damped_, step);
   }
 
  private:
-  Arithmetic arithmetic_;
-  std::int32_t order_;
-  PositiveDefiniteSolver quick_;
+  bool small_;
+  std::optional<SymmetricSolver> general_;  // made when it is needed
   Matrix damped_;
-  std::optional<SymmetricSolver> general_;
+};
+
+/// Consecutive parts of one array.
+class Parts {
+ public:
+  explicit Parts(std::span<double> all) : rest_(all) {}
+  std::span<double> Next(std::int64_t size) {
+    const auto part = rest_.first(static_cast<std::size_t>(size));
+    rest_ = rest_.subspan(part.size());
+    return part;
+  }
+  MatrixView NextSquare(std::int32_t n) { return {Next(std::int64_t{n} * n).data(), n, n, n}; }
+
+ private:
+  std::span<double> rest_;
 };
 
 }  // namespace
@@ -104,7 +122,8 @@ LevenbergMarquardtMethod::LevenbergMarquardtMethod(Form form, const TestFunction
       termCount_(termCount),
       mask_(termCount),
       applyConstraints_(applyConstraints),
-      form_(form) {
+      form_(form),
+      kernels_(ForThisProcessor()) {
   if (testFunctions.empty()) throw CInvalidArgException("there is no curve to fit");
 }
 
@@ -120,64 +139,46 @@ bool LevenbergMarquardtMethod::EnforceConstraints(std::span<double> parameters) 
 }
 
 void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask) {
-  // What a block touches stays in the first cache, unless the model is large.
-  constexpr std::int32_t kFewest = 32, kMost = 256, kNumbers = 2048;
-  const auto width = static_cast<std::int32_t>(parameterCount);
-  std::int32_t longest = 0;
-  for (const auto& function : testFunctions_) longest = std::max(longest, function->PointCount());
-  blockLength_ = std::min(std::clamp(kNumbers / (width + 2) / kFewest * kFewest, kFewest, kMost), longest);
-  // Columns begin with a line of the cache, and not a power of two apart, where they would get into one another's way.
-  constexpr std::int32_t kLine = 8;
-  const std::int32_t stride = (blockLength_ + kLine - 1) / kLine * kLine + kLine;
-  if (block_.columns != width + 1 || block_.rows < blockLength_) {
-    storage_.resize(static_cast<std::size_t>(stride) * (parameterCount + 1) + kLine);
-    const auto address = reinterpret_cast<std::uintptr_t>(storage_.data());
-    const std::size_t toLine = (kLine - address / sizeof(double) % kLine) % kLine;
-    block_ = {storage_.data() + toLine, blockLength_, width + 1, stride};
-  }
+  // What a block touches stays in the first cache, unless the model is large. Columns begin with a line of the cache,
+  // and not a power of two apart, where they would get into one another's way.
+  constexpr std::size_t kFewest = 32, kMost = 256, kNumbers = 2048, kLine = 8;
+  std::size_t points = 0;
+  for (const auto& function : testFunctions_) points += static_cast<std::size_t>(function->PointCount());
+  const std::size_t columns = parameterCount + 1;
+  blockLength_ = std::min(std::clamp(kNumbers / (columns + 1) / kFewest * kFewest, kFewest, kMost), points);
+  const std::size_t stride = (blockLength_ + kLine - 1) / kLine * kLine + kLine;
+  const std::size_t totals = columns * columns;
+  const std::size_t sums = IsLarge(parameterCount) ? 0 : totals * kLaneSumLength;
+  const std::size_t size = kLine + stride * columns + sums + totals;
+  if (storage_.size() < size) storage_.resize(size);
+  const std::size_t offset = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % kLine;
+  Parts parts(std::span<double>(storage_).subspan((kLine - offset) % kLine));
+  block_ = {parts.Next(static_cast<std::int64_t>(stride * columns)).data(), static_cast<std::int32_t>(blockLength_),
+            static_cast<std::int32_t>(columns), static_cast<std::int32_t>(stride)};
+  sums_ = parts.Next(static_cast<std::int64_t>(sums));
+  totals_ = parts.Next(static_cast<std::int64_t>(totals));
   columns_.clear();
-  columns_.reserve(parameterCount + 1);
-  for (std::int32_t k = 0; k < width; ++k) {
+  columns_.reserve(columns);
+  for (std::size_t k = 0; k < parameterCount; ++k) {
     if (mask[k] == 0) columns_.push_back(block_.Column(k).data());
   }
-  columns_.push_back(block_.Column(width).data());
-  sums_.resize(columns_.size() * columns_.size() * kLaneSumLength);
-}
-
-void LevenbergMarquardtMethod::FormResiduals(std::span<const double> measured, std::span<double> residuals,
-                                             std::span<double* const> columns) const {
-  const bool relative = form_ == Form::Relative;
-  if (arithmetic_ == Arithmetic::Vectorised) {
-    const Kernels& kernels = ForThisProcessor();
-    if (relative) {
-      kernels.relativeResiduals(measured.size(), measured.data(), residuals.data(), columns.data(), columns.size());
-    } else {
-      kernels.absoluteResiduals(measured.size(), measured.data(), residuals.data());
-    }
-    return;
-  }
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    residuals[i] = relative ? 1.0 - residuals[i] / measured[i] : measured[i] - residuals[i];
-  }
-  if (!relative) return;
-  for (double* const column : columns) {
-    for (std::size_t i = 0; i < measured.size(); ++i) column[i] /= measured[i];
-  }
+  columns_.push_back(block_.Column(parameterCount).data());
 }
 
 void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns) {
-  if (arithmetic_ == Arithmetic::Vectorised) {
-    ForThisProcessor().addProducts(count, columns.data(), columns.size(), sums_.data());
+  if (!sums_.empty() && arithmetic_ == Arithmetic::Vectorised) {
+    kernels_.addProducts(count, columns.data(), columns.size(), sums_.data());
     return;
   }
   for (std::size_t k = 0; k < columns.size(); ++k) {
-    AddInOrder({columns[k], count}, columns.first(k + 1), sums_.data() + k * columns.size());
+    AddInOrder({columns[k], count}, columns.first(k + 1), totals_.data() + k * columns.size());
   }
 }
 
-double LevenbergMarquardtMethod::Total(std::size_t sum) const {
-  if (arithmetic_ == Arithmetic::AsWritten) return sums_[sum];
-  return ForThisProcessor().total(sums_.data() + sum * kLaneSumLength);
+/// Of the last column alone, the residuals, or of all.
+void LevenbergMarquardtMethod::MakeTotals(std::size_t columnCount, bool ofAll) {
+  if (sums_.empty() || arithmetic_ == Arithmetic::AsWritten) return;
+  kernels_.totals(sums_.data(), columnCount, ofAll ? 0 : columnCount - 1, totals_.data());
 }
 
 double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const FixedTermMask& mask,
@@ -186,40 +187,71 @@ double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const 
   // Without equations the residuals are the only column.
   const std::span<double* const> columns = equations ? std::span(columns_) : std::span(columns_).last(1);
   const std::size_t free = columns.size() - 1;
-  const std::size_t sumOfSquares = columns.size() * columns.size() - 1;
-  std::ranges::fill(std::span(sums_).first((sumOfSquares + 1) * kLaneSumLength), 0.0);
-  const auto width = static_cast<std::int32_t>(parameters.size());
+  const std::size_t sums = columns.size() * columns.size();
+  double& sumOfSquares = totals_[sums - 1];
+  if (!sums_.empty()) std::ranges::fill(sums_.first(sums * kLaneSumLength), 0.0);
+  std::ranges::fill(totals_.first(sums), 0.0);
 
+  std::size_t filled = 0;  // rows of the block, whatever curves their points belong to
   for (const auto& function : testFunctions_) {
     const std::span<const double> compared = function->Compared();
-    for (std::size_t first = 0; first < compared.size(); first += static_cast<std::size_t>(blockLength_)) {
-      const std::size_t count = std::min(static_cast<std::size_t>(blockLength_), compared.size() - first);
-      const std::span<double> residuals(columns.back(), count);
-      const MatrixView derivatives =
-          equations ? MatrixView{block_.data, static_cast<std::int32_t>(count), width, block_.leadingDimension}
-                    : MatrixView{};
-      function->EvaluateBlock(termCount_, parameters, static_cast<std::int32_t>(first), residuals, derivatives);
-      FormResiduals(compared.subspan(first, count), residuals, columns.first(free));
-      AddProducts(count, columns);
-      if (earlyEnd && earlyEnd->Reached(Total(sumOfSquares))) return Total(sumOfSquares);
+    for (std::size_t first = 0; first < compared.size();) {
+      const std::size_t count = std::min(blockLength_ - filled, compared.size() - first);
+      EvaluateInto(filled, *function, parameters, compared.subspan(first, count), first, columns);
+      first += count;
+      filled += count;
+      if (filled < blockLength_) continue;
+      AddProducts(filled, columns);
+      filled = 0;
+      if (!earlyEnd) continue;
+      MakeTotals(columns.size(), false);
+      if (earlyEnd->Reached(sumOfSquares)) return sumOfSquares;
     }
   }
-  if (!equations) return Total(sumOfSquares);
+  AddProducts(filled, columns);
+  MakeTotals(columns.size(), equations != nullptr);
+  if (!equations) return sumOfSquares;
 
   equations->normal.Fill(0.0);
   std::ranges::fill(equations->gradient, 0.0);
   for (std::size_t column = 0; column < free; ++column) {
     for (std::size_t row = 0; row <= column; ++row) {
-      equations->normal(row, column) = equations->normal(column, row) = Total(row + column * columns.size());
+      equations->normal(row, column) = equations->normal(column, row) = totals_[row + column * columns.size()];
     }
-    equations->gradient[column] = Total(column + free * columns.size());
+    equations->gradient[column] = totals_[column + free * columns.size()];
   }
-  return Total(sumOfSquares);
+  return sumOfSquares;
+}
+
+/// Residuals and, unless they are the only column, derivatives into the rows of the block from `row` on.
+void LevenbergMarquardtMethod::EvaluateInto(std::size_t row, const XemMaterialTestFunctionBase& function,
+                                            std::span<const double> parameters, std::span<const double> compared,
+                                            std::size_t first, std::span<double* const> columns) {
+  const std::size_t count = compared.size();
+  const std::span<double> residuals(columns.back() + row, count);
+  MatrixView derivatives;
+  if (columns.size() > 1) {
+    derivatives = {block_.data + row, static_cast<std::int32_t>(count), static_cast<std::int32_t>(parameters.size()),
+                   block_.leadingDimension};
+  }
+  function.EvaluateBlock(termCount_, parameters, static_cast<std::int32_t>(first), residuals, derivatives);
+  const bool relative = form_ == Form::Relative;
+  const auto free = columns.first(columns.size() - 1);
+  if (arithmetic_ == Arithmetic::AsWritten) {
+    for (std::size_t i = 0; i < count; ++i) {
+      residuals[i] = relative ? 1.0 - residuals[i] / compared[i] : compared[i] - residuals[i];
+      for (double* const column : free) column[row + i] /= relative ? compared[i] : 1.0;
+    }
+  } else if (relative) {
+    kernels_.relativeResiduals(count, compared.data(), residuals.data(), row, free.data(), free.size());
+  } else {
+    kernels_.absoluteResiduals(count, compared.data(), residuals.data());
+  }
 }
 
 void LevenbergMarquardtMethod::BuildNormalEquations(std::span<const double> parameters, const FixedTermMask& mask,
                                                     Matrix& normal, std::span<double> gradient) {
-  const Equations equations{normal, gradient};
+  const Equations equations{normal.View(), gradient};
   Pass(parameters, mask, &equations, nullptr);
 }
 
@@ -233,14 +265,19 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   }
   EnforceConstraints(parameters);
   const std::int32_t n = SystemSize();
+  const bool large = IsLarge(parameters.size());
+  std::vector<double> work(static_cast<std::size_t>((large ? 1 : 2) * std::int64_t{n} * n + 3 * n) + parameters.size());
+  Parts parts(work);
   // Of the accepted parameters, and of a trial: an accepted trial has its equations already.
-  Matrix normal(n, n), trialNormal(n, n);
-  Vector gradient(n), trialGradient(n), step(n);
-  Vector trial{std::span<const double>(parameters)};
-  StepSolver solver(n, arithmetic_);
+  Equations accepted{parts.NextSquare(n), parts.Next(n)};
+  Equations tried = large ? accepted : Equations{parts.NextSquare(n), parts.Next(n)};
+  const std::span<double> step = parts.Next(n);
+  const std::span<double> trial = parts.Next(std::ssize(parameters));
+  std::ranges::copy(parameters, trial.begin());
 
-  const Equations first{normal, gradient};
-  double error = Pass(trial, mask_, &first, nullptr);
+  StepSolver solver(arithmetic_);
+
+  double error = Pass(trial, mask_, &accepted, nullptr);
   double damping = kInitialDamping;
   std::int32_t small = 0;
   std::int32_t rejectedInARow = 0;
@@ -248,16 +285,15 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   for (iterations_ = 0; iterations_ < kMaximumIterations; ++iterations_) {
     // Deliberate: small changes accumulate over the whole run; a large change does not reset the count.
     if (small == kEnoughSmallChanges) return 0;
-    std::ranges::copy(gradient, step.begin());
-    solver.Solve(normal, damping, step);
+    std::ranges::copy(accepted.gradient, step.begin());
+    solver.Solve(accepted.normal, damping, step);
     ApplyStep(parameters, mask_, step, trial);
     EnforceConstraints(trial);
 
     // Equations cost little beside the sum of squares, and nothing when the trial is accepted.
-    const bool withEquations = rejectedInARow < kUnlikely;
-    const Equations equations{trialNormal, trialGradient};
+    const bool withEquations = !large && rejectedInARow < kUnlikely;
     const EarlyEnd earlyEnd{error, tolerance};
-    const double trialError = Pass(trial, mask_, withEquations ? &equations : nullptr, &earlyEnd);
+    const double trialError = Pass(trial, mask_, withEquations ? &tried : nullptr, &earlyEnd);
     if (SmallChange(tolerance, trialError) > std::abs(trialError - error)) ++small;
     if (trialError < error) {
       std::ranges::copy(trial, parameters.begin());
@@ -266,9 +302,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
         return 0;
       }
       error = trialError;
-      if (!withEquations) Pass(trial, mask_, &equations, nullptr);
-      std::swap(normal, trialNormal);
-      std::swap(gradient, trialGradient);
+      if (!withEquations) Pass(trial, mask_, &tried, nullptr);
+      std::swap(accepted, tried);
       damping *= 0.1;
       rejectedInARow = 0;
     } else {

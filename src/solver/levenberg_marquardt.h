@@ -6,11 +6,12 @@
 
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/matrix.h"
-#include "solver/linalg/positive_definite.h"
 #include "solver/linalg/vector.h"
 #include "testfunctions/test_function_base.h"
 
 namespace Xem::MaterialUtil {
+
+struct Kernels;
 
 /// How residuals, sums over points and steps are computed.
 enum class Arithmetic {
@@ -72,7 +73,7 @@ class LevenbergMarquardtMethod {
  private:
   /// Where a pass writes the normal equations.
   struct Equations {
-    Matrix& normal;
+    MatrixView normal;
     std::span<double> gradient;
   };
   /// A pass need not go on once its sum of squares is so far above `error` that the step is rejected for certain, and
@@ -85,22 +86,24 @@ class LevenbergMarquardtMethod {
   /// unless the end was early.
   double Pass(std::span<const double> parameters, const FixedTermMask& mask, const Equations* equations,
               const EarlyEnd* earlyEnd);
-  void FormResiduals(std::span<const double> measured, std::span<double> residuals,
-                     std::span<double* const> columns) const;
+  void EvaluateInto(std::size_t row, const XemMaterialTestFunctionBase& function, std::span<const double> parameters,
+                    std::span<const double> compared, std::size_t first, std::span<double* const> columns);
   void AddProducts(std::size_t count, std::span<double* const> columns);
-  double Total(std::size_t sum) const;
+  void MakeTotals(std::size_t columnCount, bool ofAll);
 
   Form form_;
+  const Kernels& kernels_;
   Arithmetic arithmetic_ = Arithmetic::Vectorised;
   std::int32_t iterations_ = 0;
 
   // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
-  // by the residuals; the sums are those of the products of `columns_` with one another.
-  std::int32_t blockLength_ = 0;
+  // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run.
   std::vector<double> storage_;
-  MatrixView block_;
   std::vector<double*> columns_;
-  std::vector<double> sums_;
+  std::size_t blockLength_ = 0;
+  MatrixView block_;
+  std::span<double> sums_;
+  std::span<double> totals_;
 };
 
 /// Residual measured - model.

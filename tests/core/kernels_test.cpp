@@ -101,15 +101,42 @@ TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
       std::vector<double> sums(width * width * kLaneSumLength);
       GetParam()->addProducts(count, columns.data(), width, sums.data());
       GetParam()->addProducts(count, columns.data(), width, sums.data());
+      std::vector<double> totals(width * width);
+      GetParam()->totals(sums.data(), width, 0, totals.data());
       for (std::size_t j = 0; j < width; ++j) {
         for (std::size_t i = 0; i <= j; ++i) {
           double product = 0.0;
           for (std::size_t k = 0; k < count; ++k) product += data[i][k] * data[j][k];
-          const double total = GetParam()->total(sums.data() + (i + j * width) * kLaneSumLength);
-          ExpectNear(total, 2.0 * product, 1e-13);
+          ExpectNear(totals[i + j * width], 2.0 * product, 1e-13);
         }
       }
     }
+  }
+}
+
+TEST_P(EachKernels, SmallSystemsAreSolvedOrLeftAlone) {
+  constexpr double kDamping = 0.01;
+  for (std::size_t n = 1; n <= kLargestPositiveDefinite; ++n) {
+    // A Hilbert matrix, whose last pivot is 1 / C(2n-2, n-1)^2 of its diagonal entry, damped and not.
+    std::vector<double> a(n * n), x(n), rightHandSide(n);
+    for (std::size_t i = 0; i < n; ++i) {
+      for (std::size_t j = 0; j < n; ++j) a[i + j * n] = 1.0 / static_cast<double>(i + j + 1);
+      rightHandSide[i] = static_cast<double>(i) - 3.5;
+    }
+    x = rightHandSide;
+    ASSERT_TRUE(GetParam()->solvePositiveDefinite(n, a.data(), kDamping, x.data()));
+    for (std::size_t i = 0; i < n; ++i) {
+      double sum = kDamping * a[i + i * n] * x[i];
+      for (std::size_t j = 0; j < n; ++j) sum += a[i + j * n] * x[j];
+      ExpectNear(sum, rightHandSide[i], 1e-11);
+    }
+    x = rightHandSide;
+    EXPECT_EQ(GetParam()->solvePositiveDefinite(n, a.data(), 0.0, x.data()), n < 11) << n;
+    if (n >= 11) EXPECT_EQ(x, rightHandSide);
+  }
+  for (const double bad : {0.0, -1.0, std::nan(""), 1e-310, std::numeric_limits<double>::infinity()}) {
+    double x = 1.0;
+    EXPECT_FALSE(GetParam()->solvePositiveDefinite(1, &bad, 0.0, &x)) << bad;
   }
 }
 

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "kernels/elementary.h"
+#include "kernels/kernels.h"
+
+namespace Xem::MaterialUtil {
+namespace {
+
+/// gamma = gr / (2 R) (1 / R - 1)^(1 / a), at a stiffness ratio R
+///
+///   dgamma/dgr = gamma / gr
+///   dgamma/da  = -ln(1 / R - 1) gamma / a^2
+void PowerLawStrains(const PowerLawArguments& law, const KernelBlock& block) {
+  const double gr = law.referenceStrain;
+  const double a = law.exponent;
+  ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
+    const V logOdds = at.Load(law.logarithms);
+    const V byReferenceStrain = at.Load(law.factors) * Exp(logOdds / a);
+    const V strain = gr * byReferenceStrain;
+    at.Store(strain, block.model);
+    if (!block.derivatives.first) return;
+    at.Store(byReferenceStrain, Column(block, 0));
+    at.Store(-logOdds * strain / (a * a), Column(block, 1));
+  });
+}
+
+/// s ln gamma of the same strain
+void PowerLawLogStrains(const PowerLawArguments& law, const KernelBlock& block) {
+  const double a = law.exponent;
+  const double s = law.logScale;
+  double logReference = 0.0;
+  LogOf(1, &law.referenceStrain, &logReference);
+  ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
+    const V logOdds = at.Load(law.logarithms);
+    at.Store(s * (logReference + at.Load(law.factors) + logOdds / a), block.model);
+    if (!block.derivatives.first) return;
+    at.Store(Set(s / law.referenceStrain), Column(block, 0));
+    at.Store(-s * logOdds / (a * a), Column(block, 1));
+  });
+}
+
+/// R = 1 / (1 + T),  T = (2 x / gr)^a, at a stress x
+///
+///   dR/dgr = a R (1 - R) / gr
+///   dR/da  = -ln(2 x / gr) R (1 - R)
+void PowerLawRatios(const PowerLawArguments& law, const KernelBlock& block) {
+  const double gr = law.referenceStrain;
+  const double a = law.exponent;
+  double logReference = 0.0;
+  LogOf(1, &gr, &logReference);
+  ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
+    const V logArgument = at.Load(law.logarithms) - logReference;
+    const V power = Exp(a * logArgument);
+    const V ratio = 1.0 / (1.0 + power);
+    at.Store(ratio, block.model);
+    if (!block.derivatives.first) return;
+    const V slope = ratio / (1.0 + 1.0 / power);  // 1 - R without cancellation
+    at.Store(a * slope / gr, Column(block, 0));
+    at.Store(Where(slope == 0.0, Set(0.0), -logArgument * slope),
+             Column(block, 1));  // flat beyond the range of numbers
+  });
+}
+
+}  // namespace
+}  // namespace Xem::MaterialUtil
