@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <limits>
 #include <map>
-#include <numbers>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -39,14 +38,14 @@ struct Guard {
   double limit = std::numeric_limits<double>::infinity();  ///< no fitted ordinate is larger
 };
 
-/// The first that fits counts. No soil is strained beyond 100 %, stiffer than at rest or damped by more than half;
-/// Masing loops damp by 2/pi at most. Rubber breaks before a strain of 20, sheet metal before one of 1.5.
+/// The first that fits counts. No soil is strained beyond 100 %, stiffer than at rest or damped by more than half, and
+/// few by more than 0.35. Rubber breaks before a strain of 20, sheet metal before one of 1.5.
 const Guard kGuards[] = {
     {"rubber", "volumetric", {"linear stretch"}, {"pressure"}},
     {"rubber", "simple_shear", {"strain", 20.0}, {"stress"}, Trend::Rises},
     {"rubber", "", {"strain", 20.0}, {"stress"}, Trend::Rises, false, true},
     {"relaxation", "", {"time"}, {"modulus"}, Trend::Falls},
-    {"creep", "", {"time"}, {"strain", 1.0}, Trend::Rises},
+    {"creep", "", {"time"}, {"strain", 0.5}, Trend::Rises},
     {.family = "cyclic",
      .curve = "stiffness",
      .x = {"strain", 1.0, "name the column shear_strain_percent or divide by 100"},
@@ -59,7 +58,7 @@ const Guard kGuards[] = {
      .y = {"damping", 0.5, "name the column damping_percent or divide by 100"},
      .trend = Trend::Rises,
      .refuses = true,
-     .limit = 2.0 / std::numbers::pi},
+     .limit = 0.4},
     {"hardening", "", {"strain", 1.5}, {"stress"}, Trend::Rises, false, true},
     {.family = "retention",
      .curve = "retention",
@@ -276,7 +275,7 @@ void NoteImpossible(const std::string& family, const Result& result, std::vector
     const double largest = *std::max_element(y.begin(), y.end());
     if (largest > guard->limit) {
       notes.push_back("the fitted " + std::string(guard->y.name) + " reaches " + Text(largest) + ", beyond the " +
-                      Text(guard->limit) + " that no material exceeds");
+                      Text(guard->limit) + " that soils stay below");
     }
   }
 }

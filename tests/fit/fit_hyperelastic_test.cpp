@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,46 @@ namespace Xem::Testing {
 namespace {
 
 using Fit::Result;
+
+/// Best of 60 random starts of SciPy's bounded least squares in the exponents, moduli from a linear solve: one curve,
+/// whose best pair of terms holds neither of the best single one.
+TEST(FitOgden, OneCurveHasNoBetterPairOfTerms) {
+  Fit::HyperelasticData data = TreloarData();
+  data.equibiaxial = data.pureShear = {};
+  EXPECT_LT(Fit::FitOgden(data, 2, {}).measures.objective, 1.01 * 0.106573);
+}
+
+/// Scattered curves of a material whose stability limits are known: 95 % intervals hold them.
+TEST(StabilityIntervals, HoldTheTruth) {
+  const std::vector<double> truth{0.2, 0.03, -0.004, 0.002, -0.001};
+  const Fit::Stability limits = Fit::CheckPolynomial(2, truth);
+  int covered = 0;
+  int intervals = 0;
+  std::mt19937 generator(11);
+  std::normal_distribution<double> normal(0.0, 0.005);
+  for (int replicate = 0; replicate < 40; ++replicate) {
+    Fit::HyperelasticData data;
+    for (double strain = 0.05; strain < 1.5; strain += 0.05) {
+      for (auto [curve, mode] : {std::pair(&data.uniaxial, "uniaxial"), {&data.equibiaxial, "equibiaxial"}}) {
+        curve->x.push_back(strain);
+        curve->y.push_back(Fit::PolynomialStress(mode, 2, truth, strain) + normal(generator));
+      }
+    }
+    const Result result = Fit::FitPolynomial(data, 2, {});
+    for (const auto& [name, truly] : {std::pair("uniaxial_tension", limits.uniaxialTension),
+                                      {"equibiaxial_tension", limits.equibiaxialTension},
+                                      {"pure_shear_tension", limits.pureShearTension}}) {
+      ASSERT_TRUE(std::isfinite(truly)) << name;
+      const auto found = result.stability->intervals.find(name);
+      if (found == result.stability->intervals.end()) continue;
+      ++intervals;
+      covered += found->second.lower <= truly + 0.01 && truly <= found->second.upper + 0.01 ? 1 : 0;
+    }
+    EXPECT_EQ(Mentions(result, "not measured"), !(limits.pureShearTension > limits.equibiaxialTension));
+  }
+  EXPECT_EQ(intervals, 120);
+  EXPECT_GE(covered, 106);
+}
 
 // Best of 40 random starts of a variable-projection search by a general least-squares program, exponents unlimited.
 TEST(FitOgden, FindsTheBestMinimum) {

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <numeric>
 #include <set>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "fit/student.h"
@@ -397,6 +400,66 @@ TEST(Catalogue, ListsOfModelsAreReadAsPeopleWriteThem) {
   EXPECT_EQ(Fit::ChooseModels("creep:both", "creep").front().Label(), "creep:both");
   for (const char* wrong : {"ogden", "ogden:0", "ogden:3..1", "ogden:x", "blatz-ko:1", "power", "", "volumetric:1"}) {
     EXPECT_THROW(Fit::ChooseModels(wrong, "rubber", "uniaxial"), Fit::Error) << wrong;
+  }
+}
+
+/// What a file without units, or with the wrong column, makes of good curves: refused, or said.
+TEST(Guards, StandInEveryFamily) {
+  const auto asStretch = [](Fit::Curve& curve) {
+    for (double& strain : curve.x) strain += 1.0;
+    curve.y.front() = 1e-6;
+  };
+  const auto exchange = [](Fit::Curve& curve) { std::swap(curve.y[2], curve.y[curve.y.size() - 2]); };
+  const auto uniaxial = [](Fit::Tests& tests) -> Fit::Curve& {
+    return std::get<Fit::HyperelasticData>(tests).uniaxial;
+  };
+  const auto retention = [](Fit::Tests& tests) -> Fit::Curve& { return std::get<Fit::RetentionData>(tests).retention; };
+  struct Case {
+    const char* model;
+    const char* says;
+    bool refused;
+    std::function<void(Fit::Tests&)> spoil;
+  };
+  for (const Case& c : {
+           Case{"neo-hooke", "stretch", true, [&](Fit::Tests& t) { asStretch(uniaxial(t)); }},
+           Case{"swift", "stretch", true, [&](Fit::Tests& t) { asStretch(std::get<Fit::TensileData>(t).curve); }},
+           Case{"brooks-corey", "matric potential", true,
+                [&](Fit::Tests& t) {
+                  for (double& suction : retention(t).x) suction *= -1.0;
+                }},
+           Case{"van-genuchten", "rises with the suction", false, [&](Fit::Tests& t) { exchange(retention(t)); }},
+           Case{"prony", "rises with the time", false,
+                [&](Fit::Tests& t) { exchange(std::get<Fit::RelaxationData>(t).curve); }},
+           Case{"creep", "look like percent", false,
+                [](Fit::Tests& t) {
+                  for (double& strain : std::get<Fit::CreepData>(t).tests.front().curve.y) strain *= 100.0;
+                }},
+           Case{"neo-hooke", "start again in row 25", false,
+                [&](Fit::Tests& t) {
+                  Fit::Curve& curve = uniaxial(t);
+                  const Fit::Curve again = curve;
+                  curve.x.insert(curve.x.end(), again.x.begin(), again.x.end());
+                  curve.y.insert(curve.y.end(), again.y.begin(), again.y.end());
+                }},
+           Case{"polynomial", "the fitted stress falls with strain", false,
+                [&](Fit::Tests& t) {
+                  t = Fit::HyperelasticData{};
+                  uniaxial(t).x = {0.1, 0.3, 0.5, 0.7, 0.9, 1.1};
+                  uniaxial(t).y = {0.1, 0.3, 0.3, 0.2, 0.25, 0.6};
+                }},
+       }) {
+    const Fit::ModelInfo& info = *Fit::FindModel(c.model);
+    Fit::Tests tests = TestsFor(info);
+    c.spoil(tests);
+    std::string said;
+    try {
+      for (const std::string& note : Fit::Fit(ChoiceOf(info), tests).notes) said += note + '\n';
+      EXPECT_FALSE(c.refused) << c.model;
+    } catch (const Fit::Error& error) {
+      EXPECT_TRUE(c.refused) << error.what();
+      said = error.what();
+    }
+    EXPECT_NE(said.find(c.says), std::string::npos) << c.model << ": " << said;
   }
 }
 

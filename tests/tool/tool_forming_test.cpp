@@ -30,13 +30,24 @@ TEST(ToolForming, ATensileTestIsFittedFirst) {
   ASSERT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_NE(run.output.find("<- proposed"), std::string::npos);
   const Json result = Json::parse(folder.Read("out.json"));
-  EXPECT_EQ(result["model"], "hockett-sherby");
-  EXPECT_LT(result["curves"][0]["rmse"].get<double>(), 3.2);
+  // Hockett and Sherby's law fits twice as well and starts flat, where the criterion sees a neck.
+  EXPECT_EQ(result["model"], "swift");
+  EXPECT_NE(run.output.find("limits collapse"), std::string::npos);
+  EXPECT_GT(result["materials"][0]["plane_strain_limit"].get<double>(), 0.2);
   EXPECT_GT(result["parameters"][0]["standard_error"].get<double>(), 1.0);
   EXPECT_EQ(result["parameters"][4]["name"], "r");
   ExpectNear(result["parameters"][4]["value"].get<double>(), 0.7635, Tolerance::Rounding);
   EXPECT_EQ(result["correlation"].size(), result["parameters"].size());
   EXPECT_NE(folder.Read("limit.svg").find("plane strain"), std::string::npos);
+}
+
+TEST(ToolForming, ANoteOfSeveralMaterialsStandsOnce) {
+  const TemporaryFolder folder;
+  const ToolRun run = RunTool(Curve({"--tensile", "along=" + kSgcc + "@angle_deg=00", "--tensile",
+                                     "across=" + kSgcc + "@angle_deg=90", "--law", "hockett-sherby"}),
+                              folder.Path());
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_NE(run.output.find("along, across: the flow curve starts flat"), std::string::npos) << run.output;
 }
 
 TEST(ToolForming, SeveralMaterialsAndMeasuredLimitsShareADiagram) {
@@ -65,7 +76,7 @@ TEST(ToolForming, SeveralMaterialsAndMeasuredLimitsShareADiagram) {
   EXPECT_EQ(result["curves"][4]["minor_strain"][0], -0.1);
   EXPECT_EQ(result["curves"][0]["points"], 60);
   const std::string plot = folder.Read("limit.svg");
-  for (const char* legend : {"measured limits", "IF, plane strain 0.288", "45 deg, plane strain 0.3"}) {
+  for (const char* legend : {"measured limits", "IF, plane strain 0.289", "45 deg, plane strain 0.3"}) {
     EXPECT_NE(plot.find(legend), std::string::npos) << legend;
   }
   EXPECT_NE(folder.Read("curves.csv").find("IF,0,,0."), std::string::npos);  // plane strain
@@ -76,7 +87,7 @@ TEST(ToolForming, MeasuredLimitsAreComparedWithASingleCurve) {
   folder.Write("limits.csv", "minor_strain,major_strain\n0,0.30\n0.9,0.5\n");
   const ToolRun run = RunTool(Curve({"--hardening", kSteel, "--paths", "11", "--limits", "limits.csv"}), folder.Path());
   ASSERT_EQ(run.exitCode, 0) << run.errors;
-  EXPECT_NE(run.output.find("1 of 2 points within the curve's range, on average +0.004"), std::string::npos)
+  EXPECT_NE(run.output.find("1 of 2 points within the curve's range, on average +0.011"), std::string::npos)
       << run.output;
 }
 

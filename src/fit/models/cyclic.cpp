@@ -358,6 +358,15 @@ void NoteIntercept(CyclicFamily family, const Result& result, std::vector<std::s
                   "; hold C1_0 = 1 for a curve that begins at 1");
 }
 
+/// Masing loops damp by 2/pi at most, where they are rectangles.
+void NoteLargestDamping(CyclicFamily family, const std::vector<double>& parameters, std::vector<std::string>& notes) {
+  if (family != CyclicFamily::Ghe || parameters.size() <= kGheLargestDamping) return;
+  if (parameters[kGheLargestDamping] <= 2.0 / std::numbers::pi) return;
+  notes.push_back("hmax = " + Text(parameters[kGheLargestDamping]) +
+                  " is beyond 2/pi, the damping of a perfectly plastic material; damping at larger strains than the "
+                  "measured ones has no meaning");
+}
+
 double EvaluateCurve(CyclicFamily family, const std::vector<double>& parameters, const std::string& curve,
                      double strain) {
   if (curve == kStiffness) return CyclicOrdinate(family, CyclicCurve::Stiffness, parameters, strain);
@@ -423,6 +432,7 @@ class CyclicFit final : public ModelFit {
     }
     NoteUnusual(result, result.notes);
     NoteIntercept(family_, result, result.notes);
+    NoteLargestDamping(family_, minimum.parameters, result.notes);
   }
 
  private:

@@ -71,12 +71,14 @@ void RequirePairs(int terms, std::span<const double> pairs) {
 std::vector<ParameterInfo> Parameters(int terms) {
   std::vector<ParameterInfo> parameters;
   for (int k = 1; k <= terms; ++k) {
-    parameters.push_back({.name = "mu" + std::to_string(k), .unit = "stress", .meaning = "modulus of a term"});
+    parameters.push_back({.name = "mu" + std::to_string(k),
+                          .unit = "stress",
+                          .meaning = "modulus of a term, up to 1000 times the shear modulus"});
     parameters.push_back({.name = "alpha" + std::to_string(k),
                           .unit = "",
                           .lower = -kLargestExponent,
                           .upper = kLargestExponent,
-                          .meaning = "exponent of a term"});
+                          .meaning = "exponent of a term, 0.05 or more from 0"});
   }
   return parameters;
 }

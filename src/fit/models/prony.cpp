@@ -495,8 +495,10 @@ std::vector<ParameterInfo> Parameters(int terms) {
         {"g" + std::to_string(i), "", 0.0, 1.0, "share of the instantaneous modulus that a term loses"});
   }
   for (int i = 1; i <= terms; ++i) {
-    parameters.push_back(
-        {.name = "tau" + std::to_string(i), .unit = "time", .lower = 0.0, .meaning = "relaxation time"});
+    parameters.push_back({.name = "tau" + std::to_string(i),
+                          .unit = "time",
+                          .lower = 0.0,
+                          .meaning = "relaxation time, from a tenth of the first measured time to ten times the last"});
   }
   parameters.push_back({kModulusName, "stress", 0.0, std::numeric_limits<double>::infinity(),
                         "instantaneous modulus, of raw moduli only"});

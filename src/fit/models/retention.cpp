@@ -60,7 +60,7 @@ Reported ReportScale(const Core::RetentionParameter& parameter, const SuctionUni
 
 const char* MeaningOf(const std::string& parameter) {
   if (parameter == "theta_s") return "saturated water content";
-  if (parameter == "theta_r") return "residual water content";
+  if (parameter == "theta_r") return "residual water content, up to 0.98 of the largest measured one";
   if (parameter == "alpha") return "about the inverse of the air-entry suction";
   if (parameter == "psi_b") return "air-entry suction";
   if (parameter == "psi_r") return "residual suction";
