@@ -174,7 +174,8 @@ class Units : public testing::TestWithParam<Conversion> {};
 
 INSTANTIATE_TEST_SUITE_P(Stress, Units,
                          testing::Values(Conversion{"Pa", 1e6}, Conversion{"kPa", 1e3}, Conversion{"GPa", 1e-3},
-                                         Conversion{"psi", 145.03773773}, Conversion{"ksi", 0.14503773773}));
+                                         Conversion{"psi", 145.03773773}, Conversion{"ksi", 0.14503773773},
+                                         Conversion{"N/mm^2", 1.0}));
 
 TEST_P(Units, OfFurtherCurvesBecomeTheFirstOnes) {
   const TemporaryFolder folder;
