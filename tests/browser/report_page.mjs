@@ -239,6 +239,42 @@ async function checkManyPoints(page) {
   assert.equal(await note(), "");
 }
 
+/** Specimens S1 to S12, each stiffer than the one before, and one of noise. */
+function makeBatch() {
+  const rows = (stress) => Array.from({ length: 20 }, (_, i) => `${0.1 * (i + 1)},${stress(1 + 0.1 * (i + 1), i)}`);
+  const write = (name, stress) => writeFileSync(join(folder, name), `strain,stress_MPa\n${rows(stress).join("\n")}\n`);
+  for (let k = 1; k <= 12; ++k) write(`S${k}.csv`, (l) => 2 * (1 - l ** -3) * (0.4 * l + 0.1) * (1 + 0.01 * k));
+  write("S13.csv", (_, i) => 1.2 + 0.6 * Math.sin(78.233 * i * i));
+  writeFileSync(join(folder, "recipe"), "hyper fit --model polynomial:1 --uniaxial {specimen}.csv --report pages/{specimen}.html");
+  const path = join(folder, "batch.html");
+  const list = join(folder, "list.csv");
+  writeFileSync(list, `specimen\n${Array.from({ length: 13 }, (_, i) => `S${i + 1}`).join("\n")}\n`);
+  execFileSync(xemfit, ["batch", join(folder, "recipe"), "--list", list, "--quiet", "--report", path], { stdio: "pipe" });
+  return pathToFileURL(path).href;
+}
+
+async function checkBatch(page) {
+  const column = (index) => page.evaluate((i) => (
+    [...document.querySelectorAll("#specimen-table tbody tr")].map((row) => row.cells[i].textContent)), index);
+  const { marks, lines } = await see(page);
+  assert.equal(marks[0].length, 12 * 20, "every counted point is drawn");
+  assert.equal(marks[1].length, 20, "and every doubtful one");
+  assert.equal(lines.filter((line) => line.length > 0).length, 13);
+  const counts = await page.evaluate(() => document.querySelectorAll("#histograms svg.chart").length);
+  assert.equal(counts, 2, "a histogram per parameter");
+  await page.press("[data-name=sort-5]");  // C10
+  const ascending = (await column(5)).map(Number);
+  assert.deepEqual(ascending, [...ascending].sort((a, b) => a - b));
+  await page.press("[data-name=sort-0]");
+  await page.press("[data-name=sort-0]");
+  assert.deepEqual((await column(0)).slice(0, 3), ["S13", "S12", "S11"], "names sort as people count");
+  await page.press("tr[data-specimen='2'] td:nth-child(2)");
+  const chosen = await see(page);
+  assert.deepEqual(chosen.lines.at(-1), chosen.lines[2], "the chosen curve lies on its own");
+  const links = await page.evaluate(() => [...document.querySelectorAll("td a")].map((a) => a.getAttribute("href")));
+  assert.ok(links.includes("./pages/S7.html"), links.join(" "));
+}
+
 const browser = new Browser(chromium);
 try {
   const [uniaxial, equibiaxial] = [bundled("uniaxial"), bundled("equibiaxial")];
@@ -249,6 +285,8 @@ try {
     ["phone", fit, PHONE, checkContents, checkButtons, checkFingers],
     ["night", fit, { ...DESK, dark: true }, checkNight],
     ["many points", many, DESK, checkManyPoints],
+    ["batch", makeBatch(), DESK, checkBatch],
+    ["batch on a phone", pathToFileURL(join(folder, "batch.html")).href, PHONE, checkBatch],
   ]) {
     const page = await browser.open(address, window);
     for (const check of checks) await check(page);

@@ -123,6 +123,8 @@ const std::vector<Complaint> kComplaints{
      R"({"model": "polynomial", "terms": 1, "parameters": [{"name": "C10", "value": 1}, {"name": "C01", "value": 1}]})",
      kUsage,
      {"--grid", "above -1"}},
+    {"hyper fit --unaxial a.csv", kGood, kUsage, {"expected: --unaxial;"}},  // rather than that --model is missing
+    {"batch a.csv --timeout -1", kGood, kUsage, {"--timeout: -1 must be at least 0"}},
     {"hyper", kGood, kUsage, {"name a command", "xemfit hyper --help"}},
     {"hyper juggle stones", kGood, kUsage, {"juggle"}},
     {"hyper stress --grid 0:1:3 --parameters a.csv fit", kGood, kUsage, {"expected: fit"}},

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,30 @@ TEST(HyperFit, LateralStrainsAreReadWhereAModelUsesThem) {
   EXPECT_EQ(RunTool({"hyper", "fit", "--model", "blatz-ko", "--uniaxial", "plain.csv"}, folder.Path()).exitCode, 3);
   const ToolRun other = RunTool({"hyper", "fit", "--model", "ogden:1", "--uniaxial", "plain.csv"}, folder.Path());
   EXPECT_NE(other.exitCode, 3) << other.errors;
+}
+
+TEST(HyperStress, SaysWhatLiesBeyondTheStabilityLimit) {
+  const TemporaryFolder folder;
+  folder.Write("m.json", R"({"model": "polynomial", "terms": 1, "parameters": [
+                             {"name": "C10", "value": 0.5, "unit": "MPa"}, {"name": "C01", "value": -0.3}]})");
+  const Arguments ask{"hyper", "stress", "--parameters", "m.json", "--mode", "equibiaxial", "--grid", "0:1.5:16"};
+  const auto run = [&](const Arguments& more) {
+    Arguments arguments = ask;
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunTool(arguments, folder.Path()).output;
+  };
+  const double limit = Json::parse(run({"--json", "-"}))["stability"]["equibiaxial_tension"];
+  std::istringstream lines(run({"--curves", "-"}));
+  int beyond = 0;
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("equibiaxial,")) continue;
+    const double strain = std::stod(line.substr(line.find(',') + 1));
+    EXPECT_EQ(line.ends_with(",beyond_limit"), strain >= limit) << line;
+    EXPECT_EQ(line.ends_with(",stable"), strain < limit) << line;
+    beyond += strain >= limit ? 1 : 0;
+  }
+  EXPECT_GT(beyond, 0);
+  EXPECT_NE(run({}).find("equibiaxial (MPa)  stability"), std::string::npos) << run({});
 }
 
 TEST(HyperCheck, ReportsTheRangeAskedFor) {

@@ -164,8 +164,12 @@ TEST(Csv, CurvesOfHostileNamesComeBackFromTheirFile) {
 }
 
 TEST(Csv, StressesOfFurtherCurvesTakeTheUnitOfTheFirst) {
-  for (const auto& [unit, perMegapascal] :
-       {std::pair("Pa", 1e6), {"kPa", 1e3}, {"GPa", 1e-3}, {"psi", 145.03773773}, {"ksi", 0.14503773773}}) {
+  for (const auto& [unit, perMegapascal] : {std::pair("Pa", 1e6),
+                                            {"kPa", 1e3},
+                                            {"GPa", 1e-3},
+                                            {"psi", 145.03773773},
+                                            {"ksi", 0.14503773773},
+                                            {"N/mm^2", 1.0}}) {
     const TemporaryFolder folder;
     const std::string scaled = std::to_string(perMegapascal * 0.5);
     folder.Write("a.csv", "strain,stress_MPa\n0.5,0.25\n1,0.5\n");

@@ -66,7 +66,8 @@ TEST(RetentionTool, ReadsSuctionsAndWaterAsTheHeaderSays) {
        {Case{"suction_cm,theta", 1, 1, "1/cm", .02}, Case{"suction_kPa,theta", .0980665, 1, "1/kPa", 0},
         Case{"Suction [m],theta_percent", .01, 100, "1/m", 2}, Case{"suction,water content", .0980665, 1, "1/kPa", 0},
         Case{"pF,theta", 0, 1, "1/cm", .02}, Case{"suction_pF,saturation", 0, 2.5, "1/cm", .02},
-        Case{"tension_cm,saturation_percent", 1, 250, "1/cm", .02}}) {
+        Case{"tension_cm,saturation_percent", 1, 250, "1/cm", .02}, Case{"psi,theta", .0980665, 1, "1/kPa", 0},
+        Case{"psi_cm,theta", 1, 1, "1/cm", .02}, Case{"suction_psi,theta", .0142233433, 1, "1/psi", 1.40613952}}) {
     const TemporaryFolder folder;
     std::string file = std::string("# porosity: 0.4\n") + c.header + "\n";
     for (const double cm : {1., 5., 20., 50., 100., 300., 1000., 5000., 20000.}) {

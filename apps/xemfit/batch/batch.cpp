@@ -170,7 +170,11 @@ class Batch final : public Command {
     const char state = outcome ? kFound : kFresh;
     if (!outcome) {
       outcome = Fit(words);
-      if (outcome->Lasting()) store.Keep(key, *outcome);
+      try {
+        if (outcome->Lasting()) store.Keep(key, *outcome);
+      } catch (const Failure& failure) {  // such as a full disk
+        outcome = Outcome{static_cast<int>(failure.Code()), failure.what(), ""};
+      }
     }
     if (overviewPath_.empty()) outcome->curves.clear();
     return state + ToText(*outcome);
