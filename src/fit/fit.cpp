@@ -61,7 +61,8 @@ void RequireOptions(const Options& options) {
 std::vector<bool> Settle(const ModelFit& fit, Minimum& minimum) {
   std::vector<bool> wandering;
   if (minimum.converged || fit.options.engine != Engine::Best) return wandering;
-  minimum.converged = CurveHasSettled(fit.problem, minimum, wandering);
+  constexpr int kRounds = 6;
+  minimum.converged = CurveHasSettled(fit.problem, fit.OnlyRanges() ? kRounds : 1, minimum, wandering);
   return wandering;
 }
 

@@ -220,29 +220,35 @@ std::vector<double> WeightedFitted(const Problem& problem, std::span<const doubl
   return fitted;
 }
 
-bool CurveHasSettled(const Problem& problem, const Minimum& minimum, std::vector<bool>& wandering) {
+bool CurveHasSettled(const Problem& problem, int rounds, Minimum& minimum, std::vector<bool>& wandering) {
   constexpr double kVisible = 1e-2;  // of the scatter
   constexpr double kMoved = 1e-3;    // of a parameter
   WeightedResiduals residuals(problem);
-  Minimum further = minimum;
-  TrustRegion(residuals, problem.parameters).Run(further);
-  const std::vector<double> before = WeightedFitted(problem, minimum.parameters);
-  const std::vector<double> after = WeightedFitted(problem, further.parameters);
+  TrustRegion polish(residuals, problem.parameters);
   const std::vector<double> measured = WeightedMeasured(problem);
-  double change = 0.0;
-  double scale = 0.0;
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    change += (after[i] - before[i]) * (after[i] - before[i]);
-    // Scatter at the level of rounding is none.
-    scale += std::pow(measured[i] - before[i], 2) + std::pow(1e-10 * measured[i], 2);
-  }
   wandering.assign(problem.parameters.size(), false);
-  if (!(change <= kVisible * kVisible * scale)) return false;
-  for (std::size_t k = 0; k < wandering.size(); ++k) {
-    const double value = minimum.parameters[k];
-    wandering[k] = !minimum.atBound[k] && std::abs(further.parameters[k] - value) > kMoved * std::abs(value);
+  for (int round = 1; round <= rounds; ++round) {
+    Minimum further = minimum;
+    polish.Run(further);
+    const std::vector<double> before = WeightedFitted(problem, minimum.parameters);
+    const std::vector<double> after = WeightedFitted(problem, further.parameters);
+    double change = 0.0;
+    double scale = 0.0;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      change += (after[i] - before[i]) * (after[i] - before[i]);
+      // Scatter at the level of rounding is none.
+      scale += std::pow(measured[i] - before[i], 2) + std::pow(1e-10 * measured[i], 2);
+    }
+    if (change <= kVisible * kVisible * scale) {
+      for (std::size_t k = 0; k < wandering.size(); ++k) {
+        const double value = minimum.parameters[k];
+        wandering[k] = !minimum.atBound[k] && std::abs(further.parameters[k] - value) > kMoved * std::abs(value);
+      }
+      return true;
+    }
+    if (round < rounds) minimum = further;
   }
-  return true;
+  return false;
 }
 
 std::vector<double> WeightedMeasured(const Problem& problem) {

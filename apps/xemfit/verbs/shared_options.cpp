@@ -71,7 +71,8 @@ void DeclareFit(Options& options, FitOptions& fit) {
   options
       .Texts("--range", fit.ranges, "Use the points with abscissae in an interval, of one curve or of all",
              "[CURVE=]LO:HI")
-      .SeparatedBy(',');
+      .SeparatedBy(',')
+      .Repeatable();
   options.Real("--level", fit.fit.level, "Level of the intervals, between 0 and 1", "NUMBER").ShowDefault();
   options.Text("--bootstrap", fit.bootstrap, "Intervals from so many resamplings of the residuals, too", "N[,SEED]");
   options.Flag("--band", fit.fit.band, "Confidence bands of the fitted curves in JSON, picture and page");

@@ -569,6 +569,9 @@ class PronyFit final : public ModelFit {
 
   Minimum Minimise() override { return Named() ? MinimiseNamed() : MinimiseFree(); }
 
+  /// The coefficients have a sum to keep, too.
+  bool OnlyRanges() const override { return false; }
+
   void RequirePlainOptions() const override {
     ModelFit::RequirePlainOptions();
     if (terms == kAutomaticTerms) throw Error(ErrorKind::BadInput, "the export engine needs a number of terms");
