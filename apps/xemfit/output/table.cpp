@@ -85,7 +85,7 @@ std::string Derived(const Fit::Result& result) {
 }
 
 std::string LimitTable(const Fit::Stability& limits) {
-  TextTable table({{"Stable up to a strain of", Align::Left}, {"Limit"}, {"95 % from"}, {"to"}});
+  TextTable table({{"Stability limit", Align::Left}, {"Strain"}, {"95 % from"}, {"to"}});
   const auto add = [&](const char* label, const std::string& name, double limit) {
     const auto found = limits.intervals.find(name);
     if (found == limits.intervals.end()) {
