@@ -193,7 +193,8 @@ double ModulusOf(const TensileData& data, const Curve& curve, std::vector<std::s
            Text(Rounded(largest / (70.0 * gigapascal))) + " with the 70 GPa of aluminium";
   }
   notes.push_back("curve " + curve.name + ": the elastic strain is not removed and counts as plastic" + cost +
-                  "; it cannot be told from the curve, which has no straight beginning: give Young's modulus");
+                  "; it cannot be told from the curve, which does not begin with a straight line from the origin: give "
+                  "Young's modulus");
   return 0.0;
 }
 
