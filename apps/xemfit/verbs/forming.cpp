@@ -91,7 +91,9 @@ class FormingCurve final : public Verb {
                             {"engineering", Fit::StrainMeasure::Engineering}});
     options.Choice<Stress>("--stress-measure", stress_, "Stress of the tensile test; else the column's name tells",
                            {{"true", Fit::StressMeasure::True}, {"engineering", Fit::StressMeasure::Engineering}});
-    options.Number("--youngs-modulus", youngsModulus_, "Removes the elastic strain; in the unit of the stress", 0.0);
+    options.Number(
+        "--youngs-modulus", youngsModulus_,
+        "Removes the elastic strain, in the unit of the stress; else read from a straight beginning of the curve", 0.0);
     options.Number("--proof-strain", proofStrain_, "Leave out points of the tensile test below this plastic strain",
                    0.0);
     options.Count("--paths", settings_.paths, "Number of stress paths; 41, or more where the left side needs them",

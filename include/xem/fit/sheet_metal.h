@@ -26,7 +26,8 @@ struct TensileData {
   Curve curve;
   StrainMeasure strain = StrainMeasure::Plastic;
   StressMeasure stress = StressMeasure::True;
-  double youngsModulus = 0.0;  ///< in the unit of stress; > 0 removes the elastic part of a total strain
+  double youngsModulus = 0.0;  ///< in the unit of stress; removes the elastic part of a total strain. 0: the slope of
+                               ///< the straight line with which the curve begins, if it does
   double proofStrain = -1.0;   ///< points below this plastic strain are left out; < 0: 0.002 when an elastic part is
                                ///< removed, else 0
   std::string stressUnit;
@@ -42,7 +43,7 @@ struct FlowCurve {
 /// Turns engineering into true values, removes the elastic part and leaves out what is no plastic flow: points below
 /// the proof strain and, in engineering stress, those beyond the maximum. Throws Error: BadData when fewer than
 /// `fewest` points are left, BadInput for a combination that cannot be converted (engineering stress with plastic
-/// strain).
+/// strain) and a Young's modulus so small that all of the strain would be elastic.
 XEM_FIT_EXPORT FlowCurve MakeFlowCurve(const TensileData& data, int fewest = 2);
 
 /// Fits a hardening law to a tensile test from several starting points.
