@@ -24,10 +24,11 @@ constexpr Unit kUnits[] = {
     {"Pa", Dimension::Stress, 1.0},    {"hPa", Dimension::Stress, 1e2},        {"kPa", Dimension::Stress, 1e3},
     {"MPa", Dimension::Stress, 1e6},   {"GPa", Dimension::Stress, 1e9},        {"bar", Dimension::Stress, 1e5},
     {"psi", Dimension::Stress, kPsi},  {"ksi", Dimension::Stress, 1e3 * kPsi}, {"N/mm2", Dimension::Stress, 1e6},
-    {"N/mm²", Dimension::Stress, 1e6}, {"N/mm^2", Dimension::Stress, 1e6}, {"ms", Dimension::Time, 1e-3},          {"s", Dimension::Time, 1.0},
-    {"min", Dimension::Time, 60.0},    {"h", Dimension::Time, 3600.0},         {"d", Dimension::Time, 86400.0},
-    {"um", Dimension::Length, 1e-6},   {"mm", Dimension::Length, 1e-3},        {"cm", Dimension::Length, 1e-2},
-    {"m", Dimension::Length, 1.0},     {"C", Dimension::Temperature, 1.0},     {"deg", Dimension::Angle, 1.0},
+    {"N/mm²", Dimension::Stress, 1e6}, {"N/mm^2", Dimension::Stress, 1e6},     {"ms", Dimension::Time, 1e-3},
+    {"s", Dimension::Time, 1.0},       {"min", Dimension::Time, 60.0},         {"h", Dimension::Time, 3600.0},
+    {"d", Dimension::Time, 86400.0},   {"um", Dimension::Length, 1e-6},        {"mm", Dimension::Length, 1e-3},
+    {"cm", Dimension::Length, 1e-2},   {"m", Dimension::Length, 1.0},          {"C", Dimension::Temperature, 1.0},
+    {"deg", Dimension::Angle, 1.0},
 };
 
 const Unit* Find(std::string_view text) {
