@@ -1,12 +1,17 @@
 #include "batch/outcome.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <numeric>
 #include <string_view>
@@ -15,7 +20,6 @@
 
 #include "failure.h"
 #include "input/csv.h"
-#include "output/output.h"
 #include "text.h"
 #include "xem/version.h"
 
@@ -26,6 +30,8 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLongestFileName = 120;
+
+constexpr const char* kLines = ".outcomes";
 
 /// Of a curve among many others.
 constexpr std::size_t kMostPoints = 200;
@@ -230,6 +236,15 @@ OutcomeStore::OutcomeStore(const std::string& folder) : folder_(fs::absolute(fol
     throw Failure(ExitCode::Other, fmt::format("{}: the work folder cannot be made: {}; choose another with --work",
                                                Printable(folder), error.message()));
   }
+  for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {
+    if (entry->path().extension() != kLines) continue;
+    const std::string file = entry->path().string();
+    const std::string text = ReadInput(file);
+    for (std::size_t from = 0, to; (to = text.find('\n', from)) != std::string::npos; from = to + 1) {
+      const std::size_t blank = text.find(' ', from);
+      if (blank < to) kept_[text.substr(from, blank - from)] = {file, blank + 1, to - blank - 1};
+    }
+  }
 }
 
 std::string OutcomeStore::Key(const std::string& specimen, const std::vector<std::string>& words,
@@ -252,22 +267,31 @@ std::string OutcomeStore::Key(const std::string& specimen, const std::vector<std
   return FileName(specimen) + '.' + digest.Text();
 }
 
-std::string OutcomeStore::PathOf(const std::string& key) const {
-  return (fs::path(folder_) / (key + ".json")).string();
-}
-
 std::optional<Outcome> OutcomeStore::Find(const std::string& key) const {
-  std::error_code error;
-  if (!fs::is_regular_file(PathOf(key), error)) return std::nullopt;
+  const auto kept = kept_.find(key);
+  if (kept == kept_.end()) return std::nullopt;
   try {
-    return OutcomeFrom(ReadInput(PathOf(key)));
+    const auto& [file, offset, size] = kept->second;
+    std::string text(size, '\0');
+    std::ifstream stream(file, std::ios::binary);
+    stream.seekg(static_cast<std::streamoff>(offset));
+    stream.read(text.data(), static_cast<std::streamsize>(size));
+    return OutcomeFrom(text);
   } catch (const std::exception&) {
-    return std::nullopt;  // damaged, such as by a full disk: it is simply done again
+    return std::nullopt;  // damaged: it is simply done again
   }
 }
 
 void OutcomeStore::Keep(const std::string& key, const Outcome& outcome) const {
-  ReplaceFile(PathOf(key), ToText(outcome) + '\n');
+  const std::string file = (fs::path(folder_) / (std::to_string(getpid()) + kLines)).string();
+  // What an older process of this number left unfinished ends before the line begins.
+  const std::string line = '\n' + key + ' ' + ToText(outcome) + '\n';
+  const int descriptor = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  const bool written =
+      descriptor >= 0 && write(descriptor, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+  const int error = errno;
+  if (descriptor >= 0) close(descriptor);
+  if (!written) throw Failure(ExitCode::Other, Printable(file) + ": cannot be written: " + std::strerror(error));
 }
 
 }  // namespace Xem::Tool

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <limits>
+#include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
@@ -51,11 +53,12 @@ Outcome OutcomeOf(const Report& report);
 std::string ToText(const Outcome& outcome);
 Outcome OutcomeFrom(const std::string& text);
 
-/// Finished specimens, one JSON file each, in a folder that outlives the run. A file is found again only by the same
-/// command on the same contents of the same files by the same version, so that nothing old is ever taken for new.
+/// Finished specimens in a folder that outlives the run: files of lines, a key and its outcome in each. An outcome is
+/// found again only by the same command on the same contents of the same files by the same version, so that nothing old
+/// is ever taken for new.
 class OutcomeStore {
  public:
-  /// Throws Failure when the folder cannot be made.
+  /// Throws Failure when the folder cannot be made or read.
   explicit OutcomeStore(const std::string& folder);
 
   /// The key of a specimen's outcome: its name and a digest of all that it depends on. `words` is its command, run in
@@ -63,14 +66,21 @@ class OutcomeStore {
   static std::string Key(const std::string& specimen, const std::vector<std::string>& words,
                          const std::vector<bool>& isOutput, const std::string& workingFolder);
 
+  /// Of those that were there when the store was made.
   std::optional<Outcome> Find(const std::string& key) const;
-  /// The file appears as a whole or not at all, whenever the process ends. Throws Failure.
+  /// Appends to a file that belongs to this process; a new file per outcome would take as long as a small fit. A line
+  /// that a killed process left half written is none. Throws Failure.
   void Keep(const std::string& key, const Outcome& outcome) const;
 
  private:
-  std::string PathOf(const std::string& key) const;
+  /// Where a line has its outcome.
+  struct Place {
+    std::string file;
+    std::size_t offset, size;
+  };
 
   std::string folder_;  // wherever the process is
+  std::map<std::string, Place> kept_;
 };
 
 }  // namespace Xem::Tool
