@@ -145,7 +145,10 @@ std::string QualityTiles(const Fit::Result& result) {
 std::string Summary(const Report& report) {
   if (!report.fitted) return "";
   const Fit::Result& result = report.result;
-  std::string badges = Badge(result.status == "converged" ? "good" : result.converged ? "warning" : "bad", result.status);
+  std::string badges = Badge(result.status == "converged" ? "good"
+                             : result.converged           ? "warning"
+                                                          : "bad",
+                             result.status);
   if (result.stability) {
     badges += result.stability->Stable() ? Badge("good", "stable") : Badge("warning", "unstable beyond a limit");
   }
