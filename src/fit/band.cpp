@@ -111,7 +111,13 @@ Band ConfidenceBand(const Result& result) {
     return {};  // parameters written by hand
   }
   if (!any) return {};
-  return [known](const std::string& curve, double x) { return At(*known, curve, x); };
+  return [known](const std::string& curve, double x) -> Interval {
+    try {
+      return At(*known, curve, x);
+    } catch (const Error&) {
+      return {kNaN, kNaN};  // a curve that the model does not have
+    }
+  };
 }
 
 }  // namespace Xem::Fit
