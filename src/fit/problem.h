@@ -71,8 +71,8 @@ void ForEachBlock(const Problem& problem, std::span<const double> parameters, co
 std::vector<double> WeightedFitted(const Problem& problem, std::span<const double> parameters);
 
 /// Follows a fit that stopped on its way further, at most `rounds` times. When its curve stays where it was, it has
-/// arrived: returns true and marks in `wandering` the parameters that went on moving nevertheless, which the data do not
-/// determine. `minimum` comes along in all rounds but the last.
+/// arrived: returns true and marks in `wandering` the parameters that went on moving nevertheless, which the data do
+/// not determine. `minimum` comes along in all rounds but the last.
 bool CurveHasSettled(const Problem& problem, int rounds, Minimum& minimum, std::vector<bool>& wandering);
 
 /// Jacobian of the weighted residuals' model part, points x parameters, column-major.
