@@ -6,6 +6,9 @@
 namespace Xem::MaterialUtil {
 namespace {
 
+/// exp(-x) is below all normal numbers from here on, and slow to say so.
+inline constexpr double kGone = 708.0;
+
 /// g(t) = 1 - sum_k g_k (1 - exp(-t / tau_k))
 ///
 ///   dg/dg_k   = exp(-t / tau_k) - 1
@@ -20,7 +23,8 @@ XEM_INLINE void PronyModuli(const PronyArguments& series, const KernelBlock& blo
     double* const byTime = Column(block, series.terms + k);
     ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
       const V ratio = rate * at.Load(series.times);
-      const V remainder = Exp(-ratio);
+      const Bits gone = ratio > kGone;
+      const V remainder = Where(gone, Set(0.0), Exp(Where(gone, Set(0.0), -ratio)));
       at.Store(at.Load(block.model) - g * (1.0 - remainder), block.model);
       if constexpr (kDerivatives) {
         at.Store(remainder - 1.0, byShare);

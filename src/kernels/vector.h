@@ -60,7 +60,9 @@ struct PartialVector {
   std::size_t first;
   Bits present;
   XEM_INLINE PartialVector(std::size_t begin, std::size_t count) : first(begin) {
-    for (std::size_t i = 0; i < kLanes; ++i) present[i] = i < count ? -1 : 0;
+    Bits lane{};
+    for (std::size_t i = 0; i < kLanes; ++i) lane[i] = static_cast<std::int64_t>(i);
+    present = (Bits)(lane < static_cast<std::int64_t>(count));
   }
   /// Lanes without a point hold `rest`.
   XEM_INLINE V Load(const double* points, double rest = 1.0) const {

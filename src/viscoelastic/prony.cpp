@@ -9,8 +9,6 @@
 #include "kernels/kernels.h"
 
 namespace Xem::MaterialUtil {
-double PronyRemainder(double relaxationTime, double time) { return std::exp(-time / relaxationTime); }
-
 double PronyModulus(std::span<const double> parameters, double time) {
   double modulus = 0.0;
   PronyModuli(parameters, {&time, 1}, {&modulus, 1}, {});

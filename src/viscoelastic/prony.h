@@ -16,9 +16,6 @@ namespace Xem::MaterialUtil {
 
 // 1 - exp(-x) loses its digits at small x, and stays as it is written above: results of the exports belong to it.
 
-/// exp(-t / tau).
-double PronyRemainder(double relaxationTime, double time);
-
 double PronyModulus(std::span<const double> parameters, double time);
 
 /// Moduli at several times and, unless `derivatives` is empty, a row per time, a column per parameter.

@@ -132,7 +132,9 @@ TEST_P(EachKernels, SmallSystemsAreSolvedOrLeftAlone) {
     }
     x = rightHandSide;
     EXPECT_EQ(GetParam()->solvePositiveDefinite(n, a.data(), 0.0, x.data()), n < 11) << n;
-    if (n >= 11) EXPECT_EQ(x, rightHandSide);
+    if (n >= 11) {
+      EXPECT_EQ(x, rightHandSide);
+    }
   }
   for (const double bad : {0.0, -1.0, std::nan(""), 1e-310, std::numeric_limits<double>::infinity()}) {
     double x = 1.0;

@@ -51,7 +51,7 @@ TEST(StabilityIntervals, HoldTheTruth) {
       ++intervals;
       covered += found->second.lower <= truly + 0.01 && truly <= found->second.upper + 0.01 ? 1 : 0;
     }
-    EXPECT_EQ(Mentions(result, "not measured"), !(limits.pureShearTension > limits.equibiaxialTension));
+    EXPECT_EQ(Mentions(result.notes, "not measured"), !(limits.pureShearTension > limits.equibiaxialTension));
   }
   EXPECT_EQ(intervals, 120);
   EXPECT_GE(covered, 106);

@@ -257,13 +257,17 @@ class SeriesSearch {
 
   double Misfit(const PronyFitter::Lines& lines) const {
     const Curve& curve = fitter_.Points();
+    const Spectrum& spectrum = lines.spectrum;
+    std::vector<double> parameters(2 * spectrum.size());
+    for (std::size_t k = 0; k < spectrum.size(); ++k) {
+      parameters[k] = spectrum[k].g;
+      parameters[spectrum.size() + k] = std::exp(spectrum[k].logTime);
+    }
+    std::vector<double> moduli(curve.x.size());
+    PronyModuli(parameters, curve.x, moduli, {});
     double sum = 0.0;
     for (std::size_t i = 0; i < curve.x.size(); ++i) {
-      double value = 1.0;
-      for (const SpectrumLine& line : lines.spectrum) {
-        value -= line.g * (1.0 - PronyRemainder(std::exp(line.logTime), curve.x[i]));
-      }
-      value *= lines.modulus;
+      const double value = lines.modulus * moduli[i];
       const double scale = fitter_.Kind() == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
       sum += (value - curve.y[i]) * scale * (value - curve.y[i]) * scale;
     }

@@ -121,7 +121,8 @@ void PronyInShares::MoveToShares(std::span<const double> coordinates, MatrixView
     const std::span<double> column = derivatives.Column(j);
     for (double& entry : column) entry *= byShares_[j * n + j];
     for (std::size_t k = j + 1; k < n; ++k) {
-      for (std::size_t i = 0; i < column.size(); ++i) column[i] += derivatives(i, k) * byShares_[k * n + j];
+      const std::span<const double> later = derivatives.Column(k);
+      for (std::size_t i = 0; i < column.size(); ++i) column[i] += later[i] * byShares_[k * n + j];
     }
     for (double& entry : derivatives.Column(n + j)) entry *= series_[n + j];
   }

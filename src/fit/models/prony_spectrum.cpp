@@ -12,7 +12,6 @@ namespace Xem::Fit {
 namespace {
 
 using MaterialUtil::Matrix;
-using MaterialUtil::PronyRemainder;
 
 constexpr double kLinesPerDecade = 8.0;
 constexpr std::size_t kMostPoints = 600;
@@ -66,12 +65,15 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
   const std::size_t points = curve.x.size();
   Matrix design(static_cast<std::int32_t>(points), static_cast<std::int32_t>(logTimes.size()));
   std::vector<double> target(points);
+  std::vector<double> scales(points, 1.0);
   for (std::size_t i = 0; i < points; ++i) {
-    const double scale = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
-    target[i] = (1.0 - curve.y[i]) * scale;
-    for (std::size_t k = 0; k < logTimes.size(); ++k) {
-      design(i, k) = (1.0 - PronyRemainder(std::exp(logTimes[k]), curve.x[i])) * scale;
-    }
+    if (residual == Residual::Relative) scales[i] = 1.0 / curve.y[i];
+    target[i] = (1.0 - curve.y[i]) * scales[i];
+  }
+  for (std::size_t k = 0; k < logTimes.size(); ++k) {
+    const std::span<double> column = design.Column(k);
+    MaterialUtil::PronyDecays(std::exp(logTimes[k]), curve.x, column);
+    for (std::size_t i = 0; i < points; ++i) column[i] *= -scales[i];
   }
   const std::vector<double> coefficients = SolveNonNegative(design, target);
   Spectrum spectrum;
