@@ -223,6 +223,40 @@ TEST_F(Batch, DoesNotCountJunk) {
             5 * all.Number("standard_deviation", "C10"));
 }
 
+TEST_F(Batch, DoubtsFitsForClearReasonsAlone) {
+  const std::string data = XEM_DATA_DIR;
+  std::string cut = "strain,stress_MPa\n";  // three strains do not tell five parameters
+  for (int i = 0; i < 12; ++i)
+    cut += std::to_string(0.3 * (i % 3 + 1)) + ',' + std::to_string(0.2 * (i % 3 + 1)) + '\n';
+  folder.Write("tests/cut.csv", cut);
+  std::string zeros = "strain,stress_MPa\n";
+  for (int i = 1; i <= 30; ++i) zeros += std::to_string(0.01 * i) + ",0\n";
+  folder.Write("tests/zeros.csv", zeros + Rubber(0.4, 0.1).substr(18));
+  const struct {
+    const char* name;
+    std::string recipe, status, message;
+  } cases[] = {
+      // What a model holds by itself is no doubt: exponents of a single stress, psi_r, gamma_r.
+      {"creep", "creep fit " + data + "/metal_creep_{specimen}.csv", "fitted", ""},
+      {"soil", "retention fit --model fredlund-xing --select soil=4521 " + data + "/{specimen}.csv", "fitted", ""},
+      {"ghe", "cyclic fit --family ghe --stiffness " + data + "/{specimen}_stiffness.csv", "fitted", ""},
+      {"cut", "hyper fit --model polynomial:2 --uniaxial {specimen}.csv", "doubtful", "not identifiable"},
+      {"zeros", "hyper fit --model polynomial:1 --residual relative --uniaxial {specimen}.csv", "doubtful",
+       "30 of 42 points were dropped"},
+  };
+  const std::map<std::string, std::string> specimens{
+      {"creep", "500MPa"}, {"soil", "unsoda_retention"}, {"ghe", "seed_idriss1970_sand"}};
+  for (const auto& [name, recipe, status, message] : cases) {
+    const auto specimen = specimens.count(name) > 0 ? specimens.at(name) : name;
+    folder.Write("recipe", recipe);
+    folder.Write("list.csv", "specimen\n" + specimen + '\n');
+    const ToolRun run = Run({"--list", "list.csv"});
+    auto row = ReadSummary(folder.Read("summary.csv")).rows[specimen];
+    EXPECT_EQ(row["status"], status) << name << run.errors;
+    EXPECT_NE(row["message"].find(message), std::string::npos) << name << ": " << row["message"];
+  }
+}
+
 struct Source {
   const char* name;
   std::string recipe;

@@ -58,7 +58,7 @@ class Batch final : public Command {
     options.Number("--min-r2", gates_.leastR2, "A fit with a smaller R2 is doubtful; 0.9 if left out", kAnyR2);
     options
         .Number("--max-dropped", gates_.mostDropped,
-                "A fit that left out a greater share of the points is doubtful; 0.25 if left out", 0.0)
+                "A fit that left out a greater share of the points is doubtful; 0.5 if left out", 0.0)
         .type = "SHARE";
     options.Flag("--allow-unclear", gates_.allowUnclear,
                  "Count fits with parameters at a bound or not identifiable, which are doubtful otherwise");
