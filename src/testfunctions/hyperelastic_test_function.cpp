@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "testdata/strain_energy.h"
+#include "testdata/term_batch.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -173,15 +174,15 @@ void XemHyperElasticTestFunction::Evaluate(std::int32_t termCount, std::span<con
 void XemHyperElasticTestFunction::EvaluatePolynomial(std::int32_t order, std::span<const double> coefficients,
                                                      std::int32_t first, std::span<double> model,
                                                      MatrixView derivatives) const {
-  for (std::size_t i = 0; i < model.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    std::size_t k = 0;
-    ForEachTermStress(mode_, order, curve_.abscissa[point], [&](double term) {
-      model[i] += coefficients[k] * term;
-      if (!derivatives.Empty()) derivatives(i, k) = term;
-      ++k;
-    });
-  }
+  TermBatch batch(mode_, order);
+  ForEachBatch(curve_.abscissa.Span().subspan(first, model.size()),
+               [&](std::size_t from, std::span<const double> some) {
+                 double* stresses = model.data() + from;
+                 batch.ForEachTermStress(some, [&](std::int32_t term, std::span<const double> values) {
+                   for (std::size_t p = 0; p < values.size(); ++p) stresses[p] += coefficients[term] * values[p];
+                   if (!derivatives.Empty()) std::ranges::copy(values, derivatives.Column(term).subspan(from).begin());
+                 });
+               });
 }
 
 void XemHyperElasticTestFunction::EvaluateBlatzKo(double modulus, std::int32_t first, std::span<double> model,
