@@ -139,9 +139,9 @@ TEST(FlowCurveFromTest, YoungsModulusIsReadFromTheCurveAndCheckedAgainstIt) {
   const Fit::Result estimated = Fit::FitHardening("swift", data);
   ExpectNear(estimated.Value("K"), 500.0, 0.005);
   ExpectNear(estimated.Value("n"), 0.22, 0.005);
-  EXPECT_TRUE(Notes(estimated.notes, "205000 MPa, the slope of the first"));
+  EXPECT_TRUE(Mentions(estimated.notes, "205000 MPa, the slope of the first"));
   data.youngsModulus = 1e3 * kModulus * 1e3;
-  EXPECT_TRUE(Notes(Fit::MakeFlowCurve(data).notes, "is it in the unit of the stress?"));
+  EXPECT_TRUE(Mentions(Fit::MakeFlowCurve(data).notes, "is it in the unit of the stress?"));
   data.youngsModulus = kModulus / 1e3;
   try {
     Fit::MakeFlowCurve(data);
@@ -155,7 +155,7 @@ TEST(FlowCurveFromTest, YoungsModulusIsReadFromTheCurveAndCheckedAgainstIt) {
   data.youngsModulus = 0.0;
   data.curve.x.erase(data.curve.x.begin(), data.curve.x.begin() + 10);
   data.curve.y.erase(data.curve.y.begin(), data.curve.y.begin() + 10);
-  EXPECT_TRUE(Notes(Fit::MakeFlowCurve(data).notes, "with the 210 GPa of steel"));
+  EXPECT_TRUE(Mentions(Fit::MakeFlowCurve(data).notes, "with the 210 GPa of steel"));
 }
 
 TEST(FlowCurveFromTest, SaysWhatItCannotConvert) {

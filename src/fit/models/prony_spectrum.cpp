@@ -35,13 +35,15 @@ Spectrum FitRawSpectrum(const Curve& curve, Residual residual, const std::vector
   const std::size_t terms = logTimes.size();
   Matrix design(static_cast<std::int32_t>(points), static_cast<std::int32_t>(terms) + 1);
   std::vector<double> target(points);
+  const std::span<double> scales = design.Column(terms);
   for (std::size_t i = 0; i < points; ++i) {
-    const double scale = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
-    target[i] = curve.y[i] * scale;
-    for (std::size_t k = 0; k < terms; ++k) {
-      design(i, k) = PronyRemainder(std::exp(logTimes[k]), curve.x[i]) * scale;
-    }
-    design(i, terms) = scale;
+    scales[i] = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
+    target[i] = curve.y[i] * scales[i];
+  }
+  for (std::size_t k = 0; k < terms; ++k) {
+    const std::span<double> column = design.Column(k);
+    MaterialUtil::PronyDecays(std::exp(logTimes[k]), curve.x, column);
+    for (std::size_t i = 0; i < points; ++i) column[i] = (1.0 + column[i]) * scales[i];
   }
   const std::vector<double> moduli = SolveNonNegative(design, target);
   const double sum = std::accumulate(moduli.begin(), moduli.end(), 0.0);
