@@ -60,6 +60,21 @@ boost::shared_ptr<HardeningParams> HockettSherbyRecord(const Hardening& hardenin
   return boost::make_shared<HRHockettSherbyParams>(c[0], c[1], c[2], c[3]);
 }
 
+boost::shared_ptr<HardeningParams> VoceRecord(const Hardening& hardening) {
+  const std::vector<Bound> voce{{"s0", 0.0, true}, {"q", 0.0, true}, {"b", 0.0, false}};
+  const auto& c = hardening.constants;
+  if (hardening.law == "voce") {
+    RequireConstants(hardening, voce);
+    return boost::make_shared<HRSwiftVoceParams>(0.0, 0.0, 0.0, c[0], c[1], c[2], 0.0);
+  }
+  std::vector<Bound> both{{"K", 0.0, false}, {"e0", 0.0, true}, {"n", 0.0, false}};
+  both.insert(both.end(), voce.begin(), voce.end());
+  both.push_back({"w", 0.0, true});
+  RequireConstants(hardening, both);
+  if (c[6] > 1.0) Refuse("hardening law swift-voce: constant w = " + Text(c[6]) + " must be at most 1");
+  return boost::make_shared<HRSwiftVoceParams>(c[0], c[1], c[2], c[3], c[4], c[5], c[6]);
+}
+
 /// The points of a table in order of strain, one for each strain.
 boost::shared_ptr<HardeningParams> TableRecord(const Curve& table) {
   std::vector<DroppedPoint> none;
@@ -79,6 +94,7 @@ boost::shared_ptr<HardeningParams> TableRecord(const Curve& table) {
 boost::shared_ptr<HardeningParams> Record(const Hardening& hardening) {
   if (hardening.law == "table") return TableRecord(hardening.table);
   HardeningConstants(hardening.law);  // refuses unknown laws
+  if (hardening.law == "voce" || hardening.law == "swift-voce") return VoceRecord(hardening);
   return hardening.law == "hockett-sherby" ? HockettSherbyRecord(hardening) : GhoshRecord(hardening);
 }
 

@@ -50,6 +50,16 @@ void HockettSherbyGradient(double si, double ss, double N, double p, double stra
   gradient[3] = strain == 0.0 ? 0.0 : (ss - si) * decay * N * power * std::log(strain);
 }
 
+double VoceStress(double s0, double q, double b, double strain) { return s0 - q * std::expm1(-b * strain); }
+
+double VoceSlope(double q, double b, double strain) { return q * b * std::exp(-b * strain); }
+
+void VoceGradient(double q, double b, double strain, std::span<double> gradient) {
+  gradient[0] = 1.0;
+  gradient[1] = -std::expm1(-b * strain);
+  gradient[2] = q * strain * std::exp(-b * strain);
+}
+
 double XemSMHardeningRule::FlowStress(double strain, double rate) const {
   return FlowStress(strain) * RateFactor(rate);
 }
@@ -96,6 +106,30 @@ Flow XemSMHRHockettSherby::At(double strain) const {
           std::abs(law.ss) + std::abs(law.ss - law.si)};
 }
 
+double XemSMHRSwiftVoce::FlowStress(double strain) const {
+  const HRSwiftVoceParams& law = Params();
+  const double voce = VoceStress(law.s0, law.q, law.b, strain);
+  return law.w == 0.0 ? voce : law.w * GhoshStress(law.K, law.e0, law.n, 0.0, strain) + (1.0 - law.w) * voce;
+}
+
+double XemSMHRSwiftVoce::HardeningSlope(double strain) const {
+  const HRSwiftVoceParams& law = Params();
+  const double voce = VoceSlope(law.q, law.b, strain);
+  return law.w == 0.0 ? voce : law.w * GhoshSlope(law.K, law.e0, law.n, strain) + (1.0 - law.w) * voce;
+}
+
+bool XemSMHRSwiftVoce::IsConcaveFrom(double strain) const {
+  const HRSwiftVoceParams& law = Params();
+  const bool voce = law.q >= 0.0 && law.b >= 0.0 && law.w <= 1.0;
+  return voce &&
+         (law.w == 0.0 || (law.w > 0.0 && law.K >= 0.0 && law.n >= 0.0 && law.n <= 1.0 && law.e0 + strain > 0.0));
+}
+
+Flow XemSMHRSwiftVoce::At(double strain) const {
+  const double stress = FlowStress(strain);
+  return {stress, HardeningSlope(strain), std::abs(stress) + std::abs(Params().s0)};
+}
+
 double XemSMHRCustomCurve::FlowStress(double strain) const { return TableValue(Params().points, strain); }
 
 double XemSMHRCustomCurve::HardeningSlope(double strain) const { return TableSlope(Params().points, strain); }
@@ -124,6 +158,8 @@ boost::shared_ptr<XemSMHardeningRule> MakeHardeningRule(const boost::shared_ptr<
       return boost::make_shared<XemSMHRHockettSherby>(boost::static_pointer_cast<HRHockettSherbyParams>(params));
     case HardeningType::CustomCurve:
       return boost::make_shared<XemSMHRCustomCurve>(boost::static_pointer_cast<HRCustomCurve>(params));
+    case HardeningType::SwiftVoce:
+      return boost::make_shared<XemSMHRSwiftVoce>(boost::static_pointer_cast<HRSwiftVoceParams>(params));
     case HardeningType::CustomCurveStrnRate:
       return boost::make_shared<XemSMHRCustomCurveStrnRate>(boost::static_pointer_cast<HRCustomCurve>(params));
   }

@@ -22,6 +22,12 @@ double HockettSherbySlope(double si, double ss, double N, double p, double strai
 /// dsigma/d(si, ss, N, p).
 void HockettSherbyGradient(double si, double ss, double N, double p, double strain, std::span<double> gradient);
 
+/// Voce (1948): sigma = s0 + q (1 - exp(-b eps)). Slope: q b exp(-b eps).
+double VoceStress(double s0, double q, double b, double strain);
+double VoceSlope(double q, double b, double strain);
+/// dsigma/d(s0, q, b).
+void VoceGradient(double q, double b, double strain, std::span<double> gradient);
+
 /// What a step of a path asks of a rule.
 struct Flow {
   double stress = 0.0;
@@ -76,6 +82,20 @@ class XemSMHRHockettSherby final : public XemSMHardeningRule {
 
  private:
   const HRHockettSherbyParams& Params() const { return static_cast<const HRHockettSherbyParams&>(*params_); }
+};
+
+/// w times Swift's law and 1 - w times Voce's; no export asks for it.
+class XemSMHRSwiftVoce final : public XemSMHardeningRule {
+ public:
+  explicit XemSMHRSwiftVoce(boost::shared_ptr<HRSwiftVoceParams> params) : XemSMHardeningRule(params) {}
+  using XemSMHardeningRule::FlowStress;
+  double FlowStress(double strain) const override;
+  double HardeningSlope(double strain) const override;
+  bool IsConcaveFrom(double strain) const override;
+  Flow At(double strain) const override;
+
+ private:
+  const HRSwiftVoceParams& Params() const { return static_cast<const HRSwiftVoceParams&>(*params_); }
 };
 
 class XemSMHRCustomCurve : public XemSMHardeningRule {

@@ -52,6 +52,7 @@ boost::shared_ptr<HardeningParams> MakeHardeningParams(std::int32_t code, std::s
                                                        Entry(values, 3));
     case HardeningType::CustomCurve:
     case HardeningType::CustomCurveStrnRate:
+    case HardeningType::SwiftVoce:
       break;
   }
   return {};

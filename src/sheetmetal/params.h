@@ -16,7 +16,8 @@ enum class HardeningType : std::int32_t {
   Ghosh = 200,
   HockettSherby = 201,
   CustomCurve = 298,
-  CustomCurveStrnRate = 299
+  CustomCurveStrnRate = 299,
+  SwiftVoce = 1000,  ///< no export asks for it
 };
 
 enum class LimitCurveType : std::int32_t { ModifiedMaximumForce = 0 };
@@ -48,6 +49,26 @@ struct HardeningParams {
  protected:
   explicit HardeningParams(HardeningType code) : type(code) {}
   ~HardeningParams() = default;
+};
+
+struct HRSwiftVoceParams : HardeningParams {
+  HRSwiftVoceParams(double strength, double strainOffset, double exponent, double initial, double saturation,
+                    double rate, double share)
+      : HardeningParams(HardeningType::SwiftVoce),
+        K(strength),
+        e0(strainOffset),
+        n(exponent),
+        s0(initial),
+        q(saturation),
+        b(rate),
+        w(share) {}
+  double K;
+  double e0;
+  double n;
+  double s0;
+  double q;
+  double b;
+  double w;  ///< of Swift's law; 0 leaves Voce's
 };
 
 struct HRGhoshParams : HardeningParams {

@@ -60,10 +60,10 @@ ErrorKind KindOf(const std::function<void()>& call) {
 TEST(HardeningFit, RecoversPlantedConstants) {
   TensileData data;
   data.curve.name = "planted";
-  const std::vector<std::pair<std::string, std::vector<double>>> laws{
-      {"ghosh", {600.0, 0.02, 0.35, 100.0}},
-      {"swift", {518.968, 0.0007648, 0.28985, 0.0}},
-      {"hockett-sherby", {120.0, 555.5, 1.106, 0.5232}}};
+  const std::vector<std::pair<std::string, std::vector<double>>> laws{{"ghosh", {600.0, 0.02, 0.35, 100.0}},
+                                                                      {"swift", {518.968, 0.0007648, 0.28985, 0.0}},
+                                                                      {"hockett-sherby", {120.0, 555.5, 1.106, 0.5232}},
+                                                                      {"voce", {200.0, 150.0, 12.0}}};
   for (const auto& [law, constants] : laws) {
     data.curve.x.clear();
     data.curve.y.clear();
@@ -72,7 +72,21 @@ TEST(HardeningFit, RecoversPlantedConstants) {
       data.curve.y.push_back(Fit::FlowStress({law, constants, {}}, data.curve.x.back()));
     }
     const Fit::Result result = Fit::FitHardening(law, data);
-    for (std::size_t k = 0; k < 4; ++k) ExpectNear(result.parameters[k].value, constants[k], 1e-6, law.c_str());
+    for (std::size_t k = 0; k < constants.size(); ++k) {
+      ExpectNear(result.parameters[k].value, constants[k], 1e-6, law.c_str());
+    }
+    if (law != "swift" && law != "voce") continue;
+    // Of the two laws the one that the data follow has all of the share, and its constants.
+    const Fit::Result both = Fit::FitHardening("swift-voce", data);
+    EXPECT_NEAR(both.Value("w"), law == "swift" ? 1.0 : 0.0, 1e-9);
+    for (const Fit::Parameter& parameter : result.parameters) {
+      if (parameter.name != "p") EXPECT_EQ(both.Value(parameter.name), parameter.value);
+    }
+    const std::vector<double> halves{500.0, 0.01, 0.2, 200.0, 150.0, 12.0, 0.5};
+    EXPECT_NEAR(Fit::FlowStress({"swift-voce", halves, {}}, 0.1),
+                0.5 * (Fit::FlowStress({"swift", {500.0, 0.01, 0.2}, {}}, 0.1) +
+                       Fit::FlowStress({"voce", {200.0, 150.0, 12.0}, {}}, 0.1)),
+                1e-12);
   }
 }
 

@@ -60,12 +60,12 @@ class FormingCurve final : public Verb {
  private:
   void DeclareOwn(Options& options) override {
     options
-        .Texts(
-            "--hardening", hardenings_,
-            "ghosh:K,e0,n,p, swift:K,e0,n, hockett-sherby:si,ss,N,p or a CSV file of a flow curve; repeat for several "
-            "materials",
-            "[NAME=]LAW")
-        .Suggest({"ghosh:", "swift:", "hockett-sherby:"})
+        .Texts("--hardening", hardenings_,
+               "ghosh:K,e0,n,p, swift:K,e0,n, hockett-sherby:si,ss,N,p, voce:s0,q,b, swift-voce:K,e0,n,s0,q,b,w or a "
+               "CSV file of a flow curve; repeat for several "
+               "materials",
+               "[NAME=]LAW")
+        .Suggest({"ghosh:", "swift:", "hockett-sherby:", "voce:", "swift-voce:"})
         .Repeatable();
     options
         .Texts("--tensile", tensiles_,
@@ -80,7 +80,9 @@ class FormingCurve final : public Verb {
                "CRITERION")
         .Suggest({"vonmises", "hill1979:"})
         .Repeatable();
-    options.Text("--law", laws_, "Laws to fit: ghosh, swift, hockett-sherby, or several, which are compared", "LAWS")
+    options
+        .Text("--law", laws_,
+              "Laws to fit: ghosh, swift, hockett-sherby, voce, swift-voce, or several, which are compared", "LAWS")
         .Suggest(Fit::ModelNames("hardening"))
         .ShowDefault();
     using Strain = std::optional<Fit::StrainMeasure>;

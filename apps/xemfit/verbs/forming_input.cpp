@@ -15,7 +15,7 @@
 namespace Xem::Tool {
 namespace {
 
-constexpr const char* kLaws[] = {"ghosh", "swift", "hockett-sherby"};
+constexpr const char* kLaws[] = {"ghosh", "swift", "hockett-sherby", "voce", "swift-voce"};
 
 [[noreturn]] void Refuse(const std::string& sentence) { throw Failure(ExitCode::Usage, sentence); }
 
@@ -98,10 +98,10 @@ NamedHardening ParseHardening(const std::string& text) {
   }
   std::error_code error;
   if (rest.find(':') != std::string::npos && !std::filesystem::exists(rest, error)) {
-    Refuse(
-        fmt::format("--hardening: there is no law {}; give ghosh:K,e0,n,p, swift:K,e0,n, hockett-sherby:si,ss,N,p "
-                    "or a CSV file of a flow curve",
-                    Quoted(rest.substr(0, rest.find(':')))));
+    Refuse(fmt::format(
+        "--hardening: there is no law {}; give ghosh:K,e0,n,p, swift:K,e0,n, hockett-sherby:si,ss,N,p, voce:s0,q,b "
+        "or a CSV file of a flow curve",
+        Quoted(rest.substr(0, rest.find(':')))));
   }
   named.file = ParseNamedFile(text, "--hardening");
   named.hardening.law = "table";

@@ -51,6 +51,9 @@ XEM_FIT_EXPORT FlowCurve MakeFlowCurve(const TensileData& data, int fewest = 2);
 ///   "ghosh"           K (e0 + eps)^n - p: parameters K, e0 >= 0, n >= 0, p
 ///   "swift"           the same with p held at 0
 ///   "hockett-sherby"  ss - (ss - si) exp(-N eps^p): parameters si, ss, N > 0, p > 0
+///   "voce"            s0 + q (1 - exp(-b eps)): parameters s0, q >= 0, b > 0
+///   "swift-voce"      w K (e0 + eps)^n + (1 - w) (s0 + q (1 - exp(-b eps))), 0 <= w <= 1: the two laws are fitted by
+///                     themselves first and w alone after that, because all seven together are not to be told apart
 ///
 /// The result's one curve has the name of the tensile curve. Throws Error: BadInput for an unknown law or parameter
 /// name, BadData for too few usable points, NotConverged when no start leads to a minimum.
@@ -58,8 +61,8 @@ XEM_FIT_EXPORT Result FitHardening(const std::string& law, const TensileData& da
 
 /// A hardening law with its constants, or a table.
 struct Hardening {
-  std::string law = "ghosh";      ///< "ghosh", "swift", "hockett-sherby" or "table"
-  std::vector<double> constants;  ///< K, e0, n, p (swift: p may be missing), or si, ss, N, p
+  std::string law = "ghosh";      ///< "ghosh", "swift", "hockett-sherby", "voce", "swift-voce" or "table"
+  std::vector<double> constants;  ///< K, e0, n, p (swift: p may be missing), or si, ss, N, p, or as HardeningConstants
   Curve table;                    ///< plastic strain, true stress
 };
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <map>
 #include <optional>
 #include <span>
 
@@ -21,6 +22,10 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /// So many of the best starting points are followed to a minimum.
 constexpr std::size_t kMostStarts = 8;
+
+/// w of Swift and Voce; the parameters of the two laws come before it, each law's as many.
+constexpr std::size_t kShare = 6;
+constexpr std::size_t kOfEachLaw = 3;
 
 using Parameters = std::vector<double>;
 
@@ -87,6 +92,17 @@ std::vector<Parameters> HockettSherbyStarts(const Curve& flow, const Options& op
   return starts;
 }
 
+std::vector<Parameters> VoceStarts(const Curve& flow, const Options& options) {
+  const double end = *std::max_element(flow.x.begin(), flow.x.end());
+  std::vector<Parameters> starts;
+  for (const double atEnd : {0.1, 0.5, 1.0, 2.0, 4.0, 8.0, 16.0}) {  // b eps at the end of the curve
+    const double b = atEnd / end;
+    const Line line = Regress(flow, Held(options, "s0"), [&](double strain) { return -std::expm1(-b * strain); });
+    starts.push_back({line.a, line.b, b});
+  }
+  return starts;
+}
+
 /// What the fit layer knows of a law beside its formula.
 struct FittedLaw {
   const HardeningLaw& law;
@@ -111,18 +127,34 @@ FittedLaw LawCalled(const std::string& name) {
             {"initial stress", "saturation stress", "rate of saturation", "exponent of the strain"},
             HockettSherbyStarts};
   }
+  if (name == "voce") {
+    return {kVoceLaw,
+            {0.0, 0.0, 1e-9},
+            {true, true, false},
+            {"initial stress", "rise to the saturation stress", "rate of saturation"},
+            VoceStarts};
+  }
+  if (name == "swift-voce") {
+    return {kSwiftVoceLaw,
+            {0.0, 0.0, 0.0, 0.0, 0.0, 1e-9, 0.0},
+            {true, false, false, true, true, false, false},
+            {"stress at a strain of 1 - e0", "strain offset", "hardening exponent", "initial stress",
+             "rise to the saturation stress", "rate of saturation", "share of the first law"},
+            nullptr};
+  }
   throw Error(ErrorKind::BadInput,
-              "there is no hardening law " + name + "; the laws are ghosh, swift and hockett-sherby");
+              "there is no hardening law " + name + "; the laws are ghosh, swift, hockett-sherby, voce and swift-voce");
 }
 
 std::vector<ParameterInfo> ParametersOf(const std::string& name) {
   const FittedLaw fitted = LawCalled(name);
   std::vector<ParameterInfo> parameters;
-  for (std::size_t k = 0; k < 4; ++k) {
+  for (std::size_t k = 0; k < fitted.lower.size(); ++k) {
     ParameterInfo parameter;
     parameter.name = fitted.law.parameters[k];
     parameter.unit = fitted.isStress[k] ? "stress" : "";
     parameter.lower = fitted.lower[k];
+    if (name == "swift-voce" && k == kShare) parameter.upper = 1.0;
     parameter.meaning = fitted.meanings[k];
     parameters.push_back(parameter);
   }
@@ -145,7 +177,7 @@ class HardeningFit final : public ModelFit {
 
   void Describe() override {
     problem.residual = options.residual;
-    problem.termCount = 4;
+    problem.termCount = static_cast<std::int32_t>(fitted_.lower.size());
     problem.parameters = Fit::Describe(ParametersOf(law_), data_.stressUnit);
     const auto function = boost::make_shared<HardeningTestFunction>(fitted_.law);
     function->SetTestData(std::span<const _T_FUNT_BASE>(CorePoints(curves.front())));
@@ -154,7 +186,9 @@ class HardeningFit final : public ModelFit {
     given.assign(problem.parameters.size(), std::numeric_limits<double>::quiet_NaN());
   }
 
-  Minimum Minimise() override { return Fit::Minimise(problem, Starts()); }
+  Minimum Minimise() override {
+    return fitted_.starts == nullptr ? MinimiseInParts() : Fit::Minimise(problem, Starts());
+  }
 
   void RequirePlainOptions() const override {
     throw Error(ErrorKind::BadInput, "no exported function fits hardening laws; use the best fit");
@@ -167,9 +201,85 @@ class HardeningFit final : public ModelFit {
     };
   }
 
-  void Complete(const Minimum&, Result& result) override { result.measures.unit = data_.stressUnit; }
+  void Complete(const Minimum&, Result& result) override {
+    result.measures.unit = data_.stressUnit;
+    if (!parts_.empty()) TakeParts(result);
+  }
 
  private:
+  /// What concerns the parameters of one of the two laws.
+  template <class Value>
+  static std::map<std::string, Value> Of(const std::vector<const char*>& names,
+                                         const std::map<std::string, Value>& values) {
+    std::map<std::string, Value> own;
+    for (const char* name : names) {
+      const auto found = values.find(name);
+      if (found != values.end()) own.insert(*found);
+    }
+    return own;
+  }
+
+  /// All seven together are not to be told apart: the two laws by themselves, then their shares.
+  Minimum MinimiseInParts() {
+    Minimum minimum;
+    minimum.converged = true;
+    for (const char* law : {"swift", "voce"}) {
+      const FittedLaw part = LawCalled(law);
+      Options own;
+      own.residual = options.residual;
+      own.level = options.level;
+      own.held = Of(part.law.parameters, options.held);
+      own.start = Of(part.law.parameters, options.start);
+      own.bounds = Of(part.law.parameters, options.bounds);
+      parts_.push_back(Fit::Fit({law, 0}, data_, own));
+      for (std::size_t k = 0; k < kOfEachLaw; ++k) {
+        minimum.parameters.push_back(parts_.back().parameters[k].value);
+        minimum.atBound.push_back(false);
+      }
+      minimum.converged = minimum.converged && parts_.back().converged;
+      minimum.iterations += parts_.back().iterations;
+    }
+    const FreeOrHeld& share = problem.parameters[kShare];
+    const double found = std::isnan(given[kShare]) || !share.held ? BestShare(minimum.parameters) : given[kShare];
+    minimum.parameters.push_back(share.held ? found : std::clamp(found, share.lower, share.upper));
+    minimum.atBound.push_back(minimum.parameters.back() != found);
+    for (std::size_t k = 0; k < kShare; ++k) problem.parameters[k].held = true;
+    return minimum;
+  }
+
+  /// Of the first law, by linear least squares.
+  double BestShare(const Parameters& both) const {
+    const Curve& flow = curves.front();
+    double product = 0.0;
+    double square = 0.0;
+    for (std::size_t i = 0; i < flow.x.size(); ++i) {
+      const double voce = VoceStress(both[3], both[4], both[5], flow.x[i]);
+      const double difference = GhoshStress(both[0], both[1], both[2], 0.0, flow.x[i]) - voce;
+      const double scale = options.residual == Residual::Relative ? 1.0 / (flow.y[i] * flow.y[i]) : 1.0;
+      product += scale * difference * (flow.y[i] - voce);
+      square += scale * difference * difference;
+    }
+    return square > 0.0 ? product / square : 0.5;
+  }
+
+  /// What the fits of the two laws know of their parameters.
+  void TakeParts(Result& result) const {
+    for (std::size_t part = 0; part < parts_.size(); ++part) {
+      const std::size_t first = part * kOfEachLaw;
+      for (std::size_t i = 0; i < kOfEachLaw; ++i) {
+        result.parameters[first + i] = parts_[part].parameters[i];
+        for (std::size_t j = 0; j < kOfEachLaw; ++j) {
+          result.correlation[first + i][first + j] = parts_[part].correlation[i][j];
+          result.covariance[first + i][first + j] = parts_[part].covariance[i][j];
+        }
+      }
+    }
+    result.measures.aicc =
+        CorrectedInformation(result.measures.objective, problem.PointCount(), CountedParameters(result));
+    result.notes.push_back(
+        "w is fitted to the two laws, whose parameters and intervals are those of each law fitted by itself");
+  }
+
   /// Automatic starts with the held values put in, best first; a start by the caller comes before them.
   std::vector<Parameters> Starts() const {
     std::vector<Parameters> automatic = fitted_.starts(curves.front(), options);
@@ -188,6 +298,7 @@ class HardeningFit final : public ModelFit {
   TensileData data_;
   std::string law_;
   FittedLaw fitted_;
+  std::vector<Result> parts_;  // of swift-voce
 };
 
 boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, const std::string& law) {
@@ -235,6 +346,41 @@ const Model kHockettSherby{.info = Info("hockett-sherby", "Hockett and Sherby", 
                            .fit = [](const Tests& tests, int) { return MakeFit(tests, "hockett-sherby"); },
                            .restore = Restore};
 
+const Model kVoce{.info = Info("voce", "Voce", "stress = s0 + q (1 - exp(-b e))", "Voce 1948"),
+                  .parameters = [](int) { return ParametersOf("voce"); },
+                  .fit = [](const Tests& tests, int) { return MakeFit(tests, "voce"); },
+                  .restore = Restore};
+
+const Model kSwiftVoce{
+    .info = Info("swift-voce", "Swift and Voce", "stress = w K (e0 + e)^n + (1 - w) (s0 + q (1 - exp(-b e)))",
+                 "Swift 1952, Voce 1948"),
+    .parameters = [](int) { return ParametersOf("swift-voce"); },
+    .fit = [](const Tests& tests, int) { return MakeFit(tests, "swift-voce"); },
+    .restore = Restore};
+
+const HardeningLaw kVoceLaw{
+    "voce",
+    {"s0", "q", "b"},
+    [](std::span<const double> c, double strain) { return VoceStress(c[0], c[1], c[2], strain); },
+    [](std::span<const double> c, double strain, std::span<double> gradient) {
+      VoceGradient(c[1], c[2], strain, gradient);
+    }};
+
+const HardeningLaw kSwiftVoceLaw{
+    "swift-voce",
+    {"K", "e0", "n", "s0", "q", "b", "w"},
+    [](std::span<const double> c, double strain) {
+      return c[6] * GhoshStress(c[0], c[1], c[2], 0.0, strain) + (1.0 - c[6]) * VoceStress(c[3], c[4], c[5], strain);
+    },
+    [](std::span<const double> c, double strain, std::span<double> gradient) {
+      double swift[4];
+      GhoshGradient(c[0], c[1], c[2], strain, swift);
+      VoceGradient(c[4], c[5], strain, gradient.subspan(3, 3));
+      for (std::size_t k = 0; k < 3; ++k) gradient[k] = c[6] * swift[k];
+      for (std::size_t k = 3; k < 6; ++k) gradient[k] *= 1.0 - c[6];
+      gradient[6] = GhoshStress(c[0], c[1], c[2], 0.0, strain) - VoceStress(c[3], c[4], c[5], strain);
+    }};
+
 const HardeningLaw kGhoshLaw{
     "ghosh",
     {"K", "e0", "n", "p"},
@@ -259,7 +405,7 @@ Result FitHardening(const std::string& law, const TensileData& data, const Optio
 std::vector<std::string> HardeningConstants(const std::string& law) {
   if (law == "table") return {};
   const auto& names = LawCalled(law).law.parameters;
-  return {names, names + (law == "swift" ? 3 : 4)};
+  return {names.begin(), names.end() - (law == "swift" ? 1 : 0)};
 }
 
 }  // namespace Xem::Fit

@@ -29,6 +29,8 @@
   MODEL(kSwift)               \
   MODEL(kGhosh)               \
   MODEL(kHockettSherby)       \
+  MODEL(kVoce)                \
+  MODEL(kSwiftVoce)           \
   /* yield criteria of forming limits */ \
   MODEL(kVonMises)            \
   MODEL(kHill1979)            \
