@@ -58,15 +58,10 @@ const Panel = (() => {
     const span = extent.max - extent.min;
     const near = axis === "y" && !logarithmic && span > 0 ? [extent.min - span, extent.max + span] : [];
     for (const curve of curves) {
-<<<<<<< HEAD
-      for (const line of [curve.stable, curve.unstable, curve.lower, curve.upper]) {
-        if (!logarithmic || nothingMeasured) extent.add(line[side], ...near);
-=======
       // A line that was computed has no points to run away from.
       const isComputed = !isDrawn(curve.points);
-      for (const line of [curve.stable, curve.unstable]) {
+      for (const line of [curve.stable, curve.unstable, curve.lower, curve.upper]) {
         if (!logarithmic || isComputed) extent.add(line[side], ...(isComputed ? [] : near));
->>>>>>> tool
       }
     }
     if (fromZero && !logarithmic) extent.add([0]);

@@ -80,7 +80,7 @@ TEST(HardeningFit, RecoversPlantedConstants) {
     const Fit::Result both = Fit::FitHardening("swift-voce", data);
     EXPECT_NEAR(both.Value("w"), law == "swift" ? 1.0 : 0.0, 1e-9);
     for (const Fit::Parameter& parameter : result.parameters) {
-      if (parameter.name != "p") EXPECT_EQ(both.Value(parameter.name), parameter.value);
+      EXPECT_TRUE(parameter.name == "p" || both.Value(parameter.name) == parameter.value) << parameter.name;
     }
     const std::vector<double> halves{500.0, 0.01, 0.2, 200.0, 150.0, 12.0, 0.5};
     EXPECT_NEAR(Fit::FlowStress({"swift-voce", halves, {}}, 0.1),
@@ -125,7 +125,7 @@ TEST(HardeningFit, HoldsAndStartsByName) {
   EXPECT_TRUE(result.parameters[3].held);
   options.held = {{"si", 1.0}};
   EXPECT_EQ(KindOf([&] { Fit::FitHardening("ghosh", Sgcc("00"), options); }), ErrorKind::BadInput);
-  EXPECT_EQ(KindOf([&] { Fit::FitHardening("voce", Sgcc("00")); }), ErrorKind::BadInput);
+  EXPECT_EQ(KindOf([&] { Fit::FitHardening("ludwik", Sgcc("00")); }), ErrorKind::BadInput);
   options = {};
   options.engine = Fit::Engine::Export;
   EXPECT_EQ(KindOf([&] { Fit::FitHardening("ghosh", Sgcc("00"), options); }), ErrorKind::BadInput);

@@ -180,7 +180,7 @@ const std::vector<Complaint> kComplaints{
     {"retention fit --grading a.csv", "sieve_mm,passing\n1,100\n", kBadData, {"grading"}},
     // forming limits
     {"forming curve", "", kUsage, {"--hardening"}},
-    {"forming curve --hardening voce:1,2", "", kUsage, {"there is no law \"voce\""}},
+    {"forming curve --hardening ludwik:1,2", "", kUsage, {"there is no law \"ludwik\""}},
     {"forming curve --hardening ghosh:1,2", "", kUsage, {"ghosh:K,e0,n,p"}},
     {"forming curve --hardening ghosh:500,a,0.2,0", "", kUsage, {"e0: \"a\" is not a number"}},
     {"forming curve --hardening ghosh:-500,0,0.2,0", "", kUsage, {"K = -500 must be above 0"}},
@@ -197,7 +197,7 @@ const std::vector<Complaint> kComplaints{
     {kForming + " --limits a.csv", kGood, kBadData, {"minor_strain"}},
     {"forming curve --tensile a.csv", kGood, kBadData, {"--strain-measure"}},
     {"forming curve --tensile a.csv", "plastic_strain,true_stress_MPa\n.01,200\n.02,210\n", kBadData, {"at least"}},
-    {"forming curve --tensile a.csv --strain-measure true --law voce", kGood, kUsage, {"there is no model \"voce\""}},
+    {"forming curve --tensile a.csv --strain-measure true --law ludwik", kGood, kUsage, {"there is no model \"ludwik\""}},
     {"forming curve --tensile " + kSheet + "@angle_deg", "", kBadData, {"angle_deg"}},
     {"forming curve --tensile " + kSheet + "@angle_deg=30", "", kBadData, {"angle_deg"}},
 };

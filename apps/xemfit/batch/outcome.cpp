@@ -147,18 +147,10 @@ Outcome::Curve CurveFrom(const Json& all) {
   return curve;
 }
 
-/// The data pushed it there: neither the caller nor the model holds it. The notes tell.
-bool IsAtBound(const Fit::Result& result, const Fit::Parameter& parameter) {
-  const auto tellsIt = [&](const std::string& note) {
-    return note.starts_with(parameter.name + " = ") && note.find("at the bound of its range") != std::string::npos;
-  };
-  return parameter.held && std::any_of(result.notes.begin(), result.notes.end(), tellsIt);
-}
-
 /// A content that was found to be 0 is as good as one that was held there, and what is held need not be identified.
-std::string DoubtAbout(const Fit::Result& result, const Fit::Parameter& parameter) {
+std::string DoubtAbout(const Fit::Parameter& parameter) {
   if (!parameter.identifiable && !parameter.held) return "not identifiable";
-  return IsAtBound(result, parameter) && parameter.value != 0.0 ? "at its bound" : "";
+  return parameter.atBound && parameter.value != 0.0 ? "at its bound" : "";
 }
 
 }  // namespace
@@ -198,7 +190,7 @@ Outcome OutcomeOf(const Report& report) {
   outcome.unit = measures.unit;
   outcome.relative = result.residual == Fit::Residual::Relative;
   for (const Fit::Parameter& one : result.parameters) {
-    outcome.parameters.push_back({one.name, one.unit, one.value, one.standardError, DoubtAbout(result, one)});
+    outcome.parameters.push_back({one.name, one.unit, one.value, one.standardError, DoubtAbout(one)});
   }
   for (const auto& [name, value] : result.derived) {
     const auto unit = result.derivedUnits.find(name);

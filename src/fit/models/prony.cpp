@@ -603,6 +603,7 @@ class PronyFit final : public ModelFit {
     double sum = 0.0;
     for (int i = 0; i < terms; ++i) sum += minimum.parameters[i];
     result.derived["g_infinity"] = 1.0 - sum;
+    if (Raw()) result.measures.unit = data_.modulusUnit;
     if (data_.normalise == Normalise::Nothing) return;
     const double modulus = Raw() ? minimum.parameters.back() : modulus_;
     result.derived["instantaneous_modulus"] = modulus;
