@@ -197,7 +197,10 @@ const std::vector<Complaint> kComplaints{
     {kForming + " --limits a.csv", kGood, kBadData, {"minor_strain"}},
     {"forming curve --tensile a.csv", kGood, kBadData, {"--strain-measure"}},
     {"forming curve --tensile a.csv", "plastic_strain,true_stress_MPa\n.01,200\n.02,210\n", kBadData, {"at least"}},
-    {"forming curve --tensile a.csv --strain-measure true --law ludwik", kGood, kUsage, {"there is no model \"ludwik\""}},
+    {"forming curve --tensile a.csv --strain-measure true --law ludwik",
+     kGood,
+     kUsage,
+     {"there is no model \"ludwik\""}},
     {"forming curve --tensile " + kSheet + "@angle_deg", "", kBadData, {"angle_deg"}},
     {"forming curve --tensile " + kSheet + "@angle_deg=30", "", kBadData, {"angle_deg"}},
 };
