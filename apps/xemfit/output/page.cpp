@@ -243,10 +243,11 @@ std::string StabilitySection(const Fit::Result& result) {
              limit("equibiaxial_tension", limits.equibiaxialTension)});
   table.Add({"pure shear", limit("pure_shear_compression", limits.pureShearCompression),
              limit("pure_shear_tension", limits.pureShearTension)});
-  return Section("stability", "Stability",
-                 Paragraph("Nominal strains at which the material tangent stops being positive definite" +
-                           std::string(limits.intervals.empty() ? "." : ", with their 95 % intervals.")) +
-                     table.Text() + (limits.text.empty() || !limits.intervals.empty() ? "" : Prose(limits.text)));
+  return Section(
+      "stability", "Stability",
+      Paragraph("Nominal strains at which the material tangent stops being positive definite" +
+                (limits.intervals.empty() ? "." : ", with their " + Percent(result.options.level) + " intervals.")) +
+          table.Text() + (limits.text.empty() || !limits.intervals.empty() ? "" : Prose(limits.text)));
 }
 
 std::string CorrelationCell(double value) {

@@ -84,8 +84,8 @@ std::string Derived(const Fit::Result& result) {
   return '\n' + table.Text();
 }
 
-std::string LimitTable(const Fit::Stability& limits) {
-  TextTable table({{"Stability limit", Align::Left}, {"Strain"}, {"95 % from"}, {"to"}});
+std::string LimitTable(const Fit::Stability& limits, double level) {
+  TextTable table({{"Stability limit", Align::Left}, {"Strain"}, {Percent(level) + " from"}, {"to"}});
   const auto add = [&](const char* label, const std::string& name, double limit) {
     const auto found = limits.intervals.find(name);
     if (found == limits.intervals.end()) {
@@ -111,7 +111,7 @@ std::string LimitTable(const Fit::Stability& limits) {
 std::string StabilityText(const Fit::Result& result) {
   if (!result.stability || result.stability->text.empty()) return "";
   // Four digits that the interval does not bear out would only mislead.
-  if (!result.stability->intervals.empty()) return '\n' + LimitTable(*result.stability);
+  if (!result.stability->intervals.empty()) return '\n' + LimitTable(*result.stability, result.options.level);
   const std::string& text = result.stability->text;
   return '\n' + text + (text.back() == '\n' ? "" : "\n");
 }

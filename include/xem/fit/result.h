@@ -144,8 +144,9 @@ struct Stability {
   double pureShearTension = std::numeric_limits<double>::quiet_NaN();
   double pureShearCompression = std::numeric_limits<double>::quiet_NaN();
   std::string text;  ///< the report in the system's own words
-  /// 95 % intervals of the limits by name, such as "uniaxial_tension", from the covariance of a fit's parameters. An
-  /// infinite end: the data allow that there is no limit. Limits without an entry are as sure as the parameters given.
+  /// Intervals of the limits, of the level of the fit, by name, such as "uniaxial_tension", from the covariance of a
+  /// fit's parameters. An infinite end: the data allow that there is no limit. Limits without an entry are as sure as
+  /// the parameters given.
   std::map<std::string, StabilityInterval> intervals;
   bool Stable() const;
 };
