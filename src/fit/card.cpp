@@ -323,8 +323,8 @@ std::string MaterialCard(const Result& result, const std::string& target, const 
   const std::string called = MaterialName(name, result.model);
   const std::string unit = StressUnit(result);
   const auto head = [&](const std::string& comment) {
-    return comment + ' ' + called + ": " + model.info.title + " (" + model.info.source + "), fitted by xemfit " +
-           result.version + '\n' + comment + ' ' +
+    return comment + ' ' + called + ": " + model.info.title + " (" + model.info.source + "), fitted by xemfit" +
+           (result.version.empty() ? "" : " " + result.version) + '\n' + comment + ' ' +
            (unit.empty() ? "stresses in the unit of the fit" : "stresses in " + unit) + '\n';
   };
   if (target == "calculix") return Calculix(model, result, called, head("**"));

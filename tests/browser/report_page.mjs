@@ -98,7 +98,7 @@ async function checkContents(page) {
   assert.match(await page.evaluate(() => document.title), /polynomial:2/);
   for (const [section, text] of [
     ["figure", "Measured and fitted"], ["parameters", "C11"], ["curves", "equibiaxial"], ["correlation", "1.00"],
-    ["reproduce", "--model polynomial:2"],
+    ["reproduce", "--model polynomial:2"], ["use", "initial shear modulus"],
   ]) {
     const shown = await page.evaluate((id) => document.getElementById(id).innerText, section);
     assert.ok(shown.includes(text), `section ${section} shows ${text}`);

@@ -17,6 +17,7 @@
 #include "output/plot.h"
 #include "page_assets.h"
 #include "text.h"
+#include "xem/fit/card.h"
 #include "xem/version.h"
 
 namespace Xem::Tool {
@@ -289,6 +290,23 @@ std::string Notes(const Fit::Result& result) {
   return Section("notes", "Notes", "<ul>\n" + items + "</ul>\n");
 }
 
+/// The model as other programs take it; targets that cannot express it are left out.
+std::string UseIt(const Fit::Result& result) {
+  std::string cards;
+  for (const std::string& target : Fit::CardTargets()) {
+    try {
+      const std::string card = Fit::MaterialCard(result, target);
+      const std::string pre = "<pre class=\"card\">" + Escaped(card) + "</pre>\n";
+      cards += target == "text" ? pre
+                                : "<details><summary>" + std::string(target == "ufl" ? "UFL" : "CalculiX") +
+                                      "</summary>\n" + pre + "</details>\n";
+    } catch (const Fit::Error&) {
+      continue;
+    }
+  }
+  return cards.empty() ? "" : Section("use", "Use it", cards);
+}
+
 std::string Blocks(const std::string& id, const std::string& title, const std::vector<std::string>& texts) {
   std::string blocks;
   for (const std::string& text : texts) blocks += Block(text);
@@ -301,7 +319,7 @@ std::string Contents(const Report& report) {
   const std::string details = Blocks("details", "Details", report.appendices);
   if (!report.fitted) return overview + details + Notes(result);
   return overview + Parameters(result) + Derived(result) + Curves(result) + StabilitySection(result) + details +
-         Dropped(result) + Notes(result) + Correlation(result);
+         Dropped(result) + Notes(result) + Correlation(result) + UseIt(result);
 }
 
 // --- the charts
