@@ -7,7 +7,7 @@ import pathlib
 import subprocess
 import sys
 
-STANDARDS = {"xem": [11, 14, 17, 20], "xem/fit": [17, 20]}
+STANDARDS = {"xem": [11, 17, 20], "xem/fit": [17, 20]}
 FLAGS = "-fsyntax-only -Wall -Wextra -Wpedantic -Wconversion -Werror -x c++ -".split()
 
 include = pathlib.Path(sys.argv[1]) / "include"
