@@ -42,6 +42,27 @@ struct OgdenArguments {
 };
 inline constexpr double kLargestOgdenLogarithm = 350.0;
 
+/// Term C_ij (I1 - 3)^i (I2 - 3)^j of a strain energy.
+struct PolynomialTerm {
+  int i;
+  int j;
+};
+
+/// Polynomial strain energy (testdata/strain_energy.h): what its points are known by, and derivatives by the
+/// coefficients. Terms are of a total degree up to `order`, which is at most kLargestPolynomialOrder. Without
+/// coefficients there are derivatives alone.
+struct PolynomialArguments {
+  std::size_t order;
+  std::size_t termCount;
+  const PolynomialTerm* terms;
+  const double* coefficients;
+  const double* i1;  // I1 - 3
+  const double* i2;  // I2 - 3
+  const double* w1;  // the stress is w1 dW/dI1 + w2 dW/dI2
+  const double* w2;
+};
+inline constexpr int kLargestPolynomialOrder = 64;
+
 /// Power-law stiffness (dynamic/stiffness_damping_law.h), derivatives by reference strain and exponent. Of each point
 /// the strain form has ln(1 / R - 1) and the factor 1 / (2 R), the stress form ln(2 x).
 struct PowerLawArguments {
@@ -60,6 +81,7 @@ struct Kernels {
   void (*log)(std::size_t count, const double* x, double* result);
   void (*prony)(const PronyArguments& series, const KernelBlock& block);
   void (*ogden)(const OgdenArguments& series, const KernelBlock& block);
+  void (*polynomial)(const PolynomialArguments& energy, const KernelBlock& block);
 
   void (*powerLawStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
