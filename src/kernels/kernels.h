@@ -96,8 +96,10 @@ struct Kernels {
   void (*multiply)(std::size_t count, const double* factors, double* x);
   /// Adds the inner product of columns i and j, for i <= j, to sum i + j columnCount; what stands below the diagonal of
   /// this square means nothing. A sum is spread over kLaneSumLength numbers until the points are through. It does not
-  /// depend on the other columns, nor on the lengths of blocks that are multiples of kLaneSumLength.
-  void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums);
+  /// depend on the other columns, nor on the lengths of blocks that are multiples of kLaneSumLength. With `fresh` sums
+  /// begin at zero, whatever stands there.
+  void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
+                      bool fresh);
   /// Makes numbers of the sums of columns `from` ... columnCount - 1.
   void (*totals)(const double* sums, std::size_t columnCount, std::size_t from, double* totals);
 

@@ -125,9 +125,9 @@ TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
         for (double& entry : column) entry = draw(random);
         columns.push_back(column.data());
       }
-      std::vector<double> sums(width * width * kLaneSumLength);
-      GetParam()->addProducts(count, columns.data(), width, sums.data());
-      GetParam()->addProducts(count, columns.data(), width, sums.data());
+      std::vector<double> sums(width * width * kLaneSumLength, std::nan(""));
+      GetParam()->addProducts(count, columns.data(), width, sums.data(), true);
+      GetParam()->addProducts(count, columns.data(), width, sums.data(), false);
       std::vector<double> totals(width * width);
       GetParam()->totals(sums.data(), width, 0, totals.data());
       for (std::size_t j = 0; j < width; ++j) {
