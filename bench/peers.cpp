@@ -1,6 +1,7 @@
 // Whole calls of the exports against general solvers on the same problem: same start, and for the solvers the loosest
 // tolerance that reaches the same sum of squares. Processor time, in turns, best of them; ratios above 1 are in favour
-// of the export. Usage: peers; peers prony TERMS REPEATS FILE...: the fit layer over files of (time, ratio) alone.
+// of the export. Usage: peers [TEXT], workloads whose name contains the text; peers prony TERMS REPEATS FILE...: the
+// fit layer over files of (time, ratio) alone.
 #include <cminpack.h>
 #include <gsl/gsl_errno.h>
 #include <gsl/gsl_multifit_nlinear.h>
@@ -30,6 +31,11 @@ namespace Xem::Bench {
 namespace {
 
 using namespace MaterialUtil;
+
+/// What the names of workloads must contain.
+std::string wanted;
+
+bool IsWanted(const std::string& workload) { return workload.find(wanted) != std::string::npos; }
 
 /// Seconds of one call, repeated until the clock can tell.
 double SecondsOf(const std::function<void()>& call) {
@@ -220,6 +226,7 @@ Problem PronyProblem(const Points& curve, std::size_t terms) {
 
 /// `fits` curves, fitted one after the other.
 void Prony(const std::string& workload, int points, std::size_t terms, int fits = 1) {
+  if (!IsWanted(workload)) return;
   std::mt19937 generator(1944);
   std::vector<Problem> problems;
   std::vector<PointArray> curves;
@@ -255,6 +262,7 @@ Points Read(const std::string& path) {
 
 /// Ogden over uniaxial, equibiaxial and pure shear curves.
 void Ogden(const std::string& workload, const Points (&tests)[3], std::size_t terms) {
+  if (!IsWanted(workload)) return;
   struct Point {
     double stretch, stress, lateral;
   };
@@ -339,6 +347,8 @@ void LongOgden(int points, std::size_t terms) {
 
 /// Power-law stiffness in the stress form, 1 / (1 + (2 x / gr)^a) at x = R gamma.
 void Stiffness(int points) {
+  const std::string workload = "power-law stiffness, " + std::to_string(points) + " points";
+  if (!IsWanted(workload)) return;
   std::mt19937 generator(1970);
   std::normal_distribution<double> noise(0.0, 0.01);
   Points curve;
@@ -373,12 +383,13 @@ void Stiffness(int points) {
       jacobian[i * byPoint + byParameter] = factor * std::log(base);
     }
   };
-  Row("power-law stiffness, " + std::to_string(points) + " points", {problem}, call,
-      {{fitted[0], ExponentOfLargestDamping(fitted[1])}});
+  Row(workload, {problem}, call, {{fitted[0], ExponentOfLargestDamping(fitted[1])}});
 }
 
 /// Against LAPACK's dgelss over a matrix that is there already.
 void Polynomial(std::int32_t points) {
+  const std::string workload = "polynomial of order 3, " + std::to_string(points) + " rows";
+  if (!IsWanted(workload)) return;
   const Points curve = RubberCurve(points);
   const Matrix design = RubberDesign(curve);
   PlainSolve plain(points, design.Columns());
@@ -404,9 +415,8 @@ void Polynomial(std::int32_t points) {
     for (const auto& point : curve) b.push_back(point.second);
     best[1] = std::min(best[1], Seconds([&] { plain.Run(copy, b); }));
   }
-  std::printf("%-44s %10.4g ms | dgelss %.2f | %.0f bytes per point\n",
-              ("polynomial of order 3, " + std::to_string(points) + " rows").c_str(), 1e3 * best[0], best[1] / best[0],
-              bytes);
+  std::printf("%-44s %10.4g ms | dgelss %.2f | %.0f bytes per point\n", workload.c_str(), 1e3 * best[0],
+              best[1] / best[0], bytes);
 }
 
 /// The march as it is written down, powers and all; phi and what else does not change between turns is kept.
@@ -474,6 +484,7 @@ struct PlainMarch {
 };
 
 void FormingLimit(const char* workload, double r, double m, const DoubleArray& hardening) {
+  if (!IsWanted(workload)) return;
   const DoubleArray settings = Numbers({201.0, 1e-4, 0.01});
   const DoubleArray anisotropy = r == 0.0 ? Numbers({}) : Numbers({r, m});
   PointArray curve;
@@ -546,5 +557,6 @@ int main(int count, char** arguments) {
   if (words.size() > 3 && words[0] == "prony") {
     return Xem::Bench::FitFiles(std::stoi(words[1]), std::stoi(words[2]), {words.begin() + 3, words.end()});
   }
+  if (!words.empty()) Xem::Bench::wanted = words[0];
   Xem::Bench::Everything();
 }

@@ -37,14 +37,35 @@ __attribute__((noinline)) V ExpAtTheEnds(V mantissa, Bits n, V x) {
   return Where(x != x, x, scaled);
 }
 
-/// exp(x) = 2^n exp(r), n the whole number next to x / ln 2; (exp(r) - 1 - r) / r^2 by a polynomial whose error is
-/// 4e-18 of exp(r).
-XEM_INLINE V Exp(V x) {
+/// exp(x) is a normal number up to here and down to the opposite.
+inline constexpr double kAlwaysNormal = 708.0;
+
+/// exp(x) = 2^n mantissa.
+struct ScaledExp {
+  V mantissa;
+  Bits n;
+};
+
+/// mantissa = exp(r), n the whole number next to x / ln 2; (exp(r) - 1 - r) / r^2 by a polynomial whose error is 4e-18
+/// of exp(r).
+XEM_INLINE ScaledExp Reduce(V x) {
   static constexpr double kSeries[] = {0.5000000000000011,    0.1666666666666641,    0.04166666666652979,
                                        0.008333333333494964,  0.0013888888943742125, 0.000198412695057343,
                                        2.480149296915225e-05, 2.755758689503598e-06, 2.7630299117547675e-07,
                                        2.4999974478994333e-08};
-  constexpr double kAlwaysNormal = 708.0;
+  const V rounded = Fma(x, Set(kLog2E), Set(kRounder));
+  const V whole = rounded - kRounder;
+  const V r = Fma(whole, Set(-kLn2Low), Fma(whole, Set(-kLn2High), x));
+  return {Fma(Polynomial(r, kSeries), r * r, r) + 1.0, (Bits)rounded - (Bits)Set(kRounder)};
+}
+
+/// exp(x) where no x is beyond kAlwaysNormal.
+XEM_INLINE V ExpInside(V x) {
+  const ScaledExp e = Reduce(x);
+  return (V)((Bits)e.mantissa + (e.n << 52));
+}
+
+XEM_INLINE V Exp(V x) {
   const Bits ends = ~(Magnitude(x) <= kAlwaysNormal);  // NaN, too
   V inside = x;
   const bool anyEnd = Any(ends);
@@ -52,13 +73,9 @@ XEM_INLINE V Exp(V x) {
     inside = Where(x > 710.0, Set(710.0), Where(x < -746.0, Set(-746.0), x));  // infinite and zero from there on
     inside = Where(x != x, Set(0.0), inside);
   }
-  const V rounded = Fma(inside, Set(kLog2E), Set(kRounder));
-  const V whole = rounded - kRounder;
-  const V r = Fma(whole, Set(-kLn2Low), Fma(whole, Set(-kLn2High), inside));
-  const V mantissa = Fma(Polynomial(r, kSeries), r * r, r) + 1.0;
-  const Bits n = (Bits)rounded - (Bits)Set(kRounder);
-  if (__builtin_expect(anyEnd, false)) return ExpAtTheEnds(mantissa, n, x);
-  return (V)((Bits)mantissa + (n << 52));
+  const ScaledExp e = Reduce(inside);
+  if (__builtin_expect(anyEnd, false)) return ExpAtTheEnds(e.mantissa, e.n, x);
+  return (V)((Bits)e.mantissa + (e.n << 52));
 }
 
 /// ln x = e ln 2 + ln(1 + f) with 1 + f within sqrt(1/2) ... sqrt(2) and s = f / (2 + f):

@@ -42,6 +42,27 @@ struct OgdenArguments {
 };
 inline constexpr double kLargestOgdenLogarithm = 350.0;
 
+/// Term C_ij (I1 - 3)^i (I2 - 3)^j of a strain energy.
+struct PolynomialTerm {
+  int i;
+  int j;
+};
+
+/// Polynomial strain energy (testdata/strain_energy.h): what its points are known by, and derivatives by the
+/// coefficients. Terms are of a total degree up to `order`, which is at most kLargestPolynomialOrder. Without
+/// coefficients there are derivatives alone.
+struct PolynomialArguments {
+  std::size_t order;
+  std::size_t termCount;
+  const PolynomialTerm* terms;
+  const double* coefficients;
+  const double* i1;  // I1 - 3
+  const double* i2;  // I2 - 3
+  const double* w1;  // the stress is w1 dW/dI1 + w2 dW/dI2
+  const double* w2;
+};
+inline constexpr int kLargestPolynomialOrder = 64;
+
 /// Power-law stiffness (dynamic/stiffness_damping_law.h), derivatives by reference strain and exponent. Of each point
 /// the strain form has ln(1 / R - 1) and the factor 1 / (2 R), the stress form ln(2 x).
 struct PowerLawArguments {
@@ -60,6 +81,7 @@ struct Kernels {
   void (*log)(std::size_t count, const double* x, double* result);
   void (*prony)(const PronyArguments& series, const KernelBlock& block);
   void (*ogden)(const OgdenArguments& series, const KernelBlock& block);
+  void (*polynomial)(const PolynomialArguments& energy, const KernelBlock& block);
 
   void (*powerLawStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
@@ -74,8 +96,10 @@ struct Kernels {
   void (*multiply)(std::size_t count, const double* factors, double* x);
   /// Adds the inner product of columns i and j, for i <= j, to sum i + j columnCount; what stands below the diagonal of
   /// this square means nothing. A sum is spread over kLaneSumLength numbers until the points are through. It does not
-  /// depend on the other columns, nor on the lengths of blocks that are multiples of kLaneSumLength.
-  void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums);
+  /// depend on the other columns, nor on the lengths of blocks that are multiples of kLaneSumLength. With `fresh` sums
+  /// begin at zero, whatever stands there.
+  void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
+                      bool fresh);
   /// Makes numbers of the sums of columns `from` ... columnCount - 1.
   void (*totals)(const double* sums, std::size_t columnCount, std::size_t from, double* totals);
 

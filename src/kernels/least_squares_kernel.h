@@ -34,10 +34,12 @@ void Multiply(std::size_t count, const double* factors, double* x) {
 /// Products of a few columns with a few others. An accumulator each: side by side they do not wait for one another.
 template <std::size_t kRows, std::size_t kColumns>
 void AddTile(std::size_t count, const double* const* rows, const double* const* columns, double* sums,
-             std::size_t leadingDimension) {
+             std::size_t leadingDimension, bool fresh) {
   V tile[kColumns][kRows];
   for (std::size_t c = 0; c < kColumns; ++c) {
-    for (std::size_t r = 0; r < kRows; ++r) tile[c][r] = LaneSum(c * leadingDimension + r).Load(sums);
+    for (std::size_t r = 0; r < kRows; ++r) {
+      tile[c][r] = fresh ? Set(0.0) : LaneSum(c * leadingDimension + r).Load(sums);
+    }
   }
   const auto add = [&](auto load) XEM_INLINE_LAMBDA {
     V row[kRows];
@@ -62,12 +64,12 @@ void AddTile(std::size_t count, const double* const* rows, const double* const* 
 
 template <std::size_t kColumns>
 void AddColumns(std::size_t count, const double* const* columns, std::size_t column, double* sums,
-                std::size_t leadingDimension) {
+                std::size_t leadingDimension, bool fresh) {
   std::size_t row = 0;
   const std::size_t end = column + kColumns;
   const auto tile = [&](auto add) {
     double* const begin = sums + (column * leadingDimension + row) * kLaneSumLength;
-    add(count, columns + row, columns + column, begin, leadingDimension);
+    add(count, columns + row, columns + column, begin, leadingDimension, fresh);
   };
   for (; row + 4 <= end; row += 4) tile(AddTile<4, kColumns>);
   if (end - row == 1) tile(AddTile<1, kColumns>);
@@ -75,10 +77,10 @@ void AddColumns(std::size_t count, const double* const* columns, std::size_t col
   if (end - row == 3) tile(AddTile<3, kColumns>);
 }
 
-void AddProducts(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums) {
+void AddProducts(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums, bool fresh) {
   std::size_t column = 0;
-  for (; column + 2 <= columnCount; column += 2) AddColumns<2>(count, columns, column, sums, columnCount);
-  if (column < columnCount) AddColumns<1>(count, columns, column, sums, columnCount);
+  for (; column + 2 <= columnCount; column += 2) AddColumns<2>(count, columns, column, sums, columnCount, fresh);
+  if (column < columnCount) AddColumns<1>(count, columns, column, sums, columnCount, fresh);
 }
 
 /// Halves and halves again: the additions of one sum do not wait for one another.

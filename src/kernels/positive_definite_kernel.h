@@ -7,7 +7,7 @@ namespace Xem::MaterialUtil {
 namespace {
 
 /// L D L^T of A + damping diag A, column by column. Returns false when a pivot is not well clear of rounding.
-bool SolvePositiveDefinite(std::size_t n, const double* a, double damping, double* x) {
+XEM_INLINE bool FactoriseAndSolve(std::size_t n, const double* a, double damping, double* x) {
   // Elimination leaves a pivot with an error of a few roundings of the diagonal entry that it came from. Pivots above
   // this share of theirs keep five digits and more; all of a matrix of which no column is nearly dependent do.
   constexpr double kClear = 1e-10;
@@ -54,6 +54,20 @@ bool SolvePositiveDefinite(std::size_t n, const double* a, double damping, doubl
     x[j] = sum * inverses[j];
   }
   return true;
+}
+
+/// The usual orders have code of their own, without loops.
+bool SolvePositiveDefinite(std::size_t n, const double* a, double damping, double* x) {
+  switch (n) {
+    case 2:
+      return FactoriseAndSolve(2, a, damping, x);
+    case 4:
+      return FactoriseAndSolve(4, a, damping, x);
+    case 6:
+      return FactoriseAndSolve(6, a, damping, x);
+    default:
+      return FactoriseAndSolve(n, a, damping, x);
+  }
 }
 
 }  // namespace

@@ -54,10 +54,10 @@ void PowerLawRatios(const PowerLawArguments& law, const KernelBlock& block) {
     const V ratio = 1.0 / (1.0 + power);
     at.Store(ratio, block.model);
     if (!block.derivatives.first) return;
-    const V slope = ratio / (1.0 + 1.0 / power);  // 1 - R without cancellation
-    at.Store(a * slope / gr, Column(block, 0));
-    at.Store(Where(slope == 0.0, Set(0.0), -logArgument * slope),
-             Column(block, 1));  // flat beyond the range of numbers
+    // 1 - R without cancellation; the law is flat beyond the range of numbers.
+    const V slope = Where(ratio == 0.0, Set(0.0), ratio * (power * ratio));
+    at.Store((a / gr) * slope, Column(block, 0));
+    at.Store(Where(slope == 0.0, Set(0.0), -logArgument * slope), Column(block, 1));
   });
 }
 

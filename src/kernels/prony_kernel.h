@@ -6,8 +6,11 @@
 namespace Xem::MaterialUtil {
 namespace {
 
-/// exp(-x) is below all normal numbers from here on, and slow to say so.
-inline constexpr double kGone = 708.0;
+/// exp(-x), and 0 where that is below all normal numbers, which is slow to say.
+__attribute__((noinline)) V Remainder(V ratio) {
+  const Bits gone = ratio > kAlwaysNormal;
+  return Where(gone, Set(0.0), Exp(Where(gone, Set(0.0), -ratio)));
+}
 
 /// g(t) = 1 - sum_k g_k (1 - exp(-t / tau_k))
 ///
@@ -23,13 +26,15 @@ XEM_INLINE void PronyModuli(const PronyArguments& series, const KernelBlock& blo
     double* const byTime = Column(block, series.terms + k);
     ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
       const V ratio = rate * at.Load(series.times);
-      const Bits gone = ratio > kGone;
-      const V remainder = Where(gone, Set(0.0), Exp(Where(gone, Set(0.0), -ratio)));
+      const bool anyEnd = Any(~(Magnitude(ratio) <= kAlwaysNormal));
+      const V remainder = __builtin_expect(anyEnd, false) ? Remainder(ratio) : ExpInside(-ratio);
       at.Store(at.Load(block.model) - g * (1.0 - remainder), block.model);
       if constexpr (kDerivatives) {
         at.Store(remainder - 1.0, byShare);
+        V slope = (g * rate) * ratio * remainder;
         // Nothing remains of a term long gone, also where the product would be 0 times infinity.
-        at.Store(Where(remainder == 0.0, Set(0.0), (g * rate) * ratio * remainder), byTime);
+        if (__builtin_expect(anyEnd, false)) slope = Where(remainder == 0.0, Set(0.0), slope);
+        at.Store(slope, byTime);
       }
     });
   }

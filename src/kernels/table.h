@@ -3,6 +3,7 @@
 #include "kernels/elementary.h"
 #include "kernels/least_squares_kernel.h"
 #include "kernels/ogden_kernel.h"
+#include "kernels/polynomial_kernel.h"
 #include "kernels/positive_definite_kernel.h"
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
@@ -19,11 +20,18 @@ void OgdenBlock(const OgdenArguments& series, const KernelBlock& block) {
   block.derivatives.first ? OgdenStresses<true>(series, block) : OgdenStresses<false>(series, block);
 }
 
+void PolynomialBlock(const PolynomialArguments& energy, const KernelBlock& block) {
+  if (!energy.coefficients) return PolynomialStresses<false, true>(energy, block);
+  block.derivatives.first ? PolynomialStresses<true, true>(energy, block)
+                          : PolynomialStresses<true, false>(energy, block);
+}
+
 constexpr Kernels kTable{
     .exp = ExpOf,
     .log = LogOf,
     .prony = PronyBlock,
     .ogden = OgdenBlock,
+    .polynomial = PolynomialBlock,
     .powerLawStrains = PowerLawStrains,
     .powerLawLogStrains = PowerLawLogStrains,
     .powerLawRatios = PowerLawRatios,

@@ -165,11 +165,12 @@ void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const F
   columns_.push_back(block_.Column(parameterCount).data());
 }
 
-void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns) {
+void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh) {
   if (!sums_.empty() && arithmetic_ == Arithmetic::Vectorised) {
-    kernels_.addProducts(count, columns.data(), columns.size(), sums_.data());
+    kernels_.addProducts(count, columns.data(), columns.size(), sums_.data(), fresh);
     return;
   }
+  if (fresh) std::ranges::fill(totals_.first(columns.size() * columns.size()), 0.0);
   for (std::size_t k = 0; k < columns.size(); ++k) {
     AddInOrder({columns[k], count}, columns.first(k + 1), totals_.data() + k * columns.size());
   }
@@ -181,17 +182,14 @@ void LevenbergMarquardtMethod::MakeTotals(std::size_t columnCount, bool ofAll) {
   kernels_.totals(sums_.data(), columnCount, ofAll ? 0 : columnCount - 1, totals_.data());
 }
 
-double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const FixedTermMask& mask,
-                                      const Equations* equations, const EarlyEnd* earlyEnd) {
-  PrepareBlocks(parameters.size(), mask);
+double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const Equations* equations,
+                                      const EarlyEnd* earlyEnd) {
   // Without equations the residuals are the only column.
   const std::span<double* const> columns = equations ? std::span(columns_) : std::span(columns_).last(1);
   const std::size_t free = columns.size() - 1;
-  const std::size_t sums = columns.size() * columns.size();
-  double& sumOfSquares = totals_[sums - 1];
-  if (!sums_.empty()) std::ranges::fill(sums_.first(sums * kLaneSumLength), 0.0);
-  std::ranges::fill(totals_.first(sums), 0.0);
+  double& sumOfSquares = totals_[columns.size() * columns.size() - 1];
 
+  bool fresh = true;
   std::size_t filled = 0;  // rows of the block, whatever curves their points belong to
   for (const auto& function : testFunctions_) {
     const std::span<const double> compared = function->Compared();
@@ -201,19 +199,21 @@ double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const 
       first += count;
       filled += count;
       if (filled < blockLength_) continue;
-      AddProducts(filled, columns);
+      AddProducts(filled, columns, std::exchange(fresh, false));
       filled = 0;
       if (!earlyEnd) continue;
       MakeTotals(columns.size(), false);
       if (earlyEnd->Reached(sumOfSquares)) return sumOfSquares;
     }
   }
-  AddProducts(filled, columns);
+  if (filled > 0 || fresh) AddProducts(filled, columns, fresh);
   MakeTotals(columns.size(), equations != nullptr);
   if (!equations) return sumOfSquares;
 
-  equations->normal.Fill(0.0);
-  std::ranges::fill(equations->gradient, 0.0);
+  if (std::cmp_less(free, equations->gradient.size())) {
+    equations->normal.Fill(0.0);
+    std::ranges::fill(equations->gradient, 0.0);
+  }
   for (std::size_t column = 0; column < free; ++column) {
     for (std::size_t row = 0; row <= column; ++row) {
       equations->normal(row, column) = equations->normal(column, row) = totals_[row + column * columns.size()];
@@ -252,11 +252,13 @@ void LevenbergMarquardtMethod::EvaluateInto(std::size_t row, const XemMaterialTe
 void LevenbergMarquardtMethod::BuildNormalEquations(std::span<const double> parameters, const FixedTermMask& mask,
                                                     Matrix& normal, std::span<double> gradient) {
   const Equations equations{normal.View(), gradient};
-  Pass(parameters, mask, &equations, nullptr);
+  PrepareBlocks(parameters.size(), mask);
+  Pass(parameters, &equations, nullptr);
 }
 
 double LevenbergMarquardtMethod::SumOfSquares(std::span<const double> parameters) {
-  return Pass(parameters, FixedTermMask(static_cast<std::int64_t>(parameters.size())), nullptr, nullptr);
+  PrepareBlocks(parameters.size(), FixedTermMask(static_cast<std::int64_t>(parameters.size())));
+  return Pass(parameters, nullptr, nullptr);
 }
 
 std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, double tolerance) {
@@ -277,7 +279,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
 
   StepSolver solver(arithmetic_);
 
-  double error = Pass(trial, mask_, &accepted, nullptr);
+  PrepareBlocks(parameters.size(), mask_);
+  double error = Pass(trial, &accepted, nullptr);
   double damping = kInitialDamping;
   std::int32_t small = 0;
   std::int32_t rejectedInARow = 0;
@@ -293,7 +296,7 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
     // Equations cost little beside the sum of squares, and nothing when the trial is accepted.
     const bool withEquations = !large && rejectedInARow < kUnlikely;
     const EarlyEnd earlyEnd{error, tolerance};
-    const double trialError = Pass(trial, mask_, withEquations ? &tried : nullptr, &earlyEnd);
+    const double trialError = Pass(trial, withEquations ? &tried : nullptr, &earlyEnd);
     if (SmallChange(tolerance, trialError) > std::abs(trialError - error)) ++small;
     if (trialError < error) {
       std::ranges::copy(trial, parameters.begin());
@@ -302,7 +305,7 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
         return 0;
       }
       error = trialError;
-      if (!withEquations) Pass(trial, mask_, &tried, nullptr);
+      if (!withEquations) Pass(trial, &tried, nullptr);
       std::swap(accepted, tried);
       damping *= 0.1;
       rejectedInARow = 0;

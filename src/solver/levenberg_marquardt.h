@@ -83,12 +83,11 @@ class LevenbergMarquardtMethod {
   bool EnforceConstraints(std::span<double> parameters) const;
   void PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask);
   /// Sum of squares, or what it was at an early end. With `equations`, a parameter of mask 0 each, these are complete
-  /// unless the end was early.
-  double Pass(std::span<const double> parameters, const FixedTermMask& mask, const Equations* equations,
-              const EarlyEnd* earlyEnd);
+  /// unless the end was early. Uses the prepared blocks.
+  double Pass(std::span<const double> parameters, const Equations* equations, const EarlyEnd* earlyEnd);
   void EvaluateInto(std::size_t row, const XemMaterialTestFunctionBase& function, std::span<const double> parameters,
                     std::span<const double> compared, std::size_t first, std::span<double* const> columns);
-  void AddProducts(std::size_t count, std::span<double* const> columns);
+  void AddProducts(std::size_t count, std::span<double* const> columns, bool fresh);
   void MakeTotals(std::size_t columnCount, bool ofAll);
 
   Form form_;

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "testdata/strain_energy.h"
-#include "testdata/term_batch.h"
 
 namespace Xem::MaterialUtil {
 void XemMaterialTestDataHyperelastic::SetTestData3(std::span<const _T_FUNT_BASE3> points) {
@@ -18,26 +17,19 @@ void XemMaterialTestDataHyperelastic::SetTestData(std::span<const _T_FUNT_BASE> 
 
 void XemMaterialTestDataHyperelastic::AssemblePolynomialRows(std::int32_t order, std::int32_t first,
                                                              const FixedTermMask& mask, MatrixView rows) const {
-  TermBatch batch(mode_, order);
   const auto stretches = std::as_const(curve_.abscissa).Span().subspan(first, rows.rows);
-  ForEachBatch(stretches, [&](std::size_t from, std::span<const double> some) {
-    std::int32_t column = 0;
-    batch.ForEachTermStress(some, [&](std::int32_t term, std::span<const double> values) {
-      if (mask[term] == 0) std::ranges::copy(values, rows.Column(column++).subspan(from).begin());
-    });
-  });
+  PolynomialPoints(mode_, stretches).Terms(order, mask, rows);
 }
 
 void XemMaterialTestDataHyperelastic::PolynomialStresses(std::int32_t order, std::span<const double> coefficients,
                                                          std::span<double> stresses) const {
-  TermBatch batch(mode_, order);
-  std::ranges::fill(stresses, 0.0);
-  ForEachBatch(curve_.abscissa.Span(), [&](std::size_t from, std::span<const double> some) {
-    double* sums = stresses.data() + from;
-    batch.ForEachTermStress(some, [&](std::int32_t term, std::span<const double> values) {
-      for (std::size_t p = 0; p < values.size(); ++p) sums[p] += coefficients[term] * values[p];
-    });
-  });
+  constexpr std::size_t kAtATime = 512;  // what is kept of them stays in the cache
+  for (std::span<const double> stretches = curve_.abscissa.Span(); !stretches.empty();) {
+    const std::size_t count = std::min(kAtATime, stretches.size());
+    PolynomialPoints(mode_, stretches.first(count)).Stresses(order, coefficients, 0, stresses.first(count));
+    stretches = stretches.subspan(count);
+    stresses = stresses.subspan(count);
+  }
 }
 
 double XemMaterialTestDataHyperelastic::PolynomialStress(std::int32_t order, std::span<const double> coefficients,

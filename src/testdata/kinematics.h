@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 namespace Xem::MaterialUtil {
 
 /// Strain invariants of an incompressible homogeneous deformation, less their undeformed value 3. Kept as
@@ -15,6 +17,14 @@ struct StressFactors {
   double w2 = 0.0;
 };
 
+/// Both of several points, a column each of as many numbers as there are points.
+struct KinematicColumns {
+  double* i1;
+  double* i2;
+  double* w1;
+  double* w2;
+};
+
 /// All that distinguishes one deformation mode from another.
 struct ModeKinematics {
   const char* name;
@@ -24,6 +34,8 @@ struct ModeKinematics {
   double (*stretchFromStrain)(double strain);
   InvariantExcess (*invariants)(double stretch);
   StressFactors (*factors)(double stretch);
+  /// The last two at several points.
+  void (*ofPoints)(std::span<const double> stretches, const KinematicColumns& columns);
   /// Blatz-Ko stress for unit modulus, W = (I2 / I3 + 2 sqrt(I3) - 5) / 2 (Blatz and Ko 1962).
   double (*blatzKo)(double stretch, double lateralStretch);
 };

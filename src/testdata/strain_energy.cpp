@@ -1,8 +1,9 @@
 #include "testdata/strain_energy.h"
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
-#include "kernels/kernels.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -28,6 +29,14 @@ double InverseLateralPower(double p, double e) {
   return std::pow(p, -e);
 }
 
+/// All terms; those of a lower order come first.
+constexpr auto kTerms = [] {
+  std::array<PolynomialTerm, kMaximumOrder*(kMaximumOrder + 3) / 2> terms{};
+  std::size_t k = 0;
+  ForEachTerm(kMaximumOrder, [&](std::int32_t i, std::int32_t j) { terms[k++] = {i, j}; });
+  return terms;
+}();
+
 }  // namespace
 
 std::int32_t PolynomialTermCount(std::int32_t order) {
@@ -41,6 +50,50 @@ double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::spa
   std::size_t k = 0;
   ForEachTermStress(mode, order, stretch, [&](double term) { stress += coefficients[k++] * term; });
   return stress;
+}
+
+PolynomialPoints::PolynomialPoints(const ModeKinematics& mode, std::span<const double> stretches)
+    : count_(stretches.size()), columns_(std::make_unique_for_overwrite<double[]>(4 * count_)) {
+  double* const first = columns_.get();
+  mode.ofPoints(stretches, {first, first + count_, first + 2 * count_, first + 3 * count_});
+}
+
+PolynomialArguments PolynomialPoints::Arguments(std::int32_t order, std::size_t first) const {
+  const double* const begin = columns_.get() + first;
+  return {.order = static_cast<std::size_t>(order),
+          .termCount = static_cast<std::size_t>(PolynomialTermCount(order)),
+          .terms = kTerms.data(),
+          .coefficients = nullptr,
+          .i1 = begin,
+          .i2 = begin + count_,
+          .w1 = begin + 2 * count_,
+          .w2 = begin + 3 * count_};
+}
+
+void PolynomialPoints::Stresses(std::int32_t order, std::span<const double> coefficients, std::size_t first,
+                                std::span<double> stress, MatrixView derivatives) const {
+  PolynomialArguments energy = Arguments(order, first);
+  if (energy.termCount == 0) {
+    std::ranges::fill(stress, 0.0);
+    return;
+  }
+  energy.coefficients = coefficients.data();
+  ForThisProcessor().polynomial(energy,
+                                {stress.size(), stress.data(), {derivatives.data, derivatives.leadingDimension}});
+}
+
+void PolynomialPoints::Terms(std::int32_t order, const FixedTermMask& mask, MatrixView rows) const {
+  PolynomialArguments energy = Arguments(order, 0);
+  std::vector<PolynomialTerm> free;
+  if (std::cmp_less(rows.columns, energy.termCount)) {
+    for (std::size_t k = 0; k < energy.termCount; ++k) {
+      if (mask[k] == 0) free.push_back(kTerms[k]);
+    }
+    energy.termCount = free.size();
+    energy.terms = free.data();
+  }
+  ForThisProcessor().polynomial(energy,
+                                {static_cast<std::size_t>(rows.rows), nullptr, {rows.data, rows.leadingDimension}});
 }
 
 double PolynomialShearModulus(std::span<const double> coefficients) {

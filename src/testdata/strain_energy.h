@@ -4,8 +4,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
+#include "kernels/kernels.h"
 #include "solver/linalg/matrix.h"
 #include "solver/linalg/vector.h"
 #include "testdata/kinematics.h"
@@ -14,7 +16,7 @@
 namespace Xem::MaterialUtil {
 
 /// Highest order of the polynomial model.
-inline constexpr std::int32_t kMaximumOrder = 64;
+inline constexpr std::int32_t kMaximumOrder = kLargestPolynomialOrder;
 
 /// N (N + 3) / 2; throws CInvalidArgException for an order outside 0 ... kMaximumOrder.
 std::int32_t PolynomialTermCount(std::int32_t order);
@@ -22,7 +24,7 @@ std::int32_t PolynomialTermCount(std::int32_t order);
 /// The one place that knows the term order of W = sum C_ij (I1 - 3)^i (I2 - 3)^j: calls visit(i, j) by total degree
 /// 1 ... order and, within a degree, by falling i: C10, C01, C20, C11, C02, C30, ...
 template <class Visit>
-void ForEachTerm(std::int32_t order, Visit&& visit) {
+constexpr void ForEachTerm(std::int32_t order, Visit&& visit) {
   for (std::int32_t degree = 1; degree <= order; ++degree) {
     for (std::int32_t j = 0; j <= degree; ++j) visit(degree - j, j);
   }
@@ -69,6 +71,26 @@ void ForEachTermStress(const ModeKinematics& mode, std::int32_t order, double st
 /// Nominal stress of the polynomial model; `coefficients` holds at least PolynomialTermCount(order) values.
 double PolynomialStress(const ModeKinematics& mode, std::int32_t order, std::span<const double> coefficients,
                         double stretch);
+
+/// Points of a curve, with what polynomial terms need of their stretches.
+class PolynomialPoints {
+ public:
+  PolynomialPoints() = default;
+  PolynomialPoints(const ModeKinematics& mode, std::span<const double> stretches);
+
+  /// PolynomialStress at points first ... first + stress.size() - 1 and, unless `derivatives` is empty, the stresses of
+  /// each term for a unit coefficient, in term order.
+  void Stresses(std::int32_t order, std::span<const double> coefficients, std::size_t first, std::span<double> stress,
+                MatrixView derivatives = {}) const;
+  /// The latter at the first points, of the terms whose mask is 0.
+  void Terms(std::int32_t order, const FixedTermMask& mask, MatrixView rows) const;
+
+ private:
+  PolynomialArguments Arguments(std::int32_t order, std::size_t first) const;
+
+  std::size_t count_ = 0;
+  std::unique_ptr<double[]> columns_;  // I1 - 3, I2 - 3, w1, w2
+};
 
 /// Initial shear modulus 2 (C10 + C01); missing coefficients count as 0.
 double PolynomialShearModulus(std::span<const double> coefficients);

@@ -7,7 +7,6 @@
 #include <cstddef>
 
 #include "testdata/strain_energy.h"
-#include "testdata/term_batch.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -94,7 +93,17 @@ boost::shared_ptr<XemHyperElasticTestFunction> MakeTestFunction(DeformationMode 
   return function;
 }
 
-void XemHyperElasticTestFunction::SetModel(std::span<const double>, ModelType modelType) { modelType_ = modelType; }
+void XemHyperElasticTestFunction::SetModel(std::span<const double>, ModelType modelType) {
+  modelType_ = modelType;
+  PreparePoints();
+}
+
+void XemHyperElasticTestFunction::PreparePoints() {
+  const bool ogden = modelType_ == ModelType::Ogden;
+  const bool polynomial = modelType_ == ModelType::Polynomial;
+  ogdenPoints_ = ogden ? OgdenPoints(curve_.abscissa) : OgdenPoints();
+  polynomialPoints_ = polynomial ? PolynomialPoints(mode_, curve_.abscissa) : PolynomialPoints();
+}
 
 void XemHyperElasticTestFunction::SetParameters(std::span<const double> settings,
                                                 std::span<const std::int32_t> options) {
@@ -117,18 +126,21 @@ bool XemHyperElasticTestFunction::EnforceParameterConstraints(std::int32_t termC
 
 void XemHyperElasticTestFunction::SetTestData3(std::span<const _T_FUNT_BASE3> points) {
   Load(points, KeepMeasured(), mode_.stretchFromStrain);
-  ogdenPoints_ = OgdenPoints(curve_.abscissa);
+  PreparePoints();
 }
 
 void XemHyperElasticTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(points, KeepMeasured(), mode_.stretchFromStrain);
-  ogdenPoints_ = OgdenPoints(curve_.abscissa);
+  PreparePoints();
 }
 
 void XemHyperElasticTestFunction::LinearDesignRows(std::span<const double> exponents, MatrixView rows) const {
+  const bool prepared = modelType_ == ModelType::Ogden;
+  const OgdenPoints others = prepared ? OgdenPoints() : OgdenPoints(curve_.abscissa);
+  const OgdenPoints& points = prepared ? ogdenPoints_ : others;
   for (std::size_t k = 0; k < exponents.size(); ++k) {
     const std::array unit{1.0, exponents[k]};
-    ogdenPoints_.Stresses(LateralStretchExponent(), unit, 0, rows.Column(k));
+    points.Stresses(LateralStretchExponent(), unit, 0, rows.Column(k));
   }
 }
 
@@ -154,35 +166,22 @@ void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveCompa
 
 void XemHyperElasticTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
                                            std::int32_t first, std::span<double> model, MatrixView derivatives) const {
-  if (modelType_ == ModelType::Ogden) {
-    const auto pairs = parameters.first(2 * static_cast<std::size_t>(termCount));
-    if (derivatives.columns > std::ssize(pairs)) derivatives.Fill(0.0);  // further columns have no effect
-    return ogdenPoints_.Stresses(LateralStretchExponent(), pairs, static_cast<std::size_t>(first), model, derivatives);
+  const auto point = static_cast<std::size_t>(first);
+  switch (modelType_) {
+    case ModelType::Polynomial:
+      if (derivatives.columns > PolynomialTermCount(termCount)) derivatives.Fill(0.0);  // further columns: no effect
+      return polynomialPoints_.Stresses(termCount, parameters, point, model, derivatives);
+    case ModelType::Ogden: {
+      const auto pairs = parameters.first(2 * static_cast<std::size_t>(termCount));
+      if (derivatives.columns > std::ssize(pairs)) derivatives.Fill(0.0);
+      return ogdenPoints_.Stresses(LateralStretchExponent(), pairs, point, model, derivatives);
+    }
+    case ModelType::BlatzKo:
+      derivatives.Fill(0.0);
+      return EvaluateBlatzKo(parameters[0], first, model, derivatives);
   }
   std::ranges::fill(model, 0.0);
   derivatives.Fill(0.0);
-  switch (modelType_) {
-    case ModelType::Polynomial:
-      return EvaluatePolynomial(termCount, parameters, first, model, derivatives);
-    case ModelType::Ogden:
-      return;
-    case ModelType::BlatzKo:
-      return EvaluateBlatzKo(parameters[0], first, model, derivatives);
-  }
-}
-
-void XemHyperElasticTestFunction::EvaluatePolynomial(std::int32_t order, std::span<const double> coefficients,
-                                                     std::int32_t first, std::span<double> model,
-                                                     MatrixView derivatives) const {
-  TermBatch batch(mode_, order);
-  ForEachBatch(curve_.abscissa.Span().subspan(first, model.size()),
-               [&](std::size_t from, std::span<const double> some) {
-                 double* stresses = model.data() + from;
-                 batch.ForEachTermStress(some, [&](std::int32_t term, std::span<const double> values) {
-                   for (std::size_t p = 0; p < values.size(); ++p) stresses[p] += coefficients[term] * values[p];
-                   if (!derivatives.Empty()) std::ranges::copy(values, derivatives.Column(term).subspan(from).begin());
-                 });
-               });
 }
 
 void XemHyperElasticTestFunction::EvaluateBlatzKo(double modulus, std::int32_t first, std::span<double> model,

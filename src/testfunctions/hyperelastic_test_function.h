@@ -41,13 +41,13 @@ class XemHyperElasticTestFunction : public BlockTestFunction {
   ~XemHyperElasticTestFunction() = default;
 
  private:
-  void EvaluatePolynomial(std::int32_t order, std::span<const double> coefficients, std::int32_t first,
-                          std::span<double> model, MatrixView derivatives) const;
+  void PreparePoints();
   void EvaluateBlatzKo(double modulus, std::int32_t first, std::span<double> model, MatrixView derivatives) const;
 
   const ModeKinematics& mode_;
   ModelType modelType_ = ModelType::Polynomial;
-  OgdenPoints ogdenPoints_;  // of the curve's stretches
+  OgdenPoints ogdenPoints_;            // of the curve's stretches, when the model is Ogden's
+  PolynomialPoints polynomialPoints_;  // of the same, when it is a polynomial
 };
 
 class XemHyperElasticUniaxial final : public XemHyperElasticTestFunction {

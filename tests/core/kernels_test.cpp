@@ -87,6 +87,33 @@ TEST_P(EachKernels, OgdenTermsAreThoseOfOnePointAndOppositeInPlanarModes) {
   }
 }
 
+TEST_P(EachKernels, PolynomialTermsAreThoseOfOnePoint) {
+  constexpr std::int32_t kOrder = 5;
+  const auto termCount = static_cast<std::size_t>(PolynomialTermCount(kOrder));
+  std::vector<PolynomialTerm> terms;
+  ForEachTerm(kOrder, [&](std::int32_t i, std::int32_t j) { terms.push_back({i, j}); });
+  std::vector<double> coefficients;
+  while (coefficients.size() < termCount)
+    coefficients.push_back(1.0 / (1.0 + static_cast<double>(coefficients.size())));
+  const std::vector<double> stretches{0.3, 0.8, 1.0, 1.01, 1.5, 2.0,
+                                      2.3, 3.0, 3.3, 4.5,  7.0};  // not a multiple of the lanes
+  const std::size_t count = stretches.size();
+  for (const ModeKinematics* mode : {&kUniaxial, &kEquibiaxial, &kPureShear, &kSimpleShear}) {
+    std::vector<double> known(4 * count), stress(count), columns(count * termCount);
+    double* const of = known.data();
+    mode->ofPoints(stretches, {of, of + count, of + 2 * count, of + 3 * count});
+    GetParam()->polynomial(
+        {kOrder, termCount, terms.data(), coefficients.data(), of, of + count, of + 2 * count, of + 3 * count},
+        {count, stress.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
+    for (std::size_t i = 0; i < count; ++i) {
+      ExpectDigits(stress[i], PolynomialStress(*mode, kOrder, coefficients, stretches[i]), 1e-13);
+      std::size_t k = 0;
+      ForEachTermStress(*mode, kOrder, stretches[i],
+                        [&](double term) { ExpectDigits(columns[k++ * count + i], term, 1e-13); });
+    }
+  }
+}
+
 TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
   std::mt19937 random(3);
   std::uniform_real_distribution<double> draw(-1.0, 1.0);
@@ -98,9 +125,9 @@ TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
         for (double& entry : column) entry = draw(random);
         columns.push_back(column.data());
       }
-      std::vector<double> sums(width * width * kLaneSumLength);
-      GetParam()->addProducts(count, columns.data(), width, sums.data());
-      GetParam()->addProducts(count, columns.data(), width, sums.data());
+      std::vector<double> sums(width * width * kLaneSumLength, std::nan(""));
+      GetParam()->addProducts(count, columns.data(), width, sums.data(), true);
+      GetParam()->addProducts(count, columns.data(), width, sums.data(), false);
       std::vector<double> totals(width * width);
       GetParam()->totals(sums.data(), width, 0, totals.data());
       for (std::size_t j = 0; j < width; ++j) {
