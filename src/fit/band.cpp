@@ -88,13 +88,11 @@ Band ConfidenceBand(const Result& result) {
   bare.parameters = result.parameters;
   bare.options = result.options;
   for (const CurveResult& curve : result.curves) {
-    bare.curves.push_back({.name = curve.name,
-                           .measures = {},
-                           .x = curve.companion.empty() ? std::vector<double>() : curve.x,
-                           .measured = {},
-                           .fitted = {},
-                           .companion = curve.companion,
-                           .conditions = curve.conditions});
+    CurveResult& one = bare.curves.emplace_back();
+    one.name = curve.name;
+    if (!curve.companion.empty()) one.x = curve.x;
+    one.companion = curve.companion;
+    one.conditions = curve.conditions;
   }
   const auto known = boost::make_shared<Known>();
   known->covariance = result.covariance;
