@@ -139,8 +139,14 @@ std::string CalculixCreep(const Result& result, std::string& head) {
     }
     return 0.0;
   };
+  for (const Parameter& parameter : result.parameters) {
+    if (parameter.identifiable) continue;
+    head += "** " + parameter.name + " is not identifiable from the tests: the law holds at their stress only\n";
+  }
   const bool primary = value("C1") != 0.0;
   const bool secondary = value("C5") != 0.0;
+  const std::string factor = primary ? "C1" : "C5";
+  if (!UnitOf(result, factor).empty()) head += "** units: " + factor + " in " + UnitOf(result, factor) + '\n';
   if (primary && secondary) {
     Refuse("CalculiX knows creep laws of one term A s^n t^m, this one has a primary and a secondary term");
   }

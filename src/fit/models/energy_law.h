@@ -14,11 +14,12 @@
 /// Models of rubber that are told by the slopes of their energy, W(I1, I2) + sum over the principal stretches of
 /// w(l_a): stress, derivatives and tangent follow (docs/theory/energies.md). A law is a struct with
 ///
-///   kCount         the number of parameters
+///   kName, kCount  its name and the number of parameters
 ///   Parameters()   what the catalogue says of them
 ///   Slopes(p, i1, i2)     dW/dI1 and dW/dI2 at I1 - 3 and I2 - 3, a template over the type of numbers
 ///   StretchSlope(p, l)    l dw/dl, or nothing
 ///   ShearModulus(p)       without strain
+///   Reaches(p, excess)    false where the energy has no value
 ///   kLinear        the parameters that the energy is linear in
 ///   Keep(largest, parameters)   narrows ranges to what reaches the largest I1 - 3 measured
 ///   Shapes(largest)       starting values, whatever stands for the linear ones
