@@ -31,22 +31,22 @@ std::string Normalised(std::string_view column) {
 }
 
 /// How well a column name fits an accepted name.
-enum class Fit { Not, UnknownUnit, KnownUnit, Exact };
+enum class NameFit { Not, UnknownUnit, KnownUnit, Exact };
 
 struct Match {
-  Fit fit = Fit::Not;
+  NameFit fit = NameFit::Not;
   std::string unit;
 };
 
 Match MatchName(const std::string& column, const AcceptedName& name) {
   const std::string_view accepted = name.name;
   if (name.exactCase && !column.starts_with(accepted)) return {};
-  if (EqualIgnoringCase(column, accepted)) return {Fit::Exact, ""};
+  if (EqualIgnoringCase(column, accepted)) return {NameFit::Exact, ""};
   if (column.size() <= accepted.size() + 1 || column[accepted.size()] != '_') return {};
   if (!EqualIgnoringCase(std::string_view(column).substr(0, accepted.size()), accepted)) return {};
   const std::string suffix = column.substr(accepted.size() + 1);
-  if (const auto unit = KnownUnit(suffix)) return {Fit::KnownUnit, *unit};
-  return {Fit::UnknownUnit, suffix};
+  if (const auto unit = KnownUnit(suffix)) return {NameFit::KnownUnit, *unit};
+  return {NameFit::UnknownUnit, suffix};
 }
 
 ColumnChoice Choice(std::size_t index, const std::string& suffix, const AcceptedName& accepted) {
@@ -90,7 +90,7 @@ ColumnChoice ChooseByHand(const CsvTable& table, const Role& role, const std::st
   const std::string name = Normalised(table.columns[index]);
   for (const AcceptedName& accepted : role.accepted) {
     const Match match = MatchName(name, accepted);
-    if (match.fit != Fit::Not) return Choice(index, match.unit, accepted);
+    if (match.fit != NameFit::Not) return Choice(index, match.unit, accepted);
   }
   const auto suffix = name.rfind('_');
   const auto unit = suffix == std::string::npos ? std::nullopt : KnownUnit(name.substr(suffix + 1));
@@ -139,7 +139,7 @@ std::optional<ColumnChoice> FindColumn(const CsvTable& table, const Role& role,
         bestMatch = std::move(match);
       }
     }
-    if (bestMatch.fit == Fit::Not) continue;
+    if (bestMatch.fit == NameFit::Not) continue;
     RequireOnce(table, best);
     return Choice(best, bestMatch.unit, accepted);
   }
@@ -158,7 +158,7 @@ ColumnChoice ChooseColumn(const CsvTable& table, const Role& role, const std::op
 bool HasColumn(const CsvTable& table, const Role& role) {
   for (const AcceptedName& accepted : role.accepted) {
     for (const std::string& column : table.columns) {
-      if (MatchName(Normalised(column), accepted).fit != Fit::Not) return true;
+      if (MatchName(Normalised(column), accepted).fit != NameFit::Not) return true;
     }
   }
   return false;
@@ -168,7 +168,7 @@ std::optional<Quantity> MetadataQuantity(const CsvTable& table, const Role& role
   for (const AcceptedName& accepted : role.accepted) {
     for (const auto& [key, text] : table.metadata) {
       const Match match = MatchName(Normalised(key), accepted);
-      if (match.fit == Fit::Not) continue;
+      if (match.fit == NameFit::Not) continue;
       const auto value = ParseNumber(text);
       if (!value || !std::isfinite(*value)) {
         throw Failure(ExitCode::BadData,
