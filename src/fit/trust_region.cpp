@@ -89,12 +89,14 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
   if (maximumEvaluations <= 0) return false;
   int evaluations = 0;
   int jacobians = 0;
-  // Tolerances on the sum of squares and on the parameters: as far as rounding lets it. None on the gradient, whose
-  // size depends on units. Mode 1 scales the trust region by the columns of the Jacobian, so parameters of any size
-  // mix.
+  // Tolerances on the sum of squares and on the parameters: as far as rounding lets it, or as far as a comparison
+  // needs. None on the gradient, whose size depends on units. Mode 1 scales the trust region by the columns of the
+  // Jacobian, so parameters of any size mix.
+  const bool compared = mostEvaluations_ > 0;
   const int info = lmder(TrustRegionCallback::Evaluate, this, m, n, point_.data(), values_.data(), jacobian_.data(), m,
-                         1e-15, 1e-13, 0.0, maximumEvaluations, diagonal_.data(), 1, 100.0, 0, &evaluations, &jacobians,
-                         pivots_.data(), qtf_.data(), work1_.data(), work2_.data(), work3_.data(), work4_.data());
+                         compared ? 1e-9 : 1e-15, compared ? 1e-7 : 1e-13, 0.0, maximumEvaluations, diagonal_.data(), 1,
+                         100.0, 0, &evaluations, &jacobians, pivots_.data(), qtf_.data(), work1_.data(), work2_.data(),
+                         work3_.data(), work4_.data());
   minimum.iterations += jacobians;
   evaluations_ += evaluations;
   Expand(point_.data());

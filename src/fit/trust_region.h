@@ -25,7 +25,8 @@ class ResidualFunction {
 /// Buffers are made once and serve any number of runs.
 class TrustRegion {
  public:
-  /// `mostEvaluations` of the residuals end a run, wherever it is; 0: 400 per parameter between two changes of bounds.
+  /// `mostEvaluations` of the residuals end a run, wherever it is, and what follows the first digits of a minimum is
+  /// not sought; 0: to rounding, with 400 per parameter between two changes of bounds.
   TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters, int mostEvaluations = 0);
 
   /// Improves `minimum` in place; its parameters must be inside their ranges.
