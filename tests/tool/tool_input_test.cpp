@@ -15,7 +15,7 @@
 namespace Xem::Testing {
 namespace {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
 /// The JSON result of a fit of a.csv as a uniaxial curve.
 Json FitOne(const std::string& file, const std::vector<std::string>& more = {}, const std::string& input = "") {
