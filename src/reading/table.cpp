@@ -234,6 +234,14 @@ class TableReader {
   std::size_t mostRows_ = 0;
 };
 
+/// `# unit of stress: MPa` does what a row of units does.
+void UseUnitsOfMetadata(Table& table) {
+  for (Column& column : table.columns) {
+    const auto unit = table.metadata.find("unit of " + column.name);
+    if (unit != table.metadata.end() && column.unit.empty()) column.unit = UnitOf(unit->second);
+  }
+}
+
 const TextCell* TextAt(const Column& column, std::size_t row) {
   const auto found = std::lower_bound(column.texts.begin(), column.texts.end(), row,
                                       [](const TextCell& cell, std::size_t wanted) { return cell.row < wanted; });
@@ -254,6 +262,7 @@ Table ParseTable(std::string bytes, const std::string& source, const ReadOptions
   table.decimalComma = layout.decimalComma;
   if (layout.decimalComma) table.remarks.emplace_back("decimal comma");
   TableReader(text, layout, options, table).Read();
+  UseUnitsOfMetadata(table);
   if (table.RowCount() == 0) RefuseData(source + ": the file has a header row but no rows of numbers");
   return table;
 }
