@@ -39,10 +39,12 @@ struct Role {
 };
 
 namespace Names {
-inline constexpr AcceptedName kStrain[] = {
-    {"nominal_strain"}, {"engineering_strain"}, {"strain"}, {"stretch", -1.0}, {"stretch_ratio", -1.0}};
+inline constexpr AcceptedName kStrain[] = {{"nominal_strain"},     {"engineering_strain"}, {"strain"},
+                                           {"tensile_strain"},     {"axial_strain"},       {"stretch", -1.0},
+                                           {"stretch_ratio", -1.0}};
 inline constexpr AcceptedName kShearStrain[] = {{"shear_strain"}, {"gamma"}, {"strain"}, {"nominal_strain"}};
-inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"}, {"shear_stress"}};
+inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"},
+                                           {"shear_stress"},   {"tensile_stress"},     {"axial_stress"}};
 inline constexpr AcceptedName kLateralStrain[] = {
     {"lateral_strain"}, {"transverse_strain"}, {"lateral_stretch", -1.0}, {"transverse_stretch", -1.0}};
 inline constexpr AcceptedName kLinearStretch[] = {
@@ -82,9 +84,11 @@ inline constexpr AcceptedName kDiameter[] = {{"diameter"},   {"particle_size"}, 
 inline constexpr AcceptedName kPassing[] = {{"passing"},         {"finer"},          {"fraction_passing"},
                                             {"percent_passing"}, {"mass_passing"},   {"fraction_finer"},
                                             {"percent_finer"},   {"cumulative_mass"}};
-inline constexpr AcceptedName kForce[] = {{"force"}, {"load"}, {"standard_force"}, {"F"}};
-inline constexpr AcceptedName kExtension[] = {
-    {"extension"}, {"elongation"}, {"displacement"}, {"crosshead"}, {"crosshead_displacement"}, {"travel"}, {"stroke"}};
+inline constexpr AcceptedName kForce[] = {{"force"},       {"load"},       {"standard_force"},
+                                          {"axial_force"}, {"axial_load"}, {"F", 0.0, "", nullptr, true}};
+inline constexpr AcceptedName kExtension[] = {{"extension"},          {"elongation"}, {"displacement"},
+                                              {"axial_displacement"}, {"crosshead"},  {"crosshead_displacement"},
+                                              {"crosshead_travel"},   {"travel"},     {"stroke"}};
 inline constexpr AcceptedName kTrueStrain[] = {{"true_strain"}, {"logarithmic_strain"}};
 inline constexpr AcceptedName kTrueStress[] = {{"true_stress"}, {"cauchy_stress"}};
 inline constexpr AcceptedName kStressDeviation[] = {{"stress_std"}};
