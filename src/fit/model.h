@@ -80,6 +80,7 @@ inline MaterialUtil::ResidualKind KindOf(Residual residual) {
 inline std::int32_t MethodCode(Residual residual) { return residual == Residual::Absolute ? 1 : 0; }
 
 struct RubberLaw;
+struct RetentionLaw;
 
 /// A model of the catalogue: what it says of itself, and how it is fitted and evaluated. One constant per model, in
 /// the file of its law or of its siblings, and one line in models/models.h.
@@ -92,6 +93,8 @@ struct Model {
   Evaluator (*restore)(const Result& stored);
   /// Models of rubber: what stability and stresses need of them.
   const RubberLaw* rubber = nullptr;
+  /// Models of water retention.
+  const RetentionLaw* retention = nullptr;
 };
 
 const std::vector<const Model*>& Catalogue();
