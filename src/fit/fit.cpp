@@ -36,11 +36,16 @@ Minimum RunPlain(ModelFit& fit) {
   return minimum;
 }
 
-/// Conversion into the units of the law and back may cost a held value its last bit.
+/// Conversion into the units of the law and back may cost a held value, and one at its bound, the last bit.
 void RestoreHeldValues(const Options& options, Result& result) {
   for (Parameter& parameter : result.parameters) {
     const auto held = options.held.find(parameter.name);
-    if (held != options.held.end()) parameter.value = held->second;
+    const auto bounds = options.bounds.find(parameter.name);
+    if (held != options.held.end()) {
+      parameter.value = held->second;
+    } else if (bounds != options.bounds.end()) {
+      parameter.value = std::clamp(parameter.value, bounds->second.lower, bounds->second.upper);
+    }
   }
 }
 

@@ -38,7 +38,9 @@
   MODEL(kVanGenuchten)        \
   MODEL(kVanGenuchtenFreeM)   \
   MODEL(kFredlundXing)        \
-  MODEL(kBrooksCorey)
+  MODEL(kBrooksCorey)         \
+  MODEL(kKosugi)              \
+  MODEL(kVanGenuchtenDual)
 // clang-format on
 
 namespace Xem::Fit {
