@@ -89,7 +89,8 @@ struct Model {
   std::vector<ParameterInfo> (*parameters)(int terms);
   /// Null for models that are evaluated only. Throws Error (BadInput) for tests of another family.
   boost::shared_ptr<ModelFit> (*fit)(const Tests& tests, int terms);
-  /// From stored parameters: `stored` has model, terms, parameters, curves and options, as they were read.
+  /// From stored parameters: `stored` has model, terms, parameters, curves, options and derived quantities,
+  /// as they were read.
   Evaluator (*restore)(const Result& stored);
   /// Models of rubber: what stability and stresses need of them.
   const RubberLaw* rubber = nullptr;

@@ -241,6 +241,8 @@ TEST(Catalogue, BoundsHoldInEveryModel) {
     if (info.family == "forming") continue;
     SCOPED_TRACE(info.name);
     const Result free = Fit::Fit(ChoiceOf(info), TestsFor(info));
+    // Where there are many valleys a bound may lead into another, of the generalised equation even into a deeper one.
+    const bool manyValleys = info.name == "ghe" || info.name == "van-genuchten-dual";
     for (const Fit::Parameter& parameter : free.parameters) {
       // Equal terms of a series may change places instead.
       if (parameter.held || !parameter.identifiable || info.mostTerms > 0) continue;
@@ -251,11 +253,10 @@ TEST(Catalogue, BoundsHoldInEveryModel) {
       for (const Fit::Parameter& found : bounded.parameters) {
         if (found.name != parameter.name) continue;
         EXPECT_LE(found.value, limit);
-        if (info.name == "ghe") continue;
+        if (manyValleys) continue;
         ExpectDigits(found.value, limit, Tolerance::Rounding, found.name.c_str());
         EXPECT_TRUE(found.atBound && found.held) << found.name;
       }
-      // The generalised equation has many valleys, and a bound may lead into another or a deeper one.
       if (info.name != "ghe") {
         EXPECT_GE(bounded.measures.objective, free.measures.objective * (1.0 - 1e-6)) << parameter.name;
       }

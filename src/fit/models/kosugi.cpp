@@ -33,6 +33,11 @@ struct KosugiLaw {
     return T(0.5) * erfc(Scaled<T>(p, suction));
   }
 
+  static constexpr const char* kConductivity = "sqrt(Se) (erfc(ln(psi/psi_m)/(sqrt(2) sigma) + sigma/sqrt(2))/2)^2";
+  static double Reach(const std::array<double, kCount>& p, MaterialUtil::Suction suction) {
+    return 0.5 * erfc(Scaled<double>(p, suction) + p[3] / std::numbers::sqrt2);
+  }
+
   static ShapeGroups Shapes(const std::vector<double>& places) {
     ShapeGroups groups;
     for (const double sigma : {0.2, 0.5, 1.0, 1.7, 2.7, 4.5}) {

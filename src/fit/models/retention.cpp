@@ -29,8 +29,11 @@ constexpr double kDryEnough = 0.3;
 /// So does a standard error of more than this share of theta_s.
 constexpr double kWidestError = 0.25;
 
-/// So many of the best starts are followed to a minimum.
-constexpr std::size_t kFollowed = 6;
+/// The curve of the conductivity has so many points over the measured suctions.
+constexpr int kConductivityPoints = 61;
+constexpr const char* kConductivity = "conductivity";
+/// In Result::derived.
+constexpr const char* kSaturatedConductivity = "saturated_conductivity";
 
 /// How a parameter is reported: its value in `unit` is the law's own times `scale`.
 struct Reported {
@@ -134,8 +137,16 @@ void JudgeResidualContent(const RetentionLaw& law, const Soil& soil, const Probl
                          " % of the drainable water; hold theta_r or add drier points");
 }
 
-Evaluator MakeRetentionEvaluator(const RetentionLaw& law, double kPa, const std::vector<double>& parameters) {
-  return [&law, kPa, parameters](const std::string& curve, double suction) {
+/// `conductivity` is the saturated one, NaN where none is known.
+Evaluator MakeRetentionEvaluator(const RetentionLaw& law, double kPa, double conductivity,
+                                 const std::vector<double>& parameters) {
+  return [&law, kPa, conductivity, parameters](const std::string& curve, double suction) {
+    if (curve == kConductivity && law.conductivity != nullptr) {
+      if (std::isnan(conductivity)) {
+        throw Error(ErrorKind::BadInput, "there is no curve conductivity: the fit was given no saturated conductivity");
+      }
+      return conductivity * law.conductivity(parameters, Suction(suction * kPa));
+    }
     if (curve != "retention" && curve != "grading") {
       throw Error(ErrorKind::BadInput, "there is no curve " + curve + ": use retention or grading");
     }
@@ -148,6 +159,7 @@ class RetentionFit final : public ModelFit {
   RetentionFit(const RetentionData& data, const RetentionLaw& law) : data_(data), law_(law) {}
 
   void Screen() override {
+    RequireConductivity();
     soil_ = LoadSoil(data_);
     curves = soil_.fitted;
     dropped = soil_.dropped;
@@ -175,11 +187,12 @@ class RetentionFit final : public ModelFit {
   void RequireDetermined() const override { RequireEnough(soil_, problem); }
 
   Minimum Minimise() override {
-    Minimum minimum = MinimiseValleys(problem, law_.starts(problem, soil_.FittedPoints(), given), kFollowed);
-    const bool kept =
-        std::any_of(law_.ordered.begin(), law_.ordered.end(), [&](const std::string& name) { return Mentions(name); });
-    if (law_.order != nullptr && !kept) law_.order(minimum);
-    return minimum;
+    const auto starts = law_.starts(problem, soil_.FittedPoints(), given);
+    if (law_.minimise == nullptr) return MinimiseValleys(problem, starts, kFollowedStarts);
+    const bool fixed = std::any_of(law_.ordered.begin(), law_.ordered.end(), [&](const std::string& name) {
+      return options.held.count(name) + options.bounds.count(name) > 0;
+    });
+    return law_.minimise(problem, starts, fixed);
   }
 
   void RequirePlainOptions() const override {
@@ -209,7 +222,7 @@ class RetentionFit final : public ModelFit {
   std::string ExportRemedy() const override { return "a parameter has no influence on any point"; }
 
   Evaluator MakeEvaluator(const std::vector<double>& parameters) const override {
-    return MakeRetentionEvaluator(law_, soil_.unit->kPa, parameters);
+    return MakeRetentionEvaluator(law_, soil_.unit->kPa, data_.saturatedConductivity, parameters);
   }
 
   void Complete(const Minimum& minimum, Result& result) override {
@@ -219,9 +232,41 @@ class RetentionFit final : public ModelFit {
       result.notes.push_back("curve grading is compared with the fit and takes no part in it");
     }
     if (!std::isnan(soil_.porosity)) result.derived["porosity"] = soil_.porosity;
+    AddConductivity(result);
   }
 
  private:
+  void RequireConductivity() const {
+    const double given = data_.saturatedConductivity;
+    if (std::isnan(given)) return;
+    if (!(given > 0.0) || !std::isfinite(given)) {
+      throw Error(ErrorKind::BadInput, "the saturated conductivity " + Text(given) + " is not a positive number");
+    }
+    if (law_.conductivity != nullptr) return;
+    std::string known;
+    for (const Model* model : Catalogue()) {
+      if (model->retention == nullptr || model->retention->conductivity == nullptr) continue;
+      known += (known.empty() ? "" : ", ") + model->info.name;
+    }
+    throw Error(ErrorKind::BadInput, "no closed form of Mualem's conductivity; those that have one are " + known);
+  }
+
+  /// K over the suctions that are fitted; none is measured.
+  void AddConductivity(Result& result) const {
+    if (std::isnan(data_.saturatedConductivity)) return;
+    CurveResult curve;
+    curve.name = kConductivity;
+    for (const double suction : PlacesOf(soil_.FittedPoints(), kConductivityPoints)) {
+      curve.x.push_back(suction / soil_.unit->kPa);
+      curve.fitted.push_back(result.evaluate(kConductivity, curve.x.back()));
+    }
+    curve.measures.r2 = curve.measures.rmse = curve.measures.sse = kNaN;
+    curve.measures.unit = data_.conductivityUnit;
+    result.curves.push_back(std::move(curve));
+    result.derived[kSaturatedConductivity] = data_.saturatedConductivity;
+    if (!data_.conductivityUnit.empty()) result.derivedUnits[kSaturatedConductivity] = data_.conductivityUnit;
+  }
+
   bool Mentions(const std::string& name) const {
     return options.held.count(name) + options.start.count(name) + options.bounds.count(name) > 0;
   }
@@ -325,7 +370,9 @@ boost::shared_ptr<ModelFit> MakeRetentionFit(const RetentionLaw& law, const Test
 
 Evaluator RestoreRetention(const RetentionLaw& law, const Result& stored) {
   const double kPa = StoredKilopascal(law, stored);
-  return MakeRetentionEvaluator(law, kPa, InKilopascal(law, stored.model, ParameterValues(stored), kPa));
+  const auto known = stored.derived.find(kSaturatedConductivity);
+  return MakeRetentionEvaluator(law, kPa, known == stored.derived.end() ? kNaN : known->second,
+                                InKilopascal(law, stored.model, ParameterValues(stored), kPa));
 }
 
 std::vector<double> PlacesOf(std::span<const _T_FUNT_BASE> points, int count) {

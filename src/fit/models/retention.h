@@ -12,6 +12,7 @@
 
 #include "fit/model.h"
 #include "fit/models/dual.h"
+#include "fit/models/mualem.h"
 #include "soil/retention_test_function.h"
 
 /// What all models of water retention share. Inside, suctions are in kPa; results are in the unit of the data.
@@ -31,17 +32,23 @@ struct RetentionLaw {
   /// caller, else NaN.
   std::vector<std::vector<double>> (*starts)(const Problem& problem, std::span<const _T_FUNT_BASE> points,
                                              const std::vector<double>& given);
+  /// K/Ks after Mualem; null where there is no closed form.
+  double (*conductivity)(std::span<const double> parameters, MaterialUtil::Suction suction) = nullptr;
+  const char* conductivityFormula = "";
   /// Parameters that keep a value unless somebody names them.
   std::map<std::string, double> usual = {};
   /// What the exported function calls it, where it knows it.
   std::optional<MaterialUtil::RetentionModel> plain = {};
-  /// Puts interchangeable parts into their order; null where there are none.
-  void (*order)(Minimum& minimum) = nullptr;
-  /// Parameters that `order` moves: one of them named by the caller keeps them all where they are.
+  /// The minimum with interchangeable parts in their order; null where a law has none. `fixed`: one of `ordered`, the
+  /// parameters that could change places, is held or bounded, so that they may not.
+  Minimum (*minimise)(const Problem& problem, const std::vector<std::vector<double>>& starts, bool fixed) = nullptr;
   std::vector<std::string> ordered = {};
 
   double Content(std::span<const double> values, MaterialUtil::Suction suction) const;
 };
+
+/// So many of the best starts are followed to a minimum.
+inline constexpr std::size_t kFollowedStarts = 6;
 
 /// The entry of the catalogue but for fit and evaluation, which are those of the family.
 ModelInfo RetentionInfo(const char* name, const char* title, const char* formula, const char* source);
@@ -54,6 +61,7 @@ std::vector<ParameterInfo> RetentionParameters(const RetentionLaw& law);
 /// The entry of the catalogue; `law` lives as long as it.
 template <const RetentionLaw& law>
 Model RetentionModelOf(ModelInfo info) {
+  info.conductivity = law.conductivityFormula;
   return {.info = std::move(info),
           .parameters = [](int) { return RetentionParameters(law); },
           .fit = [](const Tests& tests, int) { return MakeRetentionFit(law, tests); },
@@ -67,6 +75,8 @@ Model RetentionModelOf(ModelInfo info) {
 //   kPlaces                              how many suctions Shapes gets
 //   Parameters()                         what the catalogue says of them
 //   Saturation(p, suction)               Se above suction 0, a template over the type of numbers
+//   Reach(p, suction)                    F(Se)/F(1) of mualem.h above suction 0
+//   kConductivity                        the formula of K/Ks, for people
 //   Shapes(places)                       groups of starting values at suctions in kPa, spread over those of the data;
 //                                        whatever stands for the contents, which follow from the others
 
@@ -143,6 +153,13 @@ RetentionLaw RetentionLawOf() {
     for (std::size_t k = 0; k < Law::kCount; ++k) values[k] = parameters[k];
     return suction.value <= 0.0 ? 1.0 : Law::template Saturation<double>(values, suction);
   };
+  law.conductivity = [](std::span<const double> parameters, MaterialUtil::Suction suction) {
+    if (suction.value <= 0.0) return 1.0;
+    std::array<double, Law::kCount> values;
+    for (std::size_t k = 0; k < Law::kCount; ++k) values[k] = parameters[k];
+    return MualemConductivity(Law::template Saturation<double>(values, suction), Law::Reach(values, suction));
+  };
+  law.conductivityFormula = Law::kConductivity;
   law.function = [](std::span<const _T_FUNT_BASE> points) -> MaterialUtil::TestFunctionList::value_type {
     return boost::make_shared<DifferentiatedRetention<Law>>(points);
   };

@@ -120,6 +120,18 @@ const char* MeaningOf(const std::string& parameter) {
   return "shape of the curve";
 }
 
+double VanGenuchtenConductivity(std::span<const double> p, Core::Suction suction) {
+  return MualemConductivity(Core::RetentionShape(RetentionModel::VanGenuchten, p, suction),
+                            VanGenuchtenReach(p[2], p[3], suction));
+}
+
+/// F(Se)/F(1) = Se^(1 + 1/lambda), and Se^(1/lambda) = psi_b/psi.
+double BrooksCoreyConductivity(std::span<const double> p, Core::Suction suction) {
+  if (suction.value <= p[kAirEntry]) return 1.0;
+  const double saturation = Core::RetentionShape(RetentionModel::BrooksCorey, p, suction);
+  return MualemConductivity(saturation, saturation * p[kAirEntry] / suction.value);
+}
+
 template <RetentionModel model>
 RetentionLaw LawOf() {
   RetentionLaw law;
@@ -136,6 +148,14 @@ RetentionLaw LawOf() {
     return MakeFunction(model, points, {});
   };
   law.starts = Starts<model>;
+  if (model == RetentionModel::VanGenuchten) {
+    law.conductivity = VanGenuchtenConductivity;
+    law.conductivityFormula = "sqrt(Se) (1 - (1 - Se^(1/m))^m)^2";
+  }
+  if (model == RetentionModel::BrooksCorey) {
+    law.conductivity = BrooksCoreyConductivity;
+    law.conductivityFormula = "Se^(5/2 + 2/lambda)";
+  }
   if (model == RetentionModel::FredlundXing) law.usual = {{"psi_r", Core::kUsualResidualSuction}};
   law.plain = model;
   return law;

@@ -1,7 +1,11 @@
+#include <algorithm>
+#include <cmath>
+#include <optional>
 #include <utility>
 
 #include "fit/models/models.h"
 #include "fit/models/retention.h"
+#include "fit/search.h"
 
 /// Durner: two systems of pores, each with van Genuchten's curve.
 namespace Xem::Fit {
@@ -53,6 +57,17 @@ struct DualLaw {
            (T(1.0) - p[kShare]) * SystemSaturation(p[kSecond], p[kSecond + 1], suction);
   }
 
+  /// The parts of both in F are w alpha1 and (1 - w) alpha2 (Priesack and Durner 2006).
+  static constexpr const char* kConductivity =
+      "sqrt(Se) (sum wi alphai (1 - (1 - Si^(1/mi))^mi) / sum wi alphai)^2, mi = 1 - 1/ni, w1 = w, w2 = 1 - w";
+  static double Reach(const std::array<double, kCount>& p, Suction suction) {
+    const double first = p[kShare] * p[kFirst];
+    const double second = (1.0 - p[kShare]) * p[kSecond];
+    return (first * VanGenuchtenReach(p[kFirst], p[kFirst + 1], suction) +
+            second * VanGenuchtenReach(p[kSecond], p[kSecond + 1], suction)) /
+           (first + second);
+  }
+
   /// A group for every two air entries: which points either system explains is what tells the valleys apart.
   static ShapeGroups Shapes(const std::vector<double>& places) {
     ShapeGroups groups;
@@ -72,10 +87,9 @@ struct DualLaw {
   }
 };
 
-/// The coarse pores, those of the larger alpha, come first.
-void CoarseFirst(Minimum& minimum) {
+/// The same soil with the names of both systems changed.
+void Swap(Minimum& minimum) {
   std::vector<double>& p = minimum.parameters;
-  if (p[kFirst] >= p[kSecond]) return;
   p[kShare] = 1.0 - p[kShare];
   for (const std::size_t part : {std::size_t{0}, std::size_t{1}}) {
     std::swap(p[kFirst + part], p[kSecond + part]);
@@ -85,9 +99,47 @@ void CoarseFirst(Minimum& minimum) {
   }
 }
 
+/// The problem with the larger alpha in the first place, a boundary between both put where `p` has its middle, or at
+/// the one that is held. Nothing where the ranges do not allow that.
+std::optional<Problem> Divided(Problem problem, const std::vector<double>& p) {
+  FreeOrHeld& first = problem.parameters[kFirst];
+  FreeOrHeld& second = problem.parameters[kSecond];
+  double middle = std::sqrt(p[kFirst] * p[kSecond]);
+  if (!second.held) middle = std::max(middle, second.lower);
+  if (!first.held) middle = std::min(middle, first.upper);
+  if (first.held) middle = p[kFirst];
+  if (second.held) middle = p[kSecond];
+  first.lower = std::max(first.lower, middle);
+  second.upper = std::min(second.upper, middle);
+  const bool empty = (!first.held && first.lower >= first.upper) || (!second.held && second.lower >= second.upper);
+  return empty ? std::nullopt : std::optional(std::move(problem));
+}
+
+/// The coarse pores, those of the larger alpha, come first. Where names are fixed the systems must not change places on
+/// the way: each start keeps to its side of a boundary, which then follows the best of them.
+Minimum MinimiseInOrder(const Problem& problem, const std::vector<std::vector<double>>& starts, bool fixed) {
+  Minimum free = MinimiseValleys(problem, starts, kFollowedStarts);
+  if (free.parameters[kFirst] >= free.parameters[kSecond]) return free;
+  if (!fixed) {
+    Swap(free);
+    return free;
+  }
+  Minimum best;
+  const auto follow = [&](const std::vector<double>& start) {
+    const auto divided = Divided(problem, start);
+    if (!divided) return;
+    Minimum found = MinimiseValleys(*divided, {start}, 1);
+    if (found.objective < best.objective) best = std::move(found);
+  };
+  for (const auto& start : starts) follow(start);
+  constexpr int kFollowings = 3;
+  for (int i = 0; i < kFollowings && !best.parameters.empty(); ++i) follow(std::vector<double>(best.parameters));
+  return best.parameters.empty() ? free : best;
+}
+
 RetentionLaw MakeLaw() {
   RetentionLaw law = RetentionLawOf<DualLaw>();
-  law.order = CoarseFirst;
+  law.minimise = MinimiseInOrder;
   law.ordered = {"w", "alpha1", "n1", "alpha2", "n2"};
   return law;
 }
