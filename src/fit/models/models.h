@@ -25,6 +25,7 @@
   MODEL(kPower)               \
   MODEL(kHyperbolic)          \
   MODEL(kGhe)                 \
+  MODEL(kDarendeli)           \
   /* hardening */             \
   MODEL(kSwift)               \
   MODEL(kGhosh)               \
