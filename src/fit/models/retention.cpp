@@ -237,10 +237,10 @@ class RetentionFit final : public ModelFit {
 
  private:
   void RequireConductivity() const {
-    const double given = data_.saturatedConductivity;
-    if (std::isnan(given)) return;
-    if (!(given > 0.0) || !std::isfinite(given)) {
-      throw Error(ErrorKind::BadInput, "the saturated conductivity " + Text(given) + " is not a positive number");
+    const double saturated = data_.saturatedConductivity;
+    if (std::isnan(saturated)) return;
+    if (!(saturated > 0.0) || !std::isfinite(saturated)) {
+      throw Error(ErrorKind::BadInput, "the saturated conductivity " + Text(saturated) + " is not a positive number");
     }
     if (law_.conductivity != nullptr) return;
     std::string known;
