@@ -33,6 +33,9 @@ class ModelFit {
   /// The best minimum that the data allow. May describe the problem anew, as a series does whose terms are counted
   /// on the way.
   virtual Minimum Minimise() = 0;
+  /// The best parameters whose material is stable where it was measured; `minimum` where that is. Only models of rubber
+  /// know.
+  virtual Minimum Stabilised(const Minimum& minimum);
   /// True when the ranges in `problem` are all that parameters must obey.
   virtual bool OnlyRanges() const { return true; }
   /// Throws Error (BadInput) for options that the plain export does not know: usually all held values, starts and

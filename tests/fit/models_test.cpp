@@ -323,6 +323,53 @@ Result StoredModel(const std::string& model, const std::vector<double>& values) 
   return Fit::FromJson(Fit::ToJson(result, "models test"));
 }
 
+TEST(StableSearch, FindsTheBestOfTheStableParameters) {
+  const double highest = 6.6;
+  Fit::Options stable;
+  stable.stable = true;
+  Fit::HyperelasticData uniaxial = TreloarData();
+  uniaxial.equibiaxial = uniaxial.pureShear = {};
+  for (const auto& [choice, data] : {std::pair(Fit::ModelChoice{"polynomial", 2}, TreloarData()),
+                                     {{"mooney-rivlin", 0}, uniaxial},
+                                     {{"yeoh", 3}, uniaxial},
+                                     {{"ogden", 2}, uniaxial},
+                                     {{"gent", 0}, uniaxial},
+                                     {{"extended-tube", 0}, uniaxial},
+                                     {{"blatz-ko", 0}, uniaxial}}) {
+    SCOPED_TRACE(choice.Label());
+    const Result free = Fit::Fit(choice, data);
+    const Result kept = Fit::Fit(choice, data, stable);
+    EXPECT_TRUE(Fit::CheckStability(kept, 0.0, highest).Stable());
+    EXPECT_TRUE(Fit::FromJson(Fit::ToJson(kept)).options.stable);
+    if (Fit::CheckStability(free, 0.0, highest).Stable()) {
+      EXPECT_EQ(kept.measures.objective, free.measures.objective);
+    } else {
+      EXPECT_GT(kept.measures.objective, free.measures.objective);
+      EXPECT_TRUE(Mentions(kept.notes, "restricted to parameters that are stable"));
+    }
+  }
+  // Stable parameters of two coefficients are those on one side of a ray; on the ray the fit is a closed form.
+  double outside = -0.1, inside = 0.0;
+  for (int i = 0; i < 40; ++i) {
+    const double middle = 0.5 * (outside + inside);
+    (Fit::CheckPolynomial(1, {1.0, middle}, {}, 0.0, highest).Stable() ? inside : outside) = middle;
+  }
+  double product = 0.0, square = 0.0, measured = 0.0;
+  for (std::size_t i = 0; i < uniaxial.uniaxial.x.size(); ++i) {
+    const double unit = Fit::PolynomialStress("uniaxial", 1, {1.0, inside}, uniaxial.uniaxial.x[i]);
+    product += unit * uniaxial.uniaxial.y[i];
+    square += unit * unit;
+    measured += uniaxial.uniaxial.y[i] * uniaxial.uniaxial.y[i];
+  }
+  const Result best = Fit::Fit({"mooney-rivlin", 0}, uniaxial, stable);
+  ExpectDigits(best.measures.objective, measured - product * product / square, 1e-3);
+  ExpectDigits(best.Value("C10"), product / square, 1e-3);
+
+  stable.bounds["C10"].upper = -0.1;
+  EXPECT_THROW(Fit::Fit({"neo-hooke", 0}, uniaxial, stable), Fit::Error);
+  EXPECT_THROW(Fit::Fit({"creep", 1}, CreepTests(), stable), Fit::Error);
+}
+
 TEST(Energies, StressesAndStabilityAreThoseOfTheEnergy) {
   // Stresses at a strain of 1 by hand from the published energies; limits of stability from finite differences of the
   // energy in principal stretches, by a program of its own (Gent: where I1 - 3 reaches Jm).
