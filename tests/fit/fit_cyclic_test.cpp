@@ -199,7 +199,9 @@ TEST(CyclicFit, DarendelisLawHasAllDigitsAtEveryStrain) {
     Result planted;
     planted.model = "darendeli";
     for (std::size_t k = 0; k < 4; ++k) {
-      planted.parameters.push_back({.name = Fit::ModelParameters("darendeli")[k].name, .value = c.parameters[k]});
+      planted.parameters.emplace_back();
+      planted.parameters.back().name = Fit::ModelParameters("darendeli")[k].name;
+      planted.parameters.back().value = c.parameters[k];
     }
     planted = Fit::FromJson(Fit::ToJson(planted));
     ExpectDigits(planted.evaluate("stiffness", c.strain), c.stiffness, 1e-14);
