@@ -25,6 +25,7 @@
   MODEL(kPower)               \
   MODEL(kHyperbolic)          \
   MODEL(kGhe)                 \
+  MODEL(kDarendeli)           \
   /* hardening */             \
   MODEL(kSwift)               \
   MODEL(kGhosh)               \
@@ -38,7 +39,9 @@
   MODEL(kVanGenuchten)        \
   MODEL(kVanGenuchtenFreeM)   \
   MODEL(kFredlundXing)        \
-  MODEL(kBrooksCorey)
+  MODEL(kBrooksCorey)         \
+  MODEL(kKosugi)              \
+  MODEL(kVanGenuchtenDual)
 // clang-format on
 
 namespace Xem::Fit {
