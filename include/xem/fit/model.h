@@ -51,7 +51,7 @@ struct ModelInfo {
   std::string page = {};         ///< of the documentation, such as "theory/ogden.md"
 };
 
-/// "rubber", "relaxation", "creep", "cyclic", "hardening", "forming", "retention".
+/// "rubber", "relaxation", "shift", "creep", "cyclic", "hardening", "forming", "retention".
 XEM_FIT_EXPORT const std::vector<std::string>& ModelFamilies();
 
 /// Every model, family by family.
