@@ -122,7 +122,7 @@ class Superposer {
         kept.curve, "modulus",
         [&](double x, double y) -> std::string {
           if (x <= 0.0)
-            return (measured.quantity == Quantity::Relaxation ? "time " : "frequency ") + Text(x) + " is not positive";
+            return (measured.quantity == ModulusKind::Relaxation ? "time " : "frequency ") + Text(x) + " is not positive";
           return y < 0.0 ? "modulus " + Text(y) + " is below 0" : std::string();
         },
         0, dropped_);
@@ -144,7 +144,7 @@ class Superposer {
       bool leads = false;
       for (const ModulusCurve& curve : isotherm.curves) {
         ModulusCurve kept = Screened(curve, one.value);
-        if (curve.quantity == Quantity::Loss) {
+        if (curve.quantity == ModulusKind::Loss) {
           one.loss = std::move(kept);
         } else {
           one.leading = std::move(kept);
@@ -207,7 +207,7 @@ class Superposer {
     for (const MaxwellCurve& curve : working_) logs.push_back(Logarithms(curve));
     overlap_.assign(all_.size(), 0.0);
     // log a_T moves frequencies to the right and times to the left.
-    const double sign = working_.front().quantity == Quantity::Relaxation ? -1.0 : 1.0;
+    const double sign = working_.front().quantity == ModulusKind::Relaxation ? -1.0 : 1.0;
     for (std::size_t k = anchor_ + 1; k < all_.size(); ++k) {
       overlap_[k] = overlap_[k - 1] + sign * OverlapShift(logs[k - 1], logs[k]);
     }
@@ -462,7 +462,7 @@ class Superposer {
       const double vertical = std::pow(10.0, out_.factors[k].log10bT);
       for (std::size_t i = 0; i < curve->curve.x.size(); ++i) {
         const double x = curve->curve.x[i];
-        points.push_back({curve->quantity == Quantity::Relaxation ? x / factor : x * factor,
+        points.push_back({curve->quantity == ModulusKind::Relaxation ? x / factor : x * factor,
                           curve->curve.y[i] / vertical, curve->curve.Row(i), k});
       }
     }
@@ -480,12 +480,12 @@ class Superposer {
   void Reduce() {
     MasterCurve leading = Joined([](const Temperature& one) { return &one.leading; });
     // The spectrum belongs to the anchor, whose factor against the reference is the offset.
-    const double move = std::pow(10.0, leading.reduced.quantity == Quantity::Relaxation ? offset_ : -offset_);
+    const double move = std::pow(10.0, leading.reduced.quantity == ModulusKind::Relaxation ? offset_ : -offset_);
     for (const double x : leading.reduced.curve.x) {
       leading.smooth.push_back(scale_ * common_.At(leading.reduced.quantity, x * leading.reduced.perUnit * move));
     }
     leading.misfit = RootMeanSquare(leading.reduced.curve.y, leading.smooth);
-    const char* what = leading.reduced.quantity == Quantity::Storage ? "storage modulus" : "relaxation";
+    const char* what = leading.reduced.quantity == ModulusKind::Storage ? "storage modulus" : "relaxation";
     notes_.push_back(std::string("the ") + what + " superposes within " + Percent(leading.misfit) +
                      " (rms about one common spectrum)");
     out_.master.push_back(std::move(leading));
@@ -506,7 +506,7 @@ class Superposer {
                                                     Instantaneous::Open, 1.0, Neighbours::Apart);
     CommonSpectrum spectrum;
     spectrum.lines = own.lines;
-    for (const double x : curve.x) loss.smooth.push_back(largest * spectrum.At(Quantity::Loss, x));
+    for (const double x : curve.x) loss.smooth.push_back(largest * spectrum.At(ModulusKind::Loss, x));
     loss.misfit = RootMeanSquare(loss.reduced.curve.y, loss.smooth);
     const double leading = out_.master.front().misfit;
     const bool follows = loss.misfit <= std::max(kTimesFurther * leading, kFurther);

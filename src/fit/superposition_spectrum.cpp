@@ -44,9 +44,9 @@ struct Response {
   double value;
   double slope;
 };
-Response At(Quantity quantity, double u) {
+Response At(ModulusKind quantity, double u) {
   const double x = std::exp(u);
-  if (quantity == Quantity::Relaxation) {
+  if (quantity == ModulusKind::Relaxation) {
     const double decay = std::exp(-x);
     return {decay, decay > 0.0 ? -x * decay : 0.0};
   }
@@ -68,7 +68,7 @@ class ShiftedCurve final : public BlockTestFunction {
                 MatrixView derivatives) const override {
     derivatives.Fill(0.0);
     // Times fall as frequencies rise: w tau a_T, but t / (tau a_T).
-    const double sign = quantity_ == Quantity::Relaxation ? -1.0 : 1.0;
+    const double sign = quantity_ == ModulusKind::Relaxation ? -1.0 : 1.0;
     const double factor = std::exp(parameters[layout_.Vertical(temperature_)]);
     const double shift = parameters[layout_.Shift(temperature_)];
     for (std::size_t i = 0; i < model.size(); ++i) {
@@ -92,14 +92,14 @@ class ShiftedCurve final : public BlockTestFunction {
   }
 
  private:
-  Quantity quantity_;
+  ModulusKind quantity_;
   Layout layout_;
   std::size_t temperature_;
 };
 
 std::vector<MaxwellCurve> Reduced(std::vector<MaxwellCurve> curves, const std::vector<double>& shifts) {
   for (std::size_t k = 0; k < curves.size(); ++k) {
-    const double factor = std::exp(curves[k].quantity == Quantity::Relaxation ? -shifts[k] : shifts[k]);
+    const double factor = std::exp(curves[k].quantity == ModulusKind::Relaxation ? -shifts[k] : shifts[k]);
     for (double& x : curves[k].x) x *= factor;
   }
   return curves;
@@ -163,7 +163,7 @@ std::vector<double> ShiftsOf(const CommonFit& fit) {
 
 }  // namespace
 
-double CommonSpectrum::At(Quantity quantity, double x) const {
+double CommonSpectrum::At(ModulusKind quantity, double x) const {
   std::vector<double> series(2 * lines.size());
   for (std::size_t k = 0; k < lines.size(); ++k) {
     series[k] = lines[k].g;

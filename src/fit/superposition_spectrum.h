@@ -18,7 +18,7 @@ struct CommonSpectrum {
   double modulus = 1.0;  ///< instantaneous
 
   /// Of the reference at a reduced time or angular frequency.
-  double At(Quantity quantity, double x) const;
+  double At(ModulusKind quantity, double x) const;
 };
 
 /// `curves` are those of each temperature by rising temperature, in working units: all over time or all storage moduli

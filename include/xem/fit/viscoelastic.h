@@ -45,14 +45,14 @@ inline constexpr int kMostPronyTerms = 40;
 /// than parameters or with values that are not ratios.
 XEM_FIT_EXPORT Result FitProny(const RelaxationData& data, int terms, const Options& options = {});
 
-enum class Quantity { Relaxation, Storage, Loss };
+enum class ModulusKind { Relaxation, Storage, Loss };
 
 /// "relaxation", "storage", "loss": what the name of such a curve begins with.
-XEM_FIT_EXPORT const char* NameOf(Quantity quantity);
+XEM_FIT_EXPORT const char* NameOf(ModulusKind quantity);
 
 /// A relaxation curve (time, modulus) or one part of a sweep (frequency, storage or loss modulus).
 struct ModulusCurve {
-  Quantity quantity = Quantity::Storage;
+  ModulusKind quantity = ModulusKind::Storage;
   Curve curve;  ///< a name that begins as NameOf says; none: that, with a number where several have it
   /// Units of time, or radians per unit of time, of one unit of the abscissa: 2 pi where it counts cycles.
   double perUnit = 1.0;

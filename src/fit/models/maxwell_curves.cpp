@@ -20,8 +20,8 @@ using namespace MaterialUtil;
 
 constexpr double kLinesPerDecade = 8.0;
 
-DynamicPart PartOf(Quantity quantity) {
-  return quantity == Quantity::Storage ? DynamicPart::Storage : DynamicPart::Loss;
+DynamicPart PartOf(ModulusKind quantity) {
+  return quantity == ModulusKind::Storage ? DynamicPart::Storage : DynamicPart::Loss;
 }
 
 /// A curve against the series, in coefficients or in shares.
@@ -66,7 +66,7 @@ class MaxwellFunction final : public BlockTestFunction {
     for (double& value : model) value *= modulus;
   }
 
-  Quantity quantity_;
+  ModulusKind quantity_;
   bool ratio_;
   std::optional<PronyShares> shares_;
   mutable std::vector<double> series_;  // work space of one fit, which runs on one thread
@@ -74,7 +74,7 @@ class MaxwellFunction final : public BlockTestFunction {
 
 /// What a term of unit modulus adds to a curve; without a spectrum every curve but the loss is the modulus.
 void AddResponses(const MaxwellCurve& curve, double logTime, std::span<double> column) {
-  if (curve.quantity == Quantity::Relaxation) {
+  if (curve.quantity == ModulusKind::Relaxation) {
     PronyDecays(std::exp(logTime), curve.x, column);
   } else {
     DynamicResponses(PartOf(curve.quantity), std::exp(logTime), curve.x, column);
@@ -87,9 +87,9 @@ bool TakesPart(const MaxwellCurve& curve, Instantaneous instantaneous) {
 
 }  // namespace
 
-void MaxwellModuli(Quantity quantity, std::span<const double> series, std::span<const double> x,
+void MaxwellModuli(ModulusKind quantity, std::span<const double> series, std::span<const double> x,
                    std::span<double> moduli, MatrixView derivatives) {
-  if (quantity == Quantity::Relaxation) {
+  if (quantity == ModulusKind::Relaxation) {
     PronyModuli(series, x, moduli, derivatives);
   } else {
     DynamicModuli(PartOf(quantity), series, x, moduli, derivatives);
@@ -140,7 +140,7 @@ LogRange MeasuredTimes(const std::vector<MaxwellCurve>& curves) {
   LogRange range{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
   for (const MaxwellCurve& curve : curves) {
     for (const double x : curve.x) {
-      const double logTime = curve.quantity == Quantity::Relaxation ? std::log(x) : -std::log(x);
+      const double logTime = curve.quantity == ModulusKind::Relaxation ? std::log(x) : -std::log(x);
       range.from = std::min(range.from, logTime);
       range.to = std::max(range.to, logTime);
     }
@@ -160,7 +160,7 @@ ScaledSpectrum FitMaxwellSpectrum(const std::vector<MaxwellCurve>& curves, Resid
   for (const MaxwellCurve& curve : curves) {
     if (!TakesPart(curve, instantaneous)) continue;
     const std::size_t count = curve.x.size();
-    const double whole = curve.quantity == Quantity::Loss ? 0.0 : 1.0;  // of the modulus when nothing has relaxed
+    const double whole = curve.quantity == ModulusKind::Loss ? 0.0 : 1.0;  // of the modulus when nothing has relaxed
     const double unit = curve.ratio ? 1.0 / modulus : 1.0;
     std::vector<double> scales(count, curve.weight);
     for (std::size_t i = 0; i < count; ++i) {

@@ -16,7 +16,7 @@ namespace Xem::Fit {
 
 /// A screened curve with its abscissae as times, or angular frequencies, in the model's unit of time.
 struct MaxwellCurve {
-  Quantity quantity = Quantity::Relaxation;
+  ModulusKind quantity = ModulusKind::Relaxation;
   bool ratio = false;  ///< ordinates are over the instantaneous modulus
   double weight = 1.0;
   std::vector<double> x;
@@ -24,7 +24,7 @@ struct MaxwellCurve {
 };
 
 /// Values of E0 g, E0 g' or E0 g'' at times or angular frequencies; parameters are g_1 ... tau_n.
-void MaxwellModuli(Quantity quantity, std::span<const double> series, std::span<const double> x,
+void MaxwellModuli(ModulusKind quantity, std::span<const double> series, std::span<const double> x,
                    std::span<double> moduli, MaterialUtil::MatrixView derivatives);
 
 /// A curve against g_1 ... g_n, tau_1 ... tau_n and, where one more parameter follows, the instantaneous modulus.

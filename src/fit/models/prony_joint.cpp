@@ -19,7 +19,7 @@ constexpr const char* kModulusName = "E0";
 constexpr const char* kPerUnit = "per_unit";
 constexpr const char* kRatio = "ratio";
 constexpr const char* kLossFactor = "loss_factor";
-constexpr Quantity kQuantities[] = {Quantity::Relaxation, Quantity::Storage, Quantity::Loss};
+constexpr ModulusKind kQuantities[] = {ModulusKind::Relaxation, ModulusKind::Storage, ModulusKind::Loss};
 
 bool BeginsWith(const std::string& name, const std::string& start) { return name.rfind(start, 0) == 0; }
 
@@ -42,18 +42,18 @@ class JointEvaluator {
   double operator()(const std::string& curve, double x) const {
     if (BeginsWith(curve, kLossFactor)) {
       const std::string number = curve.substr(std::string(kLossFactor).size());
-      return (*this)(NameOf(Quantity::Loss) + number, x) / (*this)(NameOf(Quantity::Storage) + number, x);
+      return (*this)(NameOf(ModulusKind::Loss) + number, x) / (*this)(NameOf(ModulusKind::Storage) + number, x);
     }
     const auto found = scales_.find(curve);
     const Scale scale = found == scales_.end() ? Scale() : found->second;
-    for (const Quantity quantity : {Quantity::Storage, Quantity::Loss}) {
+    for (const ModulusKind quantity : {ModulusKind::Storage, ModulusKind::Loss}) {
       if (BeginsWith(curve, NameOf(quantity))) return At(quantity, x, scale);
     }
-    return At(Quantity::Relaxation, x, scale);
+    return At(ModulusKind::Relaxation, x, scale);
   }
 
  private:
-  double At(Quantity quantity, double x, const Scale& scale) const {
+  double At(ModulusKind quantity, double x, const Scale& scale) const {
     double value = 0.0;
     const double reduced = x * scale.perUnit;
     MaxwellModuli(quantity, series_, {&reduced, 1}, {&value, 1}, {});
@@ -85,7 +85,7 @@ class JointPronyFit final : public ModelFit {
     if (curves.empty()) throw Error(ErrorKind::BadData, "there is no curve to fit");
     onlyRatios_ = std::all_of(working_.begin(), working_.end(), [](const MaxwellCurve& curve) { return curve.ratio; });
     const bool anyModulus = std::any_of(working_.begin(), working_.end(), [](const MaxwellCurve& curve) {
-      return !curve.ratio && curve.quantity != Quantity::Loss;
+      return !curve.ratio && curve.quantity != ModulusKind::Loss;
     });
     tellsModulus_ = anyModulus || onlyRatios_;
     RequireTerms();
@@ -167,7 +167,7 @@ class JointPronyFit final : public ModelFit {
     if (!(measured.perUnit > 0.0) || !std::isfinite(measured.perUnit)) {
       throw Error(ErrorKind::BadInput, "curve " + name + ": its unit of time or frequency is not positive");
     }
-    const bool inTime = measured.quantity == Quantity::Relaxation;
+    const bool inTime = measured.quantity == ModulusKind::Relaxation;
     const bool relative = options.residual == Residual::Relative;
     Curve kept = Xem::Fit::Screen(
         measured.curve, "modulus",
@@ -368,20 +368,20 @@ class JointPronyFit final : public ModelFit {
 
 }  // namespace
 
-const char* NameOf(Quantity quantity) {
+const char* NameOf(ModulusKind quantity) {
   switch (quantity) {
-    case Quantity::Relaxation:
+    case ModulusKind::Relaxation:
       return "relaxation";
-    case Quantity::Storage:
+    case ModulusKind::Storage:
       return "storage";
-    case Quantity::Loss:
+    case ModulusKind::Loss:
       return "loss";
   }
   return "";
 }
 
 void NameCurves(std::vector<ModulusCurve>& curves) {
-  for (const Quantity quantity : kQuantities) {
+  for (const ModulusKind quantity : kQuantities) {
     int number = 0;
     for (ModulusCurve& curve : curves) {
       if (curve.quantity != quantity) continue;
