@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <numbers>
 #include <numeric>
 #include <optional>
@@ -89,7 +90,15 @@ std::string Percent(double share) { return Text(std::round(1000.0 * share) / 10.
 
 class Superposer {
  public:
-  Superposer(const SuperpositionData& data, const Options& options) : data_(data), options_(options) {}
+  Superposer(const SuperpositionData& data, const Options& options) : data_(data), options_(options) {
+    // Ranges of the curves as they were measured; what is left is for the law.
+    for (const ModulusKind kind : {ModulusKind::Relaxation, ModulusKind::Storage, ModulusKind::Loss}) {
+      auto range = options_.ranges.find(NameOf(kind));
+      if (range == options_.ranges.end()) range = options_.ranges.find("");
+      if (range != options_.ranges.end()) ranges_[kind] = range->second;
+    }
+    std::erase_if(options_.ranges, [](const auto& range) { return range.first != kFactors; });
+  }
 
   Superposition Run() {
     Screen();
@@ -104,6 +113,11 @@ class Superposer {
     result.notes.insert(result.notes.begin(), notes_.begin(), notes_.end());
     result.dropped.insert(result.dropped.begin(), dropped_.begin(), dropped_.end());
     result.measures.dropped = static_cast<int>(result.dropped.size());
+    for (CurveResult& curve : result.curves) {
+      curve.measures.dropped =
+          static_cast<int>(std::count_if(result.dropped.begin(), result.dropped.end(),
+                                         [&](const DroppedPoint& point) { return point.curve == curve.name; }));
+    }
     return std::move(out_);
   }
 
@@ -118,11 +132,18 @@ class Superposer {
   ModulusCurve Screened(const ModulusCurve& measured, double temperature) {
     ModulusCurve kept = measured;
     kept.curve.name = NameOf(measured.quantity);
+    const bool inTime = measured.quantity == ModulusKind::Relaxation;
+    const auto range = ranges_.find(measured.quantity);
+    for (const UnusedRow& unused : measured.curve.unused) {
+      dropped_.push_back({kept.curve.name, unused.row, unused.reason});
+    }
     kept.curve = Xem::Fit::Screen(
         kept.curve, "modulus",
         [&](double x, double y) -> std::string {
-          if (x <= 0.0)
-            return (measured.quantity == ModulusKind::Relaxation ? "time " : "frequency ") + Text(x) + " is not positive";
+          if (x <= 0.0) return (inTime ? "time " : "frequency ") + Text(x) + " is not positive";
+          if (range != ranges_.end() && (x < range->second.lower || x > range->second.upper)) {
+            return "outside the range " + Text(range->second);
+          }
           return y < 0.0 ? "modulus " + Text(y) + " is below 0" : std::string();
         },
         0, dropped_);
@@ -517,7 +538,8 @@ class Superposer {
   }
 
   const SuperpositionData& data_;
-  const Options& options_;
+  Options options_;
+  std::map<ModulusKind, Interval> ranges_;
   std::vector<Temperature> all_;
   std::size_t anchor_ = 0;
   double scale_ = 1.0;

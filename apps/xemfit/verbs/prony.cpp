@@ -64,7 +64,7 @@ class PronyFit final : public SweepVerb {
     for (const Fit::Isotherm& isotherm : sweeps.isotherms) {
       data.curves.insert(data.curves.end(), isotherm.curves.begin(), isotherm.curves.end());
     }
-    return FitDynamic(data, sweeps);
+    return FitDynamic(data, sweeps, DynamicOptions());
   }
 
   Report FitRelaxation(Fit::Table table) {
@@ -116,9 +116,9 @@ class PronyFit final : public SweepVerb {
     return options;
   }
 
-  Report FitDynamic(const Fit::DynamicData& data, const Sweeps& sweeps) {
+  Report FitDynamic(const Fit::DynamicData& data, const Sweeps& sweeps, const Fit::Options& options) {
     Report report;
-    report.result = Fit::FitDynamicProny(data, Terms(), DynamicOptions());
+    report.result = Fit::FitDynamicProny(data, Terms(), options);
     report.result.notes.insert(report.result.notes.begin(), sweeps.notes.begin(), sweeps.notes.end());
     AddPanels(data, sweeps, report);
     return report;
@@ -137,12 +137,18 @@ class PronyFit final : public SweepVerb {
     }
     Fit::Options options;
     options.level = FitOptions().level;
+    options.ranges = FitOptions().ranges;  // of the curves as they were measured
     const Fit::Superposition superposition = Fit::Superpose(
         {sweeps.isotherms, *reference, sweeps.unit, Fit::ShiftLaw::Wlf, false, sweeps.modulusUnit}, options);
     sweeps.notes.insert(sweeps.notes.end(), superposition.result.notes.begin(), superposition.result.notes.end());
     Fit::DynamicData data = DataOf(sweeps);
     for (const Fit::MasterCurve& master : superposition.master) data.curves.push_back(master.reduced);
-    Report report = FitDynamic(data, sweeps);
+    Fit::Options ofMaster = DynamicOptions();
+    ofMaster.ranges.clear();
+    Report report = FitDynamic(data, sweeps, ofMaster);
+    for (const Fit::DroppedPoint& point : superposition.result.dropped) {
+      if (point.curve != "shift_factors") report.result.dropped.push_back(point);
+    }
     report.amend = [superposition, reference](Json& document) { AmendShift(superposition, *reference, document); };
     report.appendices.push_back(FactorTable(sweeps, superposition));
     return report;

@@ -188,8 +188,14 @@ Sweeps SweepVerb::ReadSweeps(const std::vector<Fit::Table>& tables) {
       }
       sweeps.hasTemperatures = true;
     }
-    // A column T must not be taken for the time.
-    if (temperature) table.columns.erase(table.columns.begin() + static_cast<std::ptrdiff_t>(temperature->index));
+    // A column T must not be taken for the time, and what changes with sets is no reason to think of several tests.
+    std::vector<std::size_t> done;
+    if (temperature) done.push_back(temperature->index);
+    if (temperature && set) done.push_back(set->index);
+    std::sort(done.rbegin(), done.rend());
+    for (const std::size_t index : done) {
+      table.columns.erase(table.columns.begin() + static_cast<std::ptrdiff_t>(index));
+    }
     const auto read = [&](ModulusKind kind, const Role& x, const Role& y) {
       const int number = ++numbers[kind];
       const std::string name = Fit::NameOf(kind) + (number > 1 ? "_" + std::to_string(number) : std::string());
@@ -280,6 +286,13 @@ Sweeps SweepVerb::ReadSweeps(const std::vector<Fit::Table>& tables) {
       curve->curve.x.push_back(whole.x[i]);
       curve->curve.y.push_back(whole.y[i]);
       curve->curve.rows.push_back(whole.Row(i));
+    }
+    for (Fit::Isotherm& isotherm : sweeps.isotherms) {
+      const auto first = std::find_if(isotherm.curves.begin(), isotherm.curves.end(),
+                                      [&](const Fit::ModulusCurve& one) { return one.quantity == part.kind; });
+      if (first == isotherm.curves.end()) continue;
+      first->curve.unused.insert(first->curve.unused.end(), whole.unused.begin(), whole.unused.end());
+      break;
     }
   }
   if (sweeps.isotherms.size() > 1 || grouping.Spread() > kWorthTelling) {
@@ -420,8 +433,16 @@ std::vector<Panel> ShiftPanels(const Sweeps& sweeps, const Fit::Superposition& s
   factors.y = {"log10 a_T", "", false, false};
   factors.curves = {"shift_factors"};
   factors.lines = "law";
-  panels.insert(panels.begin(), std::move(factors));
+  Overlay apart{"not of this law", {}, {}};
+  for (const Fit::ShiftFactor& factor : superposition.factors) {
+    const auto& x = superposition.result.curves.front().x;
+    if (std::find(x.begin(), x.end(), factor.temperature) != x.end()) continue;
+    apart.x.push_back(factor.temperature);
+    apart.y.push_back(factor.log10aT);
+  }
+  if (!apart.x.empty()) factors.overlays.push_back(std::move(apart));
   panels.push_back(std::move(after));
+  panels.push_back(std::move(factors));
   return panels;
 }
 

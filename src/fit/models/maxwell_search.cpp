@@ -23,6 +23,9 @@ constexpr double kRounding = 1e-9;
 constexpr int kMostTermsInChain = 6;
 /// More terms than lines of the spectrum plus this many are not worth a try.
 constexpr int kBeyondSpectrum = 2;
+/// A term must lower the sum of squares by this share. Temperatures that were superposed, and instruments, leave errors
+/// that neighbours have in common, which a criterion for independent scatter would have followed to the last wiggle.
+constexpr double kWorthATerm = 0.05;
 /// Enough to rank numbers of terms.
 constexpr int kRankingEvaluations = 80;
 
@@ -111,8 +114,10 @@ MaxwellFit MaxwellSearch::Fit(const std::vector<FreeOrHeld>& series, const std::
   if (depth == Depth::Minimum) FollowDown(problem, fit.minimum);
   // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
   const double floor = points_ * kRounding * kRounding;
+  constexpr double kCounted = 4.0;  // by the criterion, for two parameters
   fit.information =
-      CorrectedInformation(std::max(fit.minimum.objective, floor), problem.PointCount(), problem.FreeCount());
+      CorrectedInformation(std::max(fit.minimum.objective, floor), problem.PointCount(), problem.FreeCount()) +
+      fit.terms * std::max(0.0, kWorthATerm * points_ - kCounted);
   return fit;
 }
 

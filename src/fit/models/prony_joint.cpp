@@ -18,7 +18,6 @@ namespace {
 constexpr const char* kModulusName = "E0";
 constexpr const char* kPerUnit = "per_unit";
 constexpr const char* kRatio = "ratio";
-constexpr const char* kLossFactor = "loss_factor";
 constexpr ModulusKind kQuantities[] = {ModulusKind::Relaxation, ModulusKind::Storage, ModulusKind::Loss};
 
 bool BeginsWith(const std::string& name, const std::string& start) { return name.rfind(start, 0) == 0; }
@@ -40,10 +39,6 @@ class JointEvaluator {
   void Add(const std::string& curve, Scale scale) { scales_[curve] = scale; }
 
   double operator()(const std::string& curve, double x) const {
-    if (BeginsWith(curve, kLossFactor)) {
-      const std::string number = curve.substr(std::string(kLossFactor).size());
-      return (*this)(NameOf(ModulusKind::Loss) + number, x) / (*this)(NameOf(ModulusKind::Storage) + number, x);
-    }
     const auto found = scales_.find(curve);
     const Scale scale = found == scales_.end() ? Scale() : found->second;
     for (const ModulusKind quantity : {ModulusKind::Storage, ModulusKind::Loss}) {
@@ -270,7 +265,10 @@ class JointPronyFit final : public ModelFit {
   Minimum MinimiseFree(MaxwellSearch& search, std::vector<MaxwellCurve> scaled) {
     if (terms == kAutomaticTerms) {
       terms = search.Best();
-      notes.push_back("the number of terms was chosen by the corrected Akaike criterion");
+      notes.push_back(
+          "the number of terms was chosen by the corrected Akaike criterion among those that each lower the sum of "
+          "squares "
+          "by 5 % at least");
     } else {
       std::string reasons;
       const int supported = search.Supported(terms, reasons);

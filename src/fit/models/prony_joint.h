@@ -14,8 +14,7 @@ void NameCurves(std::vector<ModulusCurve>& curves);
 
 boost::shared_ptr<ModelFit> MakeJointPronyFit(const DynamicData& data, int terms);
 
-/// From stored parameters, over time, frequency and, as "loss_factor", the ratio of loss to storage modulus. A curve
-/// that was not fitted is over time or angular frequency.
+/// From stored parameters, over time and frequency. A curve that was not fitted is over time or angular frequency.
 Evaluator RestoreProny(const Result& stored);
 
 }  // namespace Xem::Fit
