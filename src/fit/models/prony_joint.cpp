@@ -4,6 +4,7 @@
 #include <boost/make_shared.hpp>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -300,6 +301,7 @@ class JointPronyFit final : public ModelFit {
     } else {
       for (auto& start : starts) start.back() *= scale;
     }
+    for (auto& start : starts) PutLinesWhereHeld(start);
     starts = WithGiven(starts, starts.front(), Proposed::Last);
     if (onlyRatios_) {
       series.push_back({.name = kModulusName, .held = true});
@@ -326,6 +328,36 @@ class JointPronyFit final : public ModelFit {
       if (problem.parameters[k].held) minimum.parameters[k] = given[k];  // not through a logarithm and back
     }
     return minimum;
+  }
+
+  /// The lines of a start in the order in which held times, then held coefficients, come nearest to them.
+  void PutLinesWhereHeld(std::vector<double>& start) const {
+    const auto count = static_cast<std::size_t>(terms);
+    std::vector<std::size_t> left(count);
+    std::iota(left.begin(), left.end(), std::size_t{0});
+    std::vector<std::size_t> chosen(count, count);
+    const auto choose = [&](std::size_t term, const std::function<double(std::size_t)>& apart) {
+      const auto nearest =
+          std::min_element(left.begin(), left.end(), [&](std::size_t a, std::size_t b) { return apart(a) < apart(b); });
+      chosen[term] = *nearest;
+      left.erase(nearest);
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+      if (std::isnan(given[count + i])) continue;
+      choose(i, [&](std::size_t line) { return std::abs(std::log(start[count + line] / given[count + i])); });
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      if (chosen[i] < count || std::isnan(given[i])) continue;
+      choose(i, [&](std::size_t line) { return std::abs(start[line] - given[i]); });
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      if (chosen[i] == count) choose(i, [](std::size_t line) { return static_cast<double>(line); });
+    }
+    const std::vector<double> before = start;
+    for (std::size_t i = 0; i < count; ++i) {
+      start[i] = before[chosen[i]];
+      start[count + i] = before[count + chosen[i]];
+    }
   }
 
   void UseSmallestModulus(Minimum& minimum) {
