@@ -106,7 +106,9 @@ class Grouping {
 
   const std::vector<Group>& Groups() const { return groups_; }
   bool BySet() const { return bySet_; }
-  std::size_t IndexOf(std::size_t file, const Place& place) const { return indices_.at(KeyOf(file, place)); }
+  std::size_t IndexOf(std::size_t file, const Place& place) const {
+    return groups_.size() == 1 ? 0 : indices_.at(KeyOf(file, place));
+  }
   double Spread() const {
     double spread = 0.0;
     for (const Group& group : groups_) spread = std::max(spread, group.highest - group.lowest);
@@ -271,7 +273,15 @@ Sweeps SweepVerb::ReadSweeps(const std::vector<Fit::Table>& tables) {
   sweeps.temperatureUnit = ShownUnit(sweeps.unit);
   const Grouping grouping(parts);
   for (const Group& group : grouping.Groups()) sweeps.isotherms.push_back({group.Mean(), {}});
-  for (const ReadPart& part : parts) {
+  for (ReadPart& part : parts) {
+    const auto isNamed = [](const auto& place) { return !std::isnan(place.second.temperature); };
+    if (std::none_of(part.places.begin(), part.places.end(), isNamed)) {
+      if (sweeps.isotherms.size() > 1) {
+        throw Failure(ExitCode::BadData, part.measured.input.file + ": it names no temperature, as the other files do");
+      }
+      // All others are of one temperature, and so is this.
+      for (auto& place : part.places) place.second = {sweeps.isotherms.front().temperature, ""};
+    }
     const Fit::Curve& whole = part.measured.curve;
     for (std::size_t i = 0; i < whole.x.size(); ++i) {
       const auto place = part.places.find(whole.Row(i));
