@@ -124,12 +124,13 @@ MaxwellFit MaxwellSearch::Fit(const std::vector<FreeOrHeld>& series, const std::
 std::vector<FreeOrHeld> MaxwellSearch::Series(int terms) const {
   std::vector<FreeOrHeld> series(2 * static_cast<std::size_t>(terms) + 1);
   for (int i = 0; i < terms; ++i) {
-    series[i] = {.name = "g" + std::to_string(i + 1), .lower = 0.0, .upper = 1.0};
+    series[i] = {.name = "g" + std::to_string(i + 1), .unit = "", .lower = 0.0, .upper = 1.0};
     series[terms + i] = {.name = "tau" + std::to_string(i + 1),
+                         .unit = "",
                          .lower = std::exp(range_.from) / kBeyondMeasured,
                          .upper = std::exp(range_.to) * kBeyondMeasured};
   }
-  series.back() = {.name = "E0", .lower = 0.0, .held = instantaneous_ != Instantaneous::Free};
+  series.back() = {.name = "E0", .unit = "", .lower = 0.0, .held = instantaneous_ != Instantaneous::Free};
   return series;
 }
 

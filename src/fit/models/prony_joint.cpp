@@ -207,7 +207,7 @@ class JointPronyFit final : public ModelFit {
     problem.termCount = terms;
     problem.parameters.resize(2 * static_cast<std::size_t>(terms));
     for (int i = 0; i < terms; ++i) {
-      problem.parameters[i] = {.name = "g" + std::to_string(i + 1), .lower = 0.0, .upper = 1.0};
+      problem.parameters[i] = {.name = "g" + std::to_string(i + 1), .unit = "", .lower = 0.0, .upper = 1.0};
       problem.parameters[terms + i] = {.name = "tau" + std::to_string(i + 1),
                                        .unit = data_.timeUnit,
                                        .lower = std::exp(range.from) / kBeyondMeasured,
@@ -304,7 +304,7 @@ class JointPronyFit final : public ModelFit {
     for (auto& start : starts) PutLinesWhereHeld(start);
     starts = WithGiven(starts, starts.front(), Proposed::Last);
     if (onlyRatios_) {
-      series.push_back({.name = kModulusName, .held = true});
+      series.push_back({.name = kModulusName, .unit = "", .held = true});
       for (auto& start : starts) start.push_back(1.0);
     } else {
       series.back().lower /= scale;

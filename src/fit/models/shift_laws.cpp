@@ -68,23 +68,23 @@ class ShiftFit final : public ModelFit {
       throw Error(ErrorKind::BadInput,
                   "shift factors pass through 0 at the reference, so their residuals are absolute");
     }
-    const Curve& given = data_.curve;
-    if (given.y.size() != given.x.size() ||
-        (!data_.standardErrors.empty() && data_.standardErrors.size() != given.x.size())) {
+    const Curve& measured = data_.curve;
+    if (measured.y.size() != measured.x.size() ||
+        (!data_.standardErrors.empty() && data_.standardErrors.size() != measured.x.size())) {
       throw Error(ErrorKind::BadData, "temperatures, factors and their errors differ in number");
     }
     // Not the screening of other families: the factor of the reference is 0.
     Curve kept;
-    kept.name = given.name.empty() ? kCurve : given.name;
-    for (std::size_t i = 0; i < given.x.size(); ++i) {
+    kept.name = measured.name.empty() ? kCurve : measured.name;
+    for (std::size_t i = 0; i < measured.x.size(); ++i) {
       const double error = data_.standardErrors.empty() ? 0.0 : data_.standardErrors[i];
-      if (!std::isfinite(given.y[i]) || !std::isfinite(error) || !(InKelvin(given.x[i], data_.unit) > 0.0)) {
-        dropped.push_back({kept.name, given.Row(i), "not a finite factor, with a finite error, above 0 K"});
+      if (!std::isfinite(measured.y[i]) || !std::isfinite(error) || !(InKelvin(measured.x[i], data_.unit) > 0.0)) {
+        dropped.push_back({kept.name, measured.Row(i), "not a finite factor, with a finite error, above 0 K"});
         continue;
       }
-      kept.x.push_back(given.x[i]);
-      kept.y.push_back(given.y[i]);
-      kept.rows.push_back(given.Row(i));
+      kept.x.push_back(measured.x[i]);
+      kept.y.push_back(measured.y[i]);
+      kept.rows.push_back(measured.Row(i));
       errors_.push_back(error);
     }
     if (kept.x.size() < 2) throw Error(ErrorKind::BadData, "a law needs factors at two temperatures at least");
@@ -100,7 +100,7 @@ class ShiftFit final : public ModelFit {
       const auto& x = curves.front().x;
       const double below = data_.reference - *std::min_element(x.begin(), x.end());
       problem.parameters[1].lower = std::max(kNextToPole, (1.0 + 1e-3) * below);
-      problem.parameters[1].unit = data_.unit == TemperatureUnit::Fahrenheit ? "F" : "K";
+      problem.parameters[1].unit = std::string(1, data_.unit == TemperatureUnit::Fahrenheit ? 'F' : 'K');
     }
     problem.weights = {curves.front().weight};
     problem.functions = {
