@@ -77,7 +77,7 @@ struct DynamicData {
 /// then is the smallest that it can be, the sum of the moduli of the terms, and not identifiable.
 ///
 /// Of a number of terms that is asked for only those are taken away that are empty or lie on each other; with
-/// kAutomaticTerms it grows until the corrected Akaike criterion gets no better. Parameters and derived quantities are
+/// kAutomaticTerms it grows until a further term no longer pays. Parameters and derived quantities are
 /// those of FitProny, the curves keep their abscissae; `conditions` of each have "per_unit" of its ModulusCurve.
 ///
 /// Throws Error as FitProny does; BadInput for Engine::Export, which knows no frequencies, and Normalise::First.

@@ -114,10 +114,9 @@ MaxwellFit MaxwellSearch::Fit(const std::vector<FreeOrHeld>& series, const std::
   if (depth == Depth::Minimum) FollowDown(problem, fit.minimum);
   // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
   const double floor = points_ * kRounding * kRounding;
-  constexpr double kCounted = 4.0;  // by the criterion, for two parameters
-  fit.information =
-      CorrectedInformation(std::max(fit.minimum.objective, floor), problem.PointCount(), problem.FreeCount()) +
-      fit.terms * std::max(0.0, kWorthATerm * points_ - kCounted);
+  const double points = points_;
+  fit.information = points * std::log(std::max(fit.minimum.objective, floor) / points) +
+                    fit.terms * std::max(2.0 * std::log(points), kWorthATerm * points);
   return fit;
 }
 

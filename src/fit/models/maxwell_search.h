@@ -14,7 +14,7 @@ namespace Xem::Fit {
 struct MaxwellFit {
   int terms = 0;
   Minimum minimum;           ///< in the coordinates of PronyShares, then the modulus where it is free
-  double information = 0.0;  ///< corrected Akaike criterion, and what a term must be worth at least
+  double information = 0.0;  ///< Schwarz's criterion, or what a term must be worth at least
 };
 
 class MaxwellSearch {

@@ -267,8 +267,7 @@ class JointPronyFit final : public ModelFit {
     if (terms == kAutomaticTerms) {
       terms = search.Best();
       notes.push_back(
-          "the number of terms was chosen by the corrected Akaike criterion among those that each lower the sum of "
-          "squares "
+          "the number of terms was chosen by Schwarz's criterion among those that each lower the sum of squares "
           "by 5 % at least");
     } else {
       std::string reasons;
