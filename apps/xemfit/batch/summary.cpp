@@ -18,15 +18,16 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-struct Measure {
+struct SummaryMeasure {
   const char* name;
   double Outcome::*value;
   bool hasStatistics;
   int power;  ///< of the unit of the ordinates
 };
-constexpr Measure kMeasures[] = {{"points", &Outcome::points, false, 0}, {"dropped", &Outcome::dropped, false, 0},
-                                 {"sse", &Outcome::sse, true, 2},        {"rmse", &Outcome::rmse, true, 1},
-                                 {"r2", &Outcome::r2, true, 0},          {"aicc", &Outcome::aicc, true, 0}};
+constexpr SummaryMeasure kSummaryMeasures[] = {
+    {"points", &Outcome::points, false, 0}, {"dropped", &Outcome::dropped, false, 0},
+    {"sse", &Outcome::sse, true, 2},        {"rmse", &Outcome::rmse, true, 1},
+    {"r2", &Outcome::r2, true, 0},          {"aicc", &Outcome::aicc, true, 0}};
 constexpr const char* kCriterion = "aicc";
 
 constexpr const char* kStandardError = "_standard_error";
@@ -129,14 +130,14 @@ void Summary::Add(const std::string& specimen, const Outcome& outcome, const std
 /// points * ln(sum of squares) in it, by a summand unless the residuals were relative.
 void Summary::AddMeasures(const Outcome& outcome) {
   if (measures_.empty()) {
-    for (const Measure& measure : kMeasures) {
+    for (const SummaryMeasure& measure : kSummaryMeasures) {
       measures_.push_back({.name = measure.name, .hasStatistics = measure.hasStatistics});
     }
   }
   const bool hasMeasures = std::isfinite(outcome.rmse);
   for (std::size_t i = 0; i < measures_.size(); ++i) {
     SummaryColumn& column = measures_[i];
-    const Measure& measure = kMeasures[i];
+    const SummaryMeasure& measure = kSummaryMeasures[i];
     double value = outcome.*measure.value;
     const bool isCriterion = column.name == kCriterion && !outcome.relative;
     if (hasMeasures && (measure.power > 0 || isCriterion)) {

@@ -170,13 +170,29 @@ Problem Bounded(Problem problem, const std::vector<double>& start, double shearM
   return problem;
 }
 
+/// True for terms that differ in more than rounding and the last digits of a minimum.
+bool DifferentExponents(const Minimum& a, const Minimum& b) {
+  constexpr double kNotable = 0.5;
+  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
+    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
+  }
+  return false;
+}
+
+/// After this many evaluations of each start the lowest valleys are known; most of the time of a fit would go into the
+/// ends of others.
+constexpr int kComparedEvaluations = 200;
+
+/// Valleys of which none is higher than this multiple of the lowest are followed to their ends.
+constexpr double kWorthFollowing = 1.5;
+
 /// The minima that the starts lead to, the best first; starts that lead nowhere are left out.
 std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::vector<double>>& starts,
                                 double shearModulus) {
   std::vector<Minimum> minima;
   const auto follow = [&](const std::vector<double>& start) {
     try {
-      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}));
+      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}, kComparedEvaluations));
       return true;
     } catch (const Error&) {
       return false;
@@ -198,21 +214,24 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
     throw Error(ErrorKind::NotConverged,
                 "no starting point led to a finite misfit; check the units of the data or give starting values");
   }
-  std::stable_sort(minima.begin(), minima.end(),
-                   [](const Minimum& a, const Minimum& b) { return a.objective < b.objective; });
+  const auto lowest = [](const Minimum& a, const Minimum& b) { return a.objective < b.objective; };
+  std::stable_sort(minima.begin(), minima.end(), lowest);
+  std::vector<const Minimum*> followed;
+  const double highest = kWorthFollowing * minima.front().objective;
+  for (Minimum& minimum : minima) {
+    const bool isNew = std::all_of(followed.begin(), followed.end(),
+                                   [&](const Minimum* other) { return DifferentExponents(minimum, *other); });
+    if (!isNew || minimum.objective > highest) continue;
+    const int before = minimum.iterations;
+    minimum = Minimise(Bounded(problem, minimum.parameters, shearModulus), {minimum.parameters});
+    minimum.iterations += before;
+    followed.push_back(&minimum);
+  }
+  std::stable_sort(minima.begin(), minima.end(), lowest);
   return minima;
 }
 
 double ShearModulusScale(const Minimum& oneTerm) { return std::abs(OgdenShearModulus(oneTerm.parameters)); }
-
-/// True for terms that differ in more than rounding and the last digits of a minimum.
-bool DifferentExponents(const Minimum& a, const Minimum& b) {
-  constexpr double kNotable = 0.5;
-  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
-    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
-  }
-  return false;
-}
 
 /// The best minima that differ from each other.
 std::vector<std::vector<double>> Different(const std::vector<Minimum>& minima) {
