@@ -21,6 +21,7 @@ std::string AxisText(const Axis& axis) { return axis.label + (axis.unit.empty() 
 }  // namespace
 
 std::string CurvesCsv(const std::string& command, const Report& report) {
+  if (report.curveFile) return report.curveFile(command);
   std::string text = fmt::format("# command: {}\n# model: {}\n", command, ModelLabel(report.result));
   if (!report.panels.empty()) {
     text += fmt::format("# x: {}\n# measured: {}\n", Printable(AxisText(report.panels.front().x)),

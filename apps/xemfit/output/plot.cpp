@@ -190,7 +190,9 @@ std::string MarkCommands(const DrawnPanel& panel) {
 
 /// Room for tics, label and the rows of the key, whose columns are as wide as its longest name.
 double BottomMargin(const DrawnPanel& panel, bool several) {
-  const std::size_t entries = panel.curves.size() + panel.overlays.size() + (panel.overlays.empty() ? 2 : 1);
+  const auto named = static_cast<std::size_t>(std::count_if(
+      panel.curves.begin(), panel.curves.end(), [](const DrawnCurve& curve) { return !curve.legend.empty(); }));
+  const std::size_t entries = named + panel.overlays.size() + (panel.overlays.empty() ? 2 : 1);
   std::size_t longest = panel.lines.size();
   for (const DrawnCurve& curve : panel.curves) longest = std::max(longest, curve.legend.size());
   for (const Overlay& overlay : panel.overlays) longest = std::max(longest, overlay.legend.size());

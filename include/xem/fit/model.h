@@ -52,7 +52,7 @@ struct ModelInfo {
   std::string conductivity = {};  ///< retention: closed form of Mualem's K/Ks; empty where the model has none
 };
 
-/// "rubber", "relaxation", "creep", "cyclic", "hardening", "forming", "retention".
+/// "rubber", "relaxation", "shift", "creep", "cyclic", "hardening", "forming", "retention".
 XEM_FIT_EXPORT const std::vector<std::string>& ModelFamilies();
 
 /// Every model, family by family.

@@ -20,6 +20,8 @@
   MODEL(kVolumetric)          \
   /* relaxation, creep */     \
   MODEL(kProny)               \
+  MODEL(kWlf)                 \
+  MODEL(kArrhenius)           \
   MODEL(kCreep)               \
   /* cyclic */                \
   MODEL(kPower)               \

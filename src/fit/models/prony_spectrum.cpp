@@ -92,15 +92,18 @@ Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& ra
   for (std::size_t k = 0; k <= steps; ++k) {
     grid[k] = range.from + (range.to - range.from) * static_cast<double>(k) / static_cast<double>(steps);
   }
+  double modulus = 1.0;
+  return JoinedNeighbours(FitSpectrum(curve, residual, grid, raw ? &modulus : nullptr));
+}
+
+Spectrum JoinedNeighbours(const Spectrum& overGrid) {
   Spectrum lines;
   bool joined = false;
-  double modulus = 1.0;
-  for (const SpectrumLine& line : FitSpectrum(curve, residual, grid, raw ? &modulus : nullptr)) {
+  for (const SpectrumLine& line : overGrid) {
     if (line.g <= 0.0) {
       joined = false;
       continue;
     }
-    // A time between two points of the grid shows as two lines.
     if (joined) {
       lines.back() = Together(lines.back(), line);
     } else {
