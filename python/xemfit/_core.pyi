@@ -1,0 +1,39 @@
+from typing import Any, Optional
+
+import numpy as np
+import numpy.typing as npt
+
+__version__: str
+
+class Result:
+    model: str
+    terms: int
+    label: str
+    formula: str
+    residual: str
+    converged: bool
+    status: str
+    iterations: int
+    notes: list[str]
+    version: str
+    parameters: list[tuple[Any, ...]]
+    covariance: npt.NDArray[np.float64]
+    correlation: npt.NDArray[np.float64]
+    measures: dict[str, Any]
+    curves: list[dict[str, Any]]
+    derived: dict[str, tuple[float, str]]
+    level: float
+    band_wanted: bool
+    def evaluate(self, curve: str, x: npt.ArrayLike) -> npt.NDArray[np.float64]: ...
+    def band(self, curve: str, x: npt.ArrayLike) -> tuple[npt.NDArray[np.float64], npt.NDArray[np.float64]]: ...
+    def stable_range(self, curve: str) -> tuple[float, float]: ...
+    def to_json(self, command: str = "") -> str: ...
+    def card(self, target: str, name: str = "") -> str: ...
+
+def fit(model: str, curves: list[dict[str, Any]], keywords: dict[str, Any]) -> Result: ...
+def compare(models: str, curves: list[dict[str, Any]], keywords: dict[str, Any]) -> dict[str, Any]: ...
+def load(text: str, source: str) -> Result: ...
+def models() -> list[dict[str, Any]]: ...
+def families() -> list[str]: ...
+def card_targets() -> list[str]: ...
+def parameters(model: str, terms: int = 0) -> list[dict[str, Any]]: ...
