@@ -3,7 +3,10 @@
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -110,6 +113,59 @@ py::tuple BandOver(const Result& result, const std::string& curve, const Numbers
   return py::make_tuple(std::move(lower), std::move(upper));
 }
 
+/// A result on its way between processes: its document without the long arrays, and these as they are in memory.
+class Luggage {
+ public:
+  static py::tuple Pack(const Result& result) {
+    Result small = result;
+    py::bytes numbers;
+    {
+      std::string packed;
+      ForEachArray(small, [&](std::vector<double>& array) {
+        const std::size_t size = array.size();
+        packed.append(reinterpret_cast<const char*>(&size), sizeof size);
+        packed.append(reinterpret_cast<const char*>(array.data()), size * sizeof(double));
+        array.clear();
+      });
+      numbers = py::bytes(packed);
+    }
+    return py::make_tuple(py::bytes(Fit::ToJson(small)), result.covariance.size(), result.correlation.size(), numbers);
+  }
+
+  static Held Unpack(const py::tuple& state) {
+    const auto document = state[0].cast<std::string>();
+    const auto packed = state[3].cast<std::string>();
+    auto result = std::make_shared<Result>(Fit::FromJson(document, "the pickled result"));
+    result->covariance.resize(state[1].cast<std::size_t>());
+    result->correlation.resize(state[2].cast<std::size_t>());
+    std::size_t at = 0;
+    const auto take = [&](void* to, std::size_t size) {
+      if (packed.size() - at < size) throw Fit::Error(Fit::ErrorKind::BadData, "the pickled result is damaged");
+      std::memcpy(to, packed.data() + at, size);
+      at += size;
+    };
+    ForEachArray(*result, [&](std::vector<double>& array) {
+      std::size_t size = 0;
+      take(&size, sizeof size);
+      array.resize(std::min(size, packed.size() / sizeof(double)));
+      take(array.data(), size * sizeof(double));
+    });
+    return result;
+  }
+
+ private:
+  static void ForEachArray(Result& result, const std::function<void(std::vector<double>&)>& visit) {
+    for (auto* square : {&result.covariance, &result.correlation}) {
+      for (std::vector<double>& row : *square) visit(row);
+    }
+    for (Fit::CurveResult& curve : result.curves) {
+      for (auto* array : {&curve.x, &curve.measured, &curve.fitted, &curve.companion, &curve.lower, &curve.upper}) {
+        visit(*array);
+      }
+    }
+  }
+};
+
 Held FromDocument(const std::string& text, const std::string& source) {
   const py::gil_scoped_release released;
   return std::make_shared<Result>(Fit::FromJson(text, source));
@@ -162,8 +218,8 @@ void AddResult(py::module_& module) {
           "to_json", [](const Result& result, const std::string& command) { return Fit::ToJson(result, command); },
           py::arg("command") = "")
       .def("card", &Fit::MaterialCard, py::arg("target"), py::arg("name") = "")
-      .def(py::pickle([](const Result& result) { return py::bytes(Fit::ToJson(result)); },
-                      [](const py::bytes& text) { return FromDocument(text, "the pickled result"); }));
+      .def("pack", &Luggage::Pack);
+  module.def("unpack", &Luggage::Unpack, py::arg("state"));
   module.def("load", &FromDocument, py::arg("text"), py::arg("source"));
 }
 

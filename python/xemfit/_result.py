@@ -186,8 +186,14 @@ class Fit:
     """
 
     def __init__(self, core: Any, command: str = ""):
-        self._core = core
+        self._held = core
         self._command = command
+
+    @property
+    def _core(self) -> Any:
+        if isinstance(self._held, tuple):
+            self._held = _core.unpack(self._held)
+        return self._held
 
     # -- What was fitted
 
@@ -385,10 +391,11 @@ class Fit:
         return iter(self.parameters)
 
     def __reduce__(self) -> Any:
-        return Fit, (self._core, self._command)
+        # Unpacked when it is looked at: of thousands that come from other processes few are.
+        return Fit, (self._held if isinstance(self._held, tuple) else self._held.pack(), self._command)
 
     def __copy__(self) -> "Fit":
-        return Fit(self._core, self._command)
+        return Fit(self._held, self._command)
 
     def __deepcopy__(self, memo: Any) -> "Fit":
         return self.__copy__()  # nothing in it can be changed
