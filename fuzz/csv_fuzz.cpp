@@ -1,5 +1,6 @@
-/// Reads the input as the tool reads a CSV file: first byte aside, every column and every metadata line for every kind
-/// of role. The reader may refuse with a Failure whose sentence fits a terminal; anything else ends the process.
+/// Reads the input as the tool reads a file: first byte aside, every column and every metadata line for every kind of
+/// role, every curve of the catalogue. The reader may refuse with an Error whose sentence fits a terminal; anything
+/// else ends the process.
 
 #include <cmath>
 #include <cstdint>
@@ -9,13 +10,11 @@
 #include <string>
 #include <string_view>
 
-#include "failure.h"
-#include "input/columns.h"
-#include "input/csv.h"
+#include "xem/fit/reading.h"
 
 namespace {
 
-using namespace Xem::Tool;
+using namespace Xem::Fit;
 
 constexpr const Role* kRoles[] = {&Roles::kStrain,   &Roles::kStress,       &Roles::kLinearStretch,
                                   &Roles::kTime,     &Roles::kModulusRatio, &Roles::kStiffnessRatio,
@@ -32,7 +31,7 @@ template <class Step>
 void MayRefuse(Step step) {
   try {
     step();
-  } catch (const Failure& failure) {
+  } catch (const Error& failure) {
     const std::string_view sentence = failure.what();
     if (sentence.empty() || sentence.size() > 4000) Report("a message without measure", std::string(sentence));
     for (const char letter : sentence) {
@@ -41,12 +40,15 @@ void MayRefuse(Step step) {
   }
 }
 
-void ReadEverything(const CsvTable& table, std::optional<std::string> wanted) {
+constexpr const char* kCurves[] = {"uniaxial",     "volumetric", "relaxation",      "creep",     "stiffness",
+                                   "tensile_test", "flow_curve", "measured_limits", "retention", "grading"};
+
+void ReadEverything(const Table& table, const std::optional<std::string>& wanted) {
   for (const Role* role : kRoles) {
     MayRefuse([&] {
       const ColumnChoice choice = ChooseColumn(table, *role, wanted);
-      if (choice.index >= table.columns.size()) Report("a column that is not there", table.columns.front());
-      for (const CsvRow& row : table.rows) {
+      if (choice.index >= table.columns.size()) Report("a column that is not there", table.columns.front().name);
+      for (std::size_t row = 0; row < table.RowCount(); ++row) {
         if (!std::isfinite(NumberAt(table, row, choice.index))) Report("a number that is not finite", "");
       }
     });
@@ -57,18 +59,35 @@ void ReadEverything(const CsvTable& table, std::optional<std::string> wanted) {
   }
 }
 
+void ReadCurves(const Table& table) {
+  for (const char* name : kCurves) {
+    MayRefuse([&] {
+      const Curve curve = CurveFromTable(table, name).curve;
+      if (curve.x.size() != curve.y.size() || curve.x.size() + curve.unused.size() != table.RowCount()) {
+        Report("rows that are neither used nor told", name);
+      }
+    });
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
+  const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
+  ReadOptions options;
+  options.fewestColumns = data[0] % 2 == 0 ? 2 : 1;
+  options.decimal = static_cast<DecimalSign>(data[0] / 2 % 3);
+  options.headerLine = data[0] / 8 % 8 == 7 ? 2 : 0;
+  options.keepTexts = data[0] / 64 % 2 == 1;
   MayRefuse([&] {
-    CsvTable table = ParseCsv(text, "input.csv", data[0] % 2 == 0 ? 2 : 1);
+    Table table = ParseTable(text, "input.csv", options);
     ReadEverything(table, std::nullopt);
-    ReadEverything(table, table.columns[data[0] / 2 % table.columns.size()]);
-    MayRefuse([&] { SelectRows(table, {{table.columns.front(), "1"}}); });
-    const auto& cells = table.rows.front().cells;
-    if (!cells.empty()) SelectRows(table, {{table.columns.front(), cells.front()}});
+    ReadEverything(table, table.columns[data[0] / 2 % table.columns.size()].name);
+    ReadCurves(table);
+    const std::string& first = table.columns.front().name;
+    MayRefuse([&] { SelectRows(table, {{first, "1"}}); });
+    SelectRows(table, {{first, CellText(table, 0, 0)}});
   });
   return 0;
 }

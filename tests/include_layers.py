@@ -19,19 +19,21 @@ ALLOWED = {
     "sheetmetal": [],
     "boundary": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
                  "sheetmetal"],
+    "text": [],
+    "reading": ["text"],
     "fit": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
             "sheetmetal", KERNELS],
 }
 # The rooms of the command-line tool. Files outside of them put the tool together; of those a room knows only what all
 # rooms share.
 ROOMS = {
-    "command": ["input/roles.h"],
+    "command": [],
     "input": [],
     "output": [],
     "verbs": ["command", "input", "output"],
     "batch": ["command", "input", "output"],
 }
-SHARED_BY_ROOMS = ["failure.h", "numbers.h", "process.h", "text.h", "utf8.h"]
+SHARED_BY_ROOMS = ["failure.h", "numbers.h", "process.h", "text.h", "utf8.h", "text"]
 FROM_WEB = "page_assets.h"  # made by web/
 PARSER = re.compile(r'^\s*#include\s+[<"]CLI/', re.MULTILINE)
 INCLUDE = re.compile(r'^\s*#include\s+"([^"]+)"', re.MULTILINE)
@@ -70,8 +72,8 @@ def offences(root):
         text = source.read_text()
         for included in INCLUDE.findall(text):
             if included.startswith("xem/"):
-                if included.startswith("xem/fit/") and folder != "fit":
-                    yield f"src/{relative}: only src/fit may include {included}"
+                if included.startswith("xem/fit/") and folder not in ("fit", "reading"):
+                    yield f"src/{relative}: only src/fit and src/reading may include {included}"
                 continue
             own = included.startswith(folder + "/")
             if not own and not fits(included, ALLOWED[folder]):
@@ -81,7 +83,8 @@ def offences(root):
     for outer in ("apps", "examples", "python"):
         for source in sorted((root / outer).rglob("*.[hc]*")):
             for included in INCLUDE.findall(source.read_text()):
-                if included.split("/")[0] in {f.split("/")[0] for f in ALLOWED}:
+                folder = included.split("/")[0]
+                if folder in {f.split("/")[0] for f in ALLOWED} and not (outer == "apps" and folder == "text"):
                     yield f"{source.relative_to(root)}: may include public headers only, not {included}"
 
 

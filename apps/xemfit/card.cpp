@@ -1,9 +1,9 @@
 #include "xem/fit/card.h"
 
 #include "commands.h"
-#include "input/csv.h"
 #include "output/output.h"
 #include "xem/fit/json.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -24,7 +24,8 @@ class Card final : public Command {
 
   ExitCode Execute(const std::vector<std::string>&) override {
     if (!out_.empty()) CheckOutputFile(out_);
-    const std::string card = Fit::MaterialCard(Fit::FromJson(ReadInput(file_), SourceName(file_)), target_, name_);
+    const std::string card =
+        Fit::MaterialCard(Fit::FromJson(Fit::ReadInput(file_), Fit::SourceName(file_)), target_, name_);
     if (out_.empty()) {
       WriteStandardOutput(card);
     } else {

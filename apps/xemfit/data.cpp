@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "commands.h"
-#include "input/csv.h"
 #include "output/output.h"
 #include "output/text_table.h"
 #include "shared_files.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -64,7 +64,7 @@ class Data final : public Command {
       List(chosen);
     } else if (to_ == "-") {
       if (chosen.size() != 1) throw Failure(ExitCode::Usage, "--to -: name one curve");
-      WriteStandardOutput(ReadInput(chosen.front().path.string()));
+      WriteStandardOutput(Fit::ReadInput(chosen.front().path.string()));
     } else {
       Write(chosen);
     }
@@ -90,7 +90,7 @@ class Data final : public Command {
   static void List(const std::vector<Bundled>& bundled) {
     TextTable table({{"name", TextTable::Align::Left}, {"what it is", TextTable::Align::Left}});
     for (const Bundled& entry : bundled) {
-      const CsvTable curve = ReadCsv(entry.path.string());
+      const Fit::Table curve = Fit::ReadTable(entry.path.string());
       const auto about = curve.metadata.find("data");
       table.Add({entry.name, about == curve.metadata.end() ? "" : about->second});
     }
@@ -101,9 +101,9 @@ class Data final : public Command {
     std::vector<std::pair<std::string, std::string>> files;
     for (const Bundled& entry : bundled) {
       const fs::path target = fs::path(to_.empty() ? "." : to_) / entry.path.filename();
-      std::string contents = ReadInput(entry.path.string());
+      std::string contents = Fit::ReadInput(entry.path.string());
       std::error_code error;
-      if (fs::exists(target, error) && ReadInput(target.string()) != contents) {
+      if (fs::exists(target, error) && Fit::ReadInput(target.string()) != contents) {
         throw Failure(ExitCode::Other,
                       Printable(target.string()) + ": is there already and differs; move it or choose another --to");
       }

@@ -6,12 +6,12 @@
 
 #include "command/values.h"
 #include "commands.h"
-#include "input/csv.h"
 #include "numbers.h"
 #include "output/csv_cell.h"
 #include "output/output.h"
 #include "text.h"
 #include "xem/fit/json.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -36,7 +36,7 @@ class Eval final : public Command {
   ExitCode Execute(const std::vector<std::string>&) override {
     const std::vector<double> grid = Grid();
     if (!out_.empty()) CheckOutputFile(out_);
-    const Fit::Result result = Fit::FromJson(ReadInput(file_), SourceName(file_));
+    const Fit::Result result = Fit::FromJson(Fit::ReadInput(file_), Fit::SourceName(file_));
     const std::string curve = Curve(result);
     const Fit::Band band = Fit::ConfidenceBand(result);
     std::string text = band ? "x,fitted,lower,upper\n" : "x,fitted\n";

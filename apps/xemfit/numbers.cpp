@@ -3,39 +3,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <system_error>
-
-#include "text.h"
 
 namespace Xem::Tool {
 namespace {
 
 constexpr const char* kNone = "-";
 
-template <class Number>
-std::optional<Number> Parse(std::string_view text) {
-  text = Trimmed(text);
-  if (!text.empty() && text.front() == '+' && !text.starts_with("+-")) text.remove_prefix(1);
-  Number value{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
-  return value;
-}
-
 }  // namespace
-
-std::optional<double> ParseNumber(std::string_view text) { return Parse<double>(text); }
-
-std::optional<int> ParseCount(std::string_view text) { return Parse<int>(text); }
-
-bool HasDecimalComma(std::string_view text) {
-  std::string candidate(text);
-  if (std::count(candidate.begin(), candidate.end(), ',') != 1) return false;
-  std::replace(candidate.begin(), candidate.end(), ',', '.');
-  return ParseNumber(candidate).has_value();
-}
 
 std::string Exactly(double value) { return fmt::format("{}", value); }
 

@@ -1,19 +1,14 @@
 #pragma once
 
-#include <optional>
 #include <string>
-#include <string_view>
+
+#include "text/parse.h"
 
 /// Numbers as text: read, and written with as many digits as their reader wants.
 namespace Xem::Tool {
 
-/// The whole text as a number with `.` as the decimal sign, whatever the locale; may be NaN or infinite when the text
-/// says so. Nothing when the text is not a number or lies outside the range of a double.
-std::optional<double> ParseNumber(std::string_view text);
-std::optional<int> ParseCount(std::string_view text);
-
-/// True for numbers such as 0,25 that use a comma as the decimal sign.
-bool HasDecimalComma(std::string_view text);
+using Strings::ParseCount;
+using Strings::ParseNumber;
 
 /// The shortest text that reads back as the same number: for files.
 std::string Exactly(double value);

@@ -214,10 +214,11 @@ Result Fit(const ModelChoice& choice, const Tests& tests, const Options& options
   const Model& model = ModelCalled(choice.name);
   if (model.fit == nullptr) throw Error(ErrorKind::BadInput, "model " + choice.name + " is not fitted to curves");
   Tests kept;
-  std::vector<DroppedPoint> outside;
+  std::vector<DroppedPoint> outside = UnusedRows(tests);
   if (!options.ranges.empty()) {
     kept = tests;
-    outside = KeepRanges(options.ranges, kept);
+    const std::vector<DroppedPoint> beyond = KeepRanges(options.ranges, kept);
+    outside.insert(outside.end(), beyond.begin(), beyond.end());
   }
   const auto fit = model.fit(options.ranges.empty() ? tests : kept, choice.terms);
   // A model may have held values of its own in its options already; the caller's go first.

@@ -145,11 +145,8 @@ Json DerivedJson(const Result& result) {
 }
 
 Json InputJson(const Input& input) {
-  return {{"curve", input.curve},
-          {"file", input.file},
-          {"sha256", input.sha256},
-          {"columns", input.columns},
-          {"rows", input.rows}};
+  return {{"curve", input.curve},     {"file", input.file}, {"sha256", input.sha256},
+          {"columns", input.columns}, {"rows", input.rows}, {"understood", input.understood}};
 }
 
 const char* Word(Residual residual) { return residual == Residual::Absolute ? "absolute" : "relative"; }
@@ -488,7 +485,7 @@ Result FromJson(const std::string& text, const std::string& source) {
     if (!entry.is_object()) continue;
     result.inputs.push_back({Reader::TextAt(entry, "curve"), Reader::TextAt(entry, "file"),
                              Reader::TextAt(entry, "sha256"), Reader::TextsAt(entry, "columns"),
-                             Reader::CountAt(entry, "rows")});
+                             Reader::CountAt(entry, "rows"), Reader::TextAt(entry, "understood")});
   }
   result.options = ReadOptions(document);
   result.version = Reader::TextAt(document, "version");

@@ -14,11 +14,13 @@ using NamedCurves = std::vector<std::pair<std::string, Curve*>>;
 std::string OwnName(const Curve& curve, const char* otherwise) { return curve.name.empty() ? otherwise : curve.name; }
 
 NamedCurves CurvesOf(HyperelasticData& data) {
-  return {{"uniaxial", &data.uniaxial},
-          {"equibiaxial", &data.equibiaxial},
-          {"pure_shear", &data.pureShear},
-          {"simple_shear", &data.simpleShear},
-          {"volumetric", &data.volumetric}};
+  NamedCurves curves{{"uniaxial", &data.uniaxial},
+                     {"equibiaxial", &data.equibiaxial},
+                     {"pure_shear", &data.pureShear},
+                     {"simple_shear", &data.simpleShear},
+                     {"volumetric", &data.volumetric}};
+  for (ReplicateTest& replicate : data.replicates) curves.emplace_back(replicate.curve.name, &replicate.curve);
+  return curves;
 }
 NamedCurves CurvesOf(VolumetricData& data) { return {{"volumetric", &data.curve}}; }
 NamedCurves CurvesOf(RelaxationData& data) { return {{OwnName(data.curve, "relaxation"), &data.curve}}; }
@@ -30,6 +32,12 @@ NamedCurves CurvesOf(CreepData& data) {
 NamedCurves CurvesOf(CyclicData& data) { return {{"stiffness", &data.stiffness}, {"damping", &data.damping}}; }
 NamedCurves CurvesOf(TensileData& data) { return {{OwnName(data.curve, "tensile_test"), &data.curve}}; }
 NamedCurves CurvesOf(RetentionData& data) { return {{"retention", &data.retention}}; }
+
+NamedCurves AllOf(Tests& tests) {
+  NamedCurves curves = std::visit([](auto& data) { return CurvesOf(data); }, tests);
+  std::erase_if(curves, [](const auto& named) { return named.second->Empty(); });
+  return curves;
+}
 
 template <class T>
 void KeepAt(const std::vector<std::size_t>& kept, std::vector<T>& values) {
@@ -66,11 +74,20 @@ void Keep(const std::string& name, const Interval& range, Curve& curve, std::vec
 
 }  // namespace
 
+std::vector<DroppedPoint> UnusedRows(const Tests& tests) {
+  std::vector<DroppedPoint> dropped;
+  // Only looked at.
+  NamedCurves curves = AllOf(const_cast<Tests&>(tests));
+  for (const auto& [name, curve] : curves) {
+    for (const UnusedRow& unused : curve->unused) dropped.push_back({name, unused.row, unused.reason});
+  }
+  return dropped;
+}
+
 std::vector<DroppedPoint> KeepRanges(const std::map<std::string, Interval>& ranges, Tests& tests) {
   std::vector<DroppedPoint> dropped;
   if (ranges.empty()) return dropped;
-  NamedCurves curves = std::visit([](auto& data) { return CurvesOf(data); }, tests);
-  std::erase_if(curves, [](const auto& named) { return named.second->Empty(); });
+  const NamedCurves curves = AllOf(tests);
   for (const auto& [name, range] : ranges) {
     if (!(range.lower < range.upper)) {
       throw Error(ErrorKind::BadInput,

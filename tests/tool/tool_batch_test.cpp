@@ -18,8 +18,8 @@
 #include <thread>
 #include <vector>
 
-#include "input/csv.h"
 #include "support/run_tool.h"
+#include "xem/fit/reading.h"
 
 // Many specimens by one recipe: what is found, what is summarised, and what survives bad files and interruptions.
 namespace Xem::Testing {
@@ -46,11 +46,15 @@ constexpr const char* kRecipe = "# two terms\nxemfit hyper fit --model polynomia
 /// A summary as row name -> column -> cell, with the order of its rows.
 struct ReadSummary {
   explicit ReadSummary(const std::string& csv) {
-    const Tool::CsvTable table = Tool::ParseCsv(csv, "summary.csv");
-    for (const Tool::CsvRow& row : table.rows) {
-      EXPECT_EQ(row.cells.size(), table.columns.size()) << row.line;
-      order.push_back(row.cells.front());
-      for (std::size_t i = 0; i < row.cells.size(); ++i) rows[order.back()][table.columns.at(i)] = row.cells[i];
+    Fit::ReadOptions options;
+    options.fewestColumns = 1;
+    options.keepTexts = true;
+    const Fit::Table table = Fit::ParseTable(csv, "summary.csv", options);
+    for (std::size_t row = 0; row < table.RowCount(); ++row) {
+      order.push_back(Fit::CellText(table, row, 0));
+      for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        rows[order.back()][table.columns[i].name] = Fit::CellText(table, row, i);
+      }
     }
   }
   double Number(const std::string& row, const std::string& column) { return std::atof(rows[row][column].c_str()); }

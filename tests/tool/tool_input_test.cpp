@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "input/csv.h"
 #include "output/csv_cell.h"
 #include "support/near.h"
 #include "support/run_tool.h"
+#include "xem/fit/reading.h"
 
 // What xemfit reads: the same numbers, however they are written down.
 namespace Xem::Testing {
@@ -37,6 +37,13 @@ struct Spelling {
   std::string unit;
 };
 
+/// As a spreadsheet saves "Unicode text".
+std::string Utf16(const std::string& mark, const std::string& text) {
+  std::string wide = mark;
+  for (const char letter : text) wide += {letter, '\0'};
+  return wide;
+}
+
 // All of them say: stress 0.25, 0.5, 0.75 at strain 0.5, 1, 2, in the unit given.
 const std::vector<Spelling> kSpellings{
     {"Plain", "strain,stress_MPa\n0.5,0.25\n1,0.5\n2,0.75\n", {}, "MPa"},
@@ -59,6 +66,27 @@ const std::vector<Spelling> kSpellings{
      "lambda,load_kPa,stress_MPa\n1.5,0.25,9\n2,0.5,9\n3,0.75,9\n",
      {"--column", "x=lambda,stress=load_kPa"},
      "kPa"},
+    {"DecimalComma", "strain;stress_MPa\n0,5;0,25\n1;,5\n2,0;7,5e-1\n", {}, "MPa"},
+    {"QuotedDecimalComma", "strain,stress_MPa\n\"0,5\",\"0,25\"\n1,\"0,5\"\n\"2,0\",\"0,75\"\n", {}, "MPa"},
+    {"Thousands", "strain;stress_Pa\n0,5;250.000,0\n1,0;500.000\n2;750.000\n", {"--decimal", "comma"}, "Pa"},
+    {"Insisted", "strain;stress_Pa\n0.5;250,000\n1;500,000\n2;750,000\n", {"--decimal", "point"}, "Pa"},
+    {"PreambleAndUnits",
+     "Test report;\nDate;12.03.2024\nOperator;\"Ann; B.\"\nWidth;10,02;mm\nLength;50,0;mm\n\nStandard "
+     "path;Strain;Stress\nmm;%;MPa\n1;50;0,25\n2;100;0,5\n4;200;0,75\n",
+     {},
+     "MPa"},
+    {"UnitsInBracketsAndBehindNames", "\"Strain, %\"\tStress / kPa\n50\t0.25\n100\t0.5\n200\t0.75\n", {}, "kPa"},
+    {"Utf16", Utf16("\xFF\xFE", "strain\tstress_MPa\r\n0.5\t0.25\r\n1\t0.5\r\n2\t0.75\r\n"), {}, "MPa"},
+    {"Utf16WithoutMark", Utf16("", "strain,stress_MPa\n0.5,0.25\n1,0.5\n2,0.75\n"), {}, "MPa"},
+    {"HeaderOnEveryPage", "strain,stress\n-,MPa\n0.5,0.25\n1,0.5\n\nstrain,stress\n-,MPa\n2,0.75\n", {}, "MPa"},
+    {"RowsWithoutNumbers",
+     "strain,stress_MPa\nNA,1\n0.5,0.25\n0.7,-\n1,0.5\n#N/A,3\n1.5,\nnan,nan\n2,0.75\n3\n",
+     {},
+     "MPa"},
+    {"OneOfTwoTables",
+     "a,b\n1,2\n2,3\n3,4\nstrain,stress_MPa\n0.5,0.25\n1,0.5\n2,0.75\n",
+     {"--header-line", "5"},
+     "MPa"},
     {"Selected",
      "angle,strain,stress_MPa\n0,9,9\n45,0.5,0.25\n45,1,0.5\n90,7,7\n45.0,2,0.75\n",
      {"--select", "angle=45"},
@@ -79,7 +107,8 @@ TEST(Csv, EverySpellingIsReadAlike) {
     ASSERT_EQ(curve["x"].size(), 3u);
     const double strains[] = {0.5, 1.0, 2.0};
     for (std::size_t i = 0; i < 3; ++i) ExpectNear(curve["x"][i], strains[i] + shift, Tolerance::Rounding);
-    EXPECT_EQ(curve["measured"], Json({0.25, 0.5, 0.75}));
+    const double scale = spelling.unit == "Pa" ? 1e6 : 1.0;
+    EXPECT_EQ(curve["measured"], Json({0.25 * scale, 0.5 * scale, 0.75 * scale}));
     EXPECT_EQ(result["parameters"][0]["unit"], spelling.unit);
   }
 }
@@ -93,6 +122,16 @@ TEST(Csv, DroppedPointsKeepTheirLineInTheFile) {
   const Json result = FitOne("# comment\nstrain,stress\n0,0\n0.5,0.25\n\n# pause\n1,0\n2,0.75\n");
   EXPECT_EQ(result["dropped"], Json::parse(R"([{"curve": "uniaxial", "row": 3, "reason": "zero stress"},
                                                {"curve": "uniaxial", "row": 7, "reason": "zero stress"}])"));
+}
+
+TEST(Csv, ResultsSayWhatWasUnderstood) {
+  const Json result = FitOne(
+      "Report\nBy: us\nStrain;Stress;Force\n%;MPa;N\n50;0,25;1\n100;NA;1\n200;0,75;1\nStrain;Stress;Force\n300;1;1\n");
+  EXPECT_EQ(result["inputs"][0]["understood"],
+            "3 rows of Strain (%) and Stress (MPa); decimal comma; 2 lines before the header; units in line 4; header "
+            "repeated in line 8; 1 row without a number left out (line 6)");
+  EXPECT_EQ(result["dropped"], Json::parse(R"json([{"curve": "uniaxial", "row": 6, "reason": "no stress (NA)"}])json"));
+  EXPECT_EQ(result["curves"][0]["dropped"], 1);
 }
 
 TEST(Csv, SeveralTestsInOneFileAreSaidToBeThat) {
@@ -133,13 +172,11 @@ TEST(Csv, HostileNamesAreQuotedAndComeBack) {
     text += cell + ",2\n";
     names.push_back(name);
   }
-  const Tool::CsvTable table = Tool::ParseCsv(text, "a.csv");
-  EXPECT_EQ(table.columns, (std::vector<std::string>{"no, \"name\"", "x"}));
-  ASSERT_EQ(table.rows.size(), names.size());
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    EXPECT_EQ(table.rows[i].cells.front(), names[i]);
-    EXPECT_EQ(table.rows[i].line, lines[i]) << names[i];
-  }
+  const Fit::Table table = Fit::ParseTable(text, "a.csv");
+  EXPECT_EQ(table.Names(), (std::vector<std::string>{"no, \"name\"", "x"}));
+  ASSERT_EQ(table.RowCount(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ(Fit::CellText(table, i, 0), names[i]);
+  EXPECT_EQ(table.lines, lines);
   EXPECT_EQ(Tool::CsvCell("\xff,"), "\"\xEF\xBF\xBD,\"");
 }
 
@@ -151,13 +188,13 @@ TEST(Csv, CurvesOfHostileNamesComeBackFromTheirFile) {
   }
   const ToolRun run = RunTool(arguments, folder.Path());
   ASSERT_EQ(run.exitCode, 0) << run.errors;
-  const Tool::CsvTable table = Tool::ParseCsv(folder.Read("curves.csv"), "curves.csv");
-  EXPECT_EQ(table.columns, (std::vector<std::string>{"curve", "x", "measured", "fitted"}));
+  const Fit::Table table = Fit::ParseTable(folder.Read("curves.csv"), "curves.csv");
+  EXPECT_EQ(table.Names(), (std::vector<std::string>{"curve", "x", "measured", "fitted"}));
   std::vector<std::string> names;
-  for (const Tool::CsvRow& row : table.rows) {
-    ASSERT_EQ(row.cells.size(), 4u);
-    EXPECT_TRUE(std::isfinite(Tool::NumberAt(table, row, 1)));
-    if (names.empty() || names.back() != row.cells.front()) names.push_back(row.cells.front());
+  for (std::size_t row = 0; row < table.RowCount(); ++row) {
+    EXPECT_TRUE(std::isfinite(Fit::NumberAt(table, row, 1)));
+    const std::string name = Fit::CellText(table, row, 0);
+    if (names.empty() || names.back() != name) names.push_back(name);
   }
   ASSERT_EQ(names.size(), kHostileNames.size());
   for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ(names[i], kHostileNames[i].name);

@@ -19,12 +19,12 @@
 #include "batch/summary.h"
 #include "batch/workers.h"
 #include "command/command_line.h"
-#include "input/csv.h"
 #include "numbers.h"
 #include "output/output.h"
 #include "output/page.h"
 #include "output/shell.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -107,7 +107,7 @@ class Batch final : public Command {
 
   Recipe ReadRecipe() const {
     try {
-      return ParseRecipe(ReadInput(recipePath_), SourceName(recipePath_));
+      return ParseRecipe(Fit::ReadInput(recipePath_), Fit::SourceName(recipePath_));
     } catch (const Failure& failure) {
       throw Failure(ExitCode::Usage, failure.what());
     }

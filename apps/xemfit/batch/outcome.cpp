@@ -19,8 +19,8 @@
 #include <utility>
 
 #include "failure.h"
-#include "input/csv.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 #include "xem/version.h"
 
 namespace Xem::Tool {
@@ -238,7 +238,7 @@ OutcomeStore::OutcomeStore(const std::string& folder) : folder_(fs::absolute(fol
   for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {
     if (entry->path().extension() != kLines) continue;
     const std::string file = entry->path().string();
-    const std::string text = ReadInput(file);
+    const std::string text = Fit::ReadInput(file);
     for (std::size_t from = 0, to; (to = text.find('\n', from)) != std::string::npos; from = to + 1) {
       const std::size_t blank = text.find(' ', from);
       if (blank < to) kept_[text.substr(from, blank - from)] = {file, blank + 1, to - blank - 1};
@@ -257,8 +257,8 @@ std::string OutcomeStore::Key(const std::string& specimen, const std::vector<std
     std::error_code error;
     if (!isOutput[i] && fs::is_regular_file(file, error)) {
       try {
-        digest.Add(ReadInput(file.string()));
-      } catch (const Failure&) {
+        digest.Add(Fit::ReadInput(file.string()));
+      } catch (const Fit::Error&) {
         digest.Add("unreadable");
       }
     }

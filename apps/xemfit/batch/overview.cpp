@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <nlohmann/json.hpp>
 
-#include "input/units.h"
 #include "numbers.h"
 #include "output/figure.h"
 #include "output/html.h"
@@ -15,6 +14,7 @@
 #include "output/shell.h"
 #include "page_assets.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -44,13 +44,14 @@ std::string Address(const std::string& file) {
 Json AxisJson(const Axis& axis) { return {{"label", AxisLabel(axis)}, {"logarithmic", axis.logarithmic}}; }
 
 bool SameAxes(const Outcome::Curve& a, const Outcome::Curve& b) {
-  return a.x.label == b.x.label && a.y.label == b.y.label && ConversionFactor(a.x.unit, b.x.unit) &&
-         ConversionFactor(a.y.unit, b.y.unit);
+  return a.x.label == b.x.label && a.y.label == b.y.label && Fit::ConversionFactor(a.x.unit, b.x.unit) &&
+         Fit::ConversionFactor(a.y.unit, b.y.unit);
 }
 
 /// x and y in the units of `axes`.
 Json InUnitsOf(const Outcome::Curve& axes, const Outcome::Curve& curve, const std::vector<double> (&values)[2]) {
-  const double factors[] = {*ConversionFactor(curve.x.unit, axes.x.unit), *ConversionFactor(curve.y.unit, axes.y.unit)};
+  const double factors[] = {*Fit::ConversionFactor(curve.x.unit, axes.x.unit),
+                            *Fit::ConversionFactor(curve.y.unit, axes.y.unit)};
   Json both = Json::array();
   for (const std::size_t side : {0, 1}) {
     Json converted = Json::array();

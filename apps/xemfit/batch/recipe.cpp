@@ -11,8 +11,8 @@
 
 #include "command/command_line.h"
 #include "failure.h"
-#include "input/csv.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -235,23 +235,24 @@ std::vector<Specimen> FindSpecimens(const Recipe& recipe, const std::string& fol
 }
 
 std::vector<Specimen> ReadSpecimens(const std::string& path) {
-  const CsvTable table = ParseCsv(ReadInput(path), SourceName(path), 1);
-  const auto column = std::find(table.columns.begin(), table.columns.end(), kName);
-  if (column == table.columns.end()) {
+  Fit::ReadOptions options;
+  options.fewestColumns = 1;
+  options.keepTexts = true;
+  const Fit::Table table = Fit::ReadTable(path, options);
+  const std::vector<std::string> names = table.Names();
+  if (std::find(names.begin(), names.end(), kName) == names.end()) {
     throw Failure(ExitCode::BadData,
                   fmt::format("{}, line {}: there is no column called specimen", table.source, table.headerLine));
   }
   std::vector<Specimen> specimens;
-  std::set<std::string> names;
-  for (const CsvRow& row : table.rows) {
+  std::set<std::string> known;
+  for (std::size_t row = 0; row < table.RowCount(); ++row) {
     Specimen specimen;
-    for (std::size_t i = 0; i < table.columns.size(); ++i) {
-      specimen.values[table.columns[i]] = i < row.cells.size() ? row.cells[i] : "";
-    }
+    for (std::size_t i = 0; i < names.size(); ++i) specimen.values[names[i]] = Fit::CellText(table, row, i);
     specimen.name = specimen.values[kName];
-    const std::string where = fmt::format("{}, line {}", table.source, row.line);
+    const std::string where = fmt::format("{}, line {}", table.source, table.lines[row]);
     if (specimen.name.empty()) throw Failure(ExitCode::BadData, where + ": the specimen has no name");
-    if (!names.insert(specimen.name).second) {
+    if (!known.insert(specimen.name).second) {
       throw Failure(ExitCode::BadData, fmt::format("{}: specimen {} is there twice", where, Quoted(specimen.name)));
     }
     specimens.push_back(std::move(specimen));

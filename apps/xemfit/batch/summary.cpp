@@ -7,11 +7,11 @@
 #include <functional>
 #include <limits>
 
-#include "input/units.h"
 #include "numbers.h"
 #include "output/csv_cell.h"
 #include "output/text_table.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -120,7 +120,7 @@ void Summary::Add(const std::string& specimen, const Outcome& outcome, const std
     const std::string unit = value.unit.value_or("");  // the next line may move the column
     SummaryColumn& error = ColumnCalled(parameter.name + kStandardError);
     error.unit = unit;
-    Set(error, parameter.standardError * ConversionFactor(parameter.unit, unit).value_or(1.0));
+    Set(error, parameter.standardError * Fit::ConversionFactor(parameter.unit, unit).value_or(1.0));
   }
   for (const Outcome::Parameter& quantity : outcome.derived) AddQuantity(quantity);
 }
@@ -141,7 +141,7 @@ void Summary::AddMeasures(const Outcome& outcome) {
     const bool isCriterion = column.name == kCriterion && !outcome.relative;
     if (hasMeasures && (measure.power > 0 || isCriterion)) {
       if (!measuresUnit_) measuresUnit_ = outcome.unit;
-      const auto factor = ConversionFactor(outcome.unit, *measuresUnit_);
+      const auto factor = Fit::ConversionFactor(outcome.unit, *measuresUnit_);
       if (!factor) column.mixedUnits = true;
       value = isCriterion ? value + 2.0 * outcome.points * std::log(factor.value_or(1.0))
                           : value * std::pow(factor.value_or(1.0), measure.power);
@@ -157,7 +157,7 @@ SummaryColumn& Summary::AddQuantity(const Outcome::Parameter& quantity) {
   SummaryColumn& column = ColumnCalled(quantity.name);
   column.hasStatistics = true;
   if (!column.unit) column.unit = quantity.unit;
-  const auto factor = ConversionFactor(quantity.unit, *column.unit);
+  const auto factor = Fit::ConversionFactor(quantity.unit, *column.unit);
   if (!factor) column.mixedUnits = true;
   Set(column, quantity.value * factor.value_or(1.0));
   return column;

@@ -25,9 +25,9 @@
 #include <vector>
 
 #include "failure.h"
-#include "input/csv.h"
 #include "process.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -350,7 +350,7 @@ void UseOneThread() {
   }
   std::error_code error;
   if (already || !std::filesystem::exists("/proc/self/cmdline", error)) return;
-  std::string all = ReadInput("/proc/self/cmdline");
+  std::string all = Fit::ReadInput("/proc/self/cmdline");
   if (!all.empty()) all.pop_back();
   std::vector<std::string> arguments = Split(all, '\0');
   // Should the system refuse, the batch is slower and nothing else.

@@ -9,9 +9,12 @@
 
 #include "command/options.h"
 #include "failure.h"
-#include "input/roles.h"
+#include "xem/fit/roles.h"
 
 namespace Xem::Tool {
+
+using Fit::Role;
+namespace Roles = Fit::Roles;
 
 struct Report;
 using TakeReport = std::function<void(const Report&)>;

@@ -159,7 +159,7 @@ std::string Columns(const std::vector<Role>& roles) {
   std::string roff = Section("COLUMNS") + Escaped(kColumns) + '\n';
   for (const Role& role : roles) {
     std::vector<std::string> names;
-    for (const AcceptedName& accepted : role.accepted) names.emplace_back(accepted.name);
+    for (const Fit::AcceptedName& accepted : role.accepted) names.emplace_back(accepted.name);
     roff += ".TP\n" + Bold(std::string(role.name)) + '\n' + Escaped(Join(names, ", ")) + '\n';
   }
   return roff;

@@ -5,10 +5,8 @@
 #include <algorithm>
 
 #include "failure.h"
-#include "input/columns.h"
-#include "input/csv.h"
-#include "input/roles.h"
 #include "text.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 namespace {
@@ -25,23 +23,12 @@ constexpr Entry kEntries[] = {
     {"clay", "vucetic_dobry1991_pi30", "Vucetic & Dobry 1991, clay PI 30"},
 };
 
-CsvTable Bundled(const std::string& name) {
+Fit::Table Bundled(const std::string& name) {
   const auto& files = BundledCyclicFiles();
   const auto found =
       std::find_if(files.begin(), files.end(), [&](const BundledFile& file) { return file.name == name; });
   if (found == files.end()) throw Failure(ExitCode::Other, fmt::format("the curve {} is not bundled", Quoted(name)));
-  return ParseCsv(found->text, name);
-}
-
-Fit::Curve Read(const CsvTable& table, const Role& ordinate) {
-  const ColumnChoice x = ChooseColumn(table, Roles::kShearStrain, std::nullopt);
-  const ColumnChoice y = ChooseColumn(table, ordinate, std::nullopt);
-  Fit::Curve curve;
-  for (const CsvRow& row : table.rows) {
-    curve.x.push_back(NumberAt(table, row, x.index) * x.scale);
-    curve.y.push_back(NumberAt(table, row, y.index) * y.scale);
-  }
-  return curve;
+  return Fit::ParseTable(std::string(found->text), name);
 }
 
 }  // namespace
@@ -63,12 +50,12 @@ std::string PublishedCyclicNames() {
 PublishedCyclic PublishedCyclicCalled(const std::string& name) {
   for (const Entry& entry : kEntries) {
     if (!EqualIgnoringCase(name, entry.name) && !EqualIgnoringCase(name, entry.files)) continue;
-    const CsvTable stiffness = Bundled(std::string(entry.files) + "_stiffness");
-    const CsvTable damping = Bundled(std::string(entry.files) + "_damping");
+    const Fit::Table stiffness = Bundled(std::string(entry.files) + "_stiffness");
+    const Fit::Table damping = Bundled(std::string(entry.files) + "_damping");
     const auto source = stiffness.metadata.find("source");
     return {std::string(entry.name), std::string(entry.legend),
-            source == stiffness.metadata.end() ? "" : source->second, Read(stiffness, Roles::kStiffnessRatio),
-            Read(damping, Roles::kDamping)};
+            source == stiffness.metadata.end() ? "" : source->second, Fit::CurveFromTable(stiffness, "stiffness").curve,
+            Fit::CurveFromTable(damping, "damping").curve};
   }
   throw Failure(ExitCode::Usage, fmt::format("--overlay: there is no published curve {}; there are {}", Quoted(name),
                                              PublishedCyclicNames()));

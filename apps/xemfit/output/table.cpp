@@ -123,14 +123,24 @@ std::string Notes(const Fit::Result& result) {
   return text;
 }
 
+/// What was understood of each file, in a line.
+std::string InputList(const Fit::Result& result) {
+  std::string text;
+  for (const Fit::Input& input : result.inputs) {
+    if (input.understood.empty()) continue;
+    text += fmt::format("  {} from {}: {}\n", OneLine(input.curve), OneLine(input.file), OneLine(input.understood));
+  }
+  return text.empty() ? "" : "\nInput\n" + text;
+}
+
 std::string FitText(const Fit::Result& result) {
   const char* residual = result.residual == Fit::Residual::Absolute ? "absolute" : "relative";
   std::string steps;
   if (result.iterations > 0)
     steps = fmt::format(" after {} iteration{}", result.iterations, result.iterations == 1 ? "" : "s");
   return fmt::format("{}, {} residuals: {}{}\n\n", ModelLabel(result), residual, result.status, steps) +
-         ParameterTable(result) + '\n' + MeasuresTable(result) + Derived(result) + DroppedList(result) +
-         StabilityText(result);
+         ParameterTable(result) + '\n' + MeasuresTable(result) + Derived(result) + InputList(result) +
+         DroppedList(result) + StabilityText(result);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "input/units.h"
 #include "numbers.h"
 #include "text.h"
 #include "verbs/verb.h"
@@ -90,16 +89,16 @@ class CreepFit final : public Verb {
     const std::vector<double> stresses = GivenStresses();
     Fit::CreepData data;
     std::vector<MeasuredCurve> measured(files_.size());
-    std::vector<MeasuredCurve*> all;
+    std::vector<Fit::TableCurve*> all;
     for (std::size_t i = 0; i < files_.size(); ++i) {
       data.tests.push_back({});
       const std::string name = TestName(files_[i], data.tests);
       measured[i] = ReadCurve(files_[i], name, Roles::kTime, Roles::kCreepStrain);
       data.tests.back().curve.name = name;
-      data.tests.back().stress = stresses.empty() ? StressOf(measured[i], data.stressUnit) : stresses[i];
+      data.tests.back().stress = stresses.empty() ? Fit::CreepStress(measured[i].table, data.stressUnit) : stresses[i];
       all.push_back(&measured[i]);
     }
-    data.timeUnit = UseOneAbscissaUnit(all, notes);
+    data.timeUnit = Fit::UseOneAbscissaUnit(all, notes);
     for (std::size_t i = 0; i < files_.size(); ++i) data.tests[i].curve = std::move(measured[i].curve);
     return data;
   }
@@ -117,22 +116,6 @@ class CreepFit final : public Verb {
     }
     if (stresses.size() == files_.size()) return stresses;
     throw Failure(ExitCode::Usage, fmt::format("--stress: {} values for {} files", stresses.size(), files_.size()));
-  }
-
-  /// The stress that the file names, in the unit of the first file that names one.
-  static double StressOf(const MeasuredCurve& measured, std::string& unit) {
-    const auto stress = MetadataQuantity(measured.table, Roles::kStress);
-    if (!stress) {
-      throw Failure(ExitCode::BadData, fmt::format("{}: the stress of the test is missing; add a line such as "
-                                                   "# stress_MPa: 500 or give --stress",
-                                                   measured.table.source));
-    }
-    if (unit.empty()) unit = stress->unit;
-    if (stress->unit.empty() || stress->unit == unit) return stress->value;
-    const auto factor = ConversionFactor(stress->unit, unit);
-    if (factor) return stress->value * *factor;
-    throw Failure(ExitCode::BadData, fmt::format("{}: stress in {} cannot be converted to {}; use one unit for all",
-                                                 measured.table.source, Quoted(stress->unit), Quoted(unit)));
   }
 
   std::vector<std::string> files_;

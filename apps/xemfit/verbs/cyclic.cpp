@@ -142,12 +142,7 @@ class CyclicFit final : public Verb {
   /// A curve in fractions, whatever its columns say.
   Fit::Curve ReadFractions(const std::string& file, const char* name, const Role& ordinate) {
     const MeasuredCurve measured = ReadCurve(file, name, Roles::kShearStrain, ordinate);
-    for (const std::string& unit : {measured.xUnit, measured.yUnit}) {
-      if (unit.empty()) continue;
-      throw Failure(ExitCode::BadData, fmt::format("{}: a column in {} is neither a fraction nor percent; end its name "
-                                                   "in _percent, or in nothing for fractions",
-                                                   measured.table.source, Quoted(unit)));
-    }
+    Fit::RequireFractions(measured);
     return measured.curve;
   }
 

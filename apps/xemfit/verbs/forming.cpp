@@ -24,22 +24,6 @@ std::string FileStem(const std::string& path) {
   return path == "-" ? "standard input" : std::filesystem::path(path).stem().string();
 }
 
-/// The measure that a column's name tells; nothing for names that fit several.
-std::optional<Fit::StrainMeasure> StrainMeasureOf(std::string_view name) {
-  if (name.find("plastic") != std::string_view::npos) return Fit::StrainMeasure::Plastic;
-  if (name == "true_strain" || name == "logarithmic_strain") return Fit::StrainMeasure::True;
-  if (name == "engineering_strain" || name == "nominal_strain" || name == "stretch") {
-    return Fit::StrainMeasure::Engineering;
-  }
-  return std::nullopt;
-}
-
-std::optional<Fit::StressMeasure> StressMeasureOf(std::string_view name) {
-  if (name == "engineering_stress" || name == "nominal_stress") return Fit::StressMeasure::Engineering;
-  if (name.empty() || name == "stress") return std::nullopt;
-  return Fit::StressMeasure::True;
-}
-
 class FormingCurve final : public Verb {
  public:
   FormingCurve()
@@ -177,9 +161,9 @@ class FormingCurve final : public Verb {
     }
     if (measured.empty()) return;
     std::vector<std::string> notes;
-    std::vector<MeasuredCurve*> all;
+    std::vector<Fit::TableCurve*> all;
     for (MeasuredCurve& one : measured) all.push_back(&one);
-    stressUnit_ = UseOneOrdinateUnit(all, notes);
+    stressUnit_ = Fit::UseOneOrdinateUnit(all, notes);
     for (std::size_t i = 0; i < measured.size(); ++i) {
       FitMaterial(Tensile(measured[i]), materials[first + i]);
       auto& own = materials[first + i].fit->result.notes;
@@ -193,20 +177,7 @@ class FormingCurve final : public Verb {
     data.stressUnit = stressUnit_;
     data.youngsModulus = youngsModulus_;
     data.proofStrain = proofStrain_;
-    const auto strain = strain_ ? strain_ : StrainMeasureOf(measured.xName);
-    const auto stress = stress_ ? stress_ : StressMeasureOf(measured.yName);
-    if (strain) {
-      data.strain = *strain;
-    } else if (stress == Fit::StressMeasure::Engineering) {
-      data.strain = Fit::StrainMeasure::Engineering;
-    } else {
-      throw Failure(ExitCode::BadData,
-                    fmt::format("{}: the name of the strain column does not tell whether it is plastic, true or "
-                                "engineering strain; say so with --strain-measure",
-                                measured.table.source));
-    }
-    const bool engineering = data.strain == Fit::StrainMeasure::Engineering;
-    data.stress = stress.value_or(engineering ? Fit::StressMeasure::Engineering : Fit::StressMeasure::True);
+    Fit::SetMeasures(measured, strain_, stress_, data);
     return data;
   }
 

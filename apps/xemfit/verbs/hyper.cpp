@@ -108,7 +108,7 @@ class HyperFit final : public Verb {
   Fit::HyperelasticData ReadData(bool lateral, std::vector<std::string>& notes) {
     std::array<MeasuredCurve, kModes.size()> measured;
     MeasuredCurve volumetric;
-    std::vector<MeasuredCurve*> all;
+    std::vector<Fit::TableCurve*> all;
     for (std::size_t i = 0; i < kModes.size(); ++i) {
       if (!files_[i].empty()) {
         measured[i] = ReadCurve(files_[i], kModes[i].curve, *kModes[i].strain, Roles::kStress,
@@ -125,7 +125,7 @@ class HyperFit final : public Verb {
     }
     Fit::HyperelasticData data;
     data.volumetricTerms = volumetricTerms_;
-    data.stressUnit = UseOneOrdinateUnit(all, notes);
+    data.stressUnit = Fit::UseOneOrdinateUnit(all, notes);
     for (std::size_t i = 0; i < kModes.size(); ++i) data.*kModes[i].data = std::move(measured[i].curve);
     data.volumetric = std::move(volumetric.curve);
     return data;
@@ -181,7 +181,7 @@ class HyperStress final : public Verb {
 
   Report Run() override {
     const std::vector<double> strains = ParseGrid(grid_, "--grid");
-    const Fit::Result stored = StoredRubber(ReadText(parameters_), SourceName(parameters_));
+    const Fit::Result stored = StoredRubber(ReadText(parameters_), Fit::SourceName(parameters_));
     Report report;
     report.fitted = false;
     Fit::Result& result = report.result = Restated(stored);
@@ -280,9 +280,9 @@ class HyperCheck final : public Verb {
   }
 
   Report Run() override {
-    const Fit::Result stored = StoredRubber(ReadText(parameters_), SourceName(parameters_));
+    const Fit::Result stored = StoredRubber(ReadText(parameters_), Fit::SourceName(parameters_));
     if (!model_.empty() && model_ != stored.model) {
-      throw Failure(ExitCode::Usage, fmt::format("--model: {} holds a model {}, not {}", SourceName(parameters_),
+      throw Failure(ExitCode::Usage, fmt::format("--model: {} holds a model {}, not {}", Fit::SourceName(parameters_),
                                                  Quoted(stored.model), Quoted(model_)));
     }
     const auto [lower, upper] = Range();

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "input/units.h"
 #include "numbers.h"
 #include "output/text_table.h"
 #include "text.h"
@@ -48,7 +47,7 @@ class PronyFit final : public Verb {
     Fit::RelaxationData data;
     SetInstantaneous(data);
     MeasuredCurve measured = ReadCurve(file_, kCurve, Roles::kTime, Roles::kModulusRatio);
-    if (instantaneous_.empty() && HoldsModuli(measured)) data.normalise = Fit::Normalise::Free;
+    if (instantaneous_.empty() && Fit::HoldsModuli(measured)) data.normalise = Fit::Normalise::Free;
     data.curve = std::move(measured.curve);
     data.timeUnit = measured.xUnit;
     data.modulusUnit = measured.yUnit;
@@ -60,15 +59,6 @@ class PronyFit final : public Verb {
     report.panels = {
         {"", {"time", data.timeUnit, true, false}, raw ? Axis{"modulus", data.modulusUnit, false, false} : ratio, {}}};
     return report;
-  }
-
-  /// Name or unit of the column say modulus or stress.
-  static bool HoldsModuli(const MeasuredCurve& measured) {
-    if (ConversionFactor(measured.yUnit, "Pa")) return true;
-    const std::string name = Lower(measured.yName.empty() ? measured.yColumn : std::string(measured.yName));
-    const auto says = [&](const char* word) { return name.find(word) != std::string::npos; };
-    if (says("relative") || says("normalised") || says("normalized")) return false;
-    return says("modulus") || says("stress") || name == "e" || name == "e_relax" || measured.yName == "G";
   }
 
   int Terms() const {
@@ -130,7 +120,7 @@ class PronyConvert final : public Verb {
 
   Report Run() override {
     std::replace(mode_.begin(), mode_.end(), '-', '_');
-    const Fit::Result stored = StoredRubber(ReadText(parameters_), SourceName(parameters_));
+    const Fit::Result stored = StoredRubber(ReadText(parameters_), Fit::SourceName(parameters_));
     const Role& strain = mode_ == "simple_shear" ? Roles::kShearStrain : Roles::kStrain;
     const MeasuredCurve record = ReadCurve(file_, kCurve, Roles::kTime, strain);
 

@@ -21,16 +21,6 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-/// The spelling in `known` of a name that may differ in case.
-std::optional<std::string> Spelling(const std::vector<std::string>& known, const std::string& name) {
-  auto found = std::find(known.begin(), known.end(), name);
-  if (found == known.end()) {
-    found =
-        std::find_if(known.begin(), known.end(), [&](const std::string& one) { return EqualIgnoringCase(one, name); });
-  }
-  return found == known.end() ? std::nullopt : std::optional(*found);
-}
-
 class RetentionFit final : public Verb {
  public:
   RetentionFit()
@@ -129,46 +119,32 @@ class RetentionFit final : public Verb {
   }
 
   void ReadRetention(Fit::RetentionData& data, std::vector<std::string>& notes) {
-    CsvTable table = ReadTable(retention_);
-    const bool named = WantedColumn(Roles::kSaturation, 0).has_value();
-    const bool theta = WantedColumn(Roles::kWaterContent, 'y').has_value() || HasColumn(table, Roles::kWaterContent);
-    const bool saturation = named || (!theta && HasColumn(table, Roles::kSaturation));
+    Fit::Table table = ReadTable(retention_);
+    Fit::ColumnNames named;
+    for (const auto& [role, axis] : {std::pair(&Roles::kSaturation, '\0'), {&Roles::kWaterContent, 'y'}}) {
+      if (const auto wanted = WantedColumn(*role, axis)) named.emplace(role->name, *wanted);
+    }
+    const bool saturation = Fit::HoldsSaturation(table, named);
     MeasuredCurve read = CurveFrom(std::move(table), "retention", Roles::kSuction,
                                    saturation ? Roles::kSaturation : Roles::kWaterContent);
     if (saturation) data.water = Fit::WaterMeasure::Saturation;
-    data.suctionUnit = KnownUnitOr("kPa", Fit::SuctionUnits(), "suction", read, notes);
-    if (!read.yUnit.empty() && read.yUnit != "m3/m3" && read.yUnit != "cm3/cm3") {
-      throw Failure(ExitCode::BadData, fmt::format("{}: water contents in {} are not volumetric; give m3/m3 or percent",
-                                                   read.table.source, Quoted(read.yUnit)));
-    }
+    data.suctionUnit = Fit::SoilUnit(read, Fit::SuctionUnits(), "kPa", "suction", notes);
+    Fit::RequireVolumetric(read);
     UseMetadata(read.table, data);
     data.retention = std::move(read.curve);
   }
 
   void ReadGrading(Fit::RetentionData& data, std::vector<std::string>& notes) {
     MeasuredCurve read = ReadCurve(grading_, "grading", Roles::kDiameter, Roles::kPassing);
-    data.diameterUnit = KnownUnitOr("mm", {"mm", "um", "cm", "m"}, "diameter", read, notes);
+    data.diameterUnit = Fit::SoilUnit(read, {"mm", "um", "cm", "m"}, "mm", "diameter", notes);
     UseMetadata(read.table, data);
     data.grading = std::move(read.curve);
   }
 
-  /// The unit of the abscissae; `usual` when their column names none.
-  static std::string KnownUnitOr(const std::string& usual, const std::vector<std::string>& known, const char* what,
-                                 const MeasuredCurve& read, std::vector<std::string>& notes) {
-    if (read.xUnit.empty()) {
-      notes.push_back(fmt::format("curve {}: its {} column names no unit; taken as {}", read.curve.name, what, usual));
-      return usual;
-    }
-    const auto spelling = Spelling(known, read.xUnit);
-    if (spelling) return *spelling;
-    throw Failure(ExitCode::BadData, fmt::format("{}: {} in {} is not known; the units are {}", read.table.source, what,
-                                                 Quoted(read.xUnit), Join(known, ", ")));
-  }
-
   /// `# porosity: 0.45` and `# particle_density: 2.7` of a file, unless the command line says otherwise.
-  void UseMetadata(const CsvTable& table, Fit::RetentionData& data) const {
-    const auto porosity = MetadataQuantity(table, Roles::kPorosity);
-    const auto density = MetadataQuantity(table, Roles::kParticleDensity);
+  void UseMetadata(const Fit::Table& table, Fit::RetentionData& data) const {
+    const auto porosity = Fit::MetadataQuantity(table, Roles::kPorosity);
+    const auto density = Fit::MetadataQuantity(table, Roles::kParticleDensity);
     if (porosity && std::isnan(porosity_)) data.porosity = porosity->value;
     if (density && std::isnan(particleDensity_)) data.particleDensity = density->value;
   }

@@ -56,6 +56,11 @@ Fit::Options ReadFitOptions(const FitOptions& options) {
 void DeclareInput(Options& options, InputOptions& input) {
   options.Pairs("--column", input.columns, "Column of a role; x and y stand for abscissa and ordinate", "ROLE=NAME");
   options.Pairs("--select", input.selection, "Use only rows with this value in a column", "COLUMN=VALUE");
+  options.Choice("--decimal", input.reading.decimal, "Decimal sign of the numbers; else told by the file",
+                 {{"point", Fit::DecimalSign::Point}, {"comma", Fit::DecimalSign::Comma}});
+  options.Choice("--separator", input.reading.separator, "Between columns; else told by the header row",
+                 {{"comma", ','}, {"semicolon", ';'}, {"tab", '\t'}});
+  options.Count("--header-line", input.reading.headerLine, "Line that names the columns; else found", "LINE");
 }
 
 void DeclareFit(Options& options, FitOptions& fit) {

@@ -6,7 +6,7 @@
 
 #include "command/options.h"
 #include "output/output_options.h"
-#include "xem/fit/result.h"
+#include "xem/fit/reading.h"
 
 /// Options that verbs share. A verb says which groups it understands.
 namespace Xem::Tool {
@@ -14,6 +14,7 @@ namespace Xem::Tool {
 struct InputOptions {
   std::map<std::string, std::string> columns;    ///< role, x or y -> column name
   std::map<std::string, std::string> selection;  ///< column -> value
+  Fit::ReadOptions reading;
 };
 
 struct FitOptions {

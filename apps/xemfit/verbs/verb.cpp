@@ -6,52 +6,10 @@
 #include <utility>
 
 #include "input/digest.h"
-#include "input/several_tests.h"
-#include "input/units.h"
 #include "output/output.h"
 #include "text.h"
 
 namespace Xem::Tool {
-namespace {
-
-/// Ordinates or abscissae of a curve, whichever are being brought to one unit.
-struct Side {
-  const char* name;
-  std::string MeasuredCurve::*unit;
-  std::vector<double> Fit::Curve::*values;
-};
-
-std::string UseOneUnit(const std::vector<MeasuredCurve*>& curves, const Side& side, std::vector<std::string>& notes) {
-  std::string unit;
-  std::string first;
-  for (const MeasuredCurve* measured : curves) {
-    if (measured->curve.Empty() || !unit.empty()) continue;
-    unit = measured->*side.unit;
-    first = measured->curve.name;
-  }
-  if (unit.empty()) return unit;
-  for (MeasuredCurve* measured : curves) {
-    if (measured->curve.Empty() || measured->*side.unit == unit) continue;
-    const std::string own = std::exchange(measured->*side.unit, unit);
-    if (own.empty()) {
-      notes.push_back(
-          fmt::format("curve {}: its {} column names no unit; taken as {}", measured->curve.name, side.name, unit));
-      continue;
-    }
-    const auto factor = ConversionFactor(own, unit);
-    if (!factor) {
-      throw Failure(ExitCode::BadData,
-                    fmt::format("{}: {} in {} cannot be converted to {}, the unit of curve {}; use one unit for all",
-                                measured->table.source, side.name, Quoted(own), Quoted(unit), first));
-    }
-    for (double& value : measured->curve.*side.values) value *= *factor;
-    notes.push_back(fmt::format("curve {}: {} converted from {} to {}", measured->curve.name, side.name, own, unit));
-  }
-  return unit;
-}
-
-}  // namespace
-
 void Verb::Declare(Options& options) {
   DeclareOwn(options);
   if (shares_ == Shares::Fit || shares_ == Shares::FitAndStable) DeclareFit(options, fit_);
@@ -126,16 +84,16 @@ std::string Verb::ReadText(const std::string& path) {
     throw Failure(ExitCode::Usage, "standard input (-) can be read only once; give the other curves as files");
   }
   inputs_.push_back(path);
-  std::string text = ReadInput(path);
-  digests_[SourceName(path)] = Sha256(text);
+  std::string text = Fit::ReadInput(path);
+  digests_[Fit::SourceName(path)] = Sha256(text);
   return text;
 }
 
-CsvTable Verb::ReadTable(const std::string& path) { return ReadTable(path, input_.selection); }
+Fit::Table Verb::ReadTable(const std::string& path) { return ReadTable(path, input_.selection); }
 
-CsvTable Verb::ReadTable(const std::string& path, const std::map<std::string, std::string>& selection) {
-  CsvTable table = ParseCsv(ReadText(path), SourceName(path));
-  SelectRows(table, selection);
+Fit::Table Verb::ReadTable(const std::string& path, const std::map<std::string, std::string>& selection) {
+  Fit::Table table = Fit::ParseTable(ReadText(path), Fit::SourceName(path), input_.reading);
+  Fit::SelectRows(table, selection);
   return table;
 }
 
@@ -146,6 +104,17 @@ std::optional<std::string> Verb::WantedColumn(const Role& role, char axis) {
   if (byRole != input_.columns.end()) return byRole->second;
   const auto byAxis = input_.columns.find(std::string(1, axis));
   return byAxis != input_.columns.end() ? std::optional(byAxis->second) : std::nullopt;
+}
+
+Fit::ColumnNames Verb::WantedColumns(const Fit::CurveRoles& roles) {
+  Fit::ColumnNames columns;
+  const auto add = [&](const Role& role, char axis) {
+    if (const auto wanted = WantedColumn(role, axis)) columns.emplace(role.name, *wanted);
+  };
+  add(roles.x, 'x');
+  add(roles.y, 'y');
+  if (roles.companion) add(*roles.companion, 0);
+  return columns;
 }
 
 void Verb::RefuseUnusedColumns() const {
@@ -161,47 +130,17 @@ MeasuredCurve Verb::ReadCurve(const std::string& path, const std::string& curveN
   return CurveFrom(ReadTable(path), curveName, x, y, lateral);
 }
 
-MeasuredCurve Verb::CurveFrom(CsvTable read, const std::string& curveName, const Role& x, const Role& y,
+MeasuredCurve Verb::CurveFrom(Fit::Table read, const std::string& curveName, const Role& x, const Role& y,
                               const Role* lateral) {
-  MeasuredCurve measured;
-  measured.table = std::move(read);
-  const CsvTable& table = measured.table;
-  const ColumnChoice xColumn = ChooseColumn(table, x, WantedColumn(x, 'x'));
-  const ColumnChoice yColumn = ChooseColumn(table, y, WantedColumn(y, 'y'));
-  const auto lateralColumn = lateral ? FindColumn(table, *lateral, WantedColumn(*lateral, 0)) : std::nullopt;
-  const auto number = [&](const CsvRow& row, const ColumnChoice& column) {
-    return column.Quantity(NumberAt(table, row, column.index));
-  };
-
-  Fit::Curve& curve = measured.curve;
-  curve.name = curveName;
+  Fit::CurveRoles roles{x, y};
+  if (lateral) roles.companion = *lateral;
+  MeasuredCurve measured{Fit::CurveFromTable(read, curveName, roles, WantedColumns(roles)), std::move(read)};
   const auto weight = fit_.weights.find(curveName);
-  if (weight != fit_.weights.end()) curve.weight = weight->second;
-  for (const CsvRow& row : table.rows) {
-    curve.x.push_back(number(row, xColumn));
-    curve.y.push_back(number(row, yColumn));
-    if (lateralColumn) curve.lateral.push_back(number(row, *lateralColumn));
-    curve.rows.push_back(row.line);
-  }
-  measured.xUnit = xColumn.unit;
-  measured.yUnit = yColumn.unit;
-  measured.xName = xColumn.accepted;
-  measured.yName = yColumn.accepted;
-  measured.yColumn = table.columns[yColumn.index];
-  Fit::Input source{curveName, table.source, digests_[table.source], {}, static_cast<int>(table.rows.size())};
-  for (const std::size_t column : {xColumn.index, yColumn.index}) source.columns.push_back(table.columns[column]);
-  if (lateralColumn) source.columns.push_back(table.columns[lateralColumn->index]);
-  sources_.push_back(std::move(source));
-  if (const auto several = SeveralTests(table, curve.x)) readingNotes_.push_back(*several);
+  if (weight != fit_.weights.end()) measured.curve.weight = weight->second;
+  measured.input.sha256 = digests_[measured.input.file];
+  sources_.push_back(measured.input);
+  readingNotes_.insert(readingNotes_.end(), measured.notes.begin(), measured.notes.end());
   return measured;
-}
-
-std::string UseOneOrdinateUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes) {
-  return UseOneUnit(curves, {"ordinate", &MeasuredCurve::yUnit, &Fit::Curve::y}, notes);
-}
-
-std::string UseOneAbscissaUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes) {
-  return UseOneUnit(curves, {"abscissa", &MeasuredCurve::xUnit, &Fit::Curve::x}, notes);
 }
 
 }  // namespace Xem::Tool

@@ -11,23 +11,15 @@
 
 #include "command/command.h"
 #include "failure.h"
-#include "input/columns.h"
-#include "input/csv.h"
-#include "input/roles.h"
 #include "output/report.h"
 #include "verbs/shared_options.h"
+#include "xem/fit/reading.h"
 
 namespace Xem::Tool {
 
 /// A curve as read: numbers in the units that its columns name.
-struct MeasuredCurve {
-  Fit::Curve curve;
-  CsvTable table;  ///< metadata and further columns
-  std::string xUnit;
-  std::string yUnit;
-  std::string_view xName;  ///< names of the roles that the columns go by; empty for columns called otherwise
-  std::string_view yName;
-  std::string yColumn;  ///< as the file has it
+struct MeasuredCurve : Fit::TableCurve {
+  Fit::Table table;  ///< metadata and further columns
 };
 
 /// One `xemfit GROUP NAME`: declares its options, then turns them into a report.
@@ -62,16 +54,18 @@ class Verb : public Command {
   /// True when --weight was given.
   bool HasWeights() const { return !fit_.weights.empty(); }
 
-  /// Reads the columns of two roles (and a third, where the file has it, into `lateral`) from a file. Throws Failure
+  /// Reads the columns of two roles (and a third, where the file has it, into `lateral`) from a file. Throws Fit::Error
   /// with file, line and column.
   MeasuredCurve ReadCurve(const std::string& path, const std::string& curveName, const Role& x, const Role& y,
                           const Role* lateral = nullptr);
   /// The same from a table that was read before.
-  MeasuredCurve CurveFrom(CsvTable table, const std::string& curveName, const Role& x, const Role& y,
+  MeasuredCurve CurveFrom(Fit::Table table, const std::string& curveName, const Role& x, const Role& y,
                           const Role* lateral = nullptr);
+  /// Columns that the command line names for the roles of a curve.
+  Fit::ColumnNames WantedColumns(const Fit::CurveRoles& roles);
   /// A table whose columns the verb chooses itself, after --select or a selection of its own.
-  CsvTable ReadTable(const std::string& path);
-  CsvTable ReadTable(const std::string& path, const std::map<std::string, std::string>& selection);
+  Fit::Table ReadTable(const std::string& path);
+  Fit::Table ReadTable(const std::string& path, const std::map<std::string, std::string>& selection);
   /// The contents of any other input.
   std::string ReadText(const std::string& path);
 
@@ -96,11 +90,5 @@ class Verb : public Command {
   std::map<std::string, std::string> digests_;  // of the inputs, by their names in messages
   std::set<std::string> roles_;                 // that --column can name
 };
-
-/// Converts the ordinates of the curves to the unit of the first one that has points and says so in `notes`; returns
-/// that unit. Curves that name no unit are taken to be in it. Throws Failure (BadData) when a unit cannot be converted.
-std::string UseOneOrdinateUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes);
-/// The same for abscissae.
-std::string UseOneAbscissaUnit(const std::vector<MeasuredCurve*>& curves, std::vector<std::string>& notes);
 
 }  // namespace Xem::Tool

@@ -9,6 +9,12 @@
 /// Hyperelastic models from test curves.
 namespace Xem::Fit {
 
+/// A further test in a mode of deformation.
+struct ReplicateTest {
+  std::string mode;  ///< "uniaxial", ...
+  Curve curve;
+};
+
 /// Test curves of one material: nominal strain (shear strain for simple shear) against nominal stress (shear stress),
 /// one unit of stress for all. Empty curves take no part. Their names are "uniaxial", "equibiaxial", "pure_shear",
 /// "simple_shear" and "volumetric". Lateral strains are used by the Blatz-Ko model only.
@@ -20,6 +26,9 @@ struct HyperelasticData {
   Curve volumetric;  ///< linear stretch (cube root of the volume ratio) and pressure, positive in compression
   int volumetricTerms = 1;
   std::string stressUnit;
+  /// Further tests in modes above; not volumetric ones. In results they are curves of their own: "uniaxial_2",
+  /// "uniaxial_3", ...
+  std::vector<ReplicateTest> replicates = {};
 };
 
 // What all results of the fits below have in common

@@ -47,14 +47,21 @@ enum class Engine {
   Export,  ///< exactly what the plain exported function returns, for users who must reproduce a host
 };
 
+/// A row of a file that gave no point, and why.
+struct UnusedRow {
+  int row = 0;
+  std::string reason = {};
+};
+
 /// One measured curve. An empty curve takes no part.
 struct Curve {
   std::string name = {};
   std::vector<double> x = {};
   std::vector<double> y = {};
-  std::vector<double> lateral = {};  ///< second strain per point where a model uses it, else empty
-  std::vector<int> rows = {};        ///< row in the source of each point, for messages; empty: 1, 2, 3, ...
-  double weight = 1.0;               ///< factor on the curve's residuals, > 0
+  std::vector<double> lateral = {};    ///< second strain per point where a model uses it, else empty
+  std::vector<int> rows = {};          ///< row in the source of each point, for messages; empty: 1, 2, 3, ...
+  double weight = 1.0;                 ///< factor on the curve's residuals, > 0
+  std::vector<UnusedRow> unused = {};  ///< rows that whoever read the file left out; results list them as dropped
 
   bool Empty() const { return x.empty(); }
   int Row(std::size_t point) const { return rows.empty() ? static_cast<int>(point) + 1 : rows[point]; }
@@ -158,6 +165,7 @@ struct Input {
   std::string sha256;                ///< of the bytes of the file, in hexadecimal digits
   std::vector<std::string> columns;  ///< names of the columns that were used
   int rows = 0;                      ///< how many rows were used
+  std::string understood = {};       ///< in words: rows, columns with their units, what was skipped
 };
 
 struct Result {

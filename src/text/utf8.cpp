@@ -1,8 +1,8 @@
-#include "utf8.h"
+#include "text/utf8.h"
 
 #include <algorithm>
 
-namespace Xem::Tool {
+namespace Xem::Strings {
 namespace {
 
 bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
@@ -87,4 +87,4 @@ std::string_view Beginning(std::string_view text, std::size_t bytes) {
   return text.substr(0, bytes);
 }
 
-}  // namespace Xem::Tool
+}  // namespace Xem::Strings

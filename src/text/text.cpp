@@ -1,10 +1,10 @@
-#include "text.h"
+#include "text/text.h"
 
 #include <cctype>
 
-#include "utf8.h"
+#include "text/utf8.h"
 
-namespace Xem::Tool {
+namespace Xem::Strings {
 namespace {
 
 constexpr std::size_t kLongestQuote = 300;
@@ -59,4 +59,4 @@ std::string Printable(std::string_view text) {
 
 std::string Quoted(std::string_view text) { return '"' + Printable(text) + '"'; }
 
-}  // namespace Xem::Tool
+}  // namespace Xem::Strings

@@ -1,11 +1,12 @@
-#pragma once
+#ifndef XEM_FIT_ROLES_H
+#define XEM_FIT_ROLES_H
 
 #include <cmath>
-#include <span>
+#include <cstddef>
 #include <string_view>
 
 /// What the columns of an input file can be, and the names by which they are known: the one place to add a role.
-namespace Xem::Tool {
+namespace Xem::Fit {
 
 /// A column name without its unit suffix. The quantity is what the column holds plus `offset`, turned by `convert`;
 /// `unit` is that of a name which says it without a suffix.
@@ -19,9 +20,22 @@ struct AcceptedName {
 
 inline double CubeRoot(double volumeRatio) { return std::cbrt(volumeRatio); }
 
+/// The names of a role, best first.
+class AcceptedNames {
+ public:
+  template <std::size_t Count>
+  constexpr AcceptedNames(const AcceptedName (&names)[Count]) : first_(names), count_(Count) {}
+  constexpr const AcceptedName* begin() const { return first_; }
+  constexpr const AcceptedName* end() const { return first_ + count_; }
+
+ private:
+  const AcceptedName* first_;
+  std::size_t count_;
+};
+
 struct Role {
-  std::string_view name;                   ///< in messages and in `--column name=COLUMN`
-  std::span<const AcceptedName> accepted;  ///< best first
+  std::string_view name;  ///< in messages and in `--column name=COLUMN`
+  AcceptedNames accepted;
 };
 
 namespace Names {
@@ -68,6 +82,12 @@ inline constexpr AcceptedName kDiameter[] = {{"diameter"},   {"particle_size"}, 
 inline constexpr AcceptedName kPassing[] = {{"passing"},         {"finer"},          {"fraction_passing"},
                                             {"percent_passing"}, {"mass_passing"},   {"fraction_finer"},
                                             {"percent_finer"},   {"cumulative_mass"}};
+inline constexpr AcceptedName kForce[] = {{"force"}, {"load"}, {"standard_force"}, {"F"}};
+inline constexpr AcceptedName kExtension[] = {
+    {"extension"}, {"elongation"}, {"displacement"}, {"crosshead"}, {"crosshead_displacement"}, {"travel"}, {"stroke"}};
+inline constexpr AcceptedName kTrueStrain[] = {{"true_strain"}, {"logarithmic_strain"}};
+inline constexpr AcceptedName kTrueStress[] = {{"true_stress"}, {"cauchy_stress"}};
+inline constexpr AcceptedName kStressDeviation[] = {{"stress_std"}};
 inline constexpr AcceptedName kPorosity[] = {{"porosity"}};
 inline constexpr AcceptedName kParticleDensity[] = {{"particle_density"}};
 }  // namespace Names
@@ -106,6 +126,15 @@ inline constexpr Role kDiameter{"diameter", Names::kDiameter};
 inline constexpr Role kPassing{"passing", Names::kPassing};
 inline constexpr Role kPorosity{"porosity", Names::kPorosity};
 inline constexpr Role kParticleDensity{"particle_density", Names::kParticleDensity};
+
+// Raw records of testing machines
+inline constexpr Role kForce{"force", Names::kForce};
+inline constexpr Role kExtension{"extension", Names::kExtension};
+inline constexpr Role kTrueStrain{"true_strain", Names::kTrueStrain};
+inline constexpr Role kTrueStress{"true_stress", Names::kTrueStress};
+inline constexpr Role kStressDeviation{"stress_std", Names::kStressDeviation};
 }  // namespace Roles
 
-}  // namespace Xem::Tool
+}  // namespace Xem::Fit
+
+#endif
