@@ -1,6 +1,8 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <cstddef>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,6 +13,7 @@
 #include "xem/fit/card.h"
 #include "xem/fit/compare.h"
 #include "xem/fit/fit.h"
+#include "xem/fit/summary.h"
 #include "xem/version.h"
 
 namespace py = pybind11;
@@ -47,51 +50,77 @@ void Translate(std::exception_ptr thrown) {
 /// What a fit or a comparison is asked for.
 struct Request {
   std::vector<Fit::ModelChoice> choices;
-  Fit::Tests tests;
+  Fit::ReadTests read;
   Fit::Options options;
+
+  std::vector<std::string> digests;  ///< of the files, in the order of the inputs; empty for other tests
+
+  Request(const std::string& models, const py::list& curves, const py::dict& given) {
+    Keywords keywords(given);
+    for (const py::handle& curve : curves) {
+      const auto entries = py::reinterpret_borrow<py::dict>(curve);
+      digests.push_back(entries.contains("sha256") ? entries["sha256"].cast<std::string>() : "");
+    }
+    std::vector<Fit::TestTable> tables = TablesFrom(curves, keywords);
+    choices = ChoicesFrom(models, tables);
+    options = OptionsFrom(keywords);
+    const Fit::ModelInfo& model = *Fit::FindModel(choices.front().name);
+    read = TestsFrom(model, std::move(tables), keywords);
+    keywords.RefuseOthers("models of " + model.family);
+  }
+
+  Fit::Result FitTo(const Fit::ModelChoice& choice) const { return Fit::Fit(choice, read.tests, options); }
+
+  /// A result with what is to be told of its tests.
+  Held Told(Fit::Result result) const {
+    result.notes.insert(result.notes.begin(), read.notes.begin(), read.notes.end());
+    for (std::size_t i = 0; i < read.inputs.size(); ++i) {
+      if (digests[i].empty()) continue;
+      result.inputs.push_back(read.inputs[i]);
+      Fit::Input& input = result.inputs.back();
+      input.sha256 = digests[i];
+      for (const Fit::CurveResult& curve : result.curves) {
+        if (curve.name == input.curve && curve.measures.points > 0) input.rows = curve.measures.points;
+      }
+    }
+    return std::make_shared<Fit::Result>(std::move(result));
+  }
 };
 
-Request RequestFrom(const std::string& models, const py::list& curves, const py::dict& given) {
-  Keywords keywords(given);
-  Request request;
-  std::vector<GivenCurve> measured = CurvesFrom(curves);
-  request.choices = ChoicesFrom(models, measured);
-  request.options = OptionsFrom(keywords);
-  const Fit::ModelInfo& model = *Fit::FindModel(request.choices.front().name);
-  request.tests = TestsFrom(model, std::move(measured), keywords);
-  keywords.RefuseOthers("models of " + model.family);
-  return request;
-}
-
 Held FitOne(const std::string& model, const py::list& curves, const py::dict& given) {
-  const Request request = RequestFrom(model, curves, given);
+  const Request request(model, curves, given);
   if (request.choices.size() != 1) {
     throw Fit::Error(Fit::ErrorKind::BadInput, "\"" + model + "\" names several models; compare() takes them");
   }
   const py::gil_scoped_release released;
-  return std::make_shared<Fit::Result>(Fit::Fit(request.choices.front(), request.tests, request.options));
+  return request.Told(request.FitTo(request.choices.front()));
 }
 
 py::dict CompareAll(const std::string& models, const py::list& curves, const py::dict& given) {
-  const Request request = RequestFrom(models, curves, given);
+  const Request request(models, curves, given);
   Fit::Comparison comparison;
   {
     const py::gil_scoped_release released;
     std::vector<Fit::Candidate> candidates;
     for (const Fit::ModelChoice& choice : request.choices) {
-      candidates.push_back(
-          {choice.Label(), [&request, choice] { return Fit::Fit(choice, request.tests, request.options); }});
+      candidates.push_back({choice.Label(), [&request, choice] { return request.FitTo(choice); }});
     }
     comparison = Fit::Compare(candidates);
   }
+  const std::vector<std::string> notes = comparison.Notes();
   py::list rows;
   for (Fit::Compared& one : comparison.candidates) {
     const std::string outcome = one.result ? one.Outcome() : one.failure;
+    const bool proposed = &one == &comparison.Proposed();
     py::object result = py::none();
-    if (one.result) result = py::cast(std::make_shared<Fit::Result>(std::move(*one.result)));
+    if (one.result) {
+      Held told = request.Told(std::move(*one.result));
+      if (proposed) told->notes.insert(told->notes.end(), notes.begin(), notes.end());
+      result = py::cast(told);
+    }
     rows.append(py::make_tuple(one.label, result, outcome, one.freeParameters, one.difference));
   }
-  return py::dict("rows"_a = rows, "proposed"_a = comparison.proposed, "notes"_a = comparison.Notes());
+  return py::dict("rows"_a = rows, "proposed"_a = comparison.proposed, "notes"_a = notes);
 }
 
 py::list ParametersOf(const std::vector<Fit::ParameterInfo>& infos) {
@@ -120,6 +149,45 @@ py::list Catalogue() {
   return all;
 }
 
+/// The summary of a batch: rows, columns with their numbers, statistics and units. A specimen is its name, an exit
+/// code, a message and, where there is one, its result.
+py::dict Summarise(const py::list& specimens, const py::dict& given) {
+  Fit::Gates gates;
+  Keywords keywords(given);
+  keywords.Read("min_r2", gates.leastR2);
+  keywords.Read("max_dropped", gates.mostDropped);
+  keywords.Read("allow_unclear", gates.allowUnclear);
+  Fit::Summary summary;
+  for (const py::handle& one : specimens) {
+    const auto specimen = py::reinterpret_borrow<py::tuple>(one);
+    Fit::Outcome outcome;
+    if (!specimen[3].is_none()) outcome = Fit::OutcomeOf(*specimen[3].cast<Held>());
+    outcome.exitCode = specimen[1].cast<int>();
+    outcome.message = specimen[2].cast<std::string>();
+    summary.Add(specimen[0].cast<std::string>(), outcome, Fit::DoubtsAbout(outcome, gates));
+  }
+  summary.Finish();
+  py::list rows;
+  for (const Fit::Summary::Row& row : summary.Rows()) {
+    std::string outlierIn;
+    for (const std::string& name : row.outlierIn) outlierIn += (outlierIn.empty() ? "" : " ") + name;
+    py::object code = py::none();
+    if (row.exitCode >= 0) code = py::int_(row.exitCode);
+    rows.append(py::make_tuple(row.specimen, row.status, code, row.model, outlierIn, row.message));
+  }
+  py::list columns;
+  for (const Fit::SummaryColumn& column : summary.Columns()) {
+    const Fit::SummaryColumn::Statistics s = column.Of(summary.Counted());
+    const double number = column.hasStatistics ? s.number : std::numeric_limits<double>::quiet_NaN();
+    columns.append(py::make_tuple(column.name, column.values,
+                                  py::make_tuple(s.mean, s.deviation, s.median, s.robustDeviation, number),
+                                  column.UnitText()));
+  }
+  return py::dict(
+      "rows"_a = rows, "columns"_a = columns,
+      "statistics"_a = py::make_tuple("mean", "standard_deviation", "median", "robust_deviation", "number"));
+}
+
 }  // namespace
 }  // namespace Xem::Python
 
@@ -131,6 +199,7 @@ PYBIND11_MODULE(_core, module) {
   AddResult(module);
   module.def("fit", &FitOne, py::arg("model"), py::arg("curves"), py::arg("keywords"));
   module.def("compare", &CompareAll, py::arg("models"), py::arg("curves"), py::arg("keywords"));
+  module.def("summarise", &Summarise, py::arg("specimens"), py::arg("gates"));
   module.def("models", &Catalogue);
   module.def("families", &Xem::Fit::ModelFamilies);
   module.def("card_targets", &Xem::Fit::CardTargets);

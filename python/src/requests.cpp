@@ -4,9 +4,13 @@
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 #include <map>
+#include <numeric>
+#include <optional>
 #include <utility>
+#include <variant>
 
 namespace py = pybind11;
 
@@ -55,140 +59,176 @@ std::map<std::string, double> ValuesFrom(const py::object& given, const char* na
   return Cast<std::map<std::string, double>>(given, name, "a dictionary of numbers");
 }
 
-/// A slot of a record of tests.
-template <class Data>
-struct Slot {
-  const char* name;
-  Fit::Curve Data::*curve;
-};
-
-template <class Data>
-void Put(std::vector<GivenCurve>& curves, std::initializer_list<Slot<Data>> slots, const std::string& model,
-         Data& data) {
-  for (GivenCurve& given : curves) {
-    const auto slot = std::find_if(slots.begin(), slots.end(), [&](const auto& one) { return given.slot == one.name; });
-    if (slot == slots.end()) Refuse("model " + model + " does not explain a curve " + given.slot);
-    if (!(data.*(slot->curve)).Empty()) Refuse("curve " + given.slot + " is given twice");
-    data.*(slot->curve) = std::move(given.curve);
+/// The curve of a slot as the catalogue describes it, null for one that no model is fitted to.
+const Fit::CurveInfo* InfoOf(const std::string& slot) {
+  for (const Fit::ModelInfo& model : Fit::Models()) {
+    for (const Fit::CurveInfo& curve : model.curves) {
+      if (curve.name == slot) return &curve;
+    }
   }
+  return nullptr;
 }
 
-Fit::Tests Rubber(const std::string& model, std::vector<GivenCurve>& curves, Keywords& keywords) {
-  using Data = Fit::HyperelasticData;
-  Data data;
-  Put<Data>(curves,
-            {{"uniaxial", &Data::uniaxial},
-             {"equibiaxial", &Data::equibiaxial},
-             {"pure_shear", &Data::pureShear},
-             {"simple_shear", &Data::simpleShear},
-             {"volumetric", &Data::volumetric}},
-            model, data);
-  keywords.Read("volumetric_terms", data.volumetricTerms);
-  keywords.Read("stress_unit", data.stressUnit);
-  return data;
+/// The unit that the caller names for a kind of unit, such as "stress".
+std::string UnitNamed(const std::string& kind, const py::dict& units) {
+  return units.contains(kind) ? units[kind.c_str()].cast<std::string>() : "";
 }
 
-Fit::Tests Volumetric(const std::string& model, std::vector<GivenCurve>& curves, Keywords& keywords) {
-  Fit::VolumetricData data;
-  Put<Fit::VolumetricData>(curves, {{"volumetric", &Fit::VolumetricData::curve}}, model, data);
-  keywords.Read("stress_unit", data.pressureUnit);
-  return data;
+std::string UsualName(const Fit::Role& role) { return std::string(role.accepted.begin()->name); }
+
+/// A table of arrays.
+Fit::Table TableOf(const std::string& slot, const py::object& x, const py::object& y, const py::object& companion,
+                   Keywords& entries) {
+  const Fit::CurveRoles roles = Fit::RolesOf(slot);
+  const auto units = entries.Take("units").cast<py::dict>();
+  const Fit::CurveInfo* info = InfoOf(slot);
+  Fit::Table table;
+  table.columns = {{UsualName(roles.x)}, {UsualName(roles.y)}};
+  if (info != nullptr) {
+    table.columns[0].unit = UnitNamed(info->xUnit, units);
+    table.columns[1].unit = UnitNamed(info->yUnit, units);
+  } else if (slot == "grading") {
+    table.columns[0].unit = UnitNamed("diameter", units);
+  }
+  // A unit of stress says that the ordinates are moduli, not ratios.
+  if (slot == "relaxation") table.columns[1].unit = UnitNamed("stress", units);
+  std::string water;
+  entries.Read("water", water);
+  if (water == "saturation") table.columns[1].name = UsualName(Fit::Roles::kSaturation);
+  table.columns[0].numbers = NumbersFrom(x);
+  table.columns[1].numbers = NumbersFrom(y);
+  if (!companion.is_none() && roles.companion) {
+    table.columns.push_back({UsualName(*roles.companion), "", NumbersFrom(companion)});
+  }
+  return table;
 }
 
-Fit::Tests Relaxation(const std::string& model, std::vector<GivenCurve>& curves, Keywords& keywords) {
-  using Data = Fit::RelaxationData;
-  Data data;
-  Put<Data>(curves, {{"relaxation", &Data::curve}}, model, data);
-  keywords.Read("time_unit", data.timeUnit);
-  keywords.Read("stress_unit", data.modulusUnit);
-  // A unit of stress says that the ordinates are moduli.
-  if (!data.modulusUnit.empty()) data.normalise = Fit::Normalise::Free;
+/// A table of named columns, of numbers or of texts.
+Fit::Table TableOf(const py::list& columns) {
+  Fit::Table table;
+  for (const py::handle& one : columns) {
+    const auto column = one.cast<std::pair<std::string, py::object>>();
+    table.columns.push_back({column.first});
+    if (!py::isinstance<py::list>(column.second)) {
+      table.columns.back().numbers = NumbersFrom(column.second);
+      continue;
+    }
+    for (const py::handle& cell : column.second) {
+      const auto text = cell.cast<std::string>();
+      table.columns.back().texts.push_back({table.columns.back().numbers.size(), text});
+      table.columns.back().numbers.push_back(std::numeric_limits<double>::quiet_NaN());
+    }
+  }
+  return table;
+}
+
+void NumberLines(const std::string& name, Fit::Table& table) {
+  for (const Fit::Column& column : table.columns) {
+    if (column.numbers.size() == table.columns.front().numbers.size()) continue;
+    throw Fit::Error(Fit::ErrorKind::BadData,
+                     "curve " + name + ": " + std::to_string(table.columns.front().numbers.size()) + " abscissae and " +
+                         std::to_string(column.numbers.size()) + " ordinates");
+  }
+  table.lines.resize(table.columns.front().numbers.size());
+  std::iota(table.lines.begin(), table.lines.end(), 1);
+}
+
+Fit::DecimalSign DecimalFrom(Keywords& keywords) {
+  auto decimal = Fit::DecimalSign::Automatic;
+  keywords.Read("decimal", decimal, {{"point", Fit::DecimalSign::Point}, {"comma", Fit::DecimalSign::Comma}});
+  return decimal;
+}
+
+std::map<std::string, std::string> TextsFrom(const py::object& given, const char* name) {
+  std::map<std::string, std::string> texts;
+  if (given.is_none()) return texts;
+  for (const auto& [key, value] : Cast<py::dict>(given, name, "a dictionary")) {
+    texts[py::str(key)] = py::str(value);
+  }
+  return texts;
+}
+
+std::string Exactly(double value) {
+  char buffer[32];
+  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr};
+}
+
+Fit::TestTable TestFrom(const py::dict& given, const Fit::ReadOptions& options) {
+  Keywords entries(given);
+  std::string slot;
+  entries.Read("slot", slot);
+  Fit::TestTable test;
+  test.curve = slot;
+  entries.Read("name", test.curve);
+  const py::object text = entries.Take("text");
+  const py::object columns = entries.Take("table");
+  std::string source = test.curve;
+  entries.Read("source", source);
+  if (!text.is_none()) {
+    test.table = Fit::ParseTable(text.cast<std::string>(), source, options);
+  } else if (!columns.is_none()) {
+    test.table = TableOf(columns.cast<py::list>());
+    NumberLines(test.curve, test.table);
+  } else {
+    const py::object x = entries.Take("x");
+    const py::object y = entries.Take("y");
+    test.table = TableOf(slot, x, y, entries.Take("companion"), entries);
+    NumberLines(test.curve, test.table);
+  }
+  test.table.source = source;
+  const auto metadata = TextsFrom(entries.Take("metadata"), "attrs");
+  test.table.metadata.insert(metadata.begin(), metadata.end());
+  const py::object stress = entries.Take("stress");
+  if (!stress.is_none()) {
+    std::erase_if(test.table.metadata, [](const auto& line) { return line.first.rfind("stress", 0) == 0; });
+    std::string unit;
+    entries.Read("stress_unit", unit);
+    const auto value = Cast<double>(stress, "stress", "a number");
+    if (!(value > 0.0)) Refuse("stress: " + Exactly(value) + " is not positive");
+    test.table.metadata["stress" + (unit.empty() ? "" : "_" + unit)] = Exactly(value);
+  }
+  return test;
+}
+
+void Set(Fit::HyperelasticData& data, Keywords& keywords) { keywords.Read("volumetric_terms", data.volumetricTerms); }
+
+void Set(Fit::VolumetricData&, Keywords&) {}
+
+void Set(Fit::RelaxationData& data, Keywords& keywords) {
   const py::object instantaneous = keywords.Take("instantaneous");
-  if (instantaneous.is_none()) return data;
+  if (instantaneous.is_none()) return;
   if (!py::isinstance<py::str>(instantaneous)) {
     data.normalise = Fit::Normalise::Value;
     data.modulus = Cast<double>(instantaneous, "instantaneous", "\"free\", \"first\", \"ratio\" or a modulus");
-    return data;
+    return;
   }
   py::dict word;
   word["instantaneous"] = instantaneous;
   Keywords(word).Read<Fit::Normalise>(
       "instantaneous", data.normalise,
       {{"free", Fit::Normalise::Free}, {"first", Fit::Normalise::First}, {"ratio", Fit::Normalise::Nothing}});
-  return data;
 }
 
-/// One number for one test, or a list.
-std::vector<double> StressesFrom(const py::object& given, std::size_t count) {
-  if (given.is_none()) return {};
-  std::vector<double> stresses = NumbersFrom(given);
-  if (stresses.size() == count) return stresses;
-  Refuse("stress: " + std::to_string(stresses.size()) + " values for " + std::to_string(count) + " creep tests");
-}
-
-Fit::Tests Creep(const std::string& model, std::vector<GivenCurve>& curves, Keywords& keywords) {
-  Fit::CreepData data;
-  const std::vector<double> stresses = StressesFrom(keywords.Take("stress"), curves.size());
-  for (std::size_t i = 0; i < curves.size(); ++i) {
-    GivenCurve& given = curves[i];
-    if (given.slot != "creep") Refuse("model " + model + " does not explain a curve " + given.slot);
-    const double stress = stresses.empty() ? given.stress : stresses[i];
-    if (stress == 0.0) {
-      Refuse("curve " + given.curve.name +
-             ": the stress of the creep test is missing; give stress=, or (time, strain, "
-             "stress)");
-    }
-    data.tests.push_back({std::move(given.curve), stress});
-  }
-  keywords.Read("time_unit", data.timeUnit);
-  keywords.Read("stress_unit", data.stressUnit);
+void Set(Fit::CreepData& data, Keywords& keywords) {
   bool keep = data.tertiary == Fit::Tertiary::Keep;
   keywords.Read("keep_tertiary", keep);
   data.tertiary = keep ? Fit::Tertiary::Keep : Fit::Tertiary::Drop;
-  return data;
 }
 
-Fit::Tests Cyclic(const std::string& model, std::vector<GivenCurve>& curves, Keywords& keywords) {
-  using Data = Fit::CyclicData;
-  Data data;
-  const bool weighted =
-      std::any_of(curves.begin(), curves.end(), [](const GivenCurve& one) { return one.curve.weight != 1.0; });
-  if (weighted) data.balance = false;
-  Put<Data>(curves, {{"stiffness", &Data::stiffness}, {"damping", &Data::damping}}, model, data);
+void Set(Fit::CyclicData& data, Keywords& keywords) {
   keywords.Read("form", data.form,
                 {{"ordinate", Fit::CyclicForm::Ordinate},
                  {"strain", Fit::CyclicForm::Strain},
                  {"log-strain", Fit::CyclicForm::LogStrain},
                  {"stress", Fit::CyclicForm::Stress}});
-  return data;
 }
 
-Fit::Tests Tensile(const std::string& model, std::vector<GivenCurve>& curves, Keywords& keywords) {
-  using Data = Fit::TensileData;
-  Data data;
-  Put<Data>(curves, {{"tensile_test", &Data::curve}}, model, data);
-  keywords.Read("strain_measure", data.strain,
-                {{"plastic", Fit::StrainMeasure::Plastic},
-                 {"true", Fit::StrainMeasure::True},
-                 {"engineering", Fit::StrainMeasure::Engineering}});
-  if (data.strain == Fit::StrainMeasure::Engineering) data.stress = Fit::StressMeasure::Engineering;
-  keywords.Read("stress_measure", data.stress,
-                {{"true", Fit::StressMeasure::True}, {"engineering", Fit::StressMeasure::Engineering}});
+void Set(Fit::TensileData& data, Keywords& keywords) {
   keywords.Read("youngs_modulus", data.youngsModulus);
   keywords.Read("proof_strain", data.proofStrain);
-  keywords.Read("stress_unit", data.stressUnit);
-  return data;
 }
 
-Fit::Tests Retention(const std::string& model, std::vector<GivenCurve>& curves, Keywords& keywords) {
-  using Data = Fit::RetentionData;
-  Data data;
-  Put<Data>(curves, {{"retention", &Data::retention}, {"grading", &Data::grading}}, model, data);
-  if (data.retention.Empty()) data.points = Fit::RetentionPoints::Grading;
-  keywords.Read("suction_unit", data.suctionUnit);
-  keywords.Read("diameter_unit", data.diameterUnit);
-  keywords.Read("water", data.water,
-                {{"content", Fit::WaterMeasure::Content}, {"saturation", Fit::WaterMeasure::Saturation}});
+void Set(Fit::RetentionData& data, Keywords& keywords) {
   keywords.Read("porosity", data.porosity);
   keywords.Read("particle_density", data.particleDensity);
   keywords.Read("exponent", data.exponent);
@@ -196,7 +236,68 @@ Fit::Tests Retention(const std::string& model, std::vector<GivenCurve>& curves, 
                 {{"measured", Fit::RetentionPoints::Measured},
                  {"grading", Fit::RetentionPoints::Grading},
                  {"both", Fit::RetentionPoints::Both}});
-  return data;
+}
+
+// Every curve of the tests.
+std::vector<Fit::Curve*> CurvesOf(Fit::HyperelasticData& data) {
+  std::vector<Fit::Curve*> curves{&data.uniaxial, &data.equibiaxial, &data.pureShear, &data.simpleShear,
+                                  &data.volumetric};
+  for (Fit::ReplicateTest& one : data.replicates) curves.push_back(&one.curve);
+  return curves;
+}
+std::vector<Fit::Curve*> CurvesOf(Fit::CreepData& data) {
+  std::vector<Fit::Curve*> curves;
+  for (Fit::CreepTest& one : data.tests) curves.push_back(&one.curve);
+  return curves;
+}
+std::vector<Fit::Curve*> CurvesOf(Fit::CyclicData& data) { return {&data.stiffness, &data.damping}; }
+std::vector<Fit::Curve*> CurvesOf(Fit::RetentionData& data) { return {&data.retention, &data.grading}; }
+template <class Data>
+std::vector<Fit::Curve*> CurvesOf(Data& data) {
+  return {&data.curve};
+}
+
+void SetWeights(const std::map<std::string, double>& weights, Fit::Tests& tests) {
+  std::vector<Fit::Curve*> curves;
+  std::visit([&](auto& data) { curves = CurvesOf(data); }, tests);
+  for (const auto& [name, weight] : weights) {
+    const std::string& wanted = name;
+    const auto curve = std::find_if(curves.begin(), curves.end(),
+                                    [&](const Fit::Curve* one) { return !one->Empty() && one->name == wanted; });
+    if (curve == curves.end()) Refuse("weight: there is no curve " + name);
+    (*curve)->weight = weight;
+  }
+  // Weights by the caller are all the weights there are.
+  auto* cyclic = std::get_if<Fit::CyclicData>(&tests);
+  if (cyclic != nullptr && !weights.empty()) cyclic->balance = false;
+}
+
+/// A tensile test, whose measures the caller may tell where the names of its columns do not.
+Fit::ReadTests Tensile(const std::vector<Fit::TestTable>& tables, Keywords& keywords) {
+  auto strain = Fit::StrainMeasure::Plastic;
+  auto stress = Fit::StressMeasure::True;
+  const py::object strainWord = keywords.Take("strain_measure");
+  const py::object stressWord = keywords.Take("stress_measure");
+  py::dict words;
+  words["strain_measure"] = strainWord;
+  words["stress_measure"] = stressWord;
+  Keywords told(words);
+  told.Read("strain_measure", strain,
+            {{"plastic", Fit::StrainMeasure::Plastic},
+             {"true", Fit::StrainMeasure::True},
+             {"engineering", Fit::StrainMeasure::Engineering}});
+  told.Read("stress_measure", stress,
+            {{"true", Fit::StressMeasure::True}, {"engineering", Fit::StressMeasure::Engineering}});
+  if (tables.size() != 1) Refuse("a hardening law is fitted to one tensile test");
+  const std::string name = "tensile_test";
+  const Fit::TableCurve read =
+      Fit::CurveFromTable(tables.front().table, name, Fit::RolesOf(name), tables.front().columns);
+  Fit::TensileData data;
+  data.curve = read.curve;
+  data.stressUnit = read.yUnit;
+  Fit::SetMeasures(read, strainWord.is_none() ? std::nullopt : std::optional(strain),
+                   stressWord.is_none() ? std::nullopt : std::optional(stress), data);
+  return {data, {read.input}, read.notes};
 }
 
 bool HasCurve(const Fit::ModelInfo& info, const std::string& curve) {
@@ -247,42 +348,30 @@ void Keywords::RefuseOthers(const std::string& purpose) const {
   }
 }
 
-std::vector<GivenCurve> CurvesFrom(const py::list& given) {
-  std::vector<GivenCurve> curves;
+std::vector<Fit::TestTable> TablesFrom(const py::list& given, Keywords& keywords) {
+  Fit::ReadOptions options;
+  options.decimal = DecimalFrom(keywords);
+  const Fit::ColumnNames columns = TextsFrom(keywords.Take("columns"), "columns");
+  const auto selection = TextsFrom(keywords.Take("select"), "select");
+  options.keepTexts = !selection.empty();
+  std::vector<Fit::TestTable> tests;
   for (const py::handle& one : given) {
-    Keywords entries(py::reinterpret_borrow<py::dict>(one));
-    GivenCurve curve;
-    entries.Read("slot", curve.slot);
-    curve.curve.name = curve.slot;
-    entries.Read("name", curve.curve.name);
-    entries.Read("weight", curve.curve.weight);
-    entries.Read("stress", curve.stress);
-    curve.curve.x = NumbersFrom(entries.Take("x"));
-    curve.curve.y = NumbersFrom(entries.Take("y"));
-    const py::object lateral = entries.Take("lateral");
-    if (!lateral.is_none()) curve.curve.lateral = NumbersFrom(lateral);
-    const py::object rows = entries.Take("rows");
-    if (!rows.is_none()) curve.curve.rows = Cast<std::vector<int>>(rows, "rows", "a list of whole numbers");
-    if (curve.curve.x.size() != curve.curve.y.size()) {
-      throw Fit::Error(Fit::ErrorKind::BadData, "curve " + curve.curve.name + ": " +
-                                                    std::to_string(curve.curve.x.size()) + " abscissae and " +
-                                                    std::to_string(curve.curve.y.size()) + " ordinates");
-    }
-    curves.push_back(std::move(curve));
+    tests.push_back(TestFrom(py::reinterpret_borrow<py::dict>(one), options));
+    tests.back().columns = columns;
+    Fit::SelectRows(tests.back().table, selection);
   }
-  return curves;
+  return tests;
 }
 
-Fit::Tests TestsFrom(const Fit::ModelInfo& model, std::vector<GivenCurve> curves, Keywords& keywords) {
-  if (curves.empty()) Refuse("give a test curve; models of " + model.family + " explain them");
-  if (model.name == "volumetric") return Volumetric(model.name, curves, keywords);
-  if (model.family == "rubber") return Rubber(model.name, curves, keywords);
-  if (model.family == "relaxation") return Relaxation(model.name, curves, keywords);
-  if (model.family == "creep") return Creep(model.name, curves, keywords);
-  if (model.family == "cyclic") return Cyclic(model.name, curves, keywords);
-  if (model.family == "hardening") return Tensile(model.name, curves, keywords);
-  if (model.family == "retention") return Retention(model.name, curves, keywords);
-  Refuse("model " + model.name + " is not fitted to curves");
+Fit::ReadTests TestsFrom(const Fit::ModelInfo& model, std::vector<Fit::TestTable> tables, Keywords& keywords) {
+  if (tables.empty()) Refuse("give a test curve of the family " + model.family);
+  const bool tensile = model.family == "hardening";
+  Fit::ReadTests read =
+      tensile ? Tensile(tables, keywords)
+              : Fit::TestsFromTables(model.name == "volumetric" ? model.name : model.family, std::move(tables));
+  std::visit([&](auto& data) { Set(data, keywords); }, read.tests);
+  SetWeights(ValuesFrom(keywords.Take("weight"), "weight"), read.tests);
+  return read;
 }
 
 Fit::Options OptionsFrom(Keywords& keywords) {
@@ -308,14 +397,14 @@ Fit::Options OptionsFrom(Keywords& keywords) {
   return options;
 }
 
-std::vector<Fit::ModelChoice> ChoicesFrom(const std::string& text, const std::vector<GivenCurve>& curves) {
+std::vector<Fit::ModelChoice> ChoicesFrom(const std::string& text, const std::vector<Fit::TestTable>& tables) {
   const std::string name = text.substr(0, text.find_first_of(":,"));
   const Fit::ModelInfo* info = Fit::FindModel(name);
   std::string family = info != nullptr ? info->family : "";
-  if (family.empty() && !curves.empty()) family = FamilyOfCurve(curves.front().slot);
+  if (family.empty() && !tables.empty()) family = FamilyOfCurve(tables.front().curve);
   if (family == "relaxation" && (text == name || text == name + ":auto")) return {{name, Fit::kAutomaticTerms}};
   const bool others =
-      std::any_of(curves.begin(), curves.end(), [](const auto& one) { return one.slot != "volumetric"; });
+      std::any_of(tables.begin(), tables.end(), [](const auto& one) { return one.curve != "volumetric"; });
   const bool narrow = family == "rubber" && (info == nullptr || HasCurve(*info, "uniaxial")) && others;
   return Fit::ChooseModels(text, family, narrow ? "uniaxial" : "");
 }

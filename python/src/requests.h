@@ -2,10 +2,13 @@
 
 #include <pybind11/pybind11.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "xem/fit/fit.h"
+#include "xem/fit/reading.h"
 
 /// What Python asks for, as the fit layer understands it. Everything left out is the fit layer's own choice.
 namespace Xem::Python {
@@ -13,7 +16,7 @@ namespace Xem::Python {
 /// Keywords of a call. Those that are None were not given.
 class Keywords {
  public:
-  explicit Keywords(pybind11::dict given) : given_(std::move(given)) {}
+  explicit Keywords(const pybind11::dict& given) : given_(given.attr("copy")()) {}
 
   /// None where it was not given.
   pybind11::object Take(const char* name);
@@ -50,23 +53,16 @@ class Keywords {
   pybind11::dict given_;
 };
 
-/// A measured curve and the curve of the catalogue that it is.
-struct GivenCurve {
-  std::string slot;
-  Fit::Curve curve;
-  double stress = 0.0;  ///< of a creep test; 0: not told
-};
+/// The tests of a call, as tables; arrays are tables whose columns go by the usual names.
+std::vector<Fit::TestTable> TablesFrom(const pybind11::list& given, Keywords& keywords);
 
-/// From dictionaries with "slot", "x" and "y", and what else a curve may have.
-std::vector<GivenCurve> CurvesFrom(const pybind11::list& given);
-
-/// The tests that the models of a family are fitted to.
-Fit::Tests TestsFrom(const Fit::ModelInfo& model, std::vector<GivenCurve> curves, Keywords& keywords);
+/// The tests that the models of a family are fitted to, and what a result should tell of where they came from.
+Fit::ReadTests TestsFrom(const Fit::ModelInfo& model, std::vector<Fit::TestTable> tables, Keywords& keywords);
 
 Fit::Options OptionsFrom(Keywords& keywords);
 
 /// The models of a list such as "neo-hooke, ogden:1..3", of one family; "all" stands for those that explain the curves
 /// and need no number. A Prony series may leave its number to the data: "prony" or "prony:auto".
-std::vector<Fit::ModelChoice> ChoicesFrom(const std::string& text, const std::vector<GivenCurve>& curves);
+std::vector<Fit::ModelChoice> ChoicesFrom(const std::string& text, const std::vector<Fit::TestTable>& tables);
 
 }  // namespace Xem::Python

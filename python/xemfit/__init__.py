@@ -4,6 +4,7 @@
 >>> result = xf.fit("ogden:3", uniaxial=xf.data("treloar1944_uniaxial"))
 """
 
+from ._batch import Batch, batch
 from ._core import __version__
 from ._errors import BadData, BadInput, Error, MissingFile, NotConverged, NotIdentifiable, WorkerLost
 from ._fit import Comparison, compare, fit
@@ -13,6 +14,7 @@ from ._result import Curve, Fit, Measures, Parameter, Parameters, load
 __all__ = [
     "BadData",
     "BadInput",
+    "Batch",
     "Catalogue",
     "Comparison",
     "Curve",
@@ -29,6 +31,7 @@ __all__ = [
     "Parameters",
     "WorkerLost",
     "__version__",
+    "batch",
     "compare",
     "fit",
     "load",

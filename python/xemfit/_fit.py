@@ -10,7 +10,7 @@ from typing import Any, Optional, Union
 import numpy as np
 
 from . import _core
-from ._errors import BadInput, NotConverged
+from ._errors import BadInput, Error, NotConverged
 from ._inputs import SLOTS, tests_of
 from ._models import CATALOGUE, table_html
 from ._result import Fit
@@ -29,6 +29,9 @@ _OPTIONS = {
     "band": "bool: keep the confidence band of the fitted curves in the document and the picture",
 }
 _SETTINGS = {
+    "columns": "dict: the column of a role, of ``\"x\"`` or of ``\"y\"``, in files and frames",
+    "select": "dict: values of columns, of files and frames with several tests",
+    "decimal": "``\"comma\"`` or ``\"point\"``, where a file can be read in two ways",
     "stress_unit": "unit of stresses, moduli or pressures given as arrays; for relaxation it says that they are moduli",
     "time_unit": "unit of times given as arrays",
     "suction_unit": "unit of suctions given as arrays",
@@ -64,18 +67,39 @@ def _collect(given: dict[str, Any]) -> tuple[list[dict[str, Any]], dict[str, Any
             keywords[name] = value
         else:
             raise TypeError(f"{name} is neither a curve nor an option; the curves are {', '.join(SLOTS)}")
-    weights = keywords.pop("weight", None)
-    for curve in curves if weights else ():
-        curve["weight"] = weights.get(curve.get("name", curve["slot"]), 1.0)
-    for name in weights or ():
-        if name not in [curve.get("name", curve["slot"]) for curve in curves]:
-            raise BadInput(f"weight: there is no curve {name}")
+    _place(curves, keywords)
     return curves, keywords
+
+
+def _place(curves: list[dict[str, Any]], keywords: dict[str, Any]) -> None:
+    """What is said of arrays goes with each of them."""
+    units = {name[: -len("_unit")]: keywords.pop(name) for name in list(keywords) if name.endswith("_unit")}
+    water = keywords.pop("water", None)
+    stresses = keywords.pop("stress", None)
+    tests = [curve for curve in curves if curve["slot"] == "creep"]
+    if stresses is not None:
+        stresses = np.atleast_1d(np.asarray(stresses, dtype=float))
+        if len(stresses) != len(tests):
+            raise BadInput(f"stress: {len(stresses)} values for {len(tests)} creep tests")
+        for curve, stress in zip(tests, stresses):
+            curve["stress"] = float(stress)
+    for curve in tests:
+        if "x" in curve and "stress" not in curve:
+            raise BadInput("creep: the stress of the test is missing; give stress=, or (time, strain, stress)")
+        curve["stress_unit"] = units.get("stress", "")
+    for curve in curves:
+        if "x" in curve:
+            curve["units"] = units
+            if water is not None and curve["slot"] == "retention":
+                curve["water"] = water
 
 
 def fit(model: str, **tests: Any) -> Fit:
     curves, keywords = _collect(tests)
-    core = _core.fit(str(model), curves, keywords)
+    try:
+        core = _core.fit(str(model), curves, keywords)
+    except Error as error:
+        raise type(error)(f"{error}{_sources(str(error), curves)}") from None
     result = Fit(core)
     if not core.converged:
         error = NotConverged(
@@ -84,6 +108,17 @@ def fit(model: str, **tests: Any) -> Fit:
         error.result = result
         raise error
     return result
+
+
+def _sources(message: str, curves: list[dict[str, Any]]) -> str:
+    """Where the curves of a message come from."""
+    named = [
+        f"{name} is from {curve['source']}"
+        for curve in curves
+        for name in [curve.get("name", curve["slot"])]
+        if "source" in curve and f"curve {name}" in message
+    ]
+    return f" ({', '.join(named)})" if named else ""
 
 
 class Comparison(Sequence):
@@ -184,8 +219,9 @@ def _describe() -> None:
         if family != "forming":
             families += f"        {family}: {', '.join(names)}\n"
     shared = f"""
-    Each test is a pair of arrays (x, y), an array of two columns, a pandas series (its index is the abscissa), a frame or
-    a file. Everything left out is the library's choice.
+    Each test is a file (CSV, or a workbook), a frame, whose columns are found by their names as in a file, a pair of
+    arrays (x, y), an array of two columns or a pandas series, whose index is the abscissa. A list holds several tests of
+    one kind. Everything left out is the library's choice.
 
     Parameters
     ----------

@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
+import hashlib
 import os
 from collections.abc import Mapping
-from typing import Any, Optional
+from typing import Any
 
 import numpy as np
 
@@ -29,16 +30,12 @@ def is_path(test: Any) -> bool:
     return isinstance(test, (str, os.PathLike))
 
 
-def _is_column(values: Any) -> bool:
-    return np.ndim(values) == 1 and not is_path(values)
-
-
 def tests_of(slot: str, given: Any) -> list[dict[str, Any]]:
     """The curves of one keyword: a test, or a list of tests."""
     single = not isinstance(given, list) or (len(given) in (2, 3) and all(map(_plain, given)))
     tests = [given] if single else given
     found = [curve_of(slot, test) for test in tests]
-    if not single:
+    if not single and slot == "creep":  # the library names the others
         taken: dict[str, int] = {}
         for one in found:
             name = one.get("name", slot)
@@ -49,11 +46,19 @@ def tests_of(slot: str, given: Any) -> list[dict[str, Any]]:
 
 def _plain(values: Any) -> bool:
     """A column of numbers, not a test by itself."""
-    return isinstance(values, (list, np.ndarray)) and np.ndim(values) == 1 or np.isscalar(values) and not is_path(values)
+    if isinstance(values, (list, np.ndarray)):
+        return np.ndim(values) == 1 and not any(map(is_path, values[:1]))
+    return np.isscalar(values) and not is_path(values)
 
 
 def curve_of(slot: str, test: Any) -> dict[str, Any]:
-    """A curve with "slot", "x" and "y" from arrays, a pair, a series or an array of columns."""
+    """What the extension takes for a test: the text of a file, named columns, or arrays."""
+    if is_path(test):
+        return _file(slot, os.fspath(test))
+    if is_frame(test):
+        return {"slot": slot, "table": _columns(test), "metadata": dict(getattr(test, "attrs", {}))}
+    if isinstance(test, Mapping):
+        return {"slot": slot, "table": [(str(name), _column(values)) for name, values in test.items()]}
     if is_series(test):
         columns = [test.index.to_numpy(), test.to_numpy()]
     elif isinstance(test, np.ndarray) and test.ndim == 2:
@@ -61,7 +66,9 @@ def curve_of(slot: str, test: Any) -> dict[str, Any]:
     elif isinstance(test, (tuple, list)):
         columns = list(test)
     else:
-        raise BadInput(f"curve {slot}: {type(test).__name__} is no test; give a pair (x, y), a frame, a series or a file")
+        raise BadInput(
+            f"curve {slot}: {type(test).__name__} is no test; give a pair (x, y), a frame, a series or a file"
+        )
     if len(columns) not in (2, 3):
         raise BadInput(f"curve {slot}: a test is a pair (x, y), not {len(columns)} columns")
     try:
@@ -72,6 +79,40 @@ def curve_of(slot: str, test: Any) -> dict[str, Any]:
         raise BadData(f"curve {slot}: abscissae and ordinates have one dimension, not {x.ndim} and {y.ndim}")
     curve: dict[str, Any] = {"slot": slot, "x": x, "y": y}
     if len(columns) == 3:
-        third = columns[2]
-        curve["stress" if np.ndim(third) == 0 else "lateral"] = third if np.ndim(third) else float(third)
+        curve["companion" if np.ndim(columns[2]) else "stress"] = columns[2]
     return curve
+
+
+def _file(slot: str, path: str) -> dict[str, Any]:
+    try:
+        if path.lower().endswith((".xlsx", ".xlsm", ".xls", ".ods")):
+            import pandas as pd
+
+            # As the sheet would be saved, so that a preamble and a row of units are found as in any file.
+            content = pd.read_excel(path, header=None).to_csv(index=False, header=False).encode()
+        else:
+            with open(path, "rb") as file:
+                content = file.read()
+    except FileNotFoundError:
+        raise MissingFile(f"{path}: there is no such file") from None
+    except (OSError, ValueError, ImportError) as error:
+        raise BadData(f"{path}: {error}") from None
+    stem = os.path.splitext(os.path.basename(path))[0]
+    digest = hashlib.sha256(content).hexdigest()
+    curve = {"slot": slot, "text": content, "source": path, "sha256": digest}
+    return {**curve, "name": stem} if slot == "creep" else curve
+
+
+def _columns(frame: Any) -> list[tuple[str, Any]]:
+    if any(name is not None for name in frame.index.names):
+        frame = frame.reset_index()
+    names = [" ".join(map(str, name)) if isinstance(name, tuple) else str(name) for name in frame.columns]
+    return [(name, _column(frame.iloc[:, i])) for i, name in enumerate(names)]
+
+
+def _column(values: Any) -> Any:
+    """Numbers as they are; a column with anything else in it as texts."""
+    try:
+        return np.asarray(values, dtype=float)
+    except (TypeError, ValueError):
+        return ["" if one is None or one != one else str(one) for one in values]
