@@ -7,6 +7,7 @@
 from ._batch import Batch, batch
 from ._core import __version__
 from ._errors import BadData, BadInput, Error, MissingFile, NotConverged, NotIdentifiable, WorkerLost
+from ._data import data
 from ._fit import Comparison, compare, fit
 from ._models import Catalogue, CurveInfo, Model, ParameterInfo, models
 from ._result import Curve, Fit, Measures, Parameter, Parameters, load
@@ -33,6 +34,7 @@ __all__ = [
     "__version__",
     "batch",
     "compare",
+    "data",
     "fit",
     "load",
     "models",
