@@ -93,7 +93,7 @@ class _Progress:
         if wanted is not False and "IPython" in sys.modules:
             shell = sys.modules["IPython"].get_ipython()
             if shell is not None and hasattr(shell, "kernel"):
-                self._notebook = sys.modules["IPython"].display.display({"text/plain": self}, raw=True, display_id=True)
+                self._notebook = sys.modules["IPython"].display.display({"text/plain": ""}, raw=True, display_id=True)
         self._active = bool(wanted) or wanted is None and (self._notebook is not None or sys.stderr.isatty())
 
     def __str__(self) -> str:

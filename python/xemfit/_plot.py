@@ -9,6 +9,7 @@ from typing import Any, Optional
 
 import matplotlib
 import numpy as np
+from matplotlib.figure import Figure
 
 from ._errors import BadInput, Error
 from ._models import CATALOGUE, CurveInfo
@@ -170,10 +171,8 @@ def plot(fit: Fit, ax: Any = None, **options: Any) -> Any:
         return axes[0].figure
     import matplotlib.pyplot as plt
 
-    figure = plt.figure(**{"figsize": _size(panels), "layout": "constrained", **options})
+    figure = plt.figure(**{"FigureClass": _Picture, "figsize": _size(panels), "layout": "constrained", **options})
     _fill(figure, fit, panels)
-    if "inline" in matplotlib.get_backend():
-        plt.close(figure)  # a notebook shows what a cell returns
     return figure
 
 
@@ -187,17 +186,29 @@ def _fill(figure: Any, fit: Fit, panels: list[_Panel]) -> None:
     figure.suptitle(_title(fit, len(panels) == 1), fontsize="medium")
 
 
+class _Picture(Figure):
+    """A figure that a notebook shows once: at the end of its cell, or when a later cell returns it."""
+
+    def _ipython_display_(self) -> None:
+        import matplotlib.pyplot as plt
+        from IPython.display import SVG, display
+
+        if "inline" in matplotlib.get_backend() and plt.fignum_exists(self.number):
+            return
+        display(SVG(_svg(self)))
+
+
 def svg(fit: Fit, size: Optional[tuple[float, float]] = None) -> str:
     """The picture as text for a page."""
-    from matplotlib.backends.backend_svg import FigureCanvasSVG
-    from matplotlib.figure import Figure
-
     panels = _panels(fit)
     figure = Figure(figsize=size or _size(panels), layout="constrained")
-    FigureCanvasSVG(figure)
     _fill(figure, fit, panels)
+    return _svg(figure)
+
+
+def _svg(figure: Figure) -> str:
     stream = io.StringIO()
     with matplotlib.rc_context({"svg.hashsalt": "xemfit", "svg.fonttype": "none"}):
         figure.savefig(stream, format="svg", metadata={"Date": None})
     text = stream.getvalue()
-    return text[text.index("<svg"):]
+    return text[text.index("<svg") :]
