@@ -187,15 +187,15 @@ def _fill(figure: Any, fit: Fit, panels: list[_Panel]) -> None:
 
 
 class _Picture(Figure):
-    """A figure that a notebook shows once: at the end of its cell, or when a later cell returns it."""
+    """A figure that a notebook shows once: where a cell returns it, else at the end of the cell."""
 
     def _ipython_display_(self) -> None:
         import matplotlib.pyplot as plt
         from IPython.display import SVG, display
 
-        if "inline" in matplotlib.get_backend() and plt.fignum_exists(self.number):
-            return
         display(SVG(_svg(self)))
+        if "inline" in matplotlib.get_backend():
+            plt.close(self)
 
 
 def svg(fit: Fit, size: Optional[tuple[float, float]] = None) -> str:
