@@ -28,6 +28,7 @@ CommandList MakeCommands() {
   AddRetentionVerbs(commands);
 
   // what stands by itself
+  commands.push_back(MakePrepareCommand());
   commands.push_back(MakeEvalCommand());
   commands.push_back(MakeCardCommand());
   commands.push_back(MakeModelsCommand());

@@ -11,6 +11,7 @@ std::unique_ptr<Command> MakeCardCommand();
 std::unique_ptr<Command> MakeDataCommand();
 std::unique_ptr<Command> MakeEvalCommand();
 std::unique_ptr<Command> MakeModelsCommand();
+std::unique_ptr<Command> MakePrepareCommand();
 std::unique_ptr<Command> MakeInternalCommand();
 
 }  // namespace Xem::Tool

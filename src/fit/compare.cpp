@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "fit/screening.h"
 #include "xem/fit/model.h"
 
 namespace Xem::Fit {
@@ -163,8 +164,9 @@ Comparison Compare(const std::vector<Candidate>& candidates) {
   return comparison;
 }
 
-StableRange StableStrains(const Result& result, const std::string& curve) {
+StableRange StableStrains(const Result& result, const std::string& name) {
   if (!result.stability) return {};
+  const std::string curve = WithoutNumber(name);
   const Stability& limits = *result.stability;
   if (curve == "uniaxial") return Between(limits.uniaxialCompression, limits.uniaxialTension);
   if (curve == "equibiaxial") return Between(limits.equibiaxialCompression, limits.equibiaxialTension);

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "fit/models/rubber_curves.h"
+#include "fit/screening.h"
 
 namespace Xem::Fit {
 namespace {
@@ -19,7 +21,9 @@ NamedCurves CurvesOf(HyperelasticData& data) {
                      {"pure_shear", &data.pureShear},
                      {"simple_shear", &data.simpleShear},
                      {"volumetric", &data.volumetric}};
-  for (ReplicateTest& replicate : data.replicates) curves.emplace_back(replicate.curve.name, &replicate.curve);
+  for (std::size_t i = 0; i < data.replicates.size(); ++i) {
+    curves.emplace_back(ReplicateName(data, i), &data.replicates[i].curve);
+  }
   return curves;
 }
 NamedCurves CurvesOf(VolumetricData& data) { return {{"volumetric", &data.curve}}; }
@@ -103,6 +107,7 @@ std::vector<DroppedPoint> KeepRanges(const std::map<std::string, Interval>& rang
   }
   for (const auto& [name, curve] : curves) {
     auto range = ranges.find(name);
+    if (range == ranges.end()) range = ranges.find(WithoutNumber(name));
     if (range == ranges.end()) range = ranges.find("");
     if (range != ranges.end()) Keep(name, range->second, *curve, dropped);
   }

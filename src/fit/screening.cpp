@@ -69,7 +69,8 @@ const Guard kGuards[] = {
      .positive = true},
 };
 
-const Guard* GuardOf(const std::string& family, const std::string& curve) {
+const Guard* GuardOf(const std::string& family, const std::string& name) {
+  const std::string curve = WithoutNumber(name);
   for (const Guard& guard : kGuards) {
     if (family == guard.family && (*guard.curve == '\0' || curve == guard.curve)) return &guard;
   }
@@ -176,6 +177,12 @@ std::string ReasonToDrop(double x, double y, double lateral, const std::string& 
 }
 
 }  // namespace
+
+std::string WithoutNumber(const std::string& curve) {
+  const std::size_t digits = curve.find_last_not_of("0123456789");
+  if (digits == std::string::npos || digits + 1 == curve.size() || curve[digits] != '_') return curve;
+  return curve.substr(0, digits);
+}
 
 Curve Screen(const Curve& curve, const std::string& ordinate, const Objection& objection, int fewest,
              std::vector<DroppedPoint>& dropped) {

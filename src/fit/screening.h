@@ -18,6 +18,9 @@ using Objection = std::function<std::string(double x, double y)>;
 Curve Screen(const Curve& curve, const std::string& ordinate, const Objection& objection, int fewest,
              std::vector<DroppedPoint>& dropped);
 
+/// The name of a curve without the number that tells replicate tests apart: "uniaxial" of "uniaxial_2".
+std::string WithoutNumber(const std::string& curve);
+
 /// Refuses a curve of a family, as the catalogue calls both, that cannot be what it is taken for: percent as a
 /// fraction, stretch as strain, suctions of the wrong sign. Throws Error (BadData) with the remedy.
 void RequirePlausible(const std::string& family, const Curve& measured);

@@ -258,14 +258,15 @@ void FindDecimalSign(std::string_view text, const std::string& source, Layout& l
   const auto keep = [](std::optional<Evidence>& evidence, std::string_view cell, int line) {
     if (!evidence) evidence = Evidence{std::string(cell), line};
   };
-  while (!records.AtEnd()) {
+  const bool anyPoint = records.Rest().find('.') != std::string_view::npos;
+  while (!records.AtEnd() && !(comma && !anyPoint)) {
     if (records.AtCommentOrBlank()) {
       records.SkipLine();
       continue;
     }
     const int line = records.Line();
     records.Record(layout.separator, [&](std::size_t, std::string_view cell) {
-      if (cell.find_first_of(".,") == std::string_view::npos || (point && comma)) return;
+      if (cell.find_first_of(comma ? "." : ".,") == std::string_view::npos || (point && comma)) return;
       const NumberForm form = FormOf(cell);
       if (form == NumberForm::Comma) keep(comma, cell, line);
       if (form == NumberForm::Point) keep(point, cell, line);

@@ -108,14 +108,15 @@ class TableReader {
   void ReserveRows() {
     const std::string_view rest = records_.Rest();
     const auto ends = std::max(std::count(rest.begin(), rest.end(), '\n'), std::count(rest.begin(), rest.end(), '\r'));
-    const std::size_t most = kLargestTable / (sizeof(double) * table_.columns.size() + sizeof(int));
-    const std::size_t rows = std::min(static_cast<std::size_t>(ends) + 1, most);
+    mostRows_ = kLargestTable / (sizeof(double) * table_.columns.size() + sizeof(int));
+    const std::size_t rows = std::min(static_cast<std::size_t>(ends) + 1, mostRows_);
     table_.lines.reserve(rows);
     for (Column& column : table_.columns) column.numbers.reserve(rows);
   }
 
   void ReadRow() {
     const int line = records_.Line();
+    RequireRoom(line);
     const std::string_view beginning = records_.Rest();
     const std::size_t row = table_.RowCount();
     std::size_t filled = 0;  // cells that are not empty, up to the last
@@ -132,7 +133,6 @@ class TableReader {
     }
     if (filled == 1 && table_.columns.size() > 1) RequireSeparator(beginning.substr(0, LineLength(beginning)), line);
     table_.lines.push_back(line);
-    RequireRoom(line);
   }
 
   void AddCell(std::string_view cell, std::size_t row, Column& column) {
@@ -147,10 +147,19 @@ class TableReader {
   /// NaN for what is not one.
   double Number(std::string_view cell) const {
     if (cell.empty()) return kNone;
+    // Nearly all cells are plain numbers.
+    char digits[32];
+    const char* begin = cell.data();
+    if (layout_.decimalComma && cell.size() <= sizeof digits) {
+      // A point becomes what no number holds.
+      std::transform(cell.begin(), cell.end(), digits, [](char letter) {
+        return letter == ',' ? '.' : letter == '.' ? '?' : letter;
+      });
+      begin = digits;
+    }
     double value = 0.0;
-    const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), value);
-    if (error == std::errc() && end == cell.data() + cell.size() &&
-        !(layout_.decimalComma && cell.find('.') != std::string_view::npos)) {
+    const auto [end, error] = std::from_chars(begin, begin + cell.size(), value);
+    if (error == std::errc() && end == begin + cell.size() && !(layout_.decimalComma && begin == cell.data())) {
       return value;
     }
     return Strings::ParseWrittenNumber(cell, layout_.decimalComma, layout_.grouped).value_or(kNone);
@@ -196,9 +205,10 @@ class TableReader {
     }
   }
 
+  /// For one more row, so that no column grows beyond what was reserved.
   void RequireRoom(int line) const {
-    const std::size_t cells = table_.columns.size() * table_.RowCount();
-    if (cells * sizeof(double) + table_.RowCount() * sizeof(int) + textBytes_ <= kLargestTable) return;
+    const std::size_t row = sizeof(double) * table_.columns.size() + sizeof(int);
+    if (table_.RowCount() < mostRows_ && table_.RowCount() * row + textBytes_ <= kLargestTable) return;
     RefuseData(AtLine(table_.source, line) +
                ": the table takes more than 256 MiB up to here, which no test curve does; take fewer rows or columns");
   }
@@ -221,7 +231,16 @@ class TableReader {
   std::vector<int> repeated_;
   std::size_t texts_ = 0;  // of the row
   std::size_t textBytes_ = 0;
+  std::size_t mostRows_ = 0;
 };
+
+/// `# unit of stress: MPa` does what a row of units does.
+void UseUnitsOfMetadata(Table& table) {
+  for (Column& column : table.columns) {
+    const auto unit = table.metadata.find("unit of " + column.name);
+    if (unit != table.metadata.end() && column.unit.empty()) column.unit = UnitOf(unit->second);
+  }
+}
 
 const TextCell* TextAt(const Column& column, std::size_t row) {
   const auto found = std::lower_bound(column.texts.begin(), column.texts.end(), row,
@@ -243,6 +262,7 @@ Table ParseTable(std::string bytes, const std::string& source, const ReadOptions
   table.decimalComma = layout.decimalComma;
   if (layout.decimalComma) table.remarks.emplace_back("decimal comma");
   TableReader(text, layout, options, table).Read();
+  UseUnitsOfMetadata(table);
   if (table.RowCount() == 0) RefuseData(source + ": the file has a header row but no rows of numbers");
   return table;
 }

@@ -113,6 +113,11 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
   const Fit::StableRange stable = Fit::StableStrains(result, curve.name);
   if (!result.evaluate || curve.measured.empty()) {
     AddLine(curve.x, curve.fitted, stable, drawn);
+    if (!result.evaluate && curve.lower.size() == curve.x.size()) {
+      drawn.bandX = curve.x;
+      drawn.bandLower = curve.lower;
+      drawn.bandUpper = curve.upper;
+    }
     return drawn;
   }
   const std::vector<double> grid = LineGrid(lineOver, axis, stable);
@@ -257,7 +262,9 @@ Figure MakeFigure(const Report& report) {
     }
     const bool hasBand = std::any_of(drawn.curves.begin(), drawn.curves.end(),
                                      [](const DrawnCurve& curve) { return !curve.bandX.empty(); });
-    if (hasBand) drawn.band = Percent(report.result.options.level) + " confidence band";
+    if (hasBand) {
+      drawn.band = panel.band.empty() ? Percent(report.result.options.level) + " confidence band" : panel.band;
+    }
     SetRanges(drawn);
     if (!drawn.curves.empty()) figure.panels.push_back(std::move(drawn));
   }

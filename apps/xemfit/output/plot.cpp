@@ -118,6 +118,11 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
   // Overlays lie below everything else: thin, grey and with open points.
   constexpr int kOpenPoints[] = {6, 4, 8, 10, 12};
   for (std::size_t i = 0; i < panel.overlays.size(); ++i) {
+    if (panel.overlays[i].record) {
+      parts.push_back(fmt::format("${} with lines lw 1.2 lc rgb '#A0A0A0' title {}", OverlayBlock(number, i),
+                                  Literal(panel.overlays[i].legend)));
+      continue;
+    }
     parts.push_back(fmt::format("${} with linespoints lw 1.2 dt 3 pt {} ps 1 lc rgb '#808080' title {}",
                                 OverlayBlock(number, i), kOpenPoints[i % std::size(kOpenPoints)],
                                 Literal(panel.overlays[i].legend)));

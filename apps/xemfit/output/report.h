@@ -32,6 +32,7 @@ struct Mark {
 struct Overlay {
   std::string legend;
   std::vector<double> x, y;
+  bool record = false;  ///< as measured, many points: a thin line
 };
 
 /// One set of axes with some curves of the result.
@@ -43,6 +44,7 @@ struct Panel {
   std::vector<Overlay> overlays = {};
   std::vector<Mark> marks = {};
   std::string lines = "fitted";  ///< what the lines are, where there are measured points as well
+  std::string band = {};         ///< what the band of curves is that bring their own
   bool oneLine = false;          ///< all curves share one fitted line, drawn over all their abscissae
 };
 

@@ -17,6 +17,7 @@
 #include "verbs/verb.h"
 #include "verbs/verbs.h"
 #include "xem/fit/compare.h"
+#include "xem/fit/prepare.h"
 
 namespace Xem::Tool {
 namespace {
@@ -67,11 +68,16 @@ class HyperFit final : public Verb {
               "MODEL")
         .Suggest(names)
         .Required();
-    for (std::size_t i = 0; i < kModes.size(); ++i) options.Text(kModes[i].option, files_[i], kModes[i].about, "FILE");
+    for (std::size_t i = 0; i < kModes.size(); ++i) {
+      options.Texts(kModes[i].option, files_[i], std::string(kModes[i].about) + "; repeat for replicate tests", "FILE")
+          .Repeatable();
+    }
     options.Text(
         "--volumetric", volumetricFile_,
         "Volumetric test, fitted alongside: linear stretch or volume ratio, pressure (positive in compression)",
         "FILE");
+    options.Flag("--scatter-weights", scatterWeights_,
+                 "Weight each mode by the inverse scatter of its replicate tests");
     options.Count("--volumetric-terms", volumetricTerms_, "Terms of the volumetric energy, 1 when left out", "NUMBER");
     options.Number("--condition-limit", conditionLimit_, "Engine export: limit of the linear solve's condition number",
                    0.0);
@@ -80,8 +86,9 @@ class HyperFit final : public Verb {
   Report Run() override {
     const std::vector<Fit::ModelChoice> choices = ModelsNamed(models_, "--model", "rubber", kModes.front().curve);
     std::vector<std::string> notes;
-    const Fit::HyperelasticData data = ReadData(UseLateralStrains(choices), notes);
+    Fit::HyperelasticData data = ReadData(UseLateralStrains(choices), notes);
     Fit::Options options = FitOptions();
+    if (scatterWeights_) Fit::WeighByScatter(options.residual, data, notes);
     options.conditionLimit = conditionLimit_;
     Report report = FitModels(choices, data, options);
     report.panels = Panels(report.result, data.stressUnit);
@@ -106,15 +113,19 @@ class HyperFit final : public Verb {
   }
 
   Fit::HyperelasticData ReadData(bool lateral, std::vector<std::string>& notes) {
-    std::array<MeasuredCurve, kModes.size()> measured;
+    std::array<std::vector<MeasuredCurve>, kModes.size()> measured;
     MeasuredCurve volumetric;
-    std::vector<Fit::TableCurve*> all;
     for (std::size_t i = 0; i < kModes.size(); ++i) {
-      if (!files_[i].empty()) {
-        measured[i] = ReadCurve(files_[i], kModes[i].curve, *kModes[i].strain, Roles::kStress,
-                                lateral ? &Roles::kLateralStrain : nullptr);
+      for (const std::string& file : files_[i]) {
+        const std::size_t before = measured[i].size();
+        const std::string name = kModes[i].curve + (before == 0 ? "" : "_" + std::to_string(before + 1));
+        measured[i].push_back(
+            ReadCurve(file, name, *kModes[i].strain, Roles::kStress, lateral ? &Roles::kLateralStrain : nullptr));
       }
-      all.push_back(&measured[i]);
+    }
+    std::vector<Fit::TableCurve*> all;
+    for (auto& tests : measured) {
+      for (MeasuredCurve& test : tests) all.push_back(&test);
     }
     if (Inputs().empty()) {
       throw Failure(ExitCode::Usage, "give a test curve: --uniaxial, --equibiaxial, --pure-shear or --simple-shear");
@@ -126,16 +137,26 @@ class HyperFit final : public Verb {
     Fit::HyperelasticData data;
     data.volumetricTerms = volumetricTerms_;
     data.stressUnit = Fit::UseOneOrdinateUnit(all, notes);
-    for (std::size_t i = 0; i < kModes.size(); ++i) data.*kModes[i].data = std::move(measured[i].curve);
+    for (std::size_t i = 0; i < kModes.size(); ++i) {
+      for (std::size_t k = 0; k < measured[i].size(); ++k) {
+        Fit::Curve& curve = measured[i][k].curve;
+        if (k == 0) {
+          data.*kModes[i].data = std::move(curve);
+        } else {
+          data.replicates.push_back({kModes[i].curve, std::move(curve)});
+        }
+      }
+    }
     data.volumetric = std::move(volumetric.curve);
     return data;
   }
 
   std::string models_;
-  std::array<std::string, kModes.size()> files_;
+  std::array<std::vector<std::string>, kModes.size()> files_;
   std::string volumetricFile_;
   int volumetricTerms_ = 1;
   double conditionLimit_ = 0.0;
+  bool scatterWeights_ = false;
 };
 
 /// Strains nearer to -1 have stresses beyond any picture.

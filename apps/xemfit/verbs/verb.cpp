@@ -135,7 +135,9 @@ MeasuredCurve Verb::CurveFrom(Fit::Table read, const std::string& curveName, con
   Fit::CurveRoles roles{x, y};
   if (lateral) roles.companion = *lateral;
   MeasuredCurve measured{Fit::CurveFromTable(read, curveName, roles, WantedColumns(roles)), std::move(read)};
-  const auto weight = fit_.weights.find(curveName);
+  auto weight = fit_.weights.find(curveName);
+  if (weight == fit_.weights.end())
+    weight = fit_.weights.find(curveName.substr(0, curveName.find_last_not_of("_0123456789") + 1));
   if (weight != fit_.weights.end()) measured.curve.weight = weight->second;
   measured.input.sha256 = digests_[measured.input.file];
   sources_.push_back(measured.input);

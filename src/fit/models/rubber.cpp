@@ -117,6 +117,9 @@ std::vector<CurveInfo> RubberCurves(const std::string& companion) {
 }
 
 void RubberFit::Screen() {
+  if (options.engine == Engine::Export && !data_.replicates.empty()) {
+    throw Error(ErrorKind::BadInput, "the export engine takes one test of each mode");
+  }
   screened_ = ScreenHyperelastic(data_);
   curves = screened_.curves;
   dropped = std::move(screened_.dropped);

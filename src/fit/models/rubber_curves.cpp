@@ -31,20 +31,35 @@ HyperelasticCurves ScreenHyperelastic(const HyperelasticData& data) {
   const std::array<const Curve*, kModeCount> given{&data.uniaxial, &data.equibiaxial, &data.pureShear,
                                                    &data.simpleShear};
   HyperelasticCurves screened;
-  for (std::size_t m = 0; m < kModeCount; ++m) {
-    if (given[m]->Empty()) continue;
-    const DeformationMode mode = kAllModes[m];
-    Curve named = *given[m];
-    named.name = Kinematics(mode).name;
+  const auto add = [&](DeformationMode mode, Curve named) {
     RequirePlausible("rubber", named);
     Curve kept = Screen(
         named, "stress", [mode](double strain, double) { return ObjectToStrain(mode, strain); }, 2, screened.dropped);
     NoteOddities("rubber", kept, screened.notes);
     screened.modes.push_back(mode);
     screened.curves.push_back(std::move(kept));
+  };
+  for (std::size_t m = 0; m < kModeCount; ++m) {
+    const DeformationMode mode = kAllModes[m];
+    const auto named = [](Curve curve, const std::string& name) {
+      curve.name = name;
+      return curve;
+    };
+    if (!given[m]->Empty()) add(mode, named(*given[m], Kinematics(mode).name));
+    for (std::size_t i = 0; i < data.replicates.size(); ++i) {
+      const auto& [own, curve] = data.replicates[i];
+      if (ModeFromName(own) == mode && !curve.Empty()) add(mode, named(curve, ReplicateName(data, i)));
+    }
   }
   if (screened.curves.empty()) throw Error(ErrorKind::BadData, "there is no test curve to fit");
   return screened;
+}
+
+std::string ReplicateName(const HyperelasticData& data, std::size_t replicate) {
+  const std::string& mode = data.replicates[replicate].mode;
+  std::size_t number = 2;
+  for (std::size_t i = 0; i < replicate; ++i) number += data.replicates[i].mode == mode ? 1 : 0;
+  return mode + "_" + std::to_string(number);
 }
 
 bool HyperelasticCurves::OnlyShear() const {
@@ -85,8 +100,9 @@ TestDataList MakeHyperelasticData(const HyperelasticCurves& screened) {
 }
 
 DeformationMode ModeFromName(const std::string& name) {
+  const std::string plain = WithoutNumber(name);
   for (const DeformationMode mode : kAllModes) {
-    if (name == Kinematics(mode).name) return mode;
+    if (plain == Kinematics(mode).name) return mode;
   }
   throw Error(ErrorKind::BadInput,
               "unknown deformation mode " + name + ": use uniaxial, equibiaxial, pure_shear or simple_shear");

@@ -13,7 +13,7 @@ namespace Xem::Fit {
 /// The curves of one material that take part in a fit, screened, with their modes.
 struct HyperelasticCurves {
   std::vector<MaterialUtil::DeformationMode> modes;
-  std::vector<Curve> curves;  ///< named after their modes
+  std::vector<Curve> curves;  ///< named after their modes, further tests numbered
   std::vector<DroppedPoint> dropped;
   std::vector<std::string> notes;
 
@@ -21,6 +21,9 @@ struct HyperelasticCurves {
   bool OnlyShear() const;
 };
 HyperelasticCurves ScreenHyperelastic(const HyperelasticData& data);
+
+/// What results call a further test: "uniaxial_2".
+std::string ReplicateName(const HyperelasticData& data, std::size_t replicate);
 
 /// A problem over those curves for a model; the parameters are still to be filled in. In simple shear the ordinate is
 /// the shear stress for every model, and negative shear has negative stress. The export's engine takes the curves as
@@ -41,7 +44,7 @@ double StressAtStrain(const MaterialUtil::ModeKinematics& mode, double strain, E
   return mirrored ? -stress : stress;
 }
 
-/// The mode of a curve name. Throws Error (BadInput) for any other name.
+/// The mode of a curve name, which may be a numbered one. Throws Error (BadInput) for any other name.
 MaterialUtil::DeformationMode ModeFromName(const std::string& name);
 
 }  // namespace Xem::Fit

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "fit/assemble.h"
+#include "fit/screening.h"
 
 namespace Xem::Fit {
 namespace {
@@ -86,8 +87,9 @@ void NoteUnmeasured(Result& result) {
   }
   if (first == nullptr) return;
   for (const CurveResult& curve : result.curves) {
-    const bool sheared = curve.name == "simple_shear" && first->mode == std::string("pure_shear");
-    if (sheared || curve.name == first->mode) return;
+    const std::string mode = WithoutNumber(curve.name);
+    const bool sheared = mode == "simple_shear" && first->mode == std::string("pure_shear");
+    if (sheared || mode == first->mode) return;
   }
   std::string name = first->name;
   std::replace(name.begin(), name.end(), '_', ' ');
