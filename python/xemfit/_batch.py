@@ -47,7 +47,6 @@ def _one_thread() -> None:
 
 def _answers(function: Callable[[Any], Any], specimens: Sequence[Any]) -> list[Any]:
     """In a worker: what became of some specimens. An error is the answer of its specimen."""
-    _one_thread()
     answers: list[Any] = []
     for specimen in specimens:
         try:
@@ -74,6 +73,7 @@ _work: tuple[Any, Any] = (None, None)  # of this worker process
 def _begin(function: Any, specimens: Any) -> None:
     global _work
     _work = (function, specimens)
+    _one_thread()
 
 
 def _chunk_of_own(begin: int, end: int) -> list[Any]:

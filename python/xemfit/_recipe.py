@@ -8,7 +8,7 @@ import shlex
 from collections.abc import Mapping
 from typing import Any, Optional
 
-from ._errors import BadData, BadInput
+from ._errors import BadData, BadInput, MissingFile
 from ._fit import _OPTIONS, _SETTINGS, compare, fit
 from ._inputs import SLOTS
 from ._models import CATALOGUE
@@ -166,6 +166,10 @@ def recipe_of(recipe: Any) -> Optional[Recipe]:
         folder = os.path.dirname(text)
         with open(text, encoding="utf-8") as file:
             return Recipe(file.read(), folder, text)
-    return Recipe(text) if len(text.split()) > 1 else None
+    if len(text.split()) > 1:
+        return Recipe(text)
+    if os.path.splitext(text)[1]:
+        raise MissingFile(f"{text}: there is no such recipe")
+    return None
 
 

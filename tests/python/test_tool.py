@@ -69,6 +69,9 @@ def test_every_kind_of_test_gives_the_same_fit(tmp_path):
         assert fit.parameters.values == pytest.approx(scale * fits["file"].parameters.values, rel=1e-9), kind
         assert fit["C10"].unit == ("kPa" if kind == "mapping" else "MPa"), kind
     assert [len(fits[kind].inputs) for kind in ("file", "workbook", "frame", "pair")] == [1, 1, 0, 0]
+    twice = xf.fit("yeoh", uniaxial=[frame, (strain, stress)], stress_unit="MPa")
+    assert list(twice.curves) == ["uniaxial", "uniaxial_2"]
+    assert twice.parameters.values == pytest.approx(fits["file"].parameters.values, rel=1e-9)
 
 
 def test_rows_without_a_number_are_told_and_files_without_sense_are_refused(tmp_path):
