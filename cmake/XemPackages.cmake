@@ -70,9 +70,9 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${CPACK_DEBIAN_FIT_PACKAGE_NAME} ${XEM_TH
 set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS gnuplot-nox)
 if(XEM_BUILD_PYTHON)
   # The extension is built for one version of Python.
-  math(EXPR XEM_PYTHON_NEXT "${Python_VERSION_MINOR} + 1")
+  math(EXPR XEM_PYTHON_NEXT "${XEM_PYTHON_MINOR} + 1")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
-      "python3 (>= 3.${Python_VERSION_MINOR}), python3 (<< 3.${XEM_PYTHON_NEXT}), python3-numpy, ${CPACK_DEBIAN_FIT_PACKAGE_NAME} ${XEM_THIS_VERSION}")
+      "python3 (>= 3.${XEM_PYTHON_MINOR}), python3 (<< 3.${XEM_PYTHON_NEXT}), python3-numpy, ${CPACK_DEBIAN_FIT_PACKAGE_NAME} ${XEM_THIS_VERSION}")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-pandas, python3-matplotlib")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-openpyxl, python3-distributed, python3-mpi4py")
 endif()
