@@ -190,9 +190,11 @@ Fit::TestTable TestFrom(const py::dict& given, const Fit::ReadOptions& options) 
   return test;
 }
 
-void Set(Fit::HyperelasticData& data, Keywords& keywords) { keywords.Read("volumetric_terms", data.volumetricTerms); }
+/// Tests of which there is nothing more to tell.
+template <class Data>
+void Set(Data&, Keywords&) {}
 
-void Set(Fit::VolumetricData&, Keywords&) {}
+void Set(Fit::HyperelasticData& data, Keywords& keywords) { keywords.Read("volumetric_terms", data.volumetricTerms); }
 
 void Set(Fit::RelaxationData& data, Keywords& keywords) {
   const py::object instantaneous = keywords.Take("instantaneous");
@@ -254,7 +256,13 @@ std::vector<Fit::Curve*> CurvesOf(Fit::CyclicData& data) { return {&data.stiffne
 std::vector<Fit::Curve*> CurvesOf(Fit::RetentionData& data) { return {&data.retention, &data.grading}; }
 template <class Data>
 std::vector<Fit::Curve*> CurvesOf(Data& data) {
-  return {&data.curve};
+  std::vector<Fit::Curve*> curves;
+  if constexpr (requires { data.curve; }) {
+    curves.push_back(&data.curve);
+  } else if constexpr (requires { data.curves; }) {
+    for (auto& one : data.curves) curves.push_back(&one.curve);
+  }
+  return curves;
 }
 
 void SetWeights(const std::map<std::string, double>& weights, Fit::Tests& tests) {
