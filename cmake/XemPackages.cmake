@@ -13,6 +13,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_COMPONENTS_ALL library fit development tool)
+if(XEM_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -30,11 +33,13 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libxemmaterialutil${PROJECT_VERSION_MAJOR}
 set(CPACK_DEBIAN_FIT_PACKAGE_NAME libxemfit${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libxemmaterialutil-dev)
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME xemfit)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-xemfit)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_FIT_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 
 # First line: the short description.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
@@ -53,11 +58,24 @@ xemfit reads test curves as CSV files and prints the parameters of material
 models with their uncertainty, plots, JSON, and summaries of whole batches of
 specimens. Published test curves come with it.")
 
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "material-test curves to constitutive parameters - Python
+Package xemfit for Python: fits from files, frames and arrays, results that
+print, plot, pickle and evaluate, and batches on processes, Dask or MPI.
+Published test curves come with it.")
+
 # dpkg-shlibdeps finds what the programs link; what they start or are compiled with is named here.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} ${XEM_THIS_VERSION}, ${CPACK_DEBIAN_FIT_PACKAGE_NAME} ${XEM_THIS_VERSION}")
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${CPACK_DEBIAN_FIT_PACKAGE_NAME} ${XEM_THIS_VERSION}")
 set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS gnuplot-nox)
+if(XEM_BUILD_PYTHON)
+  # The extension is built for one version of Python.
+  math(EXPR XEM_PYTHON_NEXT "${XEM_PYTHON_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+      "python3 (>= 3.${XEM_PYTHON_MINOR}), python3 (<< 3.${XEM_PYTHON_NEXT}), python3-numpy, ${CPACK_DEBIAN_FIT_PACKAGE_NAME} ${XEM_THIS_VERSION}")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-pandas, python3-matplotlib")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-openpyxl, python3-distributed, python3-mpi4py")
+endif()
 
 # Every package has the licence and the changes beside it, as Debian wants them.
 string(TIMESTAMP XEM_CHANGELOG_DATE "%a, %d %b %Y 00:00:00 +0000" UTC)

@@ -80,7 +80,7 @@ def offences(root):
                 yield f"src/{relative}: {folder} may not include {included}"
         if FORTRAN.search(text) and source.name != "lapack.cpp":
             yield f"src/{relative}: names a Fortran symbol"
-    for outer in ("apps", "examples"):
+    for outer in ("apps", "examples", "python"):
         for source in sorted((root / outer).rglob("*.[hc]*")):
             for included in INCLUDE.findall(source.read_text()):
                 folder = included.split("/")[0]

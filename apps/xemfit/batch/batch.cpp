@@ -11,7 +11,6 @@
 #include <thread>
 #include <utility>
 
-#include "batch/gates.h"
 #include "batch/outcome.h"
 #include "batch/overview.h"
 #include "batch/progress.h"
@@ -66,6 +65,11 @@ class Batch final : public Command {
     options.Number("--timeout", timeout_, "Stop a specimen that takes longer; no limit if left out", 0.0).type =
         "SECONDS";
     options.Text("--work", work_, "Where finished specimens are kept; RECIPE.work if left out", "FOLDER");
+    options.Text("--shard", shard_,
+                 "Fit one of so many equal parts, counted from 1, such as 3/8: one job of a cluster each; they share "
+                 "the work folder",
+                 "I/N");
+    options.Flag("--gather", gather_, "Fit nothing: the summary and page of all that shards have finished");
     options.Flag("--again", again_, "Fit every specimen again, finished or not");
     options.Flag("-q,--quiet", quiet_, "Print no table and no progress");
   }
@@ -73,8 +77,10 @@ class Batch final : public Command {
   ExitCode Execute(const std::vector<std::string>& arguments) override {
     UseOneThread();
     Prepare();
-    const OutcomeStore store(work_);
-    if (!FitAll(store)) {
+    const OutcomeStore store(work_, shard_.empty() ? "" : KeepShard());
+    if (gather_) {
+      Gather(store);
+    } else if (!FitAll(store)) {
       throw Failure(ExitCode::Interrupted,
                     fmt::format("interrupted; {} of {} specimens are finished and kept in {}; the same command goes on "
                                 "from there",
@@ -103,6 +109,35 @@ class Batch final : public Command {
     if (list_.empty()) specimens_ = FindSpecimens(recipe_, folder_, {recipePath_, summaryPath_});
     outcomes_.resize(specimens_.size());
     folder_ = fs::absolute(folder_).string();
+  }
+
+  /// Leaves every N-th specimen, so that parts are equal however long each end of the list takes. Returns a name for
+  /// what this part keeps.
+  std::string KeepShard() {
+    const auto slash = shard_.find('/');
+    const auto part = ParseCount(shard_.substr(0, slash));
+    const auto parts = slash == std::string::npos ? std::nullopt : ParseCount(shard_.substr(slash + 1));
+    if (!part || !parts || *part < 1 || *part > *parts) {
+      throw Failure(ExitCode::Usage,
+                    fmt::format("--shard: {} is not I/N with I from 1 to N, such as 3/8", Quoted(shard_)));
+    }
+    if (gather_) throw Failure(ExitCode::Usage, "--shard fits a part, --gather none: give one of them");
+    std::vector<Specimen> own;
+    for (std::size_t i = static_cast<std::size_t>(*part) - 1; i < specimens_.size();
+         i += static_cast<std::size_t>(*parts)) {
+      own.push_back(std::move(specimens_[i]));
+    }
+    specimens_ = std::move(own);
+    outcomes_.resize(specimens_.size());
+    return fmt::format("{}of{}.", *part, *parts);
+  }
+
+  void Gather(const OutcomeStore& store) {
+    for (std::size_t i = 0; i < specimens_.size(); ++i) {
+      const auto words = Expand(recipe_, specimens_[i].values);
+      outcomes_[i] = store.Find(KeyOf(specimens_[i], words));
+      if (!outcomes_[i]) outcomes_[i] = OutcomeWithout(-1, "no shard has finished it");
+    }
   }
 
   Recipe ReadRecipe() const {
@@ -169,11 +204,11 @@ class Batch final : public Command {
     std::optional<Outcome> outcome = Finished(store, words, key);
     const char state = outcome ? kFound : kFresh;
     if (!outcome) {
-      outcome = Fit(words);
+      outcome = FitSpecimen(words);
       try {
         if (outcome->Lasting()) store.Keep(key, *outcome);
       } catch (const Failure& failure) {  // such as a full disk
-        outcome = Outcome{static_cast<int>(failure.Code()), failure.what(), ""};
+        outcome = OutcomeWithout(static_cast<int>(failure.Code()), failure.what());
       }
     }
     if (overviewPath_.empty()) outcome->curves.clear();
@@ -189,10 +224,10 @@ class Batch final : public Command {
     }
   }
 
-  Outcome Fit(std::vector<std::string> words) const {
+  Outcome FitSpecimen(std::vector<std::string> words) const {
     fs::current_path(folder_);
     MakeFolders(words);
-    Outcome outcome{0, "", ""};
+    Outcome outcome = OutcomeWithout(0, "");
     const CommandLine commandLine(words);
     words.insert(words.begin(), "xemfit");
     const auto ended = commandLine.Run(words, [&](const Report& report) { outcome = OutcomeOf(report); });
@@ -202,7 +237,7 @@ class Batch final : public Command {
   }
 
   void Take(std::size_t index, const JobResult& result) {
-    Outcome outcome = result.answered ? OutcomeFrom(result.answer.substr(1)) : Outcome{-1, Ended(result), ""};
+    Outcome outcome = result.answered ? OutcomeFrom(result.answer.substr(1)) : OutcomeWithout(-1, Ended(result));
     ++finished_;
     if (!result.answered || result.answer.front() == kFresh) ++finishedNow_;
     if (!outcome.Fitted()) ++failed_;
@@ -216,39 +251,39 @@ class Batch final : public Command {
   }
 
   ExitCode Tell(const std::vector<std::string>& arguments) const {
-    Summary summary;
+    Fit::Summary summary;
     for (std::size_t i = 0; i < specimens_.size(); ++i) {
-      summary.Add(specimens_[i].name, *outcomes_[i], DoubtsAbout(*outcomes_[i], gates_));
+      summary.Add(specimens_[i].name, *outcomes_[i], Fit::DoubtsAbout(*outcomes_[i], gates_));
     }
     summary.Finish();
     const auto refused = [](const std::optional<Outcome>& o) {
       return o->exitCode == static_cast<int>(ExitCode::Usage);
     };
-    if (std::all_of(outcomes_.begin(), outcomes_.end(), refused)) {
+    if (!outcomes_.empty() && std::all_of(outcomes_.begin(), outcomes_.end(), refused)) {
       throw Failure(ExitCode::Usage, recipe_.source + ": " + outcomes_.front()->message);
     }
-    if (!summaryPath_.empty() && summaryPath_ != "-") ReplaceFile(summaryPath_, summary.Csv());
+    if (!summaryPath_.empty() && summaryPath_ != "-") ReplaceFile(summaryPath_, SummaryCsv(summary));
     if (!overviewPath_.empty()) ReplaceFile(overviewPath_, Overview(summary, arguments));
-    if (summaryPath_ == "-") WriteStandardOutput(summary.Csv());
-    if (summaryPath_ != "-" && !quiet_) WriteStandardOutput(summary.Table());
-    List(summary, summary.Count(kDoubtful), "are doubtful and not counted",
-         [](const Summary::Row& row) { return row.status == kDoubtful; });
+    if (summaryPath_ == "-") WriteStandardOutput(SummaryCsv(summary));
+    if (summaryPath_ != "-" && !quiet_) WriteStandardOutput(SummaryTable(summary));
+    List(summary, summary.Count(Fit::kDoubtful), "are doubtful and not counted",
+         [](const Fit::Summary::Row& row) { return row.status == Fit::kDoubtful; });
     List(summary, summary.FailedCount(), "failed",
-         [](const Summary::Row& row) { return row.status != kDoubtful && row.status != kFitted; });
+         [](const Fit::Summary::Row& row) { return row.status != Fit::kDoubtful && row.status != Fit::kFitted; });
     return summary.FailedCount() == 0 ? ExitCode::Fitted : ExitCode::BadData;
   }
 
-  static void List(const Summary& summary, std::size_t count, const char* what,
-                   const std::function<bool(const Summary::Row&)>& isListed) {
+  static void List(const Fit::Summary& summary, std::size_t count, const char* what,
+                   const std::function<bool(const Fit::Summary::Row&)>& isListed) {
     if (count == 0) return;
     fmt::print(stderr, "xemfit: {} of {} specimens {}:\n", count, summary.Rows().size(), what);
-    for (const Summary::Row& row : summary.Rows()) {
+    for (const Fit::Summary::Row& row : summary.Rows()) {
       if (!isListed(row)) continue;
       fmt::print(stderr, "  {}: {}: {}\n", Printable(row.specimen), row.status, Printable(row.message));
     }
   }
 
-  std::string Overview(const Summary& summary, const std::vector<std::string>& arguments) const {
+  std::string Overview(const Fit::Summary& summary, const std::vector<std::string>& arguments) const {
     std::vector<OverviewSpecimen> specimens;
     const fs::path place = fs::absolute(overviewPath_).parent_path();
     for (std::size_t i = 0; i < specimens_.size(); ++i) {
@@ -266,9 +301,11 @@ class Batch final : public Command {
   }
 
   std::string recipePath_, folder_, list_, summaryPath_, overviewPath_, work_;
-  Gates gates_;
+  Fit::Gates gates_;
   int jobs_ = 0;
   double timeout_ = 0.0;
+  std::string shard_;
+  bool gather_ = false;
   bool again_ = false;
   bool quiet_ = false;
 

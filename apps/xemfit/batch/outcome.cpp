@@ -147,59 +147,23 @@ Outcome::Curve CurveFrom(const Json& all) {
   return curve;
 }
 
-/// A content that was found to be 0 is as good as one that was held there, and what is held need not be identified.
-std::string DoubtAbout(const Fit::Parameter& parameter) {
-  if (!parameter.identifiable && !parameter.held) return "not identifiable";
-  return parameter.atBound && parameter.value != 0.0 ? "at its bound" : "";
-}
-
 }  // namespace
-
-std::string Outcome::Status() const {
-  switch (static_cast<ExitCode>(exitCode)) {
-    case ExitCode::Fitted:
-      return "fitted";
-    case ExitCode::Usage:
-      return "refused";
-    case ExitCode::BadData:
-      return "bad data";
-    case ExitCode::NotConverged:
-      return "not converged";
-    case ExitCode::Unstable:
-      return "unstable";
-    default:
-      return exitCode < 0 ? "stopped" : "failed";
-  }
-}
 
 bool Outcome::Lasting() const {
   return exitCode >= 0 && exitCode != static_cast<int>(ExitCode::Other) &&
          exitCode <= static_cast<int>(ExitCode::Unstable);
 }
 
+Outcome OutcomeWithout(int exitCode, const std::string& message) {
+  Outcome outcome;
+  outcome.exitCode = exitCode;
+  outcome.message = message;
+  return outcome;
+}
+
 Outcome OutcomeOf(const Report& report) {
-  const Fit::Result& result = report.result;
-  const Fit::Measures& measures = result.measures;
-  Outcome outcome{.exitCode = 0, .message = "", .model = ModelLabel(result)};
-  outcome.points = measures.points;
-  outcome.dropped = static_cast<double>(result.dropped.size());
-  outcome.sse = measures.sse;
-  outcome.rmse = measures.rmse;
-  outcome.r2 = measures.r2;
-  outcome.aicc = measures.aicc;
-  outcome.unit = measures.unit;
-  outcome.relative = result.residual == Fit::Residual::Relative;
-  for (const Fit::Parameter& one : result.parameters) {
-    outcome.parameters.push_back({one.name, one.unit, one.value, one.standardError, DoubtAbout(one)});
-  }
-  for (const auto& [name, value] : result.derived) {
-    const auto unit = result.derivedUnits.find(name);
-    outcome.derived.push_back({name, unit == result.derivedUnits.end() ? "" : unit->second, value, Outcome::kNone});
-  }
-  for (const Fit::CurveResult& curve : result.curves) {
-    outcome.curves.push_back(CurveOf(curve, report.panels));
-    if (curve.measures.points > 0) outcome.worstR2 = std::fmin(outcome.worstR2, curve.measures.r2);
-  }
+  Outcome outcome{Fit::OutcomeOf(report.result), {}};
+  for (const Fit::CurveResult& curve : report.result.curves) outcome.curves.push_back(CurveOf(curve, report.panels));
   return outcome;
 }
 
@@ -218,7 +182,8 @@ std::string ToText(const Outcome& outcome) {
 
 Outcome OutcomeFrom(const std::string& text) {
   const Json json = Json::parse(text);
-  Outcome outcome{json.at("exit_code"), json.at("message"), json.at("model")};
+  Outcome outcome = OutcomeWithout(json.at("exit_code"), json.at("message"));
+  outcome.model = json.at("model");
   for (const Measure& measure : kMeasures) outcome.*measure.value = NumberIn(json, measure.key);
   outcome.unit = json.at("unit");
   outcome.relative = json.at("relative");
@@ -228,7 +193,8 @@ Outcome OutcomeFrom(const std::string& text) {
   return outcome;
 }
 
-OutcomeStore::OutcomeStore(const std::string& folder) : folder_(fs::absolute(folder).string()) {
+OutcomeStore::OutcomeStore(const std::string& folder, const std::string& prefix)
+    : prefix_(prefix), folder_(fs::absolute(folder).string()) {
   std::error_code error;
   fs::create_directories(folder_, error);
   if (error) {
@@ -282,7 +248,7 @@ std::optional<Outcome> OutcomeStore::Find(const std::string& key) const {
 }
 
 void OutcomeStore::Keep(const std::string& key, const Outcome& outcome) const {
-  const std::string file = (fs::path(folder_) / (std::to_string(getpid()) + kLines)).string();
+  const std::string file = (fs::path(folder_) / (prefix_ + std::to_string(getpid()) + kLines)).string();
   // What an older process of this number left unfinished ends before the line begins.
   const std::string line = '\n' + key + ' ' + ToText(outcome) + '\n';
   const int descriptor = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);

@@ -10,42 +10,26 @@
 
 #include "batch/recipe.h"
 #include "output/report.h"
+#include "xem/fit/summary.h"
 
 namespace Xem::Tool {
 
-/// What became of one specimen, and what a summary tells of its result; NaN where the result has no such number.
-struct Outcome {
-  struct Parameter {
-    std::string name, unit;
-    double value, standardError;
-    std::string doubt{};  ///< "at its bound", "not identifiable"
-  };
+/// What became of one specimen, with its curves for a picture.
+struct Outcome : Fit::Outcome {
   /// As much of a curve as a picture shows.
   struct Curve {
     std::string name;
     Axis x, y;
     std::vector<double> points[2], line[2];
   };
-  static constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  std::vector<Curve> curves = {};
 
-  int exitCode = -1;    ///< of the command; -1: it did not end by itself
-  std::string message;  ///< what it said when it did not fit
-  std::string model;    ///< "ogden:2"
-  double points = kNone, dropped = kNone, sse = kNone, rmse = kNone, r2 = kNone, aicc = kNone;
-  std::string unit{};      ///< of rmse
-  bool relative = false;   ///< relative residuals were minimised: AICc does not depend on the unit
-  double worstR2 = kNone;  ///< of its curves
-  std::vector<Parameter> parameters{};
-  std::vector<Parameter> derived{};  ///< without standard errors
-  std::vector<Curve> curves{};
-
-  bool Fitted() const { return exitCode == 0; }
-  /// "fitted", "bad data", "not converged" ...
-  std::string Status() const;
   /// It ended for a reason outside of the data if not, and may end otherwise the next time.
   bool Lasting() const;
 };
 
+/// One without a result.
+Outcome OutcomeWithout(int exitCode, const std::string& message);
 /// Without what it says when it ends: its exit code and message.
 Outcome OutcomeOf(const Report& report);
 
@@ -58,8 +42,9 @@ Outcome OutcomeFrom(const std::string& text);
 /// is ever taken for new.
 class OutcomeStore {
  public:
-  /// Throws Failure when the folder cannot be made or read.
-  explicit OutcomeStore(const std::string& folder);
+  /// Files that are written begin with `prefix`, which tells jobs on several machines apart. Throws Failure when the
+  /// folder cannot be made or read.
+  explicit OutcomeStore(const std::string& folder, const std::string& prefix = "");
 
   /// The key of a specimen's outcome: its name and a digest of all that it depends on. `words` is its command, run in
   /// `workingFolder`; the words that name files it writes do not count.
@@ -79,6 +64,7 @@ class OutcomeStore {
     std::size_t offset, size;
   };
 
+  std::string prefix_;
   std::string folder_;  // wherever the process is
   std::map<std::string, Place> kept_;
 };

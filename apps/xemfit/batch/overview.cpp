@@ -23,7 +23,7 @@ using Kind = HtmlTable::Kind;
 
 std::string Number(double value) { return std::isfinite(value) ? Shortly(value) : "–"; }
 
-std::string WithUnit(const SummaryColumn& column) {
+std::string WithUnit(const Fit::SummaryColumn& column) {
   const std::string unit = column.UnitText();
   return column.name + (unit.empty() ? "" : " (" + unit + ")");
 }
@@ -62,7 +62,7 @@ Json InUnitsOf(const Outcome::Curve& axes, const Outcome::Curve& curve, const st
 }
 
 /// Curves over the same axes share a picture, whatever they are called.
-Json PicturesJson(const Summary& summary, const std::vector<OverviewSpecimen>& specimens) {
+Json PicturesJson(const Fit::Summary& summary, const std::vector<OverviewSpecimen>& specimens) {
   std::vector<const Outcome::Curve*> firsts;
   Json pictures = Json::array();
   for (std::size_t i = 0; i < specimens.size(); ++i) {
@@ -82,9 +82,9 @@ Json PicturesJson(const Summary& summary, const std::vector<OverviewSpecimen>& s
   return pictures;
 }
 
-Json HistogramsJson(const Summary& summary) {
+Json HistogramsJson(const Fit::Summary& summary) {
   Json histograms = Json::array();
-  for (const SummaryColumn& column : summary.Columns()) {
+  for (const Fit::SummaryColumn& column : summary.Columns()) {
     if (!column.isParameter || column.mixedUnits) continue;
     Json values = Json::array();
     for (std::size_t i = 0; i < column.values.size(); ++i) {
@@ -97,17 +97,17 @@ Json HistogramsJson(const Summary& summary) {
 
 // --- what stands there without it
 
-std::string Header(const Summary& summary) {
+std::string Header(const Fit::Summary& summary) {
   const auto badge = [](const char* kind, std::size_t count, const char* what) {
     return count == 0 ? "" : Badge(kind, fmt::format("{} {}", count, what));
   };
   return "<p class=\"badges\">\n" + badge("plain", summary.Rows().size(), "specimens") +
-         badge("good", summary.Count(kFitted), "fitted") +
-         badge("warning", summary.Count(kDoubtful), "doubtful, not counted") +
+         badge("good", summary.Count(Fit::kFitted), "fitted") +
+         badge("warning", summary.Count(Fit::kDoubtful), "doubtful, not counted") +
          badge("bad", summary.FailedCount(), "failed") + "</p>\n";
 }
 
-std::string StatisticsTable(const Summary& summary) {
+std::string StatisticsTable(const Fit::Summary& summary) {
   HtmlTable table({{"Quantity", Kind::Text},
                    {"Unit", Kind::Text},
                    {"Mean"},
@@ -117,8 +117,8 @@ std::string StatisticsTable(const Summary& summary) {
                    {"Number"},
                    {"Lowest"},
                    {"Highest"}});
-  for (const SummaryColumn& column : summary.Told()) {
-    const SummaryColumn::Statistics s = column.Of(summary.Counted());
+  for (const Fit::SummaryColumn& column : summary.Told()) {
+    const Fit::SummaryColumn::Statistics s = column.Of(summary.Counted());
     table.Add({column.name, column.UnitText(), Number(s.mean), Number(s.deviation), Number(s.median),
                Number(s.robustDeviation), std::to_string(s.number), Number(s.lowest), Number(s.highest)});
   }
@@ -134,22 +134,22 @@ std::string SpecimenCell(const std::string& name, const std::vector<std::string>
                      Escaped(name));
 }
 
-std::string SpecimensTable(const Summary& summary, const std::vector<OverviewSpecimen>& specimens) {
-  std::vector<SummaryColumn> columns;
-  for (const SummaryColumn& column : summary.Columns()) {
+std::string SpecimensTable(const Fit::Summary& summary, const std::vector<OverviewSpecimen>& specimens) {
+  std::vector<Fit::SummaryColumn> columns;
+  for (const Fit::SummaryColumn& column : summary.Columns()) {
     if (column.name == "points" || column.name == "dropped" || column.name == "r2" || column.isParameter)
       columns.push_back(column);
   }
   std::string head = "<th scope=\"col\">Specimen</th><th scope=\"col\">Status</th>";
-  for (const SummaryColumn& column : columns) {
+  for (const Fit::SummaryColumn& column : columns) {
     head += "<th scope=\"col\" class=\"number\">" + Escaped(WithUnit(column)) + "</th>";
   }
   std::string body;
   for (std::size_t i = 0; i < summary.Rows().size(); ++i) {
-    const Summary::Row& row = summary.Rows()[i];
+    const Fit::Summary::Row& row = summary.Rows()[i];
     body += fmt::format("<tr data-specimen=\"{}\"><td>{}</td><td>{}</td>", i,
                         SpecimenCell(row.specimen, specimens[i].files), row.status);
-    for (const SummaryColumn& column : columns) {
+    for (const Fit::SummaryColumn& column : columns) {
       const bool far = std::find(row.outlierIn.begin(), row.outlierIn.end(), column.name) != row.outlierIn.end();
       body += fmt::format("<td class=\"number{}\">{}</td>", far ? " far" : "", Number(column.values[i]));
     }
@@ -162,7 +162,7 @@ std::string SpecimensTable(const Summary& summary, const std::vector<OverviewSpe
 }  // namespace
 
 std::string OverviewPage(const std::vector<std::string>& recipe, const std::string& shellCommand,
-                         const Summary& summary, const std::vector<OverviewSpecimen>& specimens) {
+                         const Fit::Summary& summary, const std::vector<OverviewSpecimen>& specimens) {
   const Json data = {{"pictures", PicturesJson(summary, specimens)}, {"histograms", HistogramsJson(summary)}};
   const std::string withoutScript = "<noscript><p>The charts need JavaScript.</p></noscript>\n";
   std::string main;

@@ -18,6 +18,6 @@ struct OverviewSpecimen {
 /// a table of specimens that sorts and leads to their files. `recipe` are the words of the command for one specimen,
 /// `shellCommand` is what the reader types to get the same page.
 std::string OverviewPage(const std::vector<std::string>& recipe, const std::string& shellCommand,
-                         const Summary& summary, const std::vector<OverviewSpecimen>& specimens);
+                         const Fit::Summary& summary, const std::vector<OverviewSpecimen>& specimens);
 
 }  // namespace Xem::Tool
