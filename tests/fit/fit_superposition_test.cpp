@@ -53,7 +53,7 @@ struct Material {
 
 const Material kThreeTerms{{50.0, 20.0, 5.0}, {1e-2, 1.0, 30.0}, 2.0};
 
-Fit::Options Relative() {
+Fit::Options RelativeDistance() {
   Fit::Options options;
   options.residual = Fit::Residual::Relative;
   return options;
@@ -76,7 +76,7 @@ TEST(FitDynamicProny, RecoversASeriesFromEveryKindOfCurve) {
     for (const int terms : {3, Fit::kAutomaticTerms}) {
       Fit::DynamicData data;
       data.curves = cases[i];
-      const Result result = Fit::FitDynamicProny(data, terms, Relative());
+      const Result result = Fit::FitDynamicProny(data, terms, RelativeDistance());
       ASSERT_EQ(result.terms, 3);
       const bool onlyLoss = i == 2;
       const double instantaneous = i == 5 ? 77.0 : result.Value("E0");
@@ -100,7 +100,7 @@ TEST(FitDynamicProny, RecoversASeriesFromEveryKindOfCurve) {
 TEST(FitDynamicProny, HoldsWhatItIsToldAndRefusesTheImpossible) {
   Fit::DynamicData data;
   data.curves = {kThreeTerms.Measured(ModulusKind::Storage, 1e-3, 1e3, 31)};
-  Fit::Options options = Relative();
+  Fit::Options options = RelativeDistance();
   options.held = {{"tau1", 30.0}, {"g2", 50.0 / 77.0}};
   const Result held = Fit::FitDynamicProny(data, 3, options);
   EXPECT_EQ(held.Value("tau1"), 30.0);
@@ -110,7 +110,7 @@ TEST(FitDynamicProny, HoldsWhatItIsToldAndRefusesTheImpossible) {
   // A modulus below what was measured leaves nothing for the long term.
   data.normalise = Fit::Normalise::Value;
   data.modulus = 70.0;
-  const Result low = Fit::FitDynamicProny(data, 2, Relative());
+  const Result low = Fit::FitDynamicProny(data, 2, RelativeDistance());
   EXPECT_EQ(low.Value("E0"), 70.0);
   EXPECT_GE(low.derived.at("g_infinity"), 0.0);
   data.normalise = Fit::Normalise::First;
@@ -155,7 +155,7 @@ TEST(FitDynamicProny, SumsOfSquaresAreThoseOfAnotherProgram) {
     for (std::size_t terms = 1; terms <= sums.size(); ++terms) {
       Fit::DynamicData data;
       data.curves = interlayer.isotherms[set].curves;
-      const Result result = Fit::FitDynamicProny(data, static_cast<int>(terms), Relative());
+      const Result result = Fit::FitDynamicProny(data, static_cast<int>(terms), RelativeDistance());
       ExpectDigits(result.measures.objective, sums[terms - 1], 1e-4);
     }
   }
@@ -174,7 +174,7 @@ TEST(FitDynamicProny, ThirtyDecadesNeedAsManyTermsAsTheyShow) {
     data.curves.push_back(wide.Measured(kind, 1e-15, 1e15, 150));
     for (double& y : data.curves.back().curve.y) y *= normal(generator);
   }
-  const Result result = Fit::FitDynamicProny(data, Fit::kAutomaticTerms, Relative());
+  const Result result = Fit::FitDynamicProny(data, Fit::kAutomaticTerms, RelativeDistance());
   EXPECT_GE(result.terms, 15);
   EXPECT_LE(result.terms, Fit::kMostPronyTerms);
   EXPECT_LT(std::sqrt(result.measures.objective / 300.0), 0.04);
