@@ -113,6 +113,11 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
   const Fit::StableRange stable = Fit::StableStrains(result, curve.name);
   if (!result.evaluate || curve.measured.empty()) {
     AddLine(curve.x, curve.fitted, stable, drawn);
+    if (!curve.lower.empty()) {
+      drawn.bandX = curve.x;
+      drawn.bandLower = curve.lower;
+      drawn.bandUpper = curve.upper;
+    }
     return drawn;
   }
   const std::vector<double> grid = LineGrid(lineOver, axis, stable);
