@@ -53,6 +53,30 @@ TEST(RetentionTool, FitsADatabaseSoilInItsOwnUnit) {
   EXPECT_NE(plot.find("grading"), std::string::npos);
 }
 
+TEST(RetentionTool, TellsTheConductivityOfModelsThatHaveOne) {
+  const TemporaryFolder folder;
+  const std::vector<std::string> soil{XEM_DATA_DIR "/unsoda_retention.csv", "--select", "soil=4521", "--conductivity"};
+  std::vector<std::string> arguments = soil;
+  arguments.insert(arguments.end(), {"25 cm/d", "--grid", "1:1000:4", "--curves", "k.csv"});
+  const Json result = Fit(folder, arguments);
+  const Json& curve = result["curves"][1];
+  EXPECT_EQ(curve["name"], "conductivity");
+  ASSERT_EQ(curve["x"].size(), 4U);
+  EXPECT_NE(folder.Read("k.csv").find("hydraulic conductivity in cm/d"), std::string::npos);
+  folder.Write("fit.json", result.dump());
+  const ToolRun eval = RunTool({"eval", "fit.json", "--curve", "conductivity", "--grid", "100:1000:2"}, folder.Path());
+  EXPECT_EQ(eval.exitCode, 0) << eval.errors;
+  ExpectDigits(std::stod(eval.output.substr(eval.output.find("\n100,") + 5)), curve["fitted"][2], Tolerance::Rounding);
+  for (const std::string wrong : {"0", "fast", "-1"}) {
+    arguments = soil;
+    arguments.push_back(wrong);
+    EXPECT_EQ(RunTool(Arguments(arguments), folder.Path()).exitCode, 2) << wrong;
+  }
+  arguments = soil;
+  arguments.insert(arguments.end(), {"25", "--model", "fredlund-xing"});
+  EXPECT_EQ(RunTool(Arguments(arguments), folder.Path()).exitCode, 2);
+}
+
 TEST(RetentionTool, ReadsSuctionsAndWaterAsTheHeaderSays) {
   // One soil, alpha = 0.02 1/cm, n = 2, theta_s = 0.4, theta_r = 0.1, and its porosity 0.4.
   struct Case {
@@ -86,7 +110,7 @@ TEST(RetentionTool, ReadsSuctionsAndWaterAsTheHeaderSays) {
 TEST(RetentionTool, ComparesModelsAndTakesAGradingAlone) {
   const TemporaryFolder folder;
   const Json all = Fit(folder, {"--model", "all", XEM_DATA_DIR "/unsoda_retention.csv", "--select", "soil=4521"});
-  ASSERT_EQ(all["comparison"].size(), 4U);
+  ASSERT_EQ(all["comparison"].size(), 6U);
   EXPECT_EQ(all["model"], "fredlund-xing");
   folder.Write("mm.csv", "# porosity: 0.44\nsieve_mm,percent_finer\n2,100\n0.5,80\n0.25,52\n0.063,18\n0.002,6\n");
   folder.Write("um.csv", "particle_size_um;fraction_finer\n2000;1\n500;0.8\n250;0.52\n63;0.18\n2;0.06\n");

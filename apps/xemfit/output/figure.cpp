@@ -113,7 +113,7 @@ DrawnCurve Draw(const Fit::Result& result, const Fit::CurveResult& curve, const 
   const Fit::StableRange stable = Fit::StableStrains(result, curve.name);
   if (!result.evaluate || curve.measured.empty()) {
     AddLine(curve.x, curve.fitted, stable, drawn);
-    if (!result.evaluate && curve.lower.size() == curve.x.size()) {
+    if (!curve.lower.empty() && curve.lower.size() == curve.x.size()) {
       drawn.bandX = curve.x;
       drawn.bandLower = curve.lower;
       drawn.bandUpper = curve.upper;

@@ -187,7 +187,8 @@ Minimum RubberFit::Stabilised(const Minimum& minimum) {
   if (search.IsStable(minimum.parameters)) return minimum;
 
   const double largest = std::max(kEquibiaxial.invariants(1.0 + upper).i1, kEquibiaxial.invariants(1.0 + lower).i1);
-  const double scale = std::abs(law_.shearModulus(minimum.parameters));
+  const double shearModulus = std::abs(law_.shearModulus(minimum.parameters));
+  const double scale = shearModulus > 0.0 ? shearModulus : 1.0;
   const auto starts = BestStarts(search, StableStarts(largest), minimum.parameters);
   Minimum best;
   Problem within;

@@ -176,7 +176,11 @@ StableSearch::StableSearch(const RubberLaw& law, std::vector<double> volumetric,
     : law_(law), volumetric_(std::move(volumetric)), lower_(std::min(lower, 0.0)), upper_(std::max(upper, 0.0)) {}
 
 bool StableSearch::IsStable(std::span<const double> parameters) const {
-  return law_.shearModulus(parameters) > 0.0 && CheckLaw(law_, parameters, volumetric_, lower_, upper_).Stable();
+  try {
+    return law_.shearModulus(parameters) > 0.0 && CheckLaw(law_, parameters, volumetric_, lower_, upper_).Stable();
+  } catch (const Error&) {
+    return false;  // a stiffness without finite eigenvalues
+  }
 }
 
 std::optional<Minimum> StableSearch::Follow(const Problem& problem, const std::vector<double>& start,
