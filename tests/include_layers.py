@@ -22,7 +22,7 @@ ALLOWED = {
     "text": [],
     "reading": ["text"],
     "fit": ["solver", "testdata", "testfunctions", "hyperelastic", "viscoelastic", "stability", "dynamic", "soil",
-            "sheetmetal", KERNELS],
+            "sheetmetal", "text", KERNELS],
 }
 # The rooms of the command-line tool. Files outside of them put the tool together; of those a room knows only what all
 # rooms share.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "text/text.h"
 
 namespace Xem::Fit {
 namespace {
@@ -244,8 +245,9 @@ RawRecord RecordFromTable(const Table& table, bool hasSize, const ColumnNames& c
   const bool trueStrain = x.role == &Roles::kTrueStrain;
   const bool trueStress = y.role == &Roles::kTrueStress;
   if (trueStrain != trueStress) {
-    throw Error(ErrorKind::BadData, table.source + ": column " + record.curve.input.columns[trueStrain ? 0 : 1] +
-                                        " is true and column " + record.curve.input.columns[trueStrain ? 1 : 0] +
+    const auto name = [&](std::size_t column) { return Strings::Printable(record.curve.input.columns[column]); };
+    throw Error(ErrorKind::BadData, table.source + ": column " + name(trueStrain ? 0 : 1) + " is true and column " +
+                                        name(trueStrain ? 1 : 0) +
                                         " is not; name them true_strain, true_stress or strain, stress, or choose "
                                         "others with --column");
   }

@@ -48,6 +48,13 @@ std::string Normalised(std::string_view column) {
   return name;
 }
 
+std::vector<std::string> NormalisedNames(const Table& table) {
+  std::vector<std::string> names;
+  names.reserve(table.columns.size());
+  for (const Column& column : table.columns) names.push_back(Normalised(column.name));
+  return names;
+}
+
 /// How well a column name fits an accepted name.
 enum class Likeness { Not, UnknownUnit, KnownUnit, Exact };
 
@@ -79,8 +86,8 @@ ColumnChoice Choice(std::size_t index, const std::string& suffix, const Accepted
 }
 
 /// A column whose row of units says what its name does not.
-Match MatchColumn(const Table& table, const Column& column, const AcceptedName& name) {
-  Match match = MatchName(Normalised(column.name), name);
+Match MatchColumn(const Table& table, const Column& column, const std::string& normalised, const AcceptedName& name) {
+  Match match = MatchName(normalised, name);
   if (match.fit == Likeness::Not || column.unit.empty() || column.unit == "-") return match;
   if (match.fit == Likeness::KnownUnit && match.unit != column.unit) {
     RefuseData(AtLine(table.source, table.headerLine) + ": column " + Printable(column.name) + " is in " + match.unit +
@@ -121,7 +128,7 @@ ColumnChoice ChooseByHand(const Table& table, const Role& role, const std::strin
   const std::size_t index = ColumnCalled(table, wanted, "--column");
   const Column& column = table.columns[index];
   for (const AcceptedName& accepted : role.accepted) {
-    const Match match = MatchColumn(table, column, accepted);
+    const Match match = MatchColumn(table, column, Normalised(column.name), accepted);
     if (match.fit != Likeness::Not) return Choice(index, match.unit, accepted);
   }
   if (!column.unit.empty()) return Choice(index, column.unit, {});
@@ -178,11 +185,12 @@ void KeepRows(const std::vector<std::size_t>& kept, Table& table) {
 
 std::optional<ColumnChoice> FindColumn(const Table& table, const Role& role, const std::optional<std::string>& wanted) {
   if (wanted) return ChooseByHand(table, role, *wanted);
+  const std::vector<std::string> normalised = NormalisedNames(table);
   for (const AcceptedName& accepted : role.accepted) {
     std::size_t best = 0;
     Match bestMatch;
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
-      Match match = MatchColumn(table, table.columns[i], accepted);
+      Match match = MatchColumn(table, table.columns[i], normalised[i], accepted);
       if (match.fit > bestMatch.fit) {
         best = i;
         bestMatch = std::move(match);
@@ -203,12 +211,11 @@ ColumnChoice ChooseColumn(const Table& table, const Role& role, const std::optio
 }
 
 bool HasColumn(const Table& table, const Role& role) {
-  for (const AcceptedName& accepted : role.accepted) {
-    for (const Column& column : table.columns) {
-      if (MatchName(Normalised(column.name), accepted).fit != Likeness::Not) return true;
-    }
-  }
-  return false;
+  const std::vector<std::string> normalised = NormalisedNames(table);
+  return std::any_of(role.accepted.begin(), role.accepted.end(), [&](const AcceptedName& accepted) {
+    return std::any_of(normalised.begin(), normalised.end(),
+                       [&](const std::string& name) { return MatchName(name, accepted).fit != Likeness::Not; });
+  });
 }
 
 std::optional<Quantity> MetadataQuantity(const Table& table, const Role& role) {

@@ -82,13 +82,16 @@ bool IsBracketed(std::string_view cell) {
          ((cell.front() == '[' && cell.back() == ']') || (cell.front() == '(' && cell.back() == ')'));
 }
 
+/// A line drawn under the names.
+bool IsRule(std::string_view cell) { return !cell.empty() && cell.find_first_not_of("-=_") == std::string_view::npos; }
+
 /// Units that are known or stand in brackets, and no more others than these.
 bool AreUnits(const Row& row) {
   std::ptrdiff_t known = 0;
   std::ptrdiff_t other = 0;
   for (const std::string& cell : row.cells) {
     if (IsNumber(cell)) return false;
-    if (!cell.empty()) ++(IsBracketed(cell) || KnownUnit(cell) ? known : other);
+    if (!cell.empty()) ++(IsBracketed(cell) || IsRule(cell) || KnownUnit(cell) ? known : other);
   }
   return known > 0 && known >= other;
 }
@@ -300,6 +303,7 @@ bool IsMissingMark(std::string_view cell) {
 }
 
 std::string UnitOf(std::string_view cell) {
+  if (IsRule(cell)) return "-";
   if (IsBracketed(cell)) cell = Strings::Trimmed(cell.substr(1, cell.size() - 2));
   return KnownUnit(cell).value_or(Printable(cell));
 }

@@ -1,5 +1,6 @@
 #include "text/text.h"
 
+#include <algorithm>
 #include <cctype>
 
 #include "text/utf8.h"
@@ -23,7 +24,11 @@ std::string Lower(std::string_view text) {
   return lower;
 }
 
-bool EqualIgnoringCase(std::string_view a, std::string_view b) { return Lower(a) == Lower(b); }
+bool EqualIgnoringCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char one, char other) {
+    return std::tolower(static_cast<unsigned char>(one)) == std::tolower(static_cast<unsigned char>(other));
+  });
+}
 
 std::vector<std::string> Split(std::string_view text, char separator) {
   std::vector<std::string> parts;

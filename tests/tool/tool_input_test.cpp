@@ -79,6 +79,7 @@ const std::vector<Spelling> kSpellings{
     {"UnitsInBracketsAndBehindNames", "\"Strain, %\"\tStress / kPa\n50\t0.25\n100\t0.5\n200\t0.75\n", {}, "kPa"},
     {"Utf16", Utf16("\xFF\xFE", "strain\tstress_MPa\r\n0.5\t0.25\r\n1\t0.5\r\n2\t0.75\r\n"), {}, "MPa"},
     {"Utf16WithoutMark", Utf16("", "strain,stress_MPa\n0.5,0.25\n1,0.5\n2,0.75\n"), {}, "MPa"},
+    {"RuleBelowTheNames", "strain;stress_MPa\n------;------\n0,5;0,25\n1,0;0,5\n2,0;0,75\n", {}, "MPa"},
     {"HeaderOnEveryPage", "strain,stress\n-,MPa\n0.5,0.25\n1,0.5\n\nstrain,stress\n-,MPa\n2,0.75\n", {}, "MPa"},
     {"RowsWithoutNumbers",
      "strain,stress_MPa\nNA,1\n0.5,0.25\n0.7,-\n1,0.5\n#N/A,3\n1.5,\nnan,nan\n2,0.75\n3\n",
