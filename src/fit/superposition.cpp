@@ -28,7 +28,7 @@ constexpr const char* kFactors = "shift_factors";
 constexpr std::size_t kFewestForLaw = 4;
 
 /// How much better two laws must be than one: by then the one is ruled out (Burnham and Anderson 2002, 2.6).
-constexpr double kRuledOut = 10.0;
+constexpr double kTwoLawsBetter = 10.0;
 
 /// A loss modulus that is this many times further off than the storage modulus, and by more than this share, does not
 /// follow it.
@@ -56,7 +56,7 @@ MaxwellCurve Working(const ModulusCurve& measured, const Curve& kept) {
   return curve;
 }
 
-LogCurve Logarithms(const MaxwellCurve& curve) {
+LogCurve InLogarithms(const MaxwellCurve& curve) {
   std::vector<std::size_t> order(curve.x.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return curve.x[a] < curve.x[b]; });
@@ -225,7 +225,7 @@ class Superposer {
     }
     scale_ = scale;
     std::vector<LogCurve> logs;
-    for (const MaxwellCurve& curve : working_) logs.push_back(Logarithms(curve));
+    for (const MaxwellCurve& curve : working_) logs.push_back(InLogarithms(curve));
     overlap_.assign(all_.size(), 0.0);
     // log a_T moves frequencies to the right and times to the left.
     const double sign = working_.front().quantity == ModulusKind::Relaxation ? -1.0 : 1.0;
@@ -411,7 +411,7 @@ class Superposer {
       // Factors nearer to a law than they are known ask for no second one.
       return CorrectedInformation(std::max(squares, 0.01 * points), points, parameters);
     };
-    double least = criterion(WlfSquares(0, count), 3) - kRuledOut;
+    double least = criterion(WlfSquares(0, count), 3) - kTwoLawsBetter;
     std::optional<std::size_t> best;
     for (std::size_t k = kFewestForLaw; k + kFewestForLaw <= count; ++k) {
       const double both = criterion(ArrheniusLine(0, k).squares + WlfSquares(k, count), 6);

@@ -20,8 +20,8 @@ constexpr std::size_t kEnd = 3;
 /// Counts like the squared distances of one more point: few points that happen to agree must not beat many.
 constexpr double kOnePoint = 0.02 * 0.02;
 
-/// Slope of the straight line through some points.
-double Slope(const LogCurve& curve, std::size_t from, std::size_t count) {
+/// EndSlope of the straight line through some points.
+double EndSlope(const LogCurve& curve, std::size_t from, std::size_t count) {
   double mx = 0.0;
   double my = 0.0;
   for (std::size_t i = from; i < from + count; ++i) {
@@ -42,8 +42,8 @@ class Line {
  public:
   explicit Line(const LogCurve& curve) : curve_(curve) {
     const std::size_t count = std::min(kEnd, curve.x.size());
-    first_ = Slope(curve, 0, count);
-    last_ = Slope(curve, curve.x.size() - count, count);
+    first_ = EndSlope(curve, 0, count);
+    last_ = EndSlope(curve, curve.x.size() - count, count);
   }
 
   bool Reaches(double x) const { return x >= curve_.x.front() - kProlonged && x <= curve_.x.back() + kProlonged; }

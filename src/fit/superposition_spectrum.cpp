@@ -25,11 +25,11 @@ constexpr double kSpectrumBeyond = 10.0;
 constexpr double kShiftsBeyond = 1e3;
 constexpr int kEvaluations = 100;
 /// A root-mean-square misfit below this is rounding.
-constexpr double kRounding = 1e-9;
+constexpr double kExactFit = 1e-9;
 
 /// Where the parameters of the common fit stand: E_1 ... E_n, ln tau_1 ... ln tau_n, E_infinity, ln a_1 ... ln a_m, and
 /// ln b_1 ... ln b_m.
-struct Layout {
+struct CommonLayout {
   std::size_t lines = 0;
   std::size_t temperatures = 0;
   std::size_t Time(std::size_t line) const { return lines + line; }
@@ -44,7 +44,7 @@ struct Response {
   double value;
   double slope;
 };
-Response At(ModulusKind quantity, double u) {
+Response ResponseAt(ModulusKind quantity, double u) {
   const double x = std::exp(u);
   if (quantity == ModulusKind::Relaxation) {
     const double decay = std::exp(-x);
@@ -57,7 +57,7 @@ Response At(ModulusKind quantity, double u) {
 /// All points of one temperature.
 class ShiftedCurve final : public BlockTestFunction {
  public:
-  ShiftedCurve(const MaxwellCurve& curve, Layout layout, std::size_t temperature)
+  ShiftedCurve(const MaxwellCurve& curve, CommonLayout layout, std::size_t temperature)
       : quantity_(curve.quantity), layout_(layout), temperature_(temperature) {
     std::vector<_T_FUNT_BASE> points;
     for (std::size_t i = 0; i < curve.x.size(); ++i) points.emplace_back(curve.x[i], curve.y[i]);
@@ -76,7 +76,7 @@ class ShiftedCurve final : public BlockTestFunction {
       double value = parameters[layout_.LongTerm()];
       double slope = 0.0;
       for (std::size_t k = 0; k < layout_.lines; ++k) {
-        const Response response = At(quantity_, logX + sign * (shift + parameters[layout_.Time(k)]));
+        const Response response = ResponseAt(quantity_, logX + sign * (shift + parameters[layout_.Time(k)]));
         value += parameters[k] * response.value;
         slope += parameters[k] * response.slope;
         if (derivatives.Empty()) continue;
@@ -93,7 +93,7 @@ class ShiftedCurve final : public BlockTestFunction {
 
  private:
   ModulusKind quantity_;
-  Layout layout_;
+  CommonLayout layout_;
   std::size_t temperature_;
 };
 
@@ -106,7 +106,7 @@ std::vector<MaxwellCurve> Reduced(std::vector<MaxwellCurve> curves, const std::v
 }
 
 struct CommonFit {
-  Layout layout;
+  CommonLayout layout;
   Problem problem;
   Minimum minimum;
   double information = std::numeric_limits<double>::infinity();
@@ -149,7 +149,7 @@ CommonFit FitWith(const std::vector<MaxwellCurve>& curves, std::size_t anchor, c
   for (Minimum& reached : Descend(fit.problem, {from}, kEvaluations)) fit.minimum = std::move(reached);
   if (fit.minimum.parameters.empty()) return fit;
   const int points = fit.problem.PointCount();
-  const double floor = points * kRounding * kRounding;
+  const double floor = points * kExactFit * kExactFit;
   fit.information = CorrectedInformation(std::max(fit.minimum.objective, floor), points, fit.problem.FreeCount());
   if (std::isnan(fit.information)) fit.information = std::numeric_limits<double>::infinity();
   return fit;

@@ -25,11 +25,11 @@ using Fit::ModulusKind;
 constexpr double kSameIsotherm = 0.75;
 /// What wanders less is not worth a word.
 constexpr double kWorthTelling = 0.05;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNoTemperature = std::numeric_limits<double>::quiet_NaN();
 
 /// Of one row of a table.
 struct Place {
-  double temperature = kNaN;
+  double temperature = kNoTemperature;
   std::string set;
 };
 
@@ -127,7 +127,7 @@ class Grouping {
 
 std::string Suffix(const std::string& unit) { return unit.empty() ? "" : "_" + unit; }
 
-const Fit::ModulusCurve* CurveOf(const Fit::Isotherm& isotherm, ModulusKind kind) {
+const Fit::ModulusCurve* CurveOfKind(const Fit::Isotherm& isotherm, ModulusKind kind) {
   for (const Fit::ModulusCurve& curve : isotherm.curves) {
     if (curve.quantity == kind) return &curve;
   }
@@ -146,7 +146,7 @@ const Fit::MasterCurve* MasterOf(const Fit::Superposition& superposition, Modulu
 bool Sweeps::HasFrequencies() const { return !frequencyUnit.empty(); }
 bool Sweeps::HasTimes() const {
   return std::any_of(isotherms.begin(), isotherms.end(), [](const Fit::Isotherm& isotherm) {
-    return CurveOf(isotherm, ModulusKind::Relaxation) != nullptr;
+    return CurveOfKind(isotherm, ModulusKind::Relaxation) != nullptr;
   });
 }
 
@@ -412,7 +412,7 @@ std::vector<Panel> ShiftPanels(const Sweeps& sweeps, const Fit::Superposition& s
     before.y.label = inTime ? modulus.label : name + " " + modulus.label;
     before.lines.clear();
     for (const Fit::Isotherm& isotherm : sweeps.isotherms) {
-      const Fit::ModulusCurve* curve = CurveOf(isotherm, master.reduced.quantity);
+      const Fit::ModulusCurve* curve = CurveOfKind(isotherm, master.reduced.quantity);
       if (curve == nullptr) continue;
       Fit::CurveResult one;
       one.name = fmt::format("{} at {:.1f} {}", name, isotherm.temperature, sweeps.temperatureUnit);
