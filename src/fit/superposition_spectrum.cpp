@@ -29,7 +29,7 @@ constexpr double kExactFit = 1e-9;
 
 /// Where the parameters of the common fit stand: E_1 ... E_n, ln tau_1 ... ln tau_n, E_infinity, ln a_1 ... ln a_m, and
 /// ln b_1 ... ln b_m.
-struct Layout {
+struct CommonLayout {
   std::size_t lines = 0;
   std::size_t temperatures = 0;
   std::size_t Time(std::size_t line) const { return lines + line; }
@@ -57,7 +57,7 @@ Response ResponseAt(ModulusKind quantity, double u) {
 /// All points of one temperature.
 class ShiftedCurve final : public BlockTestFunction {
  public:
-  ShiftedCurve(const MaxwellCurve& curve, Layout layout, std::size_t temperature)
+  ShiftedCurve(const MaxwellCurve& curve, CommonLayout layout, std::size_t temperature)
       : quantity_(curve.quantity), layout_(layout), temperature_(temperature) {
     std::vector<_T_FUNT_BASE> points;
     for (std::size_t i = 0; i < curve.x.size(); ++i) points.emplace_back(curve.x[i], curve.y[i]);
@@ -93,7 +93,7 @@ class ShiftedCurve final : public BlockTestFunction {
 
  private:
   ModulusKind quantity_;
-  Layout layout_;
+  CommonLayout layout_;
   std::size_t temperature_;
 };
 
@@ -106,7 +106,7 @@ std::vector<MaxwellCurve> Reduced(std::vector<MaxwellCurve> curves, const std::v
 }
 
 struct CommonFit {
-  Layout layout;
+  CommonLayout layout;
   Problem problem;
   Minimum minimum;
   double information = std::numeric_limits<double>::infinity();
