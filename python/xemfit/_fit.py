@@ -102,11 +102,11 @@ def fit(model: str, **tests: Any) -> Fit:
         raise type(error)(f"{error}{_sources(str(error), curves)}") from None
     result = Fit(core)
     if not core.converged:
-        error = NotConverged(
+        stopped = NotConverged(
             f"the fit did not converge: {core.status}; fewer terms, held values or another test may help"
         )
-        error.result = result
-        raise error
+        stopped.result = result
+        raise stopped
     return result
 
 
@@ -134,7 +134,7 @@ class Comparison(Sequence):
     """
 
     def __init__(self, answer: dict[str, Any]):
-        self._rows = [
+        self._rows: list[tuple[str, Any, str, int, float]] = [
             (label, None if core is None else Fit(core), outcome, free, difference)
             for label, core, outcome, free, difference in answer["rows"]
         ]

@@ -83,7 +83,7 @@ def _grid(curve: Curve, panel: _Panel, limits: Iterable[float]) -> np.ndarray:
     lowest, highest = usable.min(), usable.max()
     if panel.from_zero:
         lowest, highest = min(lowest, 0.0), max(highest, 0.0)
-    spaced = np.geomspace if panel.logarithmic else np.linspace
+    spaced: Any = np.geomspace if panel.logarithmic else np.linspace
     inside = [limit for limit in limits if lowest < limit < highest]
     return np.unique([*spaced(lowest, highest, _LINE_POINTS), *inside])
 
