@@ -217,7 +217,7 @@ def _describe() -> None:
     for family in _core.families():
         names = [model.spelled for model in CATALOGUE if model.family == family]
         if family != "forming":
-            families += f"        {family}: {', '.join(names)}\n"
+            families += f"        - {family}: ``{'``, ``'.join(names)}``\n"
     shared = f"""
     Each test is a file (CSV, or a workbook), a frame, whose columns are found by their names as in a file, a pair of
     arrays (x, y), an array of two columns or a pandas series, whose index is the abscissa. A list holds several tests of
@@ -229,7 +229,8 @@ def _describe() -> None:
 """
     fit.__doc__ = f"""Fit a model to test curves.
 {shared.format(models=f'''    model : str
-        Name, and after a colon the number of terms: ``"ogden:3"``. Of a family
+        Name, and after a colon the number of terms: ``"ogden:3"``. By family:
+
 {families}''')}
     Returns
     -------
