@@ -33,15 +33,36 @@ target_link_libraries(xem_lapack INTERFACE ${LAPACK_LIBRARIES} ${BLAS_LIBRARIES}
 
 find_package(Boost 1.74 REQUIRED)
 
-# Headers of others that most files of a target include, read once for all of them: half of the time of a build. Where
-# what is built is to be used, and under sanitizers where no compiler cache serves better; the build of the development
-# finds a file that forgets an include.
+# Two ways to build everything in a third of the time: headers of others that most files of a target include are read once
+# for all of them, and files are compiled several at once. Off where a compiler cache serves better, which is also where
+# somebody builds again after every change, and where a file that forgets an include is found.
+if(CMAKE_CXX_COMPILER_LAUNCHER)
+  set(XEM_TOGETHER_DEFAULT OFF)
+else()
+  set(XEM_TOGETHER_DEFAULT ON)
+endif()
+option(XEM_COMPILE_TOGETHER "Compile files together: quick from nothing, slower after a change" ${XEM_TOGETHER_DEFAULT})
+
 function(xem_read_once target)
-  if(CMAKE_BUILD_TYPE STREQUAL "Release" OR (CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT CMAKE_CXX_COMPILER_LAUNCHER))
+  if(XEM_COMPILE_TOGETHER)
     target_precompile_headers(${target} PRIVATE ${ARGN})
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       # Read this way GCC 12 no longer knows which headers are the system's and warns of its own strings.
       target_compile_options(${target} PRIVATE -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread)
+    endif()
+  endif()
+endfunction()
+
+# Names in unnamed namespaces must then differ among the files of a target; what follows ALONE is a pattern of files that
+# keep names of their own.
+function(xem_compile_together target)
+  if(XEM_COMPILE_TOGETHER)
+    cmake_parse_arguments(together "" "ALONE" "" ${ARGN})
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    if(together_ALONE)
+      get_target_property(files ${target} SOURCES)
+      list(FILTER files INCLUDE REGEX "${together_ALONE}")
+      set_source_files_properties(${files} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
     endif()
   endif()
 endfunction()

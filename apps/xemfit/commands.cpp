@@ -16,6 +16,7 @@ CommandList MakeCommands() {
 
   // viscoelastic
   AddPronyVerbs(commands);
+  AddShiftVerbs(commands);
   AddCreepVerbs(commands);
 
   // dynamic
@@ -42,7 +43,7 @@ std::string AboutGroup(const std::string& group) {
   static const std::map<std::string, std::string> about{
       {"hyper", "Rubber-like elasticity: fit, evaluate and check strain-energy models"},
       {"volume", "Volumetric behaviour of rubber"},
-      {"prony", "Relaxation: fit and convert Prony series"},
+      {"prony", "Relaxation: fit and convert Prony series, superpose temperatures"},
       {"creep", "Creep laws of metals"},
       {"cyclic", "Stiffness and damping of soil under cyclic shear"},
       {"forming", "Forming limits of sheet metal"},

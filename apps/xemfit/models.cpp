@@ -51,6 +51,7 @@ std::string List(const std::vector<const Fit::ModelInfo*>& models) {
 std::string Described(const Fit::ModelInfo& info) {
   using Align = TextTable::Align;
   std::string text = fmt::format("{}: {} ({})\n\n    {}\n\n", Spelled(info), info.title, info.source, info.formula);
+  if (!info.conductivity.empty()) text += fmt::format("Conductivity (Mualem 1976): K/Ks = {}\n\n", info.conductivity);
   if (info.mostTerms > 0)
     text +=
         fmt::format("{} to {} terms; parameters of the shortest usual series:\n\n", info.fewestTerms, info.mostTerms);
@@ -92,6 +93,7 @@ Json ModelJson(const Fit::ModelInfo& info) {
                                   {"meaning", one.meaning}});
   }
   json["formula"] = info.formula;
+  json["conductivity"] = info.conductivity;
   json["source"] = info.source;
   json["export"] = info.plainExport;
   json["page"] = info.page;

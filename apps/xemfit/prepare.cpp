@@ -10,7 +10,6 @@
 #include "command/values.h"
 #include "commands.h"
 #include "numbers.h"
-#include "output/csv_cell.h"
 #include "output/output.h"
 #include "output/plot.h"
 #include "text.h"
@@ -38,8 +37,7 @@ class PrepareRecord final : public Command {
                  "Turn the record of a testing machine into a curve to fit",
                  "printf 'Time;Force;Travel\\ns;N;mm\\n0;0,0;0,0\\n1;4,5;5,0\\n2;7,1;10,0\\n3;4,0;5,1\\n' > raw.csv\n"
                  "xemfit prepare raw.csv --area 20 --gauge-length 25 --cut-unloading --out curve.csv\n"
-                 "xemfit prepare sgcc_flow_curve.csv --select angle_deg=0 --column strain=strain --measure true "
-                 "--points 20 --out -",
+                 "xemfit prepare treloar1944_uniaxial.csv --measure true --points 10",
                  {Roles::kForce, Roles::kExtension, Roles::kStrain, Roles::kStress, Roles::kTrueStrain,
                   Roles::kTrueStress}}) {}
 
@@ -130,7 +128,11 @@ class PrepareRecord final : public Command {
     const bool hasSize = prepare_.area > 0.0 || prepare_.gaugeLength > 0.0;
     Fit::RawRecord record = Fit::RecordFromTable(table, hasSize, input_.columns);
     record.curve.curve.name = table.source;
-    return Fit::Prepare(record, prepare_);
+    Fit::Prepared prepared = Fit::Prepare(record, prepare_);
+    // More than a picture shows.
+    constexpr std::size_t kDrawn = 4000;
+    if (!plot_.empty()) prepared.raw = Fit::Thin(prepared.raw, kDrawn).curve;
+    return prepared;
   }
 
   static Outcome Single(Fit::Prepared prepared) {
@@ -182,9 +184,11 @@ class PrepareRecord final : public Command {
       if (mean) text += fmt::format("# unit of stress_std: {}\n", OneLine(outcome.unit));
     }
     text += StrainName() + ',' + StressName() + (mean ? ",stress_std\n" : "\n");
+    // More digits than any instrument has, but none that conversions leave behind.
+    const auto cell = [](double value) { return fmt::format("{:.12g}", value); };
     for (std::size_t i = 0; i < outcome.curve.x.size(); ++i) {
-      text += CsvCell(outcome.curve.x[i]) + ',' + CsvCell(outcome.curve.y[i]);
-      if (mean) text += ',' + CsvCell(outcome.deviation[i]);
+      text += cell(outcome.curve.x[i]) + ',' + cell(outcome.curve.y[i]);
+      if (mean) text += ',' + cell(outcome.deviation[i]);
       text += '\n';
     }
     return text;

@@ -11,7 +11,7 @@ using namespace Xem::MaterialUtil;
 
 namespace {
 
-constexpr std::int32_t kOptionCount = 3;
+constexpr std::int32_t kGheOptionCount = 3;
 constexpr std::int32_t kDampingParameterCount = 2;
 constexpr std::int32_t kAlwaysFromCurve = 1;
 constexpr std::int32_t kFromModel = 1;
@@ -36,7 +36,7 @@ std::int32_t CurveFitting4GHEModel6Parameters(const Xem::DoubleArray& options, c
                                               const Xem::DoubleArray& flags, const Xem::PointArray& stiffness,
                                               double referenceStrain, Xem::DoubleArray& fitted,
                                               Xem::PointArray& curveOut, Xem::DoubleArray& measures) {
-  if (options.GetSize() < kOptionCount) return 0;
+  if (options.GetSize() < kGheOptionCount) return 0;
   const auto mask = ReadMask(flags, kGheParameterCount);
   GheParameters solution = StartGhe(CopyIn(parameters, kGheParameterCount), mask);
 
@@ -59,7 +59,7 @@ std::int32_t CurveFitting4GHEModelDamping(const Xem::DoubleArray& options, const
                                           const Xem::DoubleArray& flags, const Xem::PointArray& damping,
                                           const Xem::PointArray& stiffness, Xem::DoubleArray& fitted,
                                           Xem::PointArray& curveOut) {
-  if (options.GetSize() < kOptionCount) return 0;
+  if (options.GetSize() < kGheOptionCount) return 0;
   const auto mask = ReadMask(flags, kDampingParameterCount);
   const bool fromModel = TruncateToInt(options[0]) == kFromModel;
   const std::int32_t modelCount = fromModel ? 1 + static_cast<std::int32_t>(kGheParameterCount) : 0;

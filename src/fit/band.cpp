@@ -72,6 +72,8 @@ Interval At(const Known& known, const std::string& curve, double x) {
   if (std::isnan(variance)) return kNone;
   const double half = factor * std::sqrt(std::max(variance, 0.0));
   const double value = known.model(curve, x);
+  // A conductivity falls over decades: its interval is that of its logarithm and stays above 0.
+  if (curve == "conductivity") return {value * std::exp(-half / value), value * std::exp(half / value)};
   return {value - half, value + half};
 }
 
@@ -87,6 +89,7 @@ Band ConfidenceBand(const Result& result) {
   bare.terms = result.terms;
   bare.parameters = result.parameters;
   bare.options = result.options;
+  bare.derived = result.derived;
   for (const CurveResult& curve : result.curves) {
     CurveResult& one = bare.curves.emplace_back();
     one.name = curve.name;

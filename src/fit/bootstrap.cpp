@@ -59,9 +59,9 @@ double Quantile(const std::vector<double>& sorted, double probability) {
 
 std::vector<Interval> BootstrapIntervals(const Problem& problem, const Minimum& minimum, const Options& options,
                                          std::vector<std::string>& notes) {
-  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
   const std::size_t count = problem.parameters.size();
-  std::vector<Interval> intervals(count, {kNaN, kNaN});
+  std::vector<Interval> intervals(count, {kUnknown, kUnknown});
   const auto bound = static_cast<int>(std::count(minimum.atBound.begin(), minimum.atBound.end(), true));
   const int free = problem.FreeCount() - bound;
   const int degrees = problem.PointCount() - free;

@@ -98,8 +98,8 @@ const std::vector<const Model*>& Catalogue() {
 }
 
 const std::vector<std::string>& ModelFamilies() {
-  static const std::vector<std::string> families{"rubber",    "relaxation", "creep",    "cyclic",
-                                                 "hardening", "forming",    "retention"};
+  static const std::vector<std::string> families{"rubber", "relaxation", "shift",   "creep",
+                                                 "cyclic", "hardening",  "forming", "retention"};
   return families;
 }
 

@@ -18,8 +18,9 @@ namespace {
 
 /// What the export makes of the same curves. The one place where an exception of the core becomes a sentence.
 Minimum RunPlain(ModelFit& fit) {
-  if (!fit.options.bounds.empty() || fit.options.bootstrap > 0) {
-    throw Error(ErrorKind::BadInput, "the export engine knows no bounds of parameters and no bootstrap");
+  if (!fit.options.bounds.empty() || fit.options.bootstrap > 0 || fit.options.stable) {
+    throw Error(ErrorKind::BadInput,
+                "the export engine knows no bounds of parameters, no bootstrap and no search for stable parameters");
   }
   fit.RequirePlainOptions();
   Minimum minimum;
@@ -36,11 +37,16 @@ Minimum RunPlain(ModelFit& fit) {
   return minimum;
 }
 
-/// Conversion into the units of the law and back may cost a held value its last bit.
+/// Conversion into the units of the law and back may cost a held value, and one at its bound, the last bit.
 void RestoreHeldValues(const Options& options, Result& result) {
   for (Parameter& parameter : result.parameters) {
     const auto held = options.held.find(parameter.name);
-    if (held != options.held.end()) parameter.value = held->second;
+    const auto bounds = options.bounds.find(parameter.name);
+    if (held != options.held.end()) {
+      parameter.value = held->second;
+    } else if (bounds != options.bounds.end()) {
+      parameter.value = std::clamp(parameter.value, bounds->second.lower, bounds->second.upper);
+    }
   }
 }
 
@@ -49,6 +55,9 @@ void RequireOptions(const Options& options) {
   if (!(options.level > 0.0 && options.level < 1.0)) {
     throw Error(ErrorKind::BadInput,
                 "the level " + Text(options.level) + " of the intervals is not between 0 and 1; 0.95 stands for 95 %");
+  }
+  if (options.bootstrap != 0 && options.stable) {
+    throw Error(ErrorKind::BadInput, "the bootstrap does not keep to stable parameters; ask for one of the two");
   }
   if (options.bootstrap != 0 && (options.bootstrap < 2 || options.bootstrap > kMostResamplings)) {
     throw Error(ErrorKind::BadInput, "a bootstrap of " + std::to_string(options.bootstrap) +
@@ -127,6 +136,14 @@ void Conclude(const ModelInfo& info, Result& result) {
   AddBands(result);
 }
 
+/// Where the best parameters are unstable, others take their place.
+void Stabilise(ModelFit& fit, Minimum& minimum, std::vector<bool>& wandering) {
+  Minimum stable = fit.Stabilised(minimum);
+  if (stable.parameters == minimum.parameters) return;
+  minimum = std::move(stable);
+  wandering.clear();
+}
+
 Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoint>& outside) {
   RequireOptions(fit.options);
   fit.Screen();
@@ -136,7 +153,8 @@ Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoin
   fit.RequireDetermined();
   Minimum minimum = fit.options.engine == Engine::Export ? RunPlain(fit) : fit.Minimise();
   minimum.objective = Objective(fit.problem, minimum.parameters);
-  const std::vector<bool> wandering = Settle(fit, minimum);
+  std::vector<bool> wandering = Settle(fit, minimum);
+  if (fit.options.stable) Stabilise(fit, minimum, wandering);
 
   Result result = Assemble(fit.problem, minimum, fit.curves, std::move(fit.dropped),
                            fit.MakeEvaluator(minimum.parameters), fit.options.level);
@@ -163,6 +181,10 @@ void ModelFit::RequirePlainOptions() const {
   if (Named() || Weighted()) {
     throw Error(ErrorKind::BadInput, "the export engine knows no held values, starting values or weights");
   }
+}
+
+Minimum ModelFit::Stabilised(const Minimum&) {
+  throw Error(ErrorKind::BadInput, "only models of rubber know a search for stable parameters");
 }
 
 Minimum ModelFit::RunExport() {

@@ -24,7 +24,7 @@ constexpr double kUsualProofStrain = 0.002;
 constexpr std::size_t kFewestElastic = 4;
 constexpr double kStraight = 0.02;
 constexpr double kSlack = 0.2;
-constexpr double kFlat = 0.2;
+constexpr double kFlatShare = 0.2;
 
 /// Of Young's modulus over the steepest secant of the curve: coarse tests reach a hundred, and much less than one is
 /// another unit.
@@ -123,7 +123,7 @@ std::optional<ElasticLine> FindElasticLine(const Curve& curve) {
   if (!found) return std::nullopt;
   const std::size_t last = found->points - 1;
   const double after = (curve.y[top] - curve.y[last]) / (curve.x[top] - curve.x[last]);
-  return after < kFlat * found->slope ? found : std::nullopt;
+  return after < kFlatShare * found->slope ? found : std::nullopt;
 }
 
 /// Units of stress a factor of 1000 apart.

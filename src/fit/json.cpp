@@ -159,17 +159,20 @@ Json IntervalsJson(const std::map<std::string, Interval>& intervals) {
 }
 
 Json OptionsJson(const Options& options) {
-  return {{"residual", Word(options.residual)},
-          {"engine", options.engine == Engine::Best ? "best" : "export"},
-          {"hold", ObjectOf(options.held)},
-          {"start", ObjectOf(options.start)},
-          {"condition_limit", options.conditionLimit},
-          {"bounds", IntervalsJson(options.bounds)},
-          {"range", IntervalsJson(options.ranges)},
-          {"level", options.level},
-          {"bootstrap", options.bootstrap},
-          {"seed", options.seed},
-          {"band", options.band}};
+  Json json = {{"residual", Word(options.residual)},
+               {"engine", options.engine == Engine::Best ? "best" : "export"},
+               {"hold", ObjectOf(options.held)},
+               {"start", ObjectOf(options.start)},
+               {"condition_limit", options.conditionLimit},
+               {"bounds", IntervalsJson(options.bounds)},
+               {"range", IntervalsJson(options.ranges)},
+               {"level", options.level},
+               {"bootstrap", options.bootstrap},
+               {"seed", options.seed},
+               {"band", options.band}};
+  // Documents of fits that don't ask for it stay as they were.
+  if (options.stable) json["stable"] = true;
+  return json;
 }
 
 // --- Reading ---------------------------------------------------------------------------------------------------------
@@ -373,6 +376,7 @@ Options ReadOptions(const Json& document) {
   const auto seed = object.find("seed");
   if (seed != object.end() && seed->is_number_unsigned()) options.seed = seed->get<std::uint64_t>();
   options.band = Reader::TruthAt(object, "band", false);
+  options.stable = Reader::TruthAt(object, "stable", false);
   return options;
 }
 

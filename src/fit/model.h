@@ -33,6 +33,9 @@ class ModelFit {
   /// The best minimum that the data allow. May describe the problem anew, as a series does whose terms are counted
   /// on the way.
   virtual Minimum Minimise() = 0;
+  /// The best parameters whose material is stable where it was measured; `minimum` where that is. Only models of rubber
+  /// know.
+  virtual Minimum Stabilised(const Minimum& minimum);
   /// True when the ranges in `problem` are all that parameters must obey.
   virtual bool OnlyRanges() const { return true; }
   /// Throws Error (BadInput) for options that the plain export does not know: usually all held values, starts and
@@ -80,6 +83,7 @@ inline MaterialUtil::ResidualKind KindOf(Residual residual) {
 inline std::int32_t MethodCode(Residual residual) { return residual == Residual::Absolute ? 1 : 0; }
 
 struct RubberLaw;
+struct RetentionLaw;
 
 /// A model of the catalogue: what it says of itself, and how it is fitted and evaluated. One constant per model, in
 /// the file of its law or of its siblings, and one line in models/models.h.
@@ -88,10 +92,13 @@ struct Model {
   std::vector<ParameterInfo> (*parameters)(int terms);
   /// Null for models that are evaluated only. Throws Error (BadInput) for tests of another family.
   boost::shared_ptr<ModelFit> (*fit)(const Tests& tests, int terms);
-  /// From stored parameters: `stored` has model, terms, parameters, curves and options, as they were read.
+  /// From stored parameters: `stored` has model, terms, parameters, curves, options and derived quantities,
+  /// as they were read.
   Evaluator (*restore)(const Result& stored);
   /// Models of rubber: what stability and stresses need of them.
   const RubberLaw* rubber = nullptr;
+  /// Models of water retention.
+  const RetentionLaw* retention = nullptr;
 };
 
 const std::vector<const Model*>& Catalogue();

@@ -139,6 +139,17 @@ int Approach(const Problem& problem, const TestFunctionList& functions, double o
   return solver.Iterations();
 }
 
+/// True where a start has come to a minimum that an earlier one was polished to, or to a mirror image of it: as good,
+/// and no better.
+bool ArrivesAt(const Minimum& minimum, ResidualFunction& residuals, std::span<const double> parameters,
+               std::span<double> values) {
+  constexpr double kAsGood = 1e-6;  // approached, a minimum is known to kApproachTolerance times a few steps
+  if (minimum.parameters.empty() || !minimum.converged) return false;
+  residuals.Residuals(parameters, values);
+  const double objective = SumOfSquares(values);
+  return objective >= minimum.objective && objective <= (1.0 + kAsGood) * minimum.objective;
+}
+
 }  // namespace
 
 int Problem::PointCount() const {
@@ -170,6 +181,7 @@ Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>&
     found.converged = problem.FreeCount() == 0;
     if (!found.converged) {
       found.iterations = Approach(problem, residuals.Functions(), objective, found.parameters);
+      if (ArrivesAt(best, residuals, found.parameters, values)) continue;
       polish.Run(found);
     }
     // The first of equals stays, so the order of the starts, not rounding, decides which of two mirror images is shown.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "fit/assemble.h"
+#include "fit/models/prony_joint.h"
 #include "fit/models/rubber_curves.h"
 #include "fit/screening.h"
 
@@ -28,6 +29,13 @@ NamedCurves CurvesOf(HyperelasticData& data) {
 }
 NamedCurves CurvesOf(VolumetricData& data) { return {{"volumetric", &data.curve}}; }
 NamedCurves CurvesOf(RelaxationData& data) { return {{OwnName(data.curve, "relaxation"), &data.curve}}; }
+NamedCurves CurvesOf(DynamicData& data) {
+  NameCurves(data.curves);
+  NamedCurves curves;
+  for (ModulusCurve& curve : data.curves) curves.emplace_back(curve.curve.name, &curve.curve);
+  return curves;
+}
+NamedCurves CurvesOf(ShiftFactorData& data) { return {{OwnName(data.curve, "shift_factors"), &data.curve}}; }
 NamedCurves CurvesOf(CreepData& data) {
   NamedCurves curves;
   for (CreepTest& test : data.tests) curves.emplace_back(OwnName(test.curve, "creep"), &test.curve);

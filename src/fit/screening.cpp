@@ -25,7 +25,7 @@ struct Column {
 /// Which way ordinates go.
 enum class Trend { Any, Rises, Falls };
 
-/// What is known of the curves of a family. `curve`: of this name only.
+/// What is known of the curves of a family. `curve`: those whose name begins so.
 struct Guard {
   const char* family;
   const char* curve;
@@ -44,6 +44,8 @@ const Guard kGuards[] = {
     {"rubber", "volumetric", {"linear stretch"}, {"pressure"}},
     {"rubber", "simple_shear", {"strain", 20.0}, {"stress"}, Trend::Rises},
     {"rubber", "", {"strain", 20.0}, {"stress"}, Trend::Rises, false, true},
+    {"relaxation", "storage", {"frequency"}, {"storage modulus"}, Trend::Rises},
+    {"relaxation", "loss", {"frequency"}, {"loss modulus"}},
     {"relaxation", "", {"time"}, {"modulus"}, Trend::Falls},
     {"creep", "", {"time"}, {"strain", 0.5}, Trend::Rises},
     {.family = "cyclic",
@@ -72,7 +74,7 @@ const Guard kGuards[] = {
 const Guard* GuardOf(const std::string& family, const std::string& name) {
   const std::string curve = WithoutNumber(name);
   for (const Guard& guard : kGuards) {
-    if (family == guard.family && (*guard.curve == '\0' || curve == guard.curve)) return &guard;
+    if (family == guard.family && curve.rfind(guard.curve, 0) == 0) return &guard;
   }
   return nullptr;
 }

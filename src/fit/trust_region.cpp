@@ -4,32 +4,31 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+
+#include "kernels/kernels.h"
+#include "solver/linalg/lapack.h"
 
 namespace Xem::Fit {
 
-/// MINPACK's view of the problem: the free parameters only.
+using MaterialUtil::kLaneSumLength;
+using MaterialUtil::MatrixView;
+
+/// MINPACK's view of the problem: the free parameters only, and rotated points.
 struct TrustRegionCallback {
-  static int Evaluate(void* self, int rows, int, const double* free, double* values, double* jacobian, int, int flag) {
+  static int Evaluate(void* self, int rows, int count, const double* free, double* values, double* jacobian,
+                      int leading, int flag) {
     auto& region = *static_cast<TrustRegion*>(self);
-    region.Expand(free);
-    const std::size_t points = region.residuals_.PointCount();
+    const std::span<double> rotated(values, static_cast<std::size_t>(rows));
     if (flag == 1) {
-      region.residuals_.Residuals(region.full_, {values, points});
-      std::fill(values + points, values + rows, 0.0);
-      return 0;
-    }
-    region.residuals_.Jacobian(region.full_, region.columns_);
-    for (std::size_t j = 0; j < region.free_.size(); ++j) {
-      const std::size_t k = region.free_[j];
-      double* column = jacobian + j * static_cast<std::size_t>(rows);
-      std::fill(column + points, column + rows, 0.0);
-      // MINPACK knows no ranges. A trial beyond one is evaluated at its border, so the misfit does not change with that
-      // parameter any more, and a column of zeros says just that; the true column would pull the trial further out.
-      if (region.clipped_[k]) {
-        std::fill(column, column + points, 0.0);
-      } else {
-        std::copy_n(region.columns_.data() + k * points, points, column);
-      }
+      // Of the residuals of a trial MINPACK asks the norm.
+      region.Expand(free);
+      std::fill(rotated.begin(), rotated.end(), 0.0);
+      rotated.back() = std::sqrt(region.SumOfSquares(region.full_));
+    } else {
+      // At the trial evaluated last: MINPACK asks for derivatives where it has gone. It must not find another norm, and
+      // does not when the residuals are turned.
+      region.Rotate(rotated, {jacobian, rows, count, leading});
     }
     return 0;
   }
@@ -41,19 +40,100 @@ TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld
       parameters_(parameters),
       full_(parameters.size()),
       clipped_(parameters.size()),
-      columns_(residuals.PointCount() * parameters.size()),
-      values_(std::max(residuals.PointCount(), parameters.size())),
       released_(parameters.size()),
+      columns_(residuals.PointCount() * parameters.size()),
+      values_(residuals.PointCount()),
+      norms_(parameters.size()),
+      rotated_(parameters.size() + 1),
+      jacobian_(rotated_.size() * parameters.size()),
       point_(parameters.size()),
-      jacobian_(values_.size() * parameters.size()),
       diagonal_(parameters.size()),
       qtf_(parameters.size()),
       work1_(parameters.size()),
       work2_(parameters.size()),
       work3_(parameters.size()),
-      work4_(values_.size()),
+      work4_(rotated_.size()),
       pivots_(parameters.size()) {
   free_.reserve(parameters.size());
+  pointers_.reserve(rotated_.size());
+}
+
+void TrustRegion::Rotate(std::span<double> residuals, MatrixView jacobian) {
+  residuals_.Jacobian(full_, columns_);
+  const std::size_t points = values_.size();
+  pointers_.clear();
+  for (std::size_t j = 0; j < free_.size(); ++j) {
+    double* const column = columns_.data() + free_[j] * points;
+    // MINPACK knows no ranges. A trial beyond one is evaluated at its border, so the misfit does not change with that
+    // parameter any more, and a column of zeros says just that; the true column would pull the trial further out.
+    if (clipped_[free_[j]]) std::fill_n(column, points, 0.0);
+    pointers_.push_back(column);
+  }
+  pointers_.push_back(values_.data());
+  if (RotateByProducts(residuals, jacobian)) return;
+
+  const auto columns = static_cast<std::int32_t>(pointers_.size());
+  const auto rows = static_cast<std::int32_t>(points);
+  if (rows_.Rows() != rows || rows_.Columns() != columns) rows_ = MaterialUtil::Matrix(rows, columns);
+  for (std::size_t k = 0; k < pointers_.size(); ++k) std::copy_n(pointers_[k], points, rows_.Column(k).begin());
+  MaterialUtil::Triangulariser(columns).Reduce(rows_.View());
+  jacobian.Fill(0.0);
+  std::fill(residuals.begin(), residuals.end(), 0.0);
+  for (std::int32_t row = 0; row < std::min(rows, columns); ++row) {
+    for (std::int32_t column = row; column < columns - 1; ++column) jacobian(row, column) = rows_(row, column);
+    residuals[static_cast<std::size_t>(row)] = rows_(row, columns - 1);
+  }
+}
+
+/// By the triangle of J^T J: where no column is nearly a combination of others, its error is far below what a step
+/// towards a minimum is known to, and the gradient keeps all of its digits. False where it is not so clear.
+bool TrustRegion::RotateByProducts(std::span<double> residuals, MatrixView jacobian) {
+  constexpr std::size_t kMost = 64;    // parameters; sums over lanes take room
+  constexpr double kClear = 1e-5;      // of a unit column that the ones before it leave
+  constexpr std::size_t kBlock = 512;  // points that stay in the cache
+  const std::size_t n = free_.size();
+  const std::size_t columns = n + 1;
+  if (n > kMost) return false;
+  const auto& kernels = MaterialUtil::ForThisProcessor();
+  sums_.resize(columns * columns * kLaneSumLength);
+  products_.resize(columns * columns);
+  const std::size_t points = values_.size();
+  if (points == 0) return false;
+  for (std::size_t first = 0; first < points; first += kBlock) {
+    if (first > 0) {
+      for (double*& column : pointers_) column += kBlock;
+    }
+    kernels.addProducts(std::min(kBlock, points - first), pointers_.data(), columns, sums_.data(), first == 0);
+  }
+  for (double*& column : pointers_) column -= (points - 1) / kBlock * kBlock;
+  kernels.totals(sums_.data(), columns, 0, products_.data());
+
+  const auto product = [&](std::size_t i, std::size_t j) { return products_[i + j * columns]; };
+  jacobian.Fill(0.0);
+  for (std::size_t j = 0; j < n; ++j) {
+    norms_[j] = std::sqrt(product(j, j));
+    for (std::size_t i = 0; i < j; ++i) {
+      const double size = norms_[i] * norms_[j];
+      jacobian(i, j) = size == 0.0 ? 0.0 : product(i, j) / size;
+    }
+    jacobian(j, j) = 1.0;
+  }
+  if (!MaterialUtil::FactoriseCholesky(jacobian.Rows(0, static_cast<std::int32_t>(n)))) return false;
+  for (std::size_t j = 0; j < n; ++j) {
+    if (!(jacobian(j, j) > kClear)) return false;
+  }
+  double left = product(n, n);
+  for (std::size_t j = 0; j < n; ++j) {
+    double part = norms_[j] == 0.0 ? 0.0 : product(j, n) / norms_[j];
+    for (std::size_t i = 0; i < j; ++i) part -= jacobian(i, j) * residuals[i];
+    residuals[j] = part / jacobian(j, j);
+    left -= residuals[j] * residuals[j];
+  }
+  residuals[n] = std::sqrt(std::max(0.0, left));
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t i = 0; i <= j; ++i) jacobian(i, j) *= norms_[j];
+  }
+  return true;
 }
 
 void TrustRegion::Expand(const double* free) {
@@ -65,10 +145,9 @@ void TrustRegion::Expand(const double* free) {
 }
 
 double TrustRegion::SumOfSquares(std::span<const double> parameters) {
-  const auto residuals = std::span(values_).first(residuals_.PointCount());
-  residuals_.Residuals(parameters, residuals);
+  residuals_.Residuals(parameters, values_);
   double sum = 0.0;
-  for (const double r : residuals) sum += r * r;
+  for (const double r : values_) sum += r * r;
   return sum;
 }
 
@@ -78,23 +157,23 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
     if (!parameters_[k].held && !minimum.atBound[k]) free_.push_back(k);
   }
   full_ = minimum.parameters;
-  const std::size_t points = residuals_.PointCount();
   if (free_.empty()) return true;
   for (std::size_t j = 0; j < free_.size(); ++j) point_[j] = full_[free_[j]];
 
-  // MINPACK wants as many residuals as parameters: what fewer points lack are residuals of 0.
-  const int m = static_cast<int>(std::max(points, free_.size()));
   const int n = static_cast<int>(free_.size());
+  const int m = n + 1;
   const int maximumEvaluations = mostEvaluations_ > 0 ? mostEvaluations_ - evaluations_ : 400 * (n + 1);
   if (maximumEvaluations <= 0) return false;
   int evaluations = 0;
   int jacobians = 0;
-  // Tolerances on the sum of squares and on the parameters: as far as rounding lets it. None on the gradient, whose
-  // size depends on units. Mode 1 scales the trust region by the columns of the Jacobian, so parameters of any size
-  // mix.
-  const int info = lmder(TrustRegionCallback::Evaluate, this, m, n, point_.data(), values_.data(), jacobian_.data(), m,
-                         1e-15, 1e-13, 0.0, maximumEvaluations, diagonal_.data(), 1, 100.0, 0, &evaluations, &jacobians,
-                         pivots_.data(), qtf_.data(), work1_.data(), work2_.data(), work3_.data(), work4_.data());
+  // Tolerances on the sum of squares and on the parameters: as far as rounding lets it, or as far as a comparison
+  // needs. None on the gradient, whose size depends on units. Mode 1 scales the trust region by the columns of the
+  // Jacobian, so parameters of any size mix.
+  const bool compared = mostEvaluations_ > 0;
+  const int info = lmder(TrustRegionCallback::Evaluate, this, m, n, point_.data(), rotated_.data(), jacobian_.data(), m,
+                         compared ? 1e-9 : 1e-15, compared ? 1e-7 : 1e-13, 0.0, maximumEvaluations, diagonal_.data(), 1,
+                         100.0, 0, &evaluations, &jacobians, pivots_.data(), qtf_.data(), work1_.data(), work2_.data(),
+                         work3_.data(), work4_.data());
   minimum.iterations += jacobians;
   evaluations_ += evaluations;
   Expand(point_.data());
@@ -111,9 +190,16 @@ bool TrustRegion::RunOnce(Minimum& minimum) {
 
 bool TrustRegion::UpdateBounds(Minimum& minimum) {
   constexpr int kMaximumReleases = 2;
-  residuals_.Residuals(minimum.parameters, std::span(values_).first(residuals_.PointCount()));
+  const auto atBorder = [&](std::size_t k) {
+    const double value = minimum.parameters[k];
+    return !parameters_[k].held && (value <= parameters_[k].lower || value >= parameters_[k].upper);
+  };
+  bool any = false;
+  for (std::size_t k = 0; k < parameters_.size(); ++k) any = any || atBorder(k) || minimum.atBound[k];
+  if (!any) return false;
+  residuals_.Residuals(minimum.parameters, values_);
   residuals_.Jacobian(minimum.parameters, columns_);
-  const std::size_t points = residuals_.PointCount();
+  const std::size_t points = values_.size();
   bool changed = false;
   for (std::size_t k = 0; k < parameters_.size(); ++k) {
     const FreeOrHeld& parameter = parameters_[k];

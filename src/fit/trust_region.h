@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "fit/problem.h"
+#include "solver/linalg/matrix.h"
 
 namespace Xem::Fit {
 
@@ -23,9 +24,14 @@ class ResidualFunction {
 /// Polishes a point to a minimum within the parameters' ranges: MINPACK's trust-region method (More 1978) on the free
 /// parameters, with those that the data push against a bound set there, and let go when they want back inside.
 /// Buffers are made once and serve any number of runs.
+///
+/// MINPACK sees the problem after a rotation that leaves as many rows as parameters and one more: the triangle R of the
+/// Jacobian and what the residuals are in its columns. Norms, gradients and curvatures are those of all points, which
+/// MINPACK's own decomposition would take ten times as long for.
 class TrustRegion {
  public:
-  /// `mostEvaluations` of the residuals end a run, wherever it is; 0: 400 per parameter between two changes of bounds.
+  /// `mostEvaluations` of the residuals end a run, wherever it is, and what follows the first digits of a minimum is
+  /// not sought; 0: to rounding, with 400 per parameter between two changes of bounds.
   TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters, int mostEvaluations = 0);
 
   /// Improves `minimum` in place; its parameters must be inside their ranges.
@@ -36,6 +42,9 @@ class TrustRegion {
 
   void Expand(const double* free);
   double SumOfSquares(std::span<const double> parameters);
+  /// The rotated Jacobian and residuals, of the free parameters at `full_`.
+  void Rotate(std::span<double> residuals, MatrixView jacobian);
+  bool RotateByProducts(std::span<double> residuals, MatrixView jacobian);
   bool RunOnce(Minimum& minimum);
   /// Sets or frees parameters at their bounds by the sign of the gradient; true when that changed the free set.
   bool UpdateBounds(Minimum& minimum);
@@ -47,10 +56,14 @@ class TrustRegion {
   std::vector<std::size_t> free_;  // indices of the parameters being moved
   std::vector<double> full_;       // all parameters, inside their ranges
   std::vector<bool> clipped_;      // a moved parameter lies beyond its range
-  std::vector<double> columns_;    // Jacobian of all parameters
-  std::vector<double> values_;     // residuals
   std::vector<int> released_;      // how often a parameter was let go
-  std::vector<double> point_, jacobian_, diagonal_, qtf_, work1_, work2_, work3_, work4_;
+  std::vector<double> columns_;    // Jacobian of all parameters
+  std::vector<double> values_;     // residuals at `full_`
+  std::vector<double*> pointers_;  // to columns of the free parameters and to the residuals
+  std::vector<double> sums_, products_, norms_;
+  MaterialUtil::Matrix rows_;  // where products don't serve: columns of the free parameters and residuals
+  std::vector<double> rotated_, jacobian_;
+  std::vector<double> point_, diagonal_, qtf_, work1_, work2_, work3_, work4_;
   std::vector<int> pivots_;
 };
 

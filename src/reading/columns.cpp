@@ -67,10 +67,10 @@ Match MatchName(const std::string& column, const AcceptedName& name) {
   return {Likeness::UnknownUnit, suffix};
 }
 
+/// Units go into messages and results, so they are fit to be shown.
 ColumnChoice Choice(std::size_t index, const std::string& suffix, const AcceptedName& accepted) {
-  ColumnChoice choice{
-      index,        suffix.empty() ? std::string(accepted.unit) : suffix, 1.0, accepted.offset, accepted.convert,
-      accepted.name};
+  const std::string unit = suffix.empty() ? std::string(accepted.unit) : Printable(suffix);
+  ColumnChoice choice{index, unit, 1.0, accepted.offset, accepted.convert, accepted.name};
   if (const auto fraction = ConversionFactor(choice.unit, "-")) {
     choice.scale = *fraction;
     choice.unit.clear();

@@ -301,7 +301,7 @@ bool IsMissingMark(std::string_view cell) {
 
 std::string UnitOf(std::string_view cell) {
   if (IsBracketed(cell)) cell = Strings::Trimmed(cell.substr(1, cell.size() - 2));
-  return KnownUnit(cell).value_or(std::string(cell));
+  return KnownUnit(cell).value_or(Printable(cell));
 }
 
 Layout FindLayout(std::string_view text, const std::string& source, const ReadOptions& options) {

@@ -10,7 +10,7 @@
 namespace Xem::Fit {
 
 /// A line of separators would take many times its length as cells.
-inline constexpr std::size_t kMostColumns = 4096;
+inline constexpr std::size_t kMostColumns = 16384;
 
 /// A cell beyond is no cell of a table.
 inline constexpr std::size_t kLongestCell = 65536;

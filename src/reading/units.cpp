@@ -6,7 +6,19 @@
 namespace Xem::Fit {
 namespace {
 
-enum class Dimension { Ratio, Stress, Time, Length, Temperature, Angle, Force, Frequency, AngularFrequency };
+enum class Dimension {
+  Ratio,
+  Stress,
+  Time,
+  Length,
+  Temperature,
+  Angle,
+  Force,
+  Frequency,
+  AngularFrequency,
+  Kelvin,
+  Fahrenheit
+};
 
 struct Unit {
   const char* name;
@@ -60,6 +72,16 @@ constexpr Unit kUnits[] = {
     {"mHz", Dimension::Frequency, 1e-3},
     {"kHz", Dimension::Frequency, 1e3},
     {"rad/s", Dimension::AngularFrequency, 1.0},
+    // Scales of temperature differ in their zero, too, so none is converted to another by a factor.
+    {"degC", Dimension::Temperature, 1.0},
+    {"K", Dimension::Kelvin, 1.0},
+    {"°F", Dimension::Fahrenheit, 1.0},
+    {"degF", Dimension::Fahrenheit, 1.0},
+    {"mm/mm", Dimension::Ratio, 1.0},
+    {"m/m", Dimension::Ratio, 1.0},
+    {"µm", Dimension::Length, 1e-6},
+    {"μm", Dimension::Length, 1e-6},
+    {"sec", Dimension::Time, 1.0},
 };
 
 const Unit* Find(std::string_view text) {

@@ -13,6 +13,8 @@ namespace {
 /// Squared stretches that differ by less than this part of the first count as equal.
 constexpr double kEqualStretches = 1e-7;
 
+constexpr Matrix3 kAlongAxes{{{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}};
+
 /// Stiffness against shear in the plane of axes a and b.
 double ShearStiffness(const PrincipalAxes& axes, const PrincipalResponse& response, std::size_t a, std::size_t b) {
   const double squareA = axes.stretches[a] * axes.stretches[a];
@@ -74,11 +76,13 @@ Tangent PrincipalTangent(const PrincipalAxes& axes, const PrincipalResponse& res
   Tangent principal;
   for (std::size_t a = 0; a < 3; ++a) {
     principal.stress[a] = response.stress[a];
-    for (std::size_t b = 0; b < 3; ++b) principal.stiffness[a][b] = response.slope[a][b];
+    for (std::size_t b = 0; b <= a; ++b) principal.stiffness[a][b] = principal.stiffness[b][a] = response.slope[a][b];
   }
   for (std::size_t p = 3; p < 6; ++p) {
     principal.stiffness[p][p] = ShearStiffness(axes, response, kVoigt[p][0], kVoigt[p][1]);
   }
+  // Scans deform along the axes: the same numbers without two products of matrices.
+  if (axes.directions == kAlongAxes) return principal;
   const Matrix6 t = PushForward(axes.directions);
   return {Transform(t, principal.stiffness), Multiply(t, principal.stress)};
 }

@@ -8,7 +8,7 @@
 namespace Xem::MaterialUtil {
 namespace {
 
-struct Line {
+struct ReportLine {
   const wchar_t* label;
   const wchar_t* phrase;
   double StabilityLimits::*limit;
@@ -18,7 +18,7 @@ constexpr const wchar_t* kTension = L"unstable at a nominal strain larger than =
 constexpr const wchar_t* kCompression = L"unstable at a nominal strain less than   = ";
 
 // Hosts parse these lines: spelling and inner spaces stay as they are.
-constexpr Line kLines[] = {
+constexpr ReportLine kReportLines[] = {
     {L"Uniaxial   tension     : ", kTension, &StabilityLimits::uniaxialTension},
     {L"Uniaxial   compression : ", kCompression, &StabilityLimits::uniaxialCompression},
     {L"Equbiaxial tension     : ", kTension, &StabilityLimits::equibiaxialTension},
@@ -38,7 +38,7 @@ std::wstring FourDecimals(double value) {
 std::wstring WriteStabilityReport(const StabilityLimits& limits) {
   std::wstring text;
   bool unstable = false;
-  for (const Line& line : kLines) {
+  for (const ReportLine& line : kReportLines) {
     const double limit = limits.*line.limit;
     unstable = unstable || limit != 0.0;
     text += line.label;

@@ -20,16 +20,6 @@ namespace {
 constexpr double kLowestPolynomialStrain = -0.6;
 constexpr double kLowestOgdenStrain = -0.5;
 constexpr double kHighestStrain = 9.0;
-constexpr double kStep = 0.01;
-
-/// Principal stretches of a mode, volume kept.
-using Deformation = std::array<double, 3> (*)(double stretch);
-
-std::array<double, 3> UniaxialStretches(double stretch) {
-  return {stretch, 1.0 / std::sqrt(stretch), 1.0 / std::sqrt(stretch)};
-}
-std::array<double, 3> EquibiaxialStretches(double stretch) { return {stretch, stretch, 1.0 / (stretch * stretch)}; }
-std::array<double, 3> PureShearStretches(double stretch) { return {stretch, 1.0, 1.0 / stretch}; }
 
 /// True when all eigenvalues (lower triangle) are positive by far more than rounding: factorising the matrix less a
 /// ten-billionth of its trace finds positive pivots. False proves nothing. It spares nearly every eigenvalue problem of
@@ -61,7 +51,7 @@ class Probe {
  public:
   explicit Probe(const XemMaterialStabilityBase& model) : model_(model) {}
 
-  bool IsUnstable(Deformation deformation, double stretch) {
+  bool IsUnstable(IsochoricDeformation deformation, double stretch) {
     const std::array<double, 3> stretches = deformation(stretch);
     for (std::size_t i = 0; i < 3; ++i) {
       gradient_(i, i) = stretches[i];
@@ -79,15 +69,15 @@ class Probe {
 };
 
 // Deliberate: both scans step by repeated addition, so strains are not exact multiples of the step.
-double ScanCompression(Probe& probe, Deformation deformation, double lowest) {
-  for (double stretch = 0.99; stretch >= lowest; stretch -= kStep) {
+double ScanCompression(Probe& probe, IsochoricDeformation deformation, double lowest) {
+  for (double stretch = 0.99; stretch >= lowest; stretch -= kScanStep) {
     if (probe.IsUnstable(deformation, stretch)) return stretch - 1.0;
   }
   return 0.0;
 }
 
-double ScanTension(Probe& probe, Deformation deformation, double highest) {
-  for (double stretch = 1.01; stretch <= highest; stretch += kStep) {
+double ScanTension(Probe& probe, IsochoricDeformation deformation, double highest) {
+  for (double stretch = 1.01; stretch <= highest; stretch += kScanStep) {
     if (probe.IsUnstable(deformation, stretch)) return stretch - 1.0;
   }
   return 0.0;
@@ -119,6 +109,12 @@ Vector Take(std::span<const double> coefficients, std::int32_t count) {
 }
 
 }  // namespace
+
+std::array<double, 3> UniaxialStretches(double stretch) {
+  return {stretch, 1.0 / std::sqrt(stretch), 1.0 / std::sqrt(stretch)};
+}
+std::array<double, 3> EquibiaxialStretches(double stretch) { return {stretch, stretch, 1.0 / (stretch * stretch)}; }
+std::array<double, 3> PureShearStretches(double stretch) { return {stretch, 1.0, 1.0 / stretch}; }
 
 void XemMaterialStabilityBase::CheckStability(double lower, double upper) {
   const double lowestStretch = 1.0 + (lower < 0.0 ? std::max(lower, lowest_) : lowest_);

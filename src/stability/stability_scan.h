@@ -21,6 +21,16 @@ struct StabilityLimits {
   double pureShearTension = 0.0;
 };
 
+/// Principal stretches of a mode, volume kept.
+using IsochoricDeformation = std::array<double, 3> (*)(double stretch);
+std::array<double, 3> UniaxialStretches(double stretch);
+std::array<double, 3> EquibiaxialStretches(double stretch);
+std::array<double, 3> PureShearStretches(double stretch);
+inline constexpr std::array<IsochoricDeformation, 3> kScannedModes{UniaxialStretches, EquibiaxialStretches,
+                                                                   PureShearStretches};
+/// The scan goes outwards in such steps of the nominal strain.
+inline constexpr double kScanStep = 0.01;
+
 /// Scans uniaxial, equibiaxial and pure-shear deformations, isochoric, in compression and tension for the first nominal
 /// strain at which the tangent is not positive definite (Drucker 1959). Virtual operations stand in slot order.
 class XemMaterialStabilityBase {

@@ -7,7 +7,7 @@
 namespace Xem::MaterialUtil {
 namespace {
 
-double OnePlus(double strain) { return strain + 1.0; }
+double NominalStretch(double strain) { return strain + 1.0; }
 
 }  // namespace
 
@@ -16,11 +16,11 @@ void XemMaterialTestDataBase::SetTestData3(const Point3Array& points) { SetTestD
 void XemMaterialTestDataBase::SetTestData(const PointArray& points) { SetTestData(Points(points)); }
 
 void XemMaterialTestDataBase::SetTestData3(std::span<const _T_FUNT_BASE3> points) {
-  curve_.Load(points, KeepMeasured(), OnePlus);
+  curve_.Load(points, KeepMeasured(), NominalStretch);
 }
 
 void XemMaterialTestDataBase::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  curve_.Load(points, KeepMeasured(), OnePlus);
+  curve_.Load(points, KeepMeasured(), NominalStretch);
 }
 
 void XemMaterialTestDataBase::AssemblePolynomialRows(std::int32_t, std::int32_t, const FixedTermMask&,

@@ -16,7 +16,7 @@ namespace {
 using namespace MaterialUtil::SheetMetalForming;
 using Points = std::vector<_T_FUNT_BASE>;
 
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 double Difference(const std::function<double(double)>& function, double at, double step) {
   return (function(at + step) - function(at - step)) / (2.0 * step);
@@ -100,11 +100,11 @@ TEST(Table, DisorderNeverReadsOutside) {
   const std::vector<Points> disorders{{{1.0, 1.0}, {0.0, 2.0}},
                                       {{0.0, 1.0}, {0.0, 2.0}, {0.0, 3.0}},
                                       {{3.0, 1.0}, {2.0, 2.0}, {1.0, 3.0}, {0.0, 4.0}},
-                                      {{0.0, 1.0}, {kNan, 2.0}, {1.0, 3.0}},
-                                      {{kNan, 1.0}, {1.0, 2.0}, {kNan, 3.0}}};
+                                      {{0.0, 1.0}, {kNotANumber, 2.0}, {1.0, 3.0}},
+                                      {{kNotANumber, 1.0}, {1.0, 2.0}, {kNotANumber, 3.0}}};
   for (Points table : disorders) {
     table.shrink_to_fit();
-    for (const double q : {-1.0, 0.0, 0.5, 1.0, 2.5, 9.0, kNan, HUGE_VAL, -HUGE_VAL}) {
+    for (const double q : {-1.0, 0.0, 0.5, 1.0, 2.5, 9.0, kNotANumber, HUGE_VAL, -HUGE_VAL}) {
       TableValue(table, q);
       TableSlope(table, q);
     }
@@ -121,7 +121,7 @@ XemFLCMMFC March(double delta, double tol, const boost::shared_ptr<YieldParams>&
 const std::vector<double> kSteel{518.968, 0.0007648, 0.28985, 0.0};
 
 TEST(Paths, ThoseThatCannotEndAreGivenUp) {
-  const std::vector<double> hillSharp{2.0, 2.5}, hillBlunt{2.0, 1.8}, notANumber{kNan, 0.1, 0.2, 0.0};
+  const std::vector<double> hillSharp{2.0, 2.5}, hillBlunt{2.0, 1.8}, notANumber{kNotANumber, 0.1, 0.2, 0.0};
   const auto steel = MakeHardeningParams(200, kSteel);
   const auto aluminium = MakeHardeningParams(201, std::vector<double>{120.0, 555.5, 1.106, 0.5232});
   const Points twoPoints{{0.0, 100.0}, {0.5, 300.0}};
@@ -136,7 +136,7 @@ TEST(Paths, ThoseThatCannotEndAreGivenUp) {
       {"slope zero", March(1e-4, 0.01, MakeYieldParams(101, hillBlunt), steel), 1.0},
       {"no increment", March(0.0, 0.01, vonMises, steel), 0.2},
       {"backwards", March(-1e-4, 0.01, vonMises, steel), 0.2},
-      {"increment not a number", March(kNan, 0.01, vonMises, steel), 0.2},
+      {"increment not a number", March(kNotANumber, 0.01, vonMises, steel), 0.2},
       {"stress not a number", March(1e-4, 0.01, vonMises, MakeHardeningParams(200, notANumber)), 0.2},
       {"jumped to negative stress, power law", March(1.0, 1e-3, vonMises, steel), 0.2},
       {"jumped to negative stress, saturating law", March(0.1, 1e-3, vonMises, aluminium), 0.2},
@@ -178,7 +178,8 @@ TEST(Paths, InPlaneStrainAreSkippedAndThoseWithoutStressAtFirstGoOn) {
   const std::vector<double> late{500.0, -0.05, 0.2, 0.0};
   const auto patient = March(1e-4, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(200, late));
   EXPECT_EQ(patient.March(0.2).end, PathEnd::Reached);
-  const Points gap{{0.0, kNan}, {0.02, kNan}, {0.04, 300.0}, {0.3, 420.0}, {25.0, 500.0}, {30.0, kNan}};
+  const Points gap{{0.0, kNotANumber}, {0.02, kNotANumber}, {0.04, 300.0},
+                   {0.3, 420.0},       {25.0, 500.0},       {30.0, kNotANumber}};
   EXPECT_EQ(March(1e-4, 0.01, MakeYieldParams(100, {}), MakeHardeningParams(298, gap)).March(0.2).end,
             PathEnd::Reached);
 }

@@ -20,12 +20,12 @@ namespace {
 using namespace MaterialUtil;
 
 using Model = std::function<double(std::span<const double> b, double x)>;
-using Gradient = std::function<void(std::span<const double> b, double x, std::span<double> gradient)>;
+using GradientFunction = std::function<void(std::span<const double> b, double x, std::span<double> gradient)>;
 
 /// A model given by two functions.
 class FunctionUnderTest final : public BlockTestFunction {
  public:
-  FunctionUnderTest(Model model, Gradient gradient, std::span<const _T_FUNT_BASE> points)
+  FunctionUnderTest(Model model, GradientFunction gradient, std::span<const _T_FUNT_BASE> points)
       : model_(std::move(model)), gradient_(std::move(gradient)) {
     SetTestData(points);
   }
@@ -40,10 +40,10 @@ class FunctionUnderTest final : public BlockTestFunction {
 
  private:
   Model model_;
-  Gradient gradient_;
+  GradientFunction gradient_;
 };
 
-TestFunctionList One(Model model, Gradient gradient, const std::vector<_T_FUNT_BASE>& points) {
+TestFunctionList One(Model model, GradientFunction gradient, const std::vector<_T_FUNT_BASE>& points) {
   return {boost::make_shared<FunctionUnderTest>(std::move(model), std::move(gradient), points)};
 }
 
@@ -61,7 +61,7 @@ TestFunctionList Line(const std::vector<_T_FUNT_BASE>& points) {
 TEST(Solver, ReachesCertifiedRegressions) {
   struct Certified {
     Model model;
-    Gradient gradient;
+    GradientFunction gradient;
     std::vector<_T_FUNT_BASE> points;
     std::vector<double> start;
     std::vector<double> certified;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <string>
@@ -9,6 +10,8 @@
 #include "support/fit_curves.h"
 #include "support/near.h"
 #include "xem/fit/cyclic.h"
+#include "xem/fit/json.h"
+#include "xem/fit/model.h"
 
 namespace Xem::Testing {
 namespace {
@@ -174,6 +177,79 @@ TEST(CyclicFit, NoRandomStartAndNoNestedModelBeatsTheGeneralisedEquation) {
     Fit::Options options;
     options.held["C1_0"] = 1.0;
     EXPECT_LT(free.measures.objective, 1.0001 * Fit::FitCyclic(c.data, CyclicFamily::Ghe, options).measures.objective);
+  }
+}
+
+/// Values of the formula as published, with 80 digits.
+TEST(CyclicFit, DarendelisLawHasAllDigitsAtEveryStrain) {
+  struct Case {
+    std::vector<double> parameters;  ///< gamma_r, s, b, h_min
+    double strain, stiffness, damping;
+  };
+  CyclicData data;
+  for (int i = 0; i < 13; ++i) {
+    data.stiffness.x.push_back(std::pow(10.0, -6 + 0.33 * i));
+    data.stiffness.y.push_back(0.0);
+  }
+  data.damping = data.stiffness;
+  for (const Case& c : {Case{{5e-4, .9, .6, .01}, 1e-3, .3489103202458668, .1164385813331525},
+                        Case{{5e-4, .9, .6, 0}, 1e-12, .9999999851773112, 2.610999222793351e-10},
+                        Case{{5e-4, .9, .6, 0}, 1e-8, .99994099329429, 2.610948857021287e-6},
+                        Case{{2e-3, 1.3, .8, 0}, .3, .00148060042645988, .4565988135774552}}) {
+    Result planted;
+    planted.model = "darendeli";
+    for (std::size_t k = 0; k < 4; ++k) {
+      planted.parameters.emplace_back();
+      planted.parameters.back().name = Fit::ModelParameters("darendeli")[k].name;
+      planted.parameters.back().value = c.parameters[k];
+    }
+    planted = Fit::FromJson(Fit::ToJson(planted));
+    ExpectDigits(planted.evaluate("stiffness", c.strain), c.stiffness, 1e-14);
+    ExpectDigits(planted.evaluate("damping", c.strain), c.damping, 1e-14);
+
+    for (std::size_t i = 0; i < data.stiffness.x.size(); ++i) {
+      data.stiffness.y[i] = planted.evaluate("stiffness", data.stiffness.x[i]);
+      data.damping.y[i] = planted.evaluate("damping", data.damping.x[i]);
+    }
+    const Result fit = Fit::FitCyclic(data, CyclicFamily::Darendeli);
+    for (std::size_t k = 0; k < 4; ++k)
+      EXPECT_NEAR(fit.parameters[k].value, c.parameters[k], 1e-6 * std::max(c.parameters[k], 1e-3));
+    CyclicData stiffness;
+    stiffness.stiffness = data.stiffness;
+    const Result alone = Fit::FitCyclic(stiffness, CyclicFamily::Darendeli);
+    ExpectDigits(alone.Value("s"), c.parameters[1], 1e-6);
+    EXPECT_THROW(Fit::FromJson(Fit::ToJson(alone)).evaluate("damping", 1e-3), Fit::Error);
+  }
+}
+
+TEST(CyclicFit, SmallStrainDampingAddsToEveryFamily) {
+  for (const auto& [family, planted] :
+       {std::pair(CyclicFamily::Power, PlantedPower()), std::pair(CyclicFamily::Hyperbolic, CyclicData()),
+        std::pair(CyclicFamily::Ghe, PlantedGhe())}) {
+    CyclicData data = planted;
+    if (family == CyclicFamily::Hyperbolic) {
+      data = PlantedPower();
+      const Result hyperbola = Fit::FitCyclic(data, family);
+      data.stiffness.y = hyperbola.curves[0].fitted;
+      data.damping.y = hyperbola.curves[1].fitted;
+    }
+    const Result without = Fit::FitCyclic(data, family);
+    Fit::Options options;
+    options.held["h_min"] = 0.0;
+    const Result held = Fit::FitCyclic(data, family, options);
+    EXPECT_EQ(held.measures.objective, without.measures.objective);
+    EXPECT_EQ(held.parameters.size(), without.parameters.size() + 1);
+
+    for (double& damping : data.damping.y) damping += 0.013;
+    options.held.clear();
+    options.bounds["h_min"] = {0.0, 0.1};
+    const Result freed = Fit::FitCyclic(data, family, options);
+    ExpectDigits(freed.Value("h_min"), 0.013, 1e-5);
+    ExpectDigits(freed.parameters.front().value, without.parameters.front().value, 1e-5);
+    const Result stored = Fit::FromJson(Fit::ToJson(freed));
+    EXPECT_EQ(stored.evaluate("damping", 1e-3), freed.evaluate("damping", 1e-3));
+    options.engine = Fit::Engine::Export;
+    EXPECT_THROW(Fit::FitCyclic(data, family, options), Fit::Error);
   }
 }
 

@@ -17,6 +17,8 @@ hyper fit --model polynomial:2 --uniaxial silicone_uniaxial.csv --hold C10=0.1 -
 hyper fit --model ogden:1,blatz-ko,yeoh --uniaxial silicone_uniaxial.csv --volumetric silicone_volumetric.csv
 volume fit --terms 1 silicone_volumetric.csv
 prony fit --terms 3 polymer_relaxation.csv --bounds tau1=:0.1 --range 0.01: --bootstrap 5,3 --band
+prony shift dma_pvb_raw.csv --reference-temperature 60 --band
+prony fit --terms 3 dma_pvb_raw.csv --reference-temperature 60
 creep fit --type primary metal_creep_500MPa.csv
 cyclic fit --family power,hyperbolic --stiffness seed_idriss1970_sand_stiffness.csv
 cyclic fit --family ghe --stiffness seed_idriss1970_sand_stiffness.csv --damping seed_idriss1970_sand_damping.csv

@@ -18,7 +18,7 @@ namespace Xem::Testing {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 using Strings = std::vector<std::string>;
 
 TEST(Data, ListsAndWritesThePublishedCurves) {

@@ -10,7 +10,7 @@
 namespace Xem::Testing {
 namespace {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 using Arguments = std::vector<std::string>;
 
 std::string Data(const std::string& name) { return std::string(XEM_DATA_DIR) + "/" + name + ".csv"; }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "output/csv_cell.h"
@@ -15,7 +16,7 @@
 namespace Xem::Testing {
 namespace {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
 /// The JSON result of a fit of a.csv as a uniaxial curve.
 Json FitOne(const std::string& file, const std::vector<std::string>& more = {}, const std::string& input = "") {
@@ -220,6 +221,49 @@ TEST(Csv, StressesOfFurtherCurvesTakeTheUnitOfTheFirst) {
     EXPECT_NEAR(result["curves"][1]["measured"][0], 0.5, 1e-3 / perMegapascal + 1e-6);
     EXPECT_NE(result["notes"].dump().find(std::string("from ") + unit + " to MPa"), std::string::npos);
   }
+}
+
+TEST(Prepare, RawFileBecomesACurveThatTellsItsHistory) {
+  // Nominal stress 0.4 (lambda - 1/lambda^2) MPa on 20 mm2, 25 mm long, after a set of 0.2; then back.
+  std::string raw = "Report;;\nTime;Load;Stroke\ns;kN;cm\n";
+  const auto row = [&](double strain, double factor) {
+    const double lambda = 1.0 + strain;
+    std::string line = std::to_string(0.020 * factor * 0.4 * (lambda - 1.0 / (lambda * lambda))) + ';' +
+                       std::to_string(2.5 * (strain + 0.2)) + '\n';
+    std::replace(line.begin(), line.end(), '.', ',');
+    raw += "0;" + line;
+  };
+  for (int i = 0; i <= 40; ++i) row(0.025 * i, 1.0);
+  for (int i = 39; i >= 0; --i) row(0.025 * i, 0.5);
+  const TemporaryFolder folder;
+  folder.Write("raw.csv", raw);
+  const ToolRun run = RunTool({"prepare", "raw.csv", "--area", "20", "--gauge-length", "25", "--branch", "loading",
+                               "--zero", "--points", "15", "--out", "curve.csv", "--plot", "curve.svg"},
+                              folder.Path());
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_NE(run.output.find("thinned from 41 to 15 points"), std::string::npos) << run.output;
+  EXPECT_NE(folder.Read("curve.svg").find("rgb(160, 160, 160)"), std::string::npos);
+  const std::string curve = folder.Read("curve.csv");
+  EXPECT_NE(curve.find("# took the loading branch of cycle 1 of 1, rows 4 to 44\n"), std::string::npos) << curve;
+  EXPECT_NE(curve.find("\nstrain,stress\n0,0\n"), std::string::npos);
+  const ToolRun fit =
+      RunTool({"hyper", "fit", "--model", "neo-hooke", "--uniaxial", "curve.csv", "--json", "-"}, folder.Path());
+  ASSERT_EQ(fit.exitCode, 0) << fit.errors;
+  const Json c10 = Json::parse(fit.output)["parameters"][0];
+  EXPECT_EQ(c10["unit"], "MPa");
+  EXPECT_NEAR(c10["value"], 0.2, 1e-3);  // six digits behind the point of a force in kN
+  for (const auto& [option, value, mention] :
+       {std::tuple("--cycle", "3", "there is no cycle 3; the record has 1 cycle"),
+        {"--gauge-length", "0", "give --gauge-length"},
+        {"--column", "area=Load", "no role \"area\""},
+        {"--points", "1", "at least 2"}}) {
+    std::vector<std::string> arguments{"prepare", "raw.csv", "--area", "20", "--out", "none.csv", option, value};
+    if (option != std::string("--gauge-length")) arguments.insert(arguments.end(), {"--gauge-length", "25"});
+    const ToolRun refused = RunTool(arguments, folder.Path());
+    EXPECT_EQ(refused.exitCode, 2);
+    EXPECT_NE(refused.errors.find(mention), std::string::npos) << refused.errors;
+  }
+  EXPECT_EQ(folder.Contents().size(), 3u);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::vector<std::string> FitTreloar(const std::string& model, const std::vector<std::string>& more) {
+std::vector<std::string> TreloarArguments(const std::string& model, const std::vector<std::string>& more) {
   const std::string data = XEM_DATA_DIR "/treloar1944_";
   std::vector<std::string> arguments{"hyper",         "fit",
                                      "--model",       model,
@@ -52,7 +52,7 @@ TEST(Comparison, ProposesOneOfTheCandidates) {
 TEST(Comparison, GoesOnWithoutCandidatesThatCannotBeFitted) {
   const TemporaryFolder folder;
   const ToolRun run =
-      RunTool(FitTreloar("polynomial:1,polynomial:2", {"--hold", "C20=0.001", "--json", "-"}), folder.Path());
+      RunTool(TreloarArguments("polynomial:1,polynomial:2", {"--hold", "C20=0.001", "--json", "-"}), folder.Path());
   ASSERT_EQ(run.exitCode, 0) << run.errors;
   const Json result = Json::parse(run.output);
   EXPECT_EQ(result["terms"], 2);
@@ -61,7 +61,8 @@ TEST(Comparison, GoesOnWithoutCandidatesThatCannotBeFitted) {
 
 TEST(Curves, ReadBackExactlyAndFitAgain) {
   const TemporaryFolder folder;
-  ASSERT_EQ(RunTool(FitTreloar("polynomial:2", {"--curves", "c.csv", "--json", "c.json"}), folder.Path()).exitCode, 0);
+  ASSERT_EQ(
+      RunTool(TreloarArguments("polynomial:2", {"--curves", "c.csv", "--json", "c.json"}), folder.Path()).exitCode, 0);
   const Json first = Json::parse(folder.Read("c.json"));
   const ToolRun run = RunTool({"hyper", "fit", "--model", "polynomial:2", "--uniaxial", "c.csv", "--column",
                                "x=x,y=fitted", "--select", "curve=uniaxial", "--json", "-"},
@@ -75,7 +76,7 @@ TEST(Curves, ReadBackExactlyAndFitAgain) {
 
 TEST(Stress, OfAStoredFitIsItsFittedCurve) {
   const TemporaryFolder folder;
-  ASSERT_EQ(RunTool(FitTreloar("polynomial:3", {"--json", "fit.json"}), folder.Path()).exitCode, 0);
+  ASSERT_EQ(RunTool(TreloarArguments("polynomial:3", {"--json", "fit.json"}), folder.Path()).exitCode, 0);
   const Json fit = Json::parse(folder.Read("fit.json"));
   const ToolRun run = RunTool({"hyper", "stress", "--parameters", "fit.json", "--mode", "uniaxial,pure-shear", "--grid",
                                "0.02:6.6:3", "--json", "-"},
@@ -96,10 +97,10 @@ TEST(EveryOutput, HasTheSameBytesTwice) {
   for (const char* const round : {"a", "b"}) {
     for (const char* const format : formats) {
       const std::string base = round;
-      const ToolRun run =
-          RunTool(FitTreloar("polynomial:2", {"--json", base + ".json", "--curves", base + ".csv", "--plot",
-                                              base + "." + format, "--band", "--bootstrap", "20", "--level", "0.9"}),
-                  folder.Path());
+      const ToolRun run = RunTool(
+          TreloarArguments("polynomial:2", {"--json", base + ".json", "--curves", base + ".csv", "--plot",
+                                            base + "." + format, "--band", "--bootstrap", "20", "--level", "0.9"}),
+          folder.Path());
       ASSERT_EQ(run.exitCode, 0) << run.errors;
     }
     sleep(std::string(round) == "a" ? 1 : 0);  // dates in documents would differ

@@ -11,9 +11,9 @@
 namespace Xem::Testing {
 namespace {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
-std::vector<std::string> Arguments(const std::vector<std::string>& more) {
+std::vector<std::string> RetentionArguments(const std::vector<std::string>& more) {
   std::vector<std::string> arguments{"retention", "fit"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   return arguments;
@@ -22,7 +22,7 @@ std::vector<std::string> Arguments(const std::vector<std::string>& more) {
 /// The JSON result of a fit; `files` are written first.
 Json Fit(const TemporaryFolder& folder, std::vector<std::string> more) {
   more.insert(more.end(), {"--json", "-"});
-  const ToolRun run = RunTool(Arguments(more), folder.Path());
+  const ToolRun run = RunTool(RetentionArguments(more), folder.Path());
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   return Json::parse(run.output, nullptr, false);
 }

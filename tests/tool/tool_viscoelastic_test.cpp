@@ -1,7 +1,11 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/near.h"
@@ -70,6 +74,99 @@ TEST(PronyVerb, ConvertsWithAStoredModelAndFitsTheResult) {
   EXPECT_EQ(RunTool({"prony", "fit", "--terms", "1", "--column", "time=x,g=fitted", "relaxation.csv"}, folder.Path())
                 .exitCode,
             0);
+}
+
+/// A sweep of two Maxwell elements with moduli in MPa at frequencies in Hz, whatever the columns count in.
+std::string SweepCsv(const std::string& header, double perHertz, double perMegapascal, double moved = 1.0,
+                     const std::string& behind = "") {
+  std::string text = header;
+  for (double f = 1e-3; f < 2e3; f *= 1.7782794100389228) {
+    double storage = 3.0;
+    double loss = 0.0;
+    for (const auto& [modulus, tau] : {std::pair(100.0, 0.01), std::pair(40.0, 2.0)}) {
+      const double x = 2.0 * 3.14159265358979323846 * f * moved * tau;
+      storage += modulus * x * x / (1.0 + x * x);
+      loss += modulus * x / (1.0 + x * x);
+    }
+    text +=
+        fmt::format("{:.17g},{:.17g},{:.17g}{}\n", f * perHertz, storage * perMegapascal, loss * perMegapascal, behind);
+  }
+  return text;
+}
+
+TEST(PronyVerb, ReadsSweepsByAnyNameAndUnit) {
+  const TemporaryFolder folder;
+  const std::pair<std::string, std::array<double, 2>> files[] = {
+      {"frequency_Hz,storage_MPa,loss_MPa\n", {1.0, 1.0}},
+      {"\xef\xbb\xbf"
+       "f,E_stor,E_loss,T,Set\nkHz,kPa,kPa,C,-\n",
+       {1e-3, 1e3}},
+      {"omega,G',G''\nrad/s,GPa,GPa\n", {2.0 * 3.14159265358979323846, 1e-3}},
+      {"T_K,Angular frequency [rad/s],E' (MPa),E'' (MPa)\n", {2.0 * 3.14159265358979323846, 1.0}}};
+  for (const auto& [header, scales] : files) {
+    std::string text = SweepCsv(header, scales[0], scales[1], 1.0, header[0] == '\xef' ? ",21.3,1" : "");
+    if (header[0] == 'T') {
+      std::string moved = header;
+      for (std::size_t at = header.size(); at < text.size(); at = text.find('\n', at) + 1) {
+        moved += "293," + text.substr(at, text.find('\n', at) + 1 - at);
+      }
+      text = moved;
+    }
+    folder.Write("dma.csv", text);
+    folder.Write("relaxation.csv", "time_min,relaxation_modulus_MPa\n0.1,4.9915\n0.2,3.0992\n0.3,3.00494\n");
+    const Json result = Fitted({"prony", "fit", "--terms", "2", "dma.csv"}, folder);
+    EXPECT_EQ(result["residual"], "relative");
+    EXPECT_EQ(result["parameters"][2]["unit"], "s");
+    const double perMegapascal = result["parameters"][4]["unit"] == "kPa"   ? 1e3
+                                 : result["parameters"][4]["unit"] == "GPa" ? 1e-3
+                                                                            : 1.0;
+    ExpectDigits(result["parameters"][0]["value"], 100.0 / 143.0, 1e-6, header.c_str());
+    ExpectDigits(result["parameters"][2]["value"], 0.01, 1e-6, header.c_str());
+    ExpectDigits(result["parameters"][4]["value"], 143.0 * perMegapascal, 1e-6, header.c_str());
+    // Times come in the unit of the relaxation curve once there is one.
+    const Json both = Fitted({"prony", "fit", "--terms", "2", "dma.csv", "relaxation.csv"}, folder);
+    EXPECT_EQ(both["curves"].size(), 3u);
+    ExpectDigits(both["parameters"][3]["value"], 2.0 / 60.0, 1e-3, header.c_str());
+  }
+}
+
+TEST(PronyVerb, ShiftsTemperaturesAndFitsTheMasterCurve) {
+  const TemporaryFolder folder;
+  // WLF with C1 = 10 and C2 = 60 at 20 degrees; the chamber wanders by two tenths.
+  std::string text = "frequency_Hz,storage_MPa,loss_MPa,temperature\n";
+  for (int t = 0; t <= 40; t += 10) {
+    const double moved = std::pow(10.0, -10.0 * (t - 20) / (60.0 + t - 20));
+    std::string sweep = SweepCsv("", 1.0, 1.0, moved, "," + std::to_string(t));
+    std::size_t rows = 0;
+    for (std::size_t at = 0; at < sweep.size(); at = sweep.find('\n', at) + 1) {
+      const std::string row = sweep.substr(at, sweep.find('\n', at) - at);
+      text += row + (rows++ % 2 == 0 ? ".1\n" : "\n");
+    }
+  }
+  folder.Write("raw.csv", text);
+  const std::vector<std::string> shift{"prony", "shift", "raw.csv", "--reference-temperature", "20.05"};
+  std::vector<std::string> toFile = shift;
+  toFile.insert(toFile.end(), {"--curves", "master.csv"});
+  const Json result = Fitted(toFile, folder);
+  ASSERT_EQ(result["shift"].size(), 5u);
+  EXPECT_NEAR(result["shift"][0]["log10_a_T"], 5.0, 0.02);
+  EXPECT_NEAR(result["parameters"][0]["value"], 10.0, 0.1);
+  EXPECT_NEAR(result["parameters"][1]["value"], 60.0, 0.6);
+  EXPECT_NE(result["notes"].dump().find("vary by up to 0.1"), std::string::npos);
+
+  const Json two = Fitted({"prony", "fit", "--terms", "2", "master.csv"}, folder);
+  const Json one = Fitted({"prony", "fit", "--terms", "2", "raw.csv", "--reference-temperature", "20.05"}, folder);
+  for (const Json& fit : {one, two}) {
+    ExpectDigits(fit["parameters"][0]["value"], 100.0 / 143.0, 1e-3);
+    ExpectDigits(fit["parameters"][3]["value"], 2.0, 1e-2);
+  }
+  EXPECT_EQ(one["shift"].dump(), result["shift"].dump());
+  // Raw, they are no single curve; and without temperatures there is nothing to shift.
+  EXPECT_EQ(RunTool({"prony", "fit", "--terms", "2", "raw.csv"}, folder.Path()).exitCode, 3);
+  EXPECT_EQ(RunTool({"prony", "shift", "master.csv", "--reference-temperature", "20"}, folder.Path()).exitCode, 3);
+  folder.Write("law.json", result.dump());
+  const ToolRun law = RunTool({"eval", "law.json", "--curve", "shift_factors", "--grid", "0:40:3"}, folder.Path());
+  EXPECT_NE(law.output.find("\n40,-2.49"), std::string::npos) << law.output << law.errors;
 }
 
 TEST(CreepVerb, SeveralFilesInDifferentUnitsIdentifyTheExponents) {

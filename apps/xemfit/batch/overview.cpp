@@ -41,7 +41,7 @@ std::string Address(const std::string& file) {
 
 // --- what the script draws
 
-Json AxisJson(const Axis& axis) { return {{"label", AxisLabel(axis)}, {"logarithmic", axis.logarithmic}}; }
+Json OverviewAxis(const Axis& axis) { return {{"label", AxisLabel(axis)}, {"logarithmic", axis.logarithmic}}; }
 
 bool SameAxes(const Outcome::Curve& a, const Outcome::Curve& b) {
   return a.x.label == b.x.label && a.y.label == b.y.label && Fit::ConversionFactor(a.x.unit, b.x.unit) &&
@@ -70,7 +70,7 @@ Json PicturesJson(const Fit::Summary& summary, const std::vector<OverviewSpecime
       auto first = std::find_if(firsts.begin(), firsts.end(), [&](const auto* one) { return SameAxes(curve, *one); });
       if (first == firsts.end()) {
         first = firsts.insert(firsts.end(), &curve);
-        pictures.push_back({{"x", AxisJson(curve.x)}, {"y", AxisJson(curve.y)}, {"curves", Json::array()}});
+        pictures.push_back({{"x", OverviewAxis(curve.x)}, {"y", OverviewAxis(curve.y)}, {"curves", Json::array()}});
       }
       pictures[static_cast<std::size_t>(first - firsts.begin())]["curves"].push_back(
           {{"specimen", i},

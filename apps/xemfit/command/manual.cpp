@@ -44,8 +44,17 @@ constexpr ExitLine kBatchExits[] = {
 /// Text in which roff finds no command of its own.
 std::string Escaped(std::string_view text) {
   std::string escaped;
-  for (const char letter : text) {
-    if (letter == '\\') {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char letter = text[i];
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned>(static_cast<unsigned char>(text[k])); };
+    // Not every roff reads UTF-8: characters of two and three bytes go by their numbers.
+    if (byte(i) >= 0xE0 && i + 2 < text.size()) {
+      escaped += fmt::format("\\[u{:04X}]", (byte(i) & 0x0F) << 12 | (byte(i + 1) & 0x3F) << 6 | (byte(i + 2) & 0x3F));
+      i += 2;
+    } else if (byte(i) >= 0xC0 && i + 1 < text.size()) {
+      escaped += fmt::format("\\[u{:04X}]", (byte(i) & 0x1F) << 6 | (byte(i + 1) & 0x3F));
+      i += 1;
+    } else if (letter == '\\') {
       escaped += "\\e";
     } else if (letter == '-') {
       escaped += "\\-";

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kLargestGrid = 1000000;
 
-[[noreturn]] void Refuse(const std::string& sentence) { throw Failure(ExitCode::Usage, sentence); }
+[[noreturn]] void RefuseValue(const std::string& sentence) { throw Failure(ExitCode::Usage, sentence); }
 
 }  // namespace
 
@@ -29,16 +29,17 @@ std::vector<double> ParseGrid(const std::string& text, const std::string& option
   const double to = ParseNumber(part(1)).value_or(kNaN);
   const auto given = ParseCount(part(2));
   if (parts.size() != 3 || !std::isfinite(from) || !std::isfinite(to) || !given) {
-    Refuse(fmt::format("{}: {} is not of the form FROM:TO:COUNT, such as 0:2:200", option, Quoted(text)));
+    RefuseValue(fmt::format("{}: {} is not of the form FROM:TO:COUNT, such as 0:2:200", option, Quoted(text)));
   }
   const int count = given.value_or(0);
   if (count < 2 || count > kLargestGrid) {
-    Refuse(fmt::format("{}: the count of {} must be between 2 and {}", option, Quoted(text), kLargestGrid));
+    RefuseValue(fmt::format("{}: the count of {} must be between 2 and {}", option, Quoted(text), kLargestGrid));
   }
-  if (!(from < to)) Refuse(fmt::format("{}: in {} the first number must be below the second", option, Quoted(text)));
+  if (!(from < to))
+    RefuseValue(fmt::format("{}: in {} the first number must be below the second", option, Quoted(text)));
   const double span = to - from;
   if (!std::isfinite(span * count))
-    Refuse(fmt::format("{}: the numbers of {} are too far apart", option, Quoted(text)));
+    RefuseValue(fmt::format("{}: the numbers of {} are too far apart", option, Quoted(text)));
   std::vector<double> grid;
   grid.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i + 1 < count; ++i) grid.push_back(from + span * i / (count - 1));
@@ -57,10 +58,10 @@ NumberInterval ParseInterval(const std::string& text, const std::string& option)
   const auto lower = parts.size() == 2 ? side(0, -kInfinity) : std::nullopt;
   const auto upper = parts.size() == 2 ? side(1, kInfinity) : std::nullopt;
   if (!lower || !upper || (std::isinf(*lower) && std::isinf(*upper))) {
-    Refuse(fmt::format("{}: {} is not of the form LO:HI, such as 0:2, 0: or :2", option, Quoted(text)));
+    RefuseValue(fmt::format("{}: {} is not of the form LO:HI, such as 0:2, 0: or :2", option, Quoted(text)));
   }
   if (!(*lower < *upper)) {
-    Refuse(fmt::format("{}: in {} the first number must be below the second", option, Quoted(text)));
+    RefuseValue(fmt::format("{}: in {} the first number must be below the second", option, Quoted(text)));
   }
   return {*lower, *upper};
 }
@@ -69,11 +70,12 @@ CountRange ParseCountRange(const std::string& text, int lowest, int highest, con
   const auto dots = text.find("..");
   const auto from = ParseCount(text.substr(0, dots));
   const auto to = dots == std::string::npos ? from : ParseCount(text.substr(dots + 2));
-  if (!from || !to) Refuse(fmt::format("{}: {} is neither a number nor a range such as 1..3", context, Quoted(text)));
+  if (!from || !to)
+    RefuseValue(fmt::format("{}: {} is neither a number nor a range such as 1..3", context, Quoted(text)));
   if (*from < lowest || *to < lowest || *from > highest || *to > highest) {
-    Refuse(fmt::format("{}: {} must lie between {} and {}", context, Printable(text), lowest, highest));
+    RefuseValue(fmt::format("{}: {} must lie between {} and {}", context, Printable(text), lowest, highest));
   }
-  if (*from > *to) Refuse(fmt::format("{}: {} ends before it begins", context, Quoted(text)));
+  if (*from > *to) RefuseValue(fmt::format("{}: {} ends before it begins", context, Quoted(text)));
   return {*from, *to};
 }
 

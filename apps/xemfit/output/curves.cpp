@@ -21,6 +21,7 @@ std::string AxisText(const Axis& axis) { return axis.label + (axis.unit.empty() 
 }  // namespace
 
 std::string CurvesCsv(const std::string& command, const Report& report) {
+  if (report.curveFile) return report.curveFile(command);
   std::string text = fmt::format("# command: {}\n# model: {}\n", command, ModelLabel(report.result));
   if (!report.panels.empty()) {
     text += fmt::format("# x: {}\n# measured: {}\n", Printable(AxisText(report.panels.front().x)),
@@ -28,7 +29,8 @@ std::string CurvesCsv(const std::string& command, const Report& report) {
   }
   for (std::size_t i = 1; i < report.panels.size(); ++i) {
     const Panel& panel = report.panels[i];
-    if (panel.curves.empty() || AxisText(panel.x) == AxisText(report.panels.front().x)) continue;
+    const Panel& first = report.panels.front();
+    if (panel.curves.empty() || (AxisText(panel.x) == AxisText(first.x) && panel.y.unit == first.y.unit)) continue;
     text += fmt::format("# x of {0}: {1}\n# measured and fitted of {0}: {2}\n", Printable(Join(panel.curves, ", ")),
                         Printable(AxisText(panel.x)), Printable(AxisText(panel.y)));
   }

@@ -230,6 +230,26 @@ bool Shows(const Panel& panel, const Fit::CurveResult& curve) {
   return panel.curves.empty() || std::find(panel.curves.begin(), panel.curves.end(), curve.name) != panel.curves.end();
 }
 
+/// Of many curves only some are named in the legend.
+void AddDrawnOnly(const std::vector<Fit::CurveResult>& curves, const Panel& panel, DrawnPanel& drawn) {
+  constexpr std::size_t kMostNamed = 8;
+  const auto shown = [&](const Fit::CurveResult& curve) { return !panel.curves.empty() && Shows(panel, curve); };
+  const auto count = static_cast<std::size_t>(std::count_if(curves.begin(), curves.end(), shown));
+  const std::size_t step = (count + kMostNamed - 1) / kMostNamed;
+  std::size_t number = 0;
+  for (const Fit::CurveResult& curve : curves) {
+    if (!shown(curve)) continue;
+    DrawnCurve one;
+    one.legend = number % step == 0 ? Legend(curve.name) : "";
+    one.index = drawn.curves.size();
+    one.x = curve.x;
+    one.y = curve.measured;
+    if (!curve.fitted.empty()) AddLine(curve.x, curve.fitted, {-kInfinity, kInfinity}, one);
+    drawn.curves.push_back(std::move(one));
+    ++number;
+  }
+}
+
 std::vector<double> AllAbscissae(const Fit::Result& result, const Panel& panel) {
   std::vector<double> all;
   for (const Fit::CurveResult& curve : result.curves) {
@@ -260,6 +280,7 @@ Figure MakeFigure(const Report& report) {
       drawn.curves.back().index = i;
       AddMarks(panel, curve.name, drawn);
     }
+    AddDrawnOnly(report.drawn, panel, drawn);
     const bool hasBand = std::any_of(drawn.curves.begin(), drawn.curves.end(),
                                      [](const DrawnCurve& curve) { return !curve.bandX.empty(); });
     if (hasBand) {

@@ -70,11 +70,11 @@ std::string AxisCommands(char axis, const Axis& description, const Range& range)
 }
 
 /// Names of the data blocks of a curve.
-struct Blocks {
+struct DataBlocks {
   std::string points, stable, unstable, band;
 };
 
-Blocks BlocksOf(std::size_t panel, std::size_t curve) {
+DataBlocks DataBlocksOf(std::size_t panel, std::size_t curve) {
   const std::string id = fmt::format("{}_{}", panel, curve);
   return {"points" + id, "stable" + id, "unstable" + id, "band" + id};
 }
@@ -85,7 +85,7 @@ std::string PanelData(const DrawnPanel& panel, std::size_t number) {
   std::string text;
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
     const DrawnCurve& curve = panel.curves[i];
-    const Blocks blocks = BlocksOf(number, i);
+    const DataBlocks blocks = DataBlocksOf(number, i);
     if (HasPoints(curve.y)) text += DataBlock(blocks.points, curve.x, curve.y);
     if (HasPoints(curve.stable)) text += DataBlock(blocks.stable, curve.stableX, curve.stable);
     if (HasPoints(curve.unstable)) text += DataBlock(blocks.unstable, curve.unstableX, curve.unstable);
@@ -131,18 +131,18 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
     const DrawnCurve& curve = panel.curves[i];
     if (!isDense(curve)) continue;
-    parts.push_back(fmt::format("${} with points pt {} ps 0.5 lc rgb '{}' notitle", BlocksOf(number, i).points,
+    parts.push_back(fmt::format("${} with points pt {} ps 0.5 lc rgb '{}' notitle", DataBlocksOf(number, i).points,
                                 PointType(curve.index), Pale(CurveColour(curve.index))));
   }
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
     if (!HasPoints(panel.curves[i].bandLower)) continue;
     parts.push_back(
         fmt::format("${} using 1:2:3 with filledcurves fs transparent solid 0.2 noborder lc rgb '{}' notitle",
-                    BlocksOf(number, i).band, CurveColour(panel.curves[i].index)));
+                    DataBlocksOf(number, i).band, CurveColour(panel.curves[i].index)));
   }
   for (std::size_t i = 0; i < panel.curves.size(); ++i) {
     const DrawnCurve& curve = panel.curves[i];
-    const Blocks blocks = BlocksOf(number, i);
+    const DataBlocks blocks = DataBlocksOf(number, i);
     const auto line = [&](const std::string& block, const char* dash) {
       parts.push_back(
           fmt::format("${} with lines lw 2.2 {} lc rgb '{}' notitle", block, dash, CurveColour(curve.index)));
@@ -158,7 +158,7 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
     const std::string style =
         points ? fmt::format("points pt {} ps 1.1", PointType(curve.index)) : std::string("lines lw 2.2");
     parts.push_back(fmt::format("{} with {} lc rgb '{}' title {}",
-                                points && !isDense(curve) ? '$' + BlocksOf(number, i).points : std::string("NaN"),
+                                points && !isDense(curve) ? '$' + DataBlocksOf(number, i).points : std::string("NaN"),
                                 style, CurveColour(curve.index), Literal(curve.legend)));
   }
   if (anyPoints) {
@@ -190,7 +190,9 @@ std::string MarkCommands(const DrawnPanel& panel) {
 
 /// Room for tics, label and the rows of the key, whose columns are as wide as its longest name.
 double BottomMargin(const DrawnPanel& panel, bool several) {
-  const std::size_t entries = panel.curves.size() + panel.overlays.size() + (panel.overlays.empty() ? 2 : 1);
+  const auto named = static_cast<std::size_t>(std::count_if(
+      panel.curves.begin(), panel.curves.end(), [](const DrawnCurve& curve) { return !curve.legend.empty(); }));
+  const std::size_t entries = named + panel.overlays.size() + (panel.overlays.empty() ? 2 : 1);
   std::size_t longest = panel.lines.size();
   for (const DrawnCurve& curve : panel.curves) longest = std::max(longest, curve.legend.size());
   for (const Overlay& overlay : panel.overlays) longest = std::max(longest, overlay.legend.size());

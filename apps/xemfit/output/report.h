@@ -70,6 +70,9 @@ struct Report {
   bool fitted = true;                   ///< false: there is no fit to tell of, the table is `sections` and notes alone
   std::vector<ComparedModel> comparison = {};  ///< empty where there was one model only
   std::function<void(Json&)> amend;            ///< adds further keys to the JSON document
+  /// Curves that pictures show and nothing else; lines go through their own fitted values.
+  std::vector<Fit::CurveResult> drawn = {};
+  std::function<std::string(const std::string& command)> curveFile = {};  ///< where --curves writes another table
 };
 
 /// "polynomial:2", or the bare name where a model has no terms.

@@ -15,7 +15,7 @@ using Align = TextTable::Align;
 
 constexpr std::size_t kMostDropped = 12;
 
-std::string Remark(const Fit::Parameter& parameter) {
+std::string RemarkCell(const Fit::Parameter& parameter) {
   if (!parameter.identifiable) return "not identifiable";
   if (parameter.atBound) return "at its bound";
   return parameter.held ? "held" : "";
@@ -32,7 +32,7 @@ std::string ParameterTable(const Fit::Result& result) {
     std::vector<std::string> row{parameter.name, Shortly(parameter.value), Briefly(parameter.standardError),
                                  Briefly(parameter.lower), Briefly(parameter.upper)};
     if (bootstrap) row.insert(row.end(), {Briefly(parameter.bootstrapLower), Briefly(parameter.bootstrapUpper)});
-    row.insert(row.end(), {parameter.unit, Remark(parameter)});
+    row.insert(row.end(), {parameter.unit, RemarkCell(parameter)});
     table.Add(row);
   }
   return table.Text();
@@ -74,7 +74,7 @@ std::string DroppedList(const Fit::Result& result) {
   return text;
 }
 
-std::string Derived(const Fit::Result& result) {
+std::string DerivedTable(const Fit::Result& result) {
   if (result.derived.empty()) return "";
   TextTable table({{"Derived", Align::Left}, {"Value"}, {"Unit", Align::Left}});
   for (const auto& [name, value] : result.derived) {
@@ -116,7 +116,7 @@ std::string StabilityText(const Fit::Result& result) {
   return '\n' + text + (text.back() == '\n' ? "" : "\n");
 }
 
-std::string Notes(const Fit::Result& result) {
+std::string NotesText(const Fit::Result& result) {
   if (result.notes.empty()) return "";
   std::string text = "\nNotes\n";
   for (const std::string& note : result.notes) text += "  " + OneLine(note) + '\n';
@@ -139,7 +139,7 @@ std::string FitText(const Fit::Result& result) {
   if (result.iterations > 0)
     steps = fmt::format(" after {} iteration{}", result.iterations, result.iterations == 1 ? "" : "s");
   return fmt::format("{}, {} residuals: {}{}\n\n", ModelLabel(result), residual, result.status, steps) +
-         ParameterTable(result) + '\n' + MeasuresTable(result) + Derived(result) + InputList(result) +
+         ParameterTable(result) + '\n' + MeasuresTable(result) + DerivedTable(result) + InputList(result) +
          DroppedList(result) + StabilityText(result);
 }
 
@@ -150,7 +150,7 @@ std::string TableText(const Report& report) {
   for (const std::string& section : report.sections) text += section + (report.fitted ? "\n" : "");
   if (report.fitted) text += FitText(report.result);
   for (const std::string& appendix : report.appendices) text += '\n' + appendix;
-  return text + Notes(report.result);
+  return text + NotesText(report.result);
 }
 
 }  // namespace Xem::Tool

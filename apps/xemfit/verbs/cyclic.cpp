@@ -79,8 +79,8 @@ class CyclicFit final : public Verb {
  private:
   void DeclareOwn(Options& options) override {
     options
-        .Text("--family", families_, "power, hyperbolic, ghe or several separated by commas: these are compared",
-              "NAME")
+        .Text("--family", families_,
+              Join(Fit::ModelNames("cyclic"), ", ") + " or several separated by commas: these are compared", "NAME")
         .Suggest(Fit::ModelNames("cyclic"))
         .Required();
     options.Text("--stiffness", stiffnessFile_, "Shear strain, G/Gmax", "FILE");

@@ -53,6 +53,7 @@ class HyperFit final : public Verb {
               "treloar1944_equibiaxial.csv --pure-shear treloar1944_pure_shear.csv --plot fit.png\n"
               "xemfit hyper fit --model polynomial:1..3,ogden:1..2 --uniaxial silicone_uniaxial.csv --residual "
               "relative\n"
+              "xemfit hyper fit --model polynomial:2,yeoh,ogden:2 --stable --uniaxial treloar1944_uniaxial.csv\n"
               "xemfit hyper fit --model ogden:2 --uniaxial silicone_uniaxial.csv --volumetric silicone_volumetric.csv\n"
               "xemfit hyper fit --model polynomial:2 --uniaxial treloar1944_uniaxial.csv --hold C02=0 --json fit.json",
               {Roles::kStrain, Roles::kStress, Roles::kShearStrain, Roles::kLateralStrain, Roles::kLinearStretch,
@@ -79,6 +80,8 @@ class HyperFit final : public Verb {
     options.Flag("--scatter-weights", scatterWeights_,
                  "Weight each mode by the inverse scatter of its replicate tests");
     options.Count("--volumetric-terms", volumetricTerms_, "Terms of the volumetric energy, 1 when left out", "NUMBER");
+    options.Flag("--stable", stable_,
+                 "Only parameters whose material is stable in all modes over the measured strains");
     options.Number("--condition-limit", conditionLimit_, "Engine export: limit of the linear solve's condition number",
                    0.0);
   }
@@ -90,6 +93,7 @@ class HyperFit final : public Verb {
     Fit::Options options = FitOptions();
     if (scatterWeights_) Fit::WeighByScatter(options.residual, data, notes);
     options.conditionLimit = conditionLimit_;
+    options.stable = stable_;
     Report report = FitModels(choices, data, options);
     report.panels = Panels(report.result, data.stressUnit);
     report.result.notes.insert(report.result.notes.begin(), notes.begin(), notes.end());
@@ -155,6 +159,7 @@ class HyperFit final : public Verb {
   std::array<std::vector<std::string>, kModes.size()> files_;
   std::string volumetricFile_;
   int volumetricTerms_ = 1;
+  bool stable_ = false;
   double conditionLimit_ = 0.0;
   bool scatterWeights_ = false;
 };

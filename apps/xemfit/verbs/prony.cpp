@@ -1,7 +1,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -9,7 +11,7 @@
 #include "output/text_table.h"
 #include "text.h"
 #include "verbs/stored_rubber.h"
-#include "verbs/verb.h"
+#include "verbs/sweeps.h"
 #include "verbs/verbs.h"
 #include "xem/fit/viscoelastic.h"
 
@@ -18,35 +20,64 @@ namespace {
 
 constexpr const char* kCurve = "relaxation";
 
-class PronyFit final : public Verb {
+class PronyFit final : public SweepVerb {
  public:
   PronyFit()
-      : Verb({"prony",
-              "fit",
-              "Fit a Prony series to a relaxation curve",
-              "xemfit prony fit --terms 4 polymer_relaxation.csv\n"
-              "xemfit prony fit --terms auto --instantaneous free polymer_relaxation.csv --band --plot fit.png\n"
-              "xemfit prony fit --terms 2 --hold tau1=0.1 polymer_relaxation.csv --json fit.json",
-              {Roles::kTime, Roles::kModulusRatio}},
-             Shares::Fit) {}
+      : SweepVerb({"prony",
+                   "fit",
+                   "Fit a Prony series to relaxation curves and frequency sweeps",
+                   "xemfit prony fit --terms 4 polymer_relaxation.csv\n"
+                   "xemfit prony fit --terms auto --instantaneous free polymer_relaxation.csv --band --plot fit.png\n"
+                   "xemfit prony fit --terms 2 --hold tau1=0.1 polymer_relaxation.csv --json fit.json\n"
+                   "xemfit prony fit --terms 12 --reference-temperature 60 dma_pvb_raw.csv --plot pvb.png",
+                   {Roles::kTime, Roles::kModulusRatio, Roles::kFrequency, Roles::kOmega, Roles::kStorage, Roles::kLoss,
+                    Roles::kTemperature, Roles::kSet}},
+                  Shares::Fit) {}
 
  private:
   void DeclareOwn(Options& options) override {
     options
-        .Text("file", file_,
-              "Relaxation curve: time, modulus (raw or over the instantaneous one); - for standard input", "FILE")
+        .Texts(
+            "files", files_,
+            "Relaxation curves (time, modulus, raw or over the instantaneous one) and sweeps (frequency, storage and "
+            "loss modulus) of one material; - for standard input",
+            "FILE")
         .Required();
     options.Text("--terms", terms_, "Number of terms; auto: as many as the data support", "COUNT|auto").ShowDefault();
     options.Text("--instantaneous,--normalise", instantaneous_,
                  "Instantaneous modulus E0 of raw moduli: fitted (what columns of moduli are given), or held at the "
                  "first value or at a given one",
                  "free|first|MODULUS");
+    options.Text("--reference-temperature", reference_,
+                 "Superpose the temperatures of the files first, as prony shift does, and fit the master curve",
+                 "TEMPERATURE");
   }
 
   Report Run() override {
+    std::vector<Fit::Table> tables;
+    for (const std::string& file : files_) tables.push_back(ReadTable(file));
+    if (!reference_.empty()) return FitMaster(tables);
+    if (tables.size() == 1 && !HoldsFrequencies(tables.front())) return FitRelaxation(std::move(tables.front()));
+    const Sweeps sweeps = ReadSweeps(tables);
+    RequireOneTemperature(sweeps);
+    Fit::DynamicData data = DataOf(sweeps);
+    for (const Fit::Isotherm& isotherm : sweeps.isotherms) {
+      data.curves.insert(data.curves.end(), isotherm.curves.begin(), isotherm.curves.end());
+    }
+    return FitDynamic(data, sweeps, DynamicOptions());
+  }
+
+  Report FitRelaxation(Fit::Table table) {
     Fit::RelaxationData data;
-    SetInstantaneous(data);
-    MeasuredCurve measured = ReadCurve(file_, kCurve, Roles::kTime, Roles::kModulusRatio);
+    SetInstantaneous(data.normalise, data.modulus);
+    if (const auto temperature = Fit::FindColumn(table, Roles::kTemperature, WantedColumn(Roles::kTemperature, 0))) {
+      const Sweeps sweeps = ReadSweeps({table});
+      RequireOneTemperature(sweeps);
+      // A column T must not be taken for the time.
+      table.columns.erase(table.columns.begin() + static_cast<std::ptrdiff_t>(temperature->index));
+      ForgetCurves();
+    }
+    MeasuredCurve measured = CurveFrom(std::move(table), kCurve, Roles::kTime, Roles::kModulusRatio);
     if (instantaneous_.empty() && Fit::HoldsModuli(measured)) data.normalise = Fit::Normalise::Free;
     data.curve = std::move(measured.curve);
     data.timeUnit = measured.xUnit;
@@ -61,6 +92,113 @@ class PronyFit final : public Verb {
     return report;
   }
 
+  void RequireOneTemperature(const Sweeps& sweeps) const {
+    if (sweeps.isotherms.size() < 2) return;
+    throw Failure(ExitCode::BadData,
+                  fmt::format("{}: curves at {} temperatures, {:.4g} to {:.4g} {}, are no single curve; superpose them "
+                              "with --reference-temperature, or take one with --select",
+                              Printable(files_.front()), sweeps.isotherms.size(), sweeps.isotherms.front().temperature,
+                              sweeps.isotherms.back().temperature, sweeps.temperatureUnit));
+  }
+
+  Fit::DynamicData DataOf(const Sweeps& sweeps) const {
+    Fit::DynamicData data;
+    SetInstantaneous(data.normalise, data.modulus);
+    data.timeUnit = sweeps.timeUnit;
+    data.modulusUnit = sweeps.modulusUnit;
+    return data;
+  }
+
+  /// Relative residuals, unless others were asked for: storage and loss differ by decades.
+  Fit::Options DynamicOptions() const {
+    Fit::Options options = FitOptions();
+    if (!HasResidual()) options.residual = Fit::Residual::Relative;
+    return options;
+  }
+
+  Report FitDynamic(const Fit::DynamicData& data, const Sweeps& sweeps, const Fit::Options& options) {
+    Report report;
+    report.result = Fit::FitDynamicProny(data, Terms(), options);
+    report.result.notes.insert(report.result.notes.begin(), sweeps.notes.begin(), sweeps.notes.end());
+    AddPanels(data, sweeps, report);
+    return report;
+  }
+
+  Report FitMaster(const std::vector<Fit::Table>& tables) {
+    const auto reference = ParseNumber(reference_);
+    if (!reference) {
+      throw Failure(ExitCode::Usage, "--reference-temperature: " + Quoted(reference_) + " is not a number");
+    }
+    Sweeps sweeps = ReadSweeps(tables);
+    if (!sweeps.hasTemperatures) {
+      throw Failure(ExitCode::BadData,
+                    "--reference-temperature: the files name no temperatures; a column may be called "
+                    "temperature or T, or named by --column temperature=NAME");
+    }
+    Fit::Options options;
+    options.level = FitOptions().level;
+    options.ranges = FitOptions().ranges;  // of the curves as they were measured
+    const Fit::Superposition superposition = Fit::Superpose(
+        {sweeps.isotherms, *reference, sweeps.unit, Fit::ShiftLaw::Wlf, false, sweeps.modulusUnit}, options);
+    sweeps.notes.insert(sweeps.notes.end(), superposition.result.notes.begin(), superposition.result.notes.end());
+    Fit::DynamicData data = DataOf(sweeps);
+    for (const Fit::MasterCurve& master : superposition.master) data.curves.push_back(master.reduced);
+    Fit::Options ofMaster = DynamicOptions();
+    ofMaster.ranges.clear();
+    Report report = FitDynamic(data, sweeps, ofMaster);
+    for (const Fit::DroppedPoint& point : superposition.result.dropped) {
+      if (point.curve != "shift_factors") report.result.dropped.push_back(point);
+    }
+    report.amend = [superposition, reference](Json& document) { AmendShift(superposition, *reference, document); };
+    report.appendices.push_back(FactorTable(sweeps, superposition));
+    return report;
+  }
+
+  /// Moduli over frequency, over time, and the loss factor where both parts of a sweep are there.
+  static void AddPanels(const Fit::DynamicData& data, const Sweeps& sweeps, Report& report) {
+    const Axis modulus{"modulus", data.modulusUnit, true, false};
+    Panel swept{"storage and loss modulus", FrequencyAxis(sweeps), modulus, {}};
+    Panel timed{"relaxation", TimeAxis(sweeps), modulus, {}};
+    for (const Fit::CurveResult& curve : report.result.curves) {
+      const bool inTime = curve.name.starts_with(Fit::NameOf(Fit::ModulusKind::Relaxation));
+      (inTime ? timed : swept).curves.push_back(curve.name);
+    }
+    Panel factor{"loss factor", FrequencyAxis(sweeps), {"loss over storage modulus", "", true, false}, {}};
+    for (const Fit::CurveResult& storage : report.result.curves) {
+      if (!storage.name.starts_with(Fit::NameOf(Fit::ModulusKind::Storage))) continue;
+      const std::string number = storage.name.substr(std::string(Fit::NameOf(Fit::ModulusKind::Storage)).size());
+      for (const Fit::CurveResult& loss : report.result.curves) {
+        if (loss.name != Fit::NameOf(Fit::ModulusKind::Loss) + number || loss.x != storage.x) continue;
+        Fit::CurveResult ratio;
+        ratio.name = "loss_factor" + number;
+        ratio.x = storage.x;
+        for (std::size_t i = 0; i < loss.x.size(); ++i) {
+          ratio.measured.push_back(loss.measured[i] / storage.measured[i]);
+          ratio.fitted.push_back(loss.fitted[i] / storage.fitted[i]);
+        }
+        SortByAbscissa(ratio);
+        factor.curves.push_back(ratio.name);
+        report.drawn.push_back(std::move(ratio));
+      }
+    }
+    for (Panel* panel : {&swept, &factor, &timed}) {
+      if (!panel->curves.empty()) report.panels.push_back(*panel);
+    }
+    if (report.panels.size() == 1) report.panels.front().title.clear();
+  }
+
+  static void SortByAbscissa(Fit::CurveResult& curve) {
+    std::vector<std::size_t> order(curve.x.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return curve.x[a] < curve.x[b]; });
+    const Fit::CurveResult old = curve;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      curve.x[i] = old.x[order[i]];
+      curve.measured[i] = old.measured[order[i]];
+      curve.fitted[i] = old.fitted[order[i]];
+    }
+  }
+
   int Terms() const {
     if (terms_ == "auto") return Fit::kAutomaticTerms;
     const auto terms = ParseCount(terms_);
@@ -69,10 +207,10 @@ class PronyFit final : public Verb {
                                                Fit::kMostPronyTerms));
   }
 
-  void SetInstantaneous(Fit::RelaxationData& data) const {
+  void SetInstantaneous(Fit::Normalise& normalise, double& given) const {
     if (instantaneous_.empty()) return;
     if (instantaneous_ == "first" || instantaneous_ == "free") {
-      data.normalise = instantaneous_ == "first" ? Fit::Normalise::First : Fit::Normalise::Free;
+      normalise = instantaneous_ == "first" ? Fit::Normalise::First : Fit::Normalise::Free;
       return;
     }
     const auto modulus = ParseNumber(instantaneous_);
@@ -81,13 +219,14 @@ class PronyFit final : public Verb {
                     fmt::format("--instantaneous (--normalise): {} is neither free, first nor a positive modulus",
                                 Quoted(instantaneous_)));
     }
-    data.normalise = Fit::Normalise::Value;
-    data.modulus = *modulus;
+    normalise = Fit::Normalise::Value;
+    given = *modulus;
   }
 
-  std::string file_;
+  std::vector<std::string> files_;
   std::string terms_ = "auto";
   std::string instantaneous_;
+  std::string reference_;
 };
 
 class PronyConvert final : public Verb {

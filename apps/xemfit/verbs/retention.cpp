@@ -1,11 +1,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -21,6 +24,8 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
+constexpr const char* kConductivity = "conductivity";
+
 class RetentionFit final : public Verb {
  public:
   RetentionFit()
@@ -31,6 +36,8 @@ class RetentionFit final : public Verb {
              "xemfit retention fit --model van-genuchten unsoda_retention.csv --select soil=4521 --plot fit.png\n"
              "xemfit retention fit --model all unsoda_retention.csv --grading unsoda_grain_size.csv --select soil=4670 "
              "--porosity 0.463\n"
+             "xemfit retention fit --model van-genuchten unsoda_retention.csv --select soil=4521 --conductivity 25cm/d "
+             "--plot k.png\n"
              "xemfit retention fit --grading unsoda_grain_size.csv --select soil=4670 --porosity 0.463 --grid "
              "1:1500:100 "
              "--curves curve.csv",
@@ -58,6 +65,9 @@ class RetentionFit final : public Verb {
     options.Number("--porosity", porosity_, "Between 0 and 1, for the grading and for saturations", 0.0);
     options.Number("--particle-density", particleDensity_, "In Mg/m3, for the grading; 2.65 when left out", 0.0);
     options.Number("--exponent", exponent_, "Of Arya and Paris, for the grading; 1.38 when left out", 0.0);
+    options.Text("--conductivity", conductivity_,
+                 "Saturated conductivity, with its unit if you like, such as 10.6cm/d: adds Mualem's over suction",
+                 "KS[UNIT]");
     options.Text("--grid", grid_, "Adds the fitted curve at suctions equally spaced in their logarithm",
                  "FROM:TO:COUNT");
   }
@@ -66,13 +76,17 @@ class RetentionFit final : public Verb {
     const std::vector<double> grid = Grid();
     const std::vector<Fit::ModelChoice> choices = ModelsNamed(models_, "--model", "retention");
     std::vector<std::string> notes;
-    const Fit::RetentionData data = ReadData(notes);
+    Fit::RetentionData data = ReadData(notes);
+    UseConductivity(data);
     Report report = FitModels(choices, data, FitOptions());
     const std::string unit = data.suctionUnit == "pF" ? "cm" : data.suctionUnit;
     report.panels = {{"", {"suction", unit, true, false}, {"water content", "m³/m³", false, true}, {}}};
     report.panels.front().oneLine = true;
-    for (const Fit::CurveResult& curve : report.result.curves) report.panels.front().curves.push_back(curve.name);
+    for (const Fit::CurveResult& curve : report.result.curves) {
+      if (curve.name != kConductivity) report.panels.front().curves.push_back(curve.name);
+    }
     AddGrid(grid, report.result);
+    AddConductivity(grid, unit, data.conductivityUnit, report);
     if (!Output().plot.empty() && std::count(data.retention.x.begin(), data.retention.x.end(), 0.0) > 0 &&
         data.suctionUnit != "pF") {
       notes.push_back("points at suction 0 have no place on the logarithmic axis of the plot");
@@ -102,6 +116,55 @@ class RetentionFit final : public Verb {
     curve.measures.r2 = curve.measures.rmse = curve.measures.sse = kNaN;
     for (const double suction : grid) curve.fitted.push_back(result.evaluate("retention", suction));
     result.curves.push_back(std::move(curve));
+  }
+
+  /// Its picture; over the grid where one was asked for.
+  static void AddConductivity(const std::vector<double>& grid, const std::string& suctionUnit, const std::string& unit,
+                              Report& report) {
+    for (Fit::CurveResult& curve : report.result.curves) {
+      if (curve.name != kConductivity) continue;
+      if (!grid.empty()) {
+        curve.x = grid;
+        curve.fitted.clear();
+        for (const double suction : grid) curve.fitted.push_back(report.result.evaluate(kConductivity, suction));
+        AddBand(report.result, curve);
+      }
+      report.panels.front().title = "water content";
+      report.panels.push_back({"conductivity",
+                               {"suction", suctionUnit, true, false},
+                               {"hydraulic conductivity", unit, true, false},
+                               {kConductivity}});
+    }
+  }
+
+  /// Anew over other abscissae, where there is one.
+  static void AddBand(const Fit::Result& result, Fit::CurveResult& curve) {
+    if (curve.lower.empty()) return;
+    curve.lower.clear();
+    curve.upper.clear();
+    const Fit::Band band = Fit::ConfidenceBand(result);
+    for (const double x : curve.x) {
+      const Fit::Interval interval = band ? band(curve.name, x) : Fit::Interval{kNaN, kNaN};
+      curve.lower.push_back(interval.lower);
+      curve.upper.push_back(interval.upper);
+    }
+  }
+
+  /// A positive number, and perhaps the name of a unit behind it.
+  void UseConductivity(Fit::RetentionData& data) const {
+    if (conductivity_.empty()) return;
+    const char* const end = conductivity_.data() + conductivity_.size();
+    double value = 0.0;
+    const auto [rest, error] = std::from_chars(conductivity_.data(), end, value);
+    const std::string unit(Trimmed(std::string_view(rest, static_cast<std::size_t>(end - rest))));
+    const bool named = unit.empty() || std::isalpha(static_cast<unsigned char>(unit.front())) != 0;
+    if (error != std::errc() || !named || !(value > 0.0) || !std::isfinite(value)) {
+      throw Failure(ExitCode::Usage,
+                    fmt::format("--conductivity: {} is not a positive number, perhaps with a unit, such as 10.6cm/d",
+                                Quoted(conductivity_)));
+    }
+    data.saturatedConductivity = value;
+    data.conductivityUnit = unit;
   }
 
   Fit::RetentionData ReadData(std::vector<std::string>& notes) {
@@ -156,6 +219,7 @@ class RetentionFit final : public Verb {
   double porosity_ = kNaN;
   double particleDensity_ = kNaN;
   double exponent_ = 1.38;
+  std::string conductivity_;
   std::string grid_;
 };
 

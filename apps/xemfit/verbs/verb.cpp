@@ -20,6 +20,8 @@ void Verb::Declare(Options& options) {
 
 ExitCode Verb::Execute(const std::vector<std::string>& arguments) {
   CheckOutputs(output_, {});
+  residualGiven_ = std::any_of(arguments.begin(), arguments.end(),
+                               [](const std::string& argument) { return argument.starts_with("--residual"); });
   Report report = Run();
   auto& notes = report.result.notes;
   notes.insert(notes.begin(), readingNotes_.begin(), readingNotes_.end());
@@ -143,6 +145,11 @@ MeasuredCurve Verb::CurveFrom(Fit::Table read, const std::string& curveName, con
   sources_.push_back(measured.input);
   readingNotes_.insert(readingNotes_.end(), measured.notes.begin(), measured.notes.end());
   return measured;
+}
+
+void Verb::ForgetCurves() {
+  sources_.clear();
+  readingNotes_.clear();
 }
 
 }  // namespace Xem::Tool

@@ -51,6 +51,9 @@ class Verb : public Command {
   /// Options of the fit; to be asked for after the curves are read, because weights must name one of them.
   Fit::Options FitOptions() const;
 
+  /// True when --residual was given.
+  bool HasResidual() const { return residualGiven_; }
+
   /// True when --weight was given.
   bool HasWeights() const { return !fit_.weights.empty(); }
 
@@ -61,6 +64,8 @@ class Verb : public Command {
   /// The same from a table that was read before.
   MeasuredCurve CurveFrom(Fit::Table table, const std::string& curveName, const Role& x, const Role& y,
                           const Role* lateral = nullptr);
+  /// Takes back what reading curves so far has told of them.
+  void ForgetCurves();
   /// Columns that the command line names for the roles of a curve.
   Fit::ColumnNames WantedColumns(const Fit::CurveRoles& roles);
   /// A table whose columns the verb chooses itself, after --select or a selection of its own.
@@ -84,6 +89,7 @@ class Verb : public Command {
   Tool::FitOptions fit_;
   OutputOptions output_;
   bool requireStable_ = false;
+  bool residualGiven_ = false;
   std::vector<std::string> inputs_;
   std::vector<std::string> readingNotes_;       // on the files, for readers of the result
   std::vector<Fit::Input> sources_;             // what each curve was read from

@@ -11,6 +11,7 @@ void AddVolumeVerbs(CommandList& commands);
 
 // viscoelastic
 void AddPronyVerbs(CommandList& commands);
+void AddShiftVerbs(CommandList& commands);
 void AddCreepVerbs(CommandList& commands);
 
 // dynamic

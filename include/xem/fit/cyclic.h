@@ -16,6 +16,8 @@ enum class CyclicFamily {
   Hyperbolic,  ///< "hyperbolic": R = gamma_r / (gamma_r + gamma), h of its Masing loops; gamma_r
   Ghe,         ///< "ghe": generalised hyperbolic equation, C1_0, C1_inf, C2_0, C2_inf, alpha, beta at a held gamma_r;
                ///< with a damping curve h = hmax (1 - R)^kappa, hmax, kappa
+  Darendeli,   ///< "darendeli": R = 1 / (1 + (gamma / gamma_r)^s), h = h_min + b R^0.1 h_masing; gamma_r, s; with a
+               ///< damping curve b, h_min
 };
 
 /// What is compared with the data. Ordinate gives the curves that are the best through the data; the others are what
@@ -37,6 +39,10 @@ struct CyclicData {
 };
 
 /// Fits one family to the stiffness curve, the damping curve or both.
+///
+/// A damping at small strain, "h_min", is added to h in every family. Darendeli's has it as a free parameter; in the
+/// others it is 0 and no part of the result, unless it is held, started or bounded by name (not with the forms Strain
+/// and LogStrain, nor with Engine::Export; free only with a damping curve).
 ///
 /// Derived quantity of the power law: "exponent", a. The curve of the result evaluates "stiffness" and "damping"
 /// whichever was measured, as far as the family says: a generalised hyperbolic fit without damping data has no damping.

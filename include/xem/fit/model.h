@@ -46,12 +46,13 @@ struct ModelInfo {
   std::vector<CurveInfo> curves = {};          ///< any of them may be given unless the model says otherwise
   std::vector<ParameterInfo> parameters = {};  ///< those of usualTerms, or of a short series
   std::string formula;
-  std::string source;            ///< author and year
-  std::string plainExport = {};  ///< the exported function that fits it; empty where none does
-  std::string page = {};         ///< of the documentation, such as "theory/ogden.md"
+  std::string source;             ///< author and year
+  std::string plainExport = {};   ///< the exported function that fits it; empty where none does
+  std::string page = {};          ///< of the documentation, such as "theory/ogden.md"
+  std::string conductivity = {};  ///< retention: closed form of Mualem's K/Ks; empty where the model has none
 };
 
-/// "rubber", "relaxation", "creep", "cyclic", "hardening", "forming", "retention".
+/// "rubber", "relaxation", "shift", "creep", "cyclic", "hardening", "forming", "retention".
 XEM_FIT_EXPORT const std::vector<std::string>& ModelFamilies();
 
 /// Every model, family by family.

@@ -90,6 +90,8 @@ struct Options {
   int bootstrap = 0;       ///< how many times the residuals are resampled within their curves; 0: not at all
   std::uint64_t seed = 1;  ///< of the resampling: the same seed gives the same numbers
   bool band = false;       ///< the confidence band of the fitted curves, too
+  /// Models of rubber: only parameters whose material is stable over the measured strains, in all modes.
+  bool stable = false;
 };
 
 struct Parameter {

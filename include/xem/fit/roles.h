@@ -39,10 +39,12 @@ struct Role {
 };
 
 namespace Names {
-inline constexpr AcceptedName kStrain[] = {
-    {"nominal_strain"}, {"engineering_strain"}, {"strain"}, {"stretch", -1.0}, {"stretch_ratio", -1.0}};
+inline constexpr AcceptedName kStrain[] = {{"nominal_strain"},     {"engineering_strain"}, {"strain"},
+                                           {"tensile_strain"},     {"axial_strain"},       {"stretch", -1.0},
+                                           {"stretch_ratio", -1.0}};
 inline constexpr AcceptedName kShearStrain[] = {{"shear_strain"}, {"gamma"}, {"strain"}, {"nominal_strain"}};
-inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"}, {"shear_stress"}};
+inline constexpr AcceptedName kStress[] = {{"nominal_stress"}, {"engineering_stress"}, {"stress"},
+                                           {"shear_stress"},   {"tensile_stress"},     {"axial_stress"}};
 inline constexpr AcceptedName kLateralStrain[] = {
     {"lateral_strain"}, {"transverse_strain"}, {"lateral_stretch", -1.0}, {"transverse_stretch", -1.0}};
 inline constexpr AcceptedName kLinearStretch[] = {
@@ -58,6 +60,17 @@ inline constexpr AcceptedName kModulusRatio[] = {{"g", 0.0, "", nullptr, true},
                                                  {"E"},
                                                  {"G", 0.0, "", nullptr, true},
                                                  {"stress"}};
+inline constexpr AcceptedName kFrequency[] = {{"frequency"}, {"freq"}, {"f"}};
+inline constexpr AcceptedName kOmega[] = {
+    {"omega", 0.0, "rad/s"}, {"angular_frequency", 0.0, "rad/s"}, {"w", 0.0, "rad/s"}, {"\u03c9", 0.0, "rad/s"}};
+inline constexpr AcceptedName kStorage[] = {{"storage"},   {"storage_modulus"}, {"E_stor"},  {"G_stor"},
+                                            {"E_storage"}, {"G_storage"},       {"E'"},      {"G'"},
+                                            {"E\u2032"},   {"G\u2032"},         {"E_prime"}, {"G_prime"}};
+inline constexpr AcceptedName kLoss[] = {
+    {"loss"}, {"loss_modulus"}, {"E_loss"},  {"G_loss"},         {"E''"},           {"G''"}, {"E\""},
+    {"G\""},  {"E\u2033"},      {"G\u2033"}, {"E_double_prime"}, {"G_double_prime"}};
+inline constexpr AcceptedName kTemperature[] = {{"temperature"}, {"temp"}, {"T", 0.0, "", nullptr, true}};
+inline constexpr AcceptedName kSet[] = {{"set"}, {"sweep"}};
 inline constexpr AcceptedName kCreepStrain[] = {{"creep_strain"}, {"creep"}, {"strain"}};
 inline constexpr AcceptedName kStiffnessRatio[] = {{"G_over_Gmax"},       {"G/Gmax"},         {"G_over_G0"}, {"G/G0"},
                                                    {"modulus_reduction"}, {"stiffness_ratio"}};
@@ -82,9 +95,11 @@ inline constexpr AcceptedName kDiameter[] = {{"diameter"},   {"particle_size"}, 
 inline constexpr AcceptedName kPassing[] = {{"passing"},         {"finer"},          {"fraction_passing"},
                                             {"percent_passing"}, {"mass_passing"},   {"fraction_finer"},
                                             {"percent_finer"},   {"cumulative_mass"}};
-inline constexpr AcceptedName kForce[] = {{"force"}, {"load"}, {"standard_force"}, {"F"}};
-inline constexpr AcceptedName kExtension[] = {
-    {"extension"}, {"elongation"}, {"displacement"}, {"crosshead"}, {"crosshead_displacement"}, {"travel"}, {"stroke"}};
+inline constexpr AcceptedName kForce[] = {{"force"},       {"load"},       {"standard_force"},
+                                          {"axial_force"}, {"axial_load"}, {"F", 0.0, "", nullptr, true}};
+inline constexpr AcceptedName kExtension[] = {{"extension"},          {"elongation"}, {"displacement"},
+                                              {"axial_displacement"}, {"crosshead"},  {"crosshead_displacement"},
+                                              {"crosshead_travel"},   {"travel"},     {"stroke"}};
 inline constexpr AcceptedName kTrueStrain[] = {{"true_strain"}, {"logarithmic_strain"}};
 inline constexpr AcceptedName kTrueStress[] = {{"true_stress"}, {"cauchy_stress"}};
 inline constexpr AcceptedName kStressDeviation[] = {{"stress_std"}};
@@ -104,6 +119,12 @@ inline constexpr Role kPressure{"pressure", Names::kPressure};
 // Viscoelastic models
 inline constexpr Role kTime{"time", Names::kTime};
 inline constexpr Role kModulusRatio{"g", Names::kModulusRatio};
+inline constexpr Role kFrequency{"frequency", Names::kFrequency};
+inline constexpr Role kOmega{"omega", Names::kOmega};
+inline constexpr Role kStorage{"storage", Names::kStorage};
+inline constexpr Role kLoss{"loss", Names::kLoss};
+inline constexpr Role kTemperature{"temperature", Names::kTemperature};
+inline constexpr Role kSet{"set", Names::kSet};
 inline constexpr Role kCreepStrain{"creep_strain", Names::kCreepStrain};
 
 // Cyclic soil behaviour

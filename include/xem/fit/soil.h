@@ -32,25 +32,33 @@ struct RetentionData {
   double particleDensity = 2.65;                               ///< Mg/m3
   double exponent = 1.38;                                      ///< of Arya and Paris (1981)
   RetentionPoints points = RetentionPoints::Measured;          ///< what is fitted
+  /// Saturated hydraulic conductivity, > 0: results get the curve "conductivity" of Mualem (1976). NaN: none is known.
+  double saturatedConductivity = std::numeric_limits<double>::quiet_NaN();
+  std::string conductivityUnit = {};  ///< of it and of the curve, for people
 };
 
-/// "van-genuchten", "van-genuchten-m" (m free), "fredlund-xing", "brooks-corey".
+/// "van-genuchten", "van-genuchten-m" (m free), "fredlund-xing", "brooks-corey", "kosugi", "van-genuchten-dual".
 XEM_FIT_EXPORT std::vector<std::string> RetentionModels();
 /// "Pa", "hPa", "kPa", "MPa", "bar"; "mm", "cm", "m" of water (1 cm = 0.0980665 kPa); "pF" = log10 of suction in cm.
 XEM_FIT_EXPORT std::vector<std::string> SuctionUnits();
 
 /// Fits a retention model; formulas and sources are in docs/theory/unsaturated_soil.md.
 ///
-/// Parameters: theta_s, theta_r, alpha, n [, m]; theta_s, a, n, m, psi_r; theta_s, theta_r, psi_b, lambda. Suctions in
-/// parameters and curves are in `suctionUnit`, in cm for pF; contents are m3/m3. psi_r is held at 1500 kPa unless
-/// `options` gives it a start or another value.
+/// Parameters: theta_s, theta_r, alpha, n [, m]; theta_s, a, n, m, psi_r; theta_s, theta_r, psi_b, lambda; theta_r,
+/// theta_s, psi_m, sigma; theta_r, theta_s, w, alpha1, n1, alpha2, n2, the larger alpha first. Suctions in parameters
+/// and curves are in `suctionUnit`, in cm for pF; contents are m3/m3. psi_r is held at 1500 kPa unless `options` gives
+/// it a start or another value.
+///
+/// With a saturated conductivity the result has a curve "conductivity", K over suction by Mualem's closed form, and
+/// Result::derived["saturated_conductivity"].
 ///
 /// theta_r counts as not identifiable when the driest fitted point still holds more than 30 % of the drainable water,
 /// or when its standard error exceeds a quarter of theta_s; its value is then an extrapolation. Points derived
 /// from a grading appear as the curve "grading" whether they are fitted or not; those that are not take no part in
 /// Result::measures. The porosity in use is Result::derived["porosity"] when a grading or saturation is there.
 ///
-/// Throws Error: BadInput for an unknown model, unit or parameter name, or an impossible porosity; BadData for points
+/// Throws Error: BadInput for an unknown model, unit or parameter name, an impossible porosity or conductivity, or a
+/// model without a closed form of the conductivity that is asked for; BadData for points
 /// that cannot be used, fewer distinct suctions than free parameters, contents that look like percent or do not
 /// change, or a grading without a class that is to be fitted.
 XEM_FIT_EXPORT Result FitRetention(const RetentionData& data, const std::string& model, const Options& options = {});

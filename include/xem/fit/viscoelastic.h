@@ -45,6 +45,44 @@ inline constexpr int kMostPronyTerms = 40;
 /// than parameters or with values that are not ratios.
 XEM_FIT_EXPORT Result FitProny(const RelaxationData& data, int terms, const Options& options = {});
 
+enum class ModulusKind { Relaxation, Storage, Loss };
+
+/// "relaxation", "storage", "loss": what the name of such a curve begins with.
+XEM_FIT_EXPORT const char* NameOf(ModulusKind quantity);
+
+/// A relaxation curve (time, modulus) or one part of a sweep (frequency, storage or loss modulus).
+struct ModulusCurve {
+  ModulusKind quantity = ModulusKind::Storage;
+  Curve curve;  ///< a name that begins as NameOf says; none: that, with a number where several have it
+  /// Units of time, or radians per unit of time, of one unit of the abscissa: 2 pi where it counts cycles.
+  double perUnit = 1.0;
+  bool ratio = false;  ///< the ordinates are over the instantaneous modulus
+};
+
+/// Relaxation and sweeps of one material, all told by one series.
+struct DynamicData {
+  std::vector<ModulusCurve> curves;
+  Normalise normalise = Normalise::Free;  ///< Free, or held by Value; curves of ratios alone have none
+  double modulus = 1.0;                   ///< for Normalise::Value
+  std::string timeUnit;
+  std::string modulusUnit;
+};
+
+/// Fits the Prony series to curves over time and over angular frequency w together,
+///
+///   E'(w) = E0 (1 - sum g_i) + E0 sum g_i w^2 tau_i^2 / (1 + w^2 tau_i^2),
+///   E''(w) = E0 sum g_i w tau_i / (1 + w^2 tau_i^2),
+///
+/// within the ranges of FitProny, where a frequency stands for the time 1/w. The loss modulus alone leaves E0 open: it
+/// then is the smallest that it can be, the sum of the moduli of the terms, and not identifiable.
+///
+/// Of a number of terms that is asked for only those are taken away that are empty or lie on each other; with
+/// kAutomaticTerms it grows until a further term no longer pays. Parameters and derived quantities are
+/// those of FitProny, the curves keep their abscissae; `conditions` of each have "per_unit" of its ModulusCurve.
+///
+/// Throws Error as FitProny does; BadInput for Engine::Export, which knows no frequencies, and Normalise::First.
+XEM_FIT_EXPORT Result FitDynamicProny(const DynamicData& data, int terms, const Options& options = {});
+
 /// A series of parameters g1 ... gn, tau1 ... taun at a time. Throws Error (BadInput) for an odd number of parameters.
 XEM_FIT_EXPORT double PronyModulus(const std::vector<double>& parameters, double time);
 

@@ -141,8 +141,9 @@ const RubberLaw kBlatzKoLaw{
           return std::nan("");
         },
     .shearModulus = [](std::span<const double> modulus) { return modulus[0]; },
-    .stability = [](std::span<const double> modulus, std::span<const double>, double lower,
-                    double upper) { return ReportBlatzKoStability(modulus[0], lower, upper); },
+    .scan = [](std::span<const double>) -> boost::shared_ptr<XemMaterialStabilityBase> {
+      return boost::make_shared<XemMaterialStabilityBlatzKo>();
+    },
     .expand =
         [](int, std::span<const double> shown) {
           RequireModulus(shown);

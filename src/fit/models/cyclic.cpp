@@ -10,7 +10,9 @@
 #include "dynamic/dynamic_fit.h"
 #include "dynamic/ghe_fit.h"
 #include "fit/assemble.h"
+#include "fit/linear_model.h"
 #include "fit/models/cyclic_functions.h"
+#include "fit/models/darendeli.h"
 #include "fit/models/models.h"
 #include "fit/screening.h"
 #include "fit/search.h"
@@ -23,6 +25,7 @@ using namespace CyclicIndex;
 
 constexpr const char* kStiffness = "stiffness";
 constexpr const char* kDamping = "damping";
+constexpr const char* kSmallStrainDamping = "h_min";
 
 /// Reference strains of soils lie well inside.
 constexpr double kUsualReferenceStrains[] = {1e-6, 2e-2};
@@ -116,11 +119,34 @@ std::vector<ParameterInfo> Parameters(int) {
     parameters.push_back({"hmax", "", 1e-4, 1.0, largest});
     parameters.push_back({"kappa", "", 0.01, 10.0, "exponent of the damping"});
   }
+  if (family == CyclicFamily::Darendeli) {
+    parameters.push_back({"s", "", 0.05, 5.0, "exponent of the strain"});
+    parameters.push_back(
+        {.name = "b", .lower = 0.0, .meaning = "share of the damping of Masing loops", .zeroIsUsual = true});
+  }
+  const bool own = family == CyclicFamily::Darendeli;
+  parameters.push_back({kSmallStrainDamping, "", 0.0, 1.0,
+                        own ? "damping at small strain" : "damping at small strain, 0 unless it is named", true});
   return parameters;
 }
 
+/// How many parameters a result has without damping data, and without a small-strain damping.
+std::size_t StiffnessCount(CyclicFamily family) {
+  if (family == CyclicFamily::Ghe) return kGheLargestDamping;
+  return family == CyclicFamily::Darendeli ? kDarendeliScale : SmallStrainDamping(family);
+}
+
+/// Laws without a small-strain damping of their own get one when somebody names it. One that is held counts in curves
+/// that are evaluated, too.
+bool HasSmallStrainDamping(CyclicFamily family, const Options& options, bool damping) {
+  if (!damping && StiffnessCount(family) < SmallStrainDamping(family)) return false;
+  if (family == CyclicFamily::Darendeli || options.held.count(kSmallStrainDamping) > 0) return true;
+  return damping && options.start.count(kSmallStrainDamping) + options.bounds.count(kSmallStrainDamping) > 0;
+}
+
 /// Those that the curves bear on. The reference strain of the generalised equation only scales its coefficients.
-std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm form, const Screened& screened) {
+std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm form, const Screened& screened,
+                                              const Options& options) {
   std::vector<FreeOrHeld> parameters =
       Describe(ModelParameters(CyclicFamilyNames()[static_cast<std::size_t>(family)]), "");
   if (family == CyclicFamily::Power) {
@@ -131,8 +157,10 @@ std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm fo
   }
   if (family == CyclicFamily::Ghe) {
     parameters[kReferenceStrain].held = true;
-    if (screened.damping.Empty()) parameters.resize(kGheLargestDamping);
   }
+  const bool damping = !screened.damping.Empty();
+  if (!HasSmallStrainDamping(family, options, damping)) parameters.pop_back();
+  if (!damping && parameters.size() == SmallStrainDamping(family)) parameters.resize(StiffnessCount(family));
   return parameters;
 }
 
@@ -201,6 +229,10 @@ std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const Scre
       starts.push_back({strain});
       continue;
     }
+    if (family == CyclicFamily::Darendeli) {
+      for (const double exponent : {0.9, 0.6, 1.4}) starts.push_back({strain, exponent});
+      continue;
+    }
     for (const double hmax : {0.2, 0.1, 0.35}) starts.push_back({strain, hmax});
   }
   return starts;
@@ -224,18 +256,26 @@ double InverseDeviation(const Curve& curve) {
   return squares > 0.0 ? std::sqrt(count / squares) : 1.0;
 }
 
+TestFunctionList::value_type MakeFunction(CyclicFamily family, CyclicCurve kind, CyclicForm form,
+                                          std::span<const _T_FUNT_BASE> points,
+                                          std::span<const _T_FUNT_BASE> stiffness) {
+  if (family == CyclicFamily::Ghe) return MakeGheFunction(kind, points);
+  if (family == CyclicFamily::Darendeli) return MakeDarendeliFunction(kind, points);
+  return MakeCyclicFunction(family, kind, form, points, stiffness);
+}
+
 Problem MakeProblem(CyclicFamily family, CyclicForm form, const Screened& screened, const CyclicData& data,
                     const Options& options, std::vector<std::string>& notes) {
   Problem problem;
   problem.residual = options.residual;
-  problem.parameters = CyclicModelParameters(family, form, screened);
+  problem.parameters = CyclicModelParameters(family, form, screened, options);
+  const bool smallStrain = family != CyclicFamily::Darendeli && problem.parameters.back().name == kSmallStrainDamping;
   const auto stiffness = CorePoints(screened.stiffness);
   const auto add = [&](const Curve& curve, CyclicCurve kind) {
     if (curve.Empty()) return;
     const auto points = CorePoints(curve);
-    problem.functions.push_back(family == CyclicFamily::Ghe
-                                    ? MakeGheFunction(kind, points)
-                                    : MakeCyclicFunction(family, kind, form, points, stiffness));
+    auto function = MakeFunction(family, kind, form, points, stiffness);
+    problem.functions.push_back(smallStrain ? WithSmallStrainDamping(std::move(function), kind) : std::move(function));
     problem.weights.push_back(curve.weight);
   };
   add(screened.stiffness, CyclicCurve::Stiffness);
@@ -370,7 +410,8 @@ void NoteLargestDamping(CyclicFamily family, const std::vector<double>& paramete
 double EvaluateCurve(CyclicFamily family, const std::vector<double>& parameters, const std::string& curve,
                      double strain) {
   if (curve == kStiffness) return CyclicOrdinate(family, CyclicCurve::Stiffness, parameters, strain);
-  const bool known = family != CyclicFamily::Ghe || parameters.size() > kGheLargestDamping;
+  const bool split = StiffnessCount(family) < SmallStrainDamping(family);
+  const bool known = !split || parameters.size() > StiffnessCount(family);
   if (curve == kDamping && known) return CyclicOrdinate(family, CyclicCurve::Damping, parameters, strain);
   throw Error(ErrorKind::BadInput, "the fitted model has no curve " + curve);
 }
@@ -381,6 +422,7 @@ class CyclicFit final : public ModelFit {
 
   void Screen() override {
     RequireForm(family_, data_.form, options.engine);
+    RequireSmallStrainForm();
     screened_ = ScreenCyclic(data_, FormOfData(), options);
     curves = screened_.Curves();
     dropped = std::move(screened_.dropped);
@@ -403,11 +445,15 @@ class CyclicFit final : public ModelFit {
 
   /// The exports know held values and starts, and weights of two curves fitted together in a family that ties them.
   void RequirePlainOptions() const override {
+    if (problem.parameters.back().name == kSmallStrainDamping && family_ != CyclicFamily::Darendeli) {
+      throw Error(ErrorKind::BadInput, "the export engine knows no small-strain damping");
+    }
     if (Weighted() && (curves.size() < 2 || family_ == CyclicFamily::Ghe)) {
       throw Error(ErrorKind::BadInput, "the export of this fit knows no weights");
     }
   }
   Minimum RunExport() override {
+    if (family_ == CyclicFamily::Darendeli) return ModelFit::RunExport();
     const auto starts = Starts();
     Minimum minimum;
     minimum.parameters = options.start.empty() ? starts.front() : starts.back();
@@ -456,8 +502,33 @@ class CyclicFit final : public ModelFit {
   /// The plain exports make their own forms of the points.
   CyclicForm FormOfData() const { return Plain() ? CyclicForm::Ordinate : data_.form; }
   std::vector<std::vector<double>> Starts() const {
-    const auto starts = AutomaticStarts(family_, screened_, options);
+    auto starts = AutomaticStarts(family_, screened_, options);
+    AddLinear(starts);
     return WithGiven(starts, starts.front(), Proposed::Last);
+  }
+
+  /// What a law is linear in follows from the rest of a start: b and h_min.
+  void AddLinear(std::vector<std::vector<double>>& starts) const {
+    const std::size_t known = starts.front().size();
+    std::vector<std::size_t> linear;
+    for (std::size_t k = known; k < problem.parameters.size(); ++k) linear.push_back(k);
+    if (linear.empty()) return;
+    for (auto& start : starts) start.resize(problem.parameters.size(), 0.0);
+    PutHeld(starts);
+    for (auto& start : starts) {
+      SolveCoefficients(problem, linear, start);
+      for (const std::size_t k : linear) {
+        const FreeOrHeld& parameter = problem.parameters[k];
+        if (!parameter.held) start[k] = std::clamp(start[k], parameter.lower, parameter.upper);
+      }
+    }
+  }
+
+  void RequireSmallStrainForm() const {
+    const bool strains = data_.form == CyclicForm::Strain || data_.form == CyclicForm::LogStrain;
+    if (!strains || !HasSmallStrainDamping(family_, options, !data_.damping.Empty())) return;
+    throw Error(ErrorKind::BadInput,
+                "a small-strain damping is compared in ordinates; use the form ordinate or stress");
   }
 
   CyclicData data_;
@@ -473,9 +544,10 @@ boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, int) {
 template <CyclicFamily family>
 Evaluator Restore(const Result& stored) {
   const std::vector<double> values = ParameterValues(stored);
-  // A generalised hyperbola of stiffness alone ends before the parameters of damping.
+  // Fits of stiffness alone may end before the parameters of damping, others before the small-strain damping.
   const std::size_t all = Parameters<family>(0).size();
-  if (values.size() != all && (family != CyclicFamily::Ghe || values.size() != kGheLargestDamping)) {
+  const bool mayEnd = family != CyclicFamily::Darendeli && values.size() + 1 == all;
+  if (values.size() != all && !mayEnd && values.size() != StiffnessCount(family)) {
     throw Error(ErrorKind::BadInput, "model " + stored.model + " has " + std::to_string(all) + " parameters, not " +
                                          std::to_string(values.size()));
   }
@@ -525,6 +597,17 @@ const Model kGhe{.info = {.name = "ghe",
                  .fit = MakeFit<CyclicFamily::Ghe>,
                  .restore = Restore<CyclicFamily::Ghe>};
 
+const Model kDarendeli{.info = {.name = "darendeli",
+                                .title = "Darendeli",
+                                .family = "cyclic",
+                                .curves = Curves(),
+                                .formula = "R = 1/(1 + (g/gamma_r)^s), h = h_min + b R^0.1 h of Masing loops",
+                                .source = "Darendeli 2001",
+                                .page = "theory/cyclic.md"},
+                       .parameters = Parameters<CyclicFamily::Darendeli>,
+                       .fit = MakeFit<CyclicFamily::Darendeli>,
+                       .restore = Restore<CyclicFamily::Darendeli>};
+
 Result FitCyclic(const CyclicData& data, CyclicFamily family, const Options& options, CyclicForm form) {
   CyclicData tests = data;
   if (form != CyclicForm::Ordinate) tests.form = form;
@@ -532,7 +615,7 @@ Result FitCyclic(const CyclicData& data, CyclicFamily family, const Options& opt
 }
 
 const std::vector<std::string>& CyclicFamilyNames() {
-  static const std::vector<std::string> names{"power", "hyperbolic", "ghe"};
+  static const std::vector<std::string> names{"power", "hyperbolic", "ghe", "darendeli"};
   return names;
 }
 
@@ -540,7 +623,7 @@ CyclicFamily CyclicFamilyCalled(const std::string& name) {
   const auto& names = CyclicFamilyNames();
   const auto found = std::find(names.begin(), names.end(), name);
   if (found == names.end()) {
-    throw Error(ErrorKind::BadInput, "unknown family " + name + ": use power, hyperbolic or ghe");
+    throw Error(ErrorKind::BadInput, "unknown family " + name + ": use power, hyperbolic, ghe or darendeli");
   }
   return static_cast<CyclicFamily>(found - names.begin());
 }

@@ -5,8 +5,10 @@
 #include <boost/make_shared.hpp>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "dynamic/ghe_law.h"
+#include "fit/models/darendeli.h"
 #include "solver/linalg/numbers.h"
 
 namespace Xem::Fit {
@@ -141,7 +143,46 @@ class GheFunction final : public BlockTestFunction {
   CyclicCurve curveKind_;
 };
 
+/// Over a function that knows nothing of the last parameter, h_min.
+class OverSmallStrainDamping final : public BlockTestFunction {
+ public:
+  OverSmallStrainDamping(TestFunctionList::value_type inner, CyclicCurve curve)
+      : inner_(std::move(inner)), slope_(curve == CyclicCurve::Damping ? 1.0 : 0.0) {
+    curve_.abscissa = inner_->Stretch();
+    curve_.measured = inner_->Stress();
+    compared_ = inner_->Compared();
+  }
+
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override {
+    const std::size_t last = parameters.size() - 1;
+    const auto columns = static_cast<std::int32_t>(last);
+    inner_->EvaluateBlock(termCount - 1, parameters.first(last), first, model,
+                          derivatives.Empty() ? derivatives : derivatives.FirstColumns(columns));
+    for (double& value : model) value += slope_ * parameters[last];
+    if (!derivatives.Empty()) std::ranges::fill(derivatives.Column(columns), slope_);
+  }
+
+ private:
+  TestFunctionList::value_type inner_;
+  double slope_;
+};
+
+double OrdinateWithout(CyclicFamily family, CyclicCurve curve, std::span<const double> parameters, double strain) {
+  if (family != CyclicFamily::Ghe) {
+    return OrdinateComparison(family, curve)(ModelParameters(family, parameters), strain, 0.0).predicted;
+  }
+  const double ratio =
+      GheRatio(parameters.subspan(kGheFirst, kGheParameterCount), strain / parameters[kReferenceStrain]);
+  if (curve == CyclicCurve::Stiffness) return ratio;
+  return GheDamping(parameters[kGheLargestDamping], parameters[kGheExponent], 1.0 - ratio);
+}
+
 }  // namespace
+
+TestFunctionList::value_type WithSmallStrainDamping(TestFunctionList::value_type function, CyclicCurve curve) {
+  return boost::make_shared<OverSmallStrainDamping>(std::move(function), curve);
+}
 
 TestFunctionList::value_type MakeCyclicFunction(CyclicFamily family, CyclicCurve curve, CyclicForm form,
                                                 std::span<const _T_FUNT_BASE> points,
@@ -154,13 +195,11 @@ TestFunctionList::value_type MakeGheFunction(CyclicCurve curve, std::span<const 
 }
 
 double CyclicOrdinate(CyclicFamily family, CyclicCurve curve, std::span<const double> parameters, double strain) {
-  if (family != CyclicFamily::Ghe) {
-    return OrdinateComparison(family, curve)(ModelParameters(family, parameters), strain, 0.0).predicted;
-  }
-  const double ratio =
-      GheRatio(parameters.subspan(kGheFirst, kGheParameterCount), strain / parameters[kReferenceStrain]);
-  if (curve == CyclicCurve::Stiffness) return ratio;
-  return GheDamping(parameters[kGheLargestDamping], parameters[kGheExponent], 1.0 - ratio);
+  if (family == CyclicFamily::Darendeli) return DarendeliOrdinate(curve, parameters, strain);
+  const double ordinate = OrdinateWithout(family, curve, parameters, strain);
+  const std::size_t smallStrain = SmallStrainDamping(family);
+  const bool adds = curve == CyclicCurve::Damping && parameters.size() > smallStrain;
+  return adds ? ordinate + parameters[smallStrain] : ordinate;
 }
 
 }  // namespace Xem::Fit

@@ -20,6 +20,23 @@ inline constexpr std::size_t kLargestDamping = 1;   // power law
 inline constexpr std::size_t kGheFirst = 1;         // six parameters of the generalised equation
 inline constexpr std::size_t kGheLargestDamping = 7;
 inline constexpr std::size_t kGheExponent = 8;
+inline constexpr std::size_t kDarendeliExponent = 1;
+inline constexpr std::size_t kDarendeliScale = 2;  // b
+
+/// h_min, the last of all; only in vectors of fits that ask for it.
+constexpr std::size_t SmallStrainDamping(CyclicFamily family) {
+  switch (family) {
+    case CyclicFamily::Power:
+      return 2;
+    case CyclicFamily::Hyperbolic:
+      return 1;
+    case CyclicFamily::Ghe:
+      return 9;
+    case CyclicFamily::Darendeli:
+      return 3;
+  }
+  return 0;
+}
 }  // namespace CyclicIndex
 
 /// Power law (gamma_r, hmax) and hyperbola (gamma_r). `stiffness` serves the damping curve in the form Stress.
@@ -30,7 +47,11 @@ MaterialUtil::TestFunctionList::value_type MakeCyclicFunction(CyclicFamily famil
 /// Generalised hyperbolic equation; gamma_r counts as held.
 MaterialUtil::TestFunctionList::value_type MakeGheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points);
 
-/// Ordinate of a family at a strain.
+/// A function of a family with one parameter more, h_min, which adds to damping.
+MaterialUtil::TestFunctionList::value_type WithSmallStrainDamping(MaterialUtil::TestFunctionList::value_type function,
+                                                                  CyclicCurve curve);
+
+/// Ordinate of a family at a strain, with h_min where the parameters have it.
 double CyclicOrdinate(CyclicFamily family, CyclicCurve curve, std::span<const double> parameters, double strain);
 
 }  // namespace Xem::Fit

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <numbers>
 
 namespace Xem::Fit {
 
@@ -31,6 +32,10 @@ struct Dual {
   friend Dual operator-(const Dual& a) { return Dual() - a; }
   friend Dual exp(const Dual& a) { return a.Through(std::exp(a.value), std::exp(a.value)); }
   friend Dual log(const Dual& a) { return a.Through(std::log(a.value), 1.0 / a.value); }
+  friend Dual erfc(const Dual& a) {
+    constexpr double kTwoOverRootOfPi = 2.0 * std::numbers::inv_sqrtpi;
+    return a.Through(std::erfc(a.value), -kTwoOverRootOfPi * std::exp(-a.value * a.value));
+  }
   friend Dual sqrt(const Dual& a) { return a.Through(std::sqrt(a.value), 0.5 / std::sqrt(a.value)); }
 
  private:

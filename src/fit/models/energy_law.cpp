@@ -46,17 +46,36 @@ void EnergyFit::Describe() {
   Keep(largest_, problem.parameters);
 }
 
+void EnergyFit::CompleteShape(std::vector<double>& shape) const {
+  SolveCoefficients(problem, Linear(), shape);
+  for (std::size_t k = 0; k < shape.size(); ++k) {
+    const FreeOrHeld& parameter = problem.parameters[k];
+    if (!parameter.held) shape[k] = std::clamp(shape[k], parameter.lower, parameter.upper);
+  }
+}
+
+/// Shapes whose energy has a value in all states.
+std::vector<std::vector<double>> EnergyFit::StableStarts(double largest) const {
+  std::vector<std::vector<double>> shapes = Shapes(std::max(largest, largest_));
+  PutHeld(shapes);
+  for (std::vector<double>& shape : shapes) CompleteShape(shape);
+  return shapes;
+}
+
+Problem EnergyFit::StableProblem(const std::vector<double>&, double largest) const {
+  Problem kept = problem;
+  KeepScanned(std::max(largest, largest_), kept.parameters);
+  for (FreeOrHeld& parameter : kept.parameters) parameter.upper = std::max(parameter.lower, parameter.upper);
+  return kept;
+}
+
 /// The parameters that the energy is linear in follow from the others, so that only those are searched for.
 Minimum EnergyFit::Minimise() {
   std::vector<std::vector<double>> shapes = Shapes(largest_);
   PutHeld(shapes);
   std::vector<std::pair<double, std::vector<double>>> ranked;
   for (std::vector<double>& shape : shapes) {
-    SolveCoefficients(problem, Linear(), shape);
-    for (std::size_t k = 0; k < shape.size(); ++k) {
-      const FreeOrHeld& parameter = problem.parameters[k];
-      if (!parameter.held) shape[k] = std::clamp(shape[k], parameter.lower, parameter.upper);
-    }
+    CompleteShape(shape);
     const double objective = Objective(problem, shape);
     if (std::isfinite(objective)) ranked.emplace_back(objective, std::move(shape));
   }

@@ -22,6 +22,7 @@
 ///   Reaches(p, excess)    false where the energy has no value
 ///   kLinear        the parameters that the energy is linear in
 ///   Keep(largest, parameters)   narrows ranges to what reaches the largest I1 - 3 measured
+///   KeepScanned(largest, parameters)   the same for all modes up to that I1 - 3; Keep where a law has none
 ///   Shapes(largest)       starting values, whatever stands for the linear ones
 namespace Xem::Fit {
 
@@ -156,10 +157,15 @@ class EnergyFit : public RubberFit {
   virtual MaterialUtil::TestFunctionList::value_type MakeFunction(const MaterialUtil::ModeKinematics& mode,
                                                                   Points points) const = 0;
   virtual void Keep(double largest, std::vector<FreeOrHeld>& parameters) const = 0;
+  virtual void KeepScanned(double largest, std::vector<FreeOrHeld>& parameters) const = 0;
   virtual std::vector<std::vector<double>> Shapes(double largest) const = 0;
   virtual std::span<const std::size_t> Linear() const = 0;
+  std::vector<std::vector<double>> StableStarts(double largest) const override;
+  Problem StableProblem(const std::vector<double>& start, double largest) const override;
 
  private:
+  void CompleteShape(std::vector<double>& shape) const;
+
   double largest_ = 0.0;  // I1 - 3 of all points
 };
 
@@ -174,6 +180,13 @@ class FitOf final : public EnergyFit {
     return boost::make_shared<EnergyFunction<Law>>(mode, points);
   }
   void Keep(double largest, std::vector<FreeOrHeld>& parameters) const override { Law::Keep(largest, parameters); }
+  void KeepScanned(double largest, std::vector<FreeOrHeld>& parameters) const override {
+    if constexpr (requires { Law::KeepScanned(largest, parameters); }) {
+      Law::KeepScanned(largest, parameters);
+    } else {
+      Law::Keep(largest, parameters);
+    }
+  }
   std::vector<std::vector<double>> Shapes(double largest) const override { return Law::Shapes(largest); }
   std::span<const std::size_t> Linear() const override { return Law::kLinear; }
 };
@@ -189,11 +202,9 @@ RubberLaw LawOf() {
                                                  DescribePoint(mode, stretch));
               },
           .shearModulus = Law::ShearModulus,
-          .stability =
-              [](std::span<const double> parameters, std::span<const double> volumetric, double lower, double upper) {
-                XemMaterialStabilityPrincipal scan(EnergyResponse<Law>);
-                return ReportStability(scan, parameters, volumetric, lower, upper);
-              },
+          .scan = [](std::span<const double>) -> boost::shared_ptr<XemMaterialStabilityBase> {
+            return boost::make_shared<XemMaterialStabilityPrincipal>(EnergyResponse<Law>);
+          },
           .expand =
               [](int, std::span<const double> shown) {
                 if (shown.size() != Law::kCount) {

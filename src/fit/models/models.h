@@ -20,11 +20,14 @@
   MODEL(kVolumetric)          \
   /* relaxation, creep */     \
   MODEL(kProny)               \
+  MODEL(kWlf)                 \
+  MODEL(kArrhenius)           \
   MODEL(kCreep)               \
   /* cyclic */                \
   MODEL(kPower)               \
   MODEL(kHyperbolic)          \
   MODEL(kGhe)                 \
+  MODEL(kDarendeli)           \
   /* hardening */             \
   MODEL(kSwift)               \
   MODEL(kGhosh)               \
@@ -38,7 +41,9 @@
   MODEL(kVanGenuchten)        \
   MODEL(kVanGenuchtenFreeM)   \
   MODEL(kFredlundXing)        \
-  MODEL(kBrooksCorey)
+  MODEL(kBrooksCorey)         \
+  MODEL(kKosugi)              \
+  MODEL(kVanGenuchtenDual)
 // clang-format on
 
 namespace Xem::Fit {

@@ -170,13 +170,29 @@ Problem Bounded(Problem problem, const std::vector<double>& start, double shearM
   return problem;
 }
 
+/// True for terms that differ in more than rounding and the last digits of a minimum.
+bool DifferentExponents(const Minimum& a, const Minimum& b) {
+  constexpr double kNotable = 0.5;
+  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
+    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
+  }
+  return false;
+}
+
+/// After this many evaluations of each start the lowest valleys are known; most of the time of a fit would go into the
+/// ends of others.
+constexpr int kComparedEvaluations = 200;
+
+/// Valleys of which none is higher than this multiple of the lowest are followed to their ends.
+constexpr double kWorthFollowing = 1.5;
+
 /// The minima that the starts lead to, the best first; starts that lead nowhere are left out.
 std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::vector<double>>& starts,
                                 double shearModulus) {
   std::vector<Minimum> minima;
   const auto follow = [&](const std::vector<double>& start) {
     try {
-      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}));
+      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}, kComparedEvaluations));
       return true;
     } catch (const Error&) {
       return false;
@@ -198,21 +214,24 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
     throw Error(ErrorKind::NotConverged,
                 "no starting point led to a finite misfit; check the units of the data or give starting values");
   }
-  std::stable_sort(minima.begin(), minima.end(),
-                   [](const Minimum& a, const Minimum& b) { return a.objective < b.objective; });
+  const auto lowest = [](const Minimum& a, const Minimum& b) { return a.objective < b.objective; };
+  std::stable_sort(minima.begin(), minima.end(), lowest);
+  std::vector<const Minimum*> followed;
+  const double highest = kWorthFollowing * minima.front().objective;
+  for (Minimum& minimum : minima) {
+    const bool isNew = std::all_of(followed.begin(), followed.end(),
+                                   [&](const Minimum* other) { return DifferentExponents(minimum, *other); });
+    if (!isNew || minimum.objective > highest) continue;
+    const int before = minimum.iterations;
+    minimum = Minimise(Bounded(problem, minimum.parameters, shearModulus), {minimum.parameters});
+    minimum.iterations += before;
+    followed.push_back(&minimum);
+  }
+  std::stable_sort(minima.begin(), minima.end(), lowest);
   return minima;
 }
 
 double ShearModulusScale(const Minimum& oneTerm) { return std::abs(OgdenShearModulus(oneTerm.parameters)); }
-
-/// True for terms that differ in more than rounding and the last digits of a minimum.
-bool DifferentExponents(const Minimum& a, const Minimum& b) {
-  constexpr double kNotable = 0.5;
-  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
-    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
-  }
-  return false;
-}
 
 /// The best minima that differ from each other.
 std::vector<std::vector<double>> Different(const std::vector<Minimum>& minima) {
@@ -331,6 +350,19 @@ class OgdenFit final : public RubberFit {
   Minimum RunExport() override;
   std::string ExportRemedy() const override { return "fewer terms or another deformation mode may help"; }
   void Complete(const Minimum& minimum, Result& result) override;
+
+ protected:
+  std::vector<std::vector<double>> StableStarts(double largest) const override;
+  Problem StableProblem(const std::vector<double>& start, double) const override {
+    return Bounded(whole_, start, scale_);
+  }
+  void Order(Minimum& minimum) const override {
+    if (!Named()) Tidy(screened_.OnlyShear(), minimum);
+  }
+
+ private:
+  Problem whole_;                                           // in ranges that leave exponents their sign
+  double scale_ = std::numeric_limits<double>::infinity();  // shear modulus of a single term
 };
 
 }  // namespace
@@ -344,10 +376,10 @@ const RubberLaw kOgdenLaw{
           return convert ? stress * ShearStressFactor(stretch) : stress;
         },
     .shearModulus = OgdenShearModulus,
-    .stability =
-        [](std::span<const double> pairs, std::span<const double> volumetric, double lower, double upper) {
-          return ReportOgdenStability(static_cast<std::int32_t>(pairs.size() / 2), pairs, volumetric, lower, upper);
-        },
+    .scan = [](std::span<const double> pairs) -> boost::shared_ptr<XemMaterialStabilityBase> {
+      return boost::make_shared<XemMaterialStabilityOgden>(static_cast<std::int32_t>(pairs.size() / 2));
+    },
+    .lowestScanned = -0.5,
     .expand =
         [](int terms, std::span<const double> shown) {
           RequirePairs(terms, shown);
@@ -381,6 +413,7 @@ OgdenFit::OgdenFit(const HyperelasticData& data, int count) : RubberFit(data, co
 Minimum OgdenFit::Minimise() {
   // The scale of moduli that still mean something comes from a single term.
   std::vector<Minimum> minima = SearchStepwise(screened_, Named() ? 1 : terms, data_.stressUnit, options);
+  scale_ = ShearModulusScale(minima.front());
   if (Named()) {
     std::vector<double> seeds(given.size());
     WriteOgdenSeeds(terms, seeds);
@@ -391,10 +424,30 @@ Minimum OgdenFit::Minimise() {
   } else {
     for (Minimum& minimum : minima) Tidy(screened_.OnlyShear(), minimum);
   }
+  whole_ = problem;
   NoteRival(problem, minima, notes);
   // What else is done with the minimum stays in the ranges that it was found in.
   problem = Bounded(problem, minima.front().parameters, std::numeric_limits<double>::infinity());
   return minima.front();
+}
+
+/// Sets of exponents whose terms are all convex, each with the best moduli of its signs: stable whatever the strains.
+std::vector<std::vector<double>> OgdenFit::StableStarts(double) const {
+  std::vector<std::vector<double>> starts;
+  for (const auto& pattern : kPatterns) {
+    Problem convex = whole_;
+    std::vector<double> start = FromExponents(whole_, given, pattern).parameters;
+    for (std::size_t k = 0; k < start.size(); k += 2) {
+      if (convex.parameters[k].held || convex.parameters[k + 1].held) continue;
+      convex.parameters[k + 1].held = true;
+      Narrow(start[k + 1] > 0.0 ? 0.0 : -std::numeric_limits<double>::infinity(),
+             start[k + 1] > 0.0 ? std::numeric_limits<double>::infinity() : 0.0, convex.parameters[k]);
+      start[k] = std::clamp(start[k], convex.parameters[k].lower, convex.parameters[k].upper);
+    }
+    const std::vector<Minimum> reached = Descend(convex, {start}, 500);
+    if (!reached.empty()) starts.push_back(reached.front().parameters);
+  }
+  return starts;
 }
 
 Minimum OgdenFit::RunExport() {

@@ -68,10 +68,9 @@ constinit const RubberLaw kPolynomialLaw{
     .stress = [](const ModeKinematics& mode, std::span<const double> coefficients, double stretch,
                  Engine) { return MaterialUtil::PolynomialStress(mode, OrderOf(coefficients), coefficients, stretch); },
     .shearModulus = PolynomialShearModulus,
-    .stability =
-        [](std::span<const double> coefficients, std::span<const double> volumetric, double lower, double upper) {
-          return ReportPolynomialStability(OrderOf(coefficients), coefficients, volumetric, lower, upper);
-        },
+    .scan = [](std::span<const double> coefficients) -> boost::shared_ptr<XemMaterialStabilityBase> {
+      return boost::make_shared<XemMaterialStabilityPolynomial>(OrderOf(coefficients));
+    },
     .expand =
         [](int order, std::span<const double> shown) {
           RequireCoefficients(order, shown);

@@ -13,6 +13,7 @@
 
 #include "fit/assemble.h"
 #include "fit/models/models.h"
+#include "fit/models/prony_joint.h"
 #include "fit/models/prony_shares.h"
 #include "fit/models/prony_spectrum.h"
 #include "fit/screening.h"
@@ -713,19 +714,20 @@ const Model kProny{
              .family = "relaxation",
              .fewestTerms = 1,
              .mostTerms = kMostPronyTerms,
-             .curves = {{"relaxation", "time", "time", "modulus over instantaneous modulus", "", "", true}},
-             .formula = "g(t) = 1 - sum g_i (1 - exp(-t/tau_i)), i = 1 ... n; of raw moduli E(t) = E0 g(t)",
-             .source = "Ferry 1980",
+             .curves = {{"relaxation", "time", "time", "modulus over instantaneous modulus", "", "", true},
+                        {"storage", "frequency", "1/time", "storage modulus", "stress", "", true},
+                        {"loss", "frequency", "1/time", "loss modulus", "stress", "", true}},
+             .formula = "g(t) = 1 - sum g_i (1 - exp(-t/tau_i)), i = 1 ... n; of raw moduli E(t) = E0 g(t), E'(w) = E0 "
+                        "(1 - sum g_i/(1 + (w tau_i)^2)), E''(w) = E0 sum g_i w tau_i/(1 + (w tau_i)^2)",
+             .source = "Ferry 1980, Tschoegl 1989",
              .plainExport = "CurveFitting4Relaxation",
              .page = "theory/viscoelastic.md"},
     .parameters = Parameters,
     .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
+      if (const auto* several = std::get_if<DynamicData>(&tests)) return MakeJointPronyFit(*several, terms);
       return boost::make_shared<PronyFit>(TestsOf<RelaxationData>(tests, "prony"), terms);
     },
-    .restore = [](const Result& stored) -> Evaluator {
-      const auto series = PronyFit::Series::Of(ParameterValues(stored));
-      return [series](const std::string&, double time) { return series.At(time); };
-    }};
+    .restore = RestoreProny};
 
 double PronyModulus(const std::vector<double>& parameters, double time) {
   if (parameters.size() % 2 != 0) {

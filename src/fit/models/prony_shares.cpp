@@ -98,8 +98,25 @@ void PronyShares::Derivatives(std::span<const double> coordinates, std::span<dou
   }
 }
 
+void PronyShares::MoveToShares(std::span<const double> coordinates, std::span<const double> series,
+                               MatrixView derivatives) const {
+  const std::size_t n = Terms();
+  byShares_.resize(n * n);
+  // The chain rule in place: column j needs the columns from j on, which are still those of the series.
+  Derivatives(coordinates, byShares_);
+  for (std::size_t j = 0; j < n; ++j) {
+    const std::span<double> column = derivatives.Column(j);
+    for (double& entry : column) entry *= byShares_[j * n + j];
+    for (std::size_t k = j + 1; k < n; ++k) {
+      const std::span<const double> later = derivatives.Column(k);
+      for (std::size_t i = 0; i < column.size(); ++i) column[i] += later[i] * byShares_[k * n + j];
+    }
+    for (double& entry : derivatives.Column(n + j)) entry *= series[n + j];
+  }
+}
+
 PronyInShares::PronyInShares(PronyShares shares, std::span<const _T_FUNT_BASE> points)
-    : shares_(std::move(shares)), series_(2 * shares_.Terms()), byShares_(shares_.Terms() * shares_.Terms()) {
+    : shares_(std::move(shares)), series_(2 * shares_.Terms()) {
   Load(points, MaterialUtil::KeepMeasured(), MaterialUtil::AsItStands);
 }
 
@@ -109,23 +126,8 @@ void PronyInShares::Evaluate(std::int32_t, std::span<const double> coordinates, 
   shares_.ToSeries(coordinates, series_);
   const auto times = curve_.abscissa.Span().subspan(first, model.size());
   MaterialUtil::PronyModuli(series_, times, model, derivatives);
-  if (!derivatives.Empty()) MoveToShares(coordinates, derivatives);
+  if (!derivatives.Empty()) shares_.MoveToShares(coordinates, series_, derivatives);
   if (coordinates.size() > 2 * n) Multiply(coordinates.back(), model, derivatives);
-}
-
-void PronyInShares::MoveToShares(std::span<const double> coordinates, MatrixView derivatives) const {
-  const std::size_t n = shares_.Terms();
-  // The chain rule in place: column j needs the columns from j on, which are still those of the series.
-  shares_.Derivatives(coordinates, byShares_);
-  for (std::size_t j = 0; j < n; ++j) {
-    const std::span<double> column = derivatives.Column(j);
-    for (double& entry : column) entry *= byShares_[j * n + j];
-    for (std::size_t k = j + 1; k < n; ++k) {
-      const std::span<const double> later = derivatives.Column(k);
-      for (std::size_t i = 0; i < column.size(); ++i) column[i] += later[i] * byShares_[k * n + j];
-    }
-    for (double& entry : derivatives.Column(n + j)) entry *= series_[n + j];
-  }
 }
 
 PronyWithModulus::PronyWithModulus(std::span<const _T_FUNT_BASE> points) {

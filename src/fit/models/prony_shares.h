@@ -35,6 +35,9 @@ class PronyShares {
   std::vector<double> FromSeries(std::span<const double> series) const;
   /// `derivatives` (n x n, row i): d g_i / d u_j; zero for j > i.
   void Derivatives(std::span<const double> coordinates, std::span<double> derivatives) const;
+  /// The chain rule in place: from columns of coefficients and times, of that `series`, to those of coordinates.
+  void MoveToShares(std::span<const double> coordinates, std::span<const double> series,
+                    MaterialUtil::MatrixView derivatives) const;
 
  private:
   /// What is left for the free coefficients above their lower bounds.
@@ -43,6 +46,7 @@ class PronyShares {
   double Span(std::size_t term, double rest) const;
 
   std::vector<Coefficient> terms_;
+  mutable std::vector<double> byShares_;  // work space of one fit, which runs on one thread
 };
 
 /// A relaxation curve against the series in those coordinates, times an instantaneous modulus where one more coordinate
@@ -55,13 +59,8 @@ class PronyInShares final : public MaterialUtil::BlockTestFunction {
                 std::span<double> model, MaterialUtil::MatrixView derivatives) const override;
 
  private:
-  /// The chain rule in place, from columns of coefficients and times.
-  void MoveToShares(std::span<const double> coordinates, MaterialUtil::MatrixView derivatives) const;
-
   PronyShares shares_;
-  // Work space of one fit, which runs on one thread.
-  mutable std::vector<double> series_;
-  mutable std::vector<double> byShares_;
+  mutable std::vector<double> series_;  // work space
 };
 
 /// Raw moduli against g_1 ... g_n, tau_1 ... tau_n and the instantaneous modulus E0 of E(t) = E0 g(t).

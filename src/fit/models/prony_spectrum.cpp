@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 #include <numeric>
+#include <utility>
 
 #include "fit/non_negative.h"
 #include "viscoelastic/prony.h"
@@ -45,7 +46,7 @@ Spectrum FitRawSpectrum(const Curve& curve, Residual residual, const std::vector
     MaterialUtil::PronyDecays(std::exp(logTimes[k]), curve.x, column);
     for (std::size_t i = 0; i < points; ++i) column[i] = (1.0 + column[i]) * scales[i];
   }
-  const std::vector<double> moduli = SolveNonNegative(design, target);
+  const std::vector<double> moduli = SolveNonNegative(std::move(design), target);
   const double sum = std::accumulate(moduli.begin(), moduli.end(), 0.0);
   modulus = sum > 0.0 ? sum : 1.0;
   Spectrum spectrum;
@@ -77,7 +78,7 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
     MaterialUtil::PronyDecays(std::exp(logTimes[k]), curve.x, column);
     for (std::size_t i = 0; i < points; ++i) column[i] *= -scales[i];
   }
-  const std::vector<double> coefficients = SolveNonNegative(design, target);
+  const std::vector<double> coefficients = SolveNonNegative(std::move(design), target);
   Spectrum spectrum;
   for (std::size_t k = 0; k < logTimes.size(); ++k) spectrum.push_back({coefficients[k], logTimes[k]});
   return spectrum;
@@ -91,15 +92,18 @@ Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& ra
   for (std::size_t k = 0; k <= steps; ++k) {
     grid[k] = range.from + (range.to - range.from) * static_cast<double>(k) / static_cast<double>(steps);
   }
+  double modulus = 1.0;
+  return JoinedNeighbours(FitSpectrum(curve, residual, grid, raw ? &modulus : nullptr));
+}
+
+Spectrum JoinedNeighbours(const Spectrum& overGrid) {
   Spectrum lines;
   bool joined = false;
-  double modulus = 1.0;
-  for (const SpectrumLine& line : FitSpectrum(curve, residual, grid, raw ? &modulus : nullptr)) {
+  for (const SpectrumLine& line : overGrid) {
     if (line.g <= 0.0) {
       joined = false;
       continue;
     }
-    // A time between two points of the grid shows as two lines.
     if (joined) {
       lines.back() = Together(lines.back(), line);
     } else {

@@ -32,6 +32,10 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
 /// `raw`: the ordinates are raw moduli.
 Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range, bool raw = false);
 
+/// Of the lines over a grid of times those above 0, with two beside each other as one: a time between two points of
+/// the grid shows as two lines.
+Spectrum JoinedNeighbours(const Spectrum& overGrid);
+
 /// Takes neighbours together until `count` lines are left, those first that change the curve least.
 Spectrum MergedTo(Spectrum spectrum, std::size_t count);
 /// Keeps the `count` largest lines.

@@ -1,3 +1,5 @@
+#include "fit/models/retention.h"
+
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cmath>
@@ -7,7 +9,7 @@
 #include <utility>
 
 #include "fit/assemble.h"
-#include "fit/models/models.h"
+#include "fit/linear_model.h"
 #include "fit/models/retention_soil.h"
 #include "fit/search.h"
 #include "soil/retention_fit.h"
@@ -16,7 +18,6 @@ namespace Xem::Fit {
 namespace {
 
 namespace Core = MaterialUtil;
-using Core::RetentionModel;
 using Core::Suction;
 using Core::XemUnsaturatedSoilTestFunction;
 
@@ -28,53 +29,30 @@ constexpr double kDryEnough = 0.3;
 /// So does a standard error of more than this share of theta_s.
 constexpr double kWidestError = 0.25;
 
-/// Where Brooks and Corey's model has its air entry.
-constexpr std::size_t kAirEntry = 2;
-constexpr std::size_t kMostAirEntries = 60;
-
-/// So many of the best starts are followed to a minimum.
-constexpr std::size_t kFollowed = 6;
-
-boost::shared_ptr<XemUnsaturatedSoilTestFunction> MakeFunction(RetentionModel model,
-                                                               std::span<const _T_FUNT_BASE> points,
-                                                               const Core::FixedTermMask& mask) {
-  std::vector<std::int32_t> options{static_cast<std::int32_t>(model)};
-  options.insert(options.end(), mask.begin(), mask.end());
-  const auto function = boost::make_shared<XemUnsaturatedSoilTestFunction>();
-  function->SetParameters({}, options);
-  function->SetTestData(points);
-  return function;
-}
+/// The curve of the conductivity has so many points over the measured suctions.
+constexpr int kConductivityPoints = 61;
+constexpr const char* kConductivity = "conductivity";
+/// In Result::derived.
+constexpr const char* kSaturatedConductivity = "saturated_conductivity";
 
 /// How a parameter is reported: its value in `unit` is the law's own times `scale`.
 struct Reported {
   std::string unit;
   double scale = 1.0;
 };
-Reported ReportScale(const Core::RetentionParameter& parameter, const SuctionUnit& unit) {
-  const std::string own = parameter.unit;
+Reported ReportScale(const ParameterInfo& parameter, const SuctionUnit& unit) {
+  const std::string& own = parameter.unit;
   if (own == "kPa") return {unit.reported, 1.0 / unit.kPa};
   if (own == "1/kPa") return {std::string("1/") + unit.reported, unit.kPa};
   return {own, 1.0};
 }
 
-const char* MeaningOf(const std::string& parameter) {
-  if (parameter == "theta_s") return "saturated water content";
-  if (parameter == "theta_r") return "residual water content, up to 0.98 of the largest measured one";
-  if (parameter == "alpha") return "about the inverse of the air-entry suction";
-  if (parameter == "psi_b") return "air-entry suction";
-  if (parameter == "psi_r") return "residual suction";
-  if (parameter == "a") return "about the suction at the inflection";
-  if (parameter == "lambda") return "index of the pore sizes";
-  return "shape of the curve";
-}
-
 /// Parameters in the units of the report, kPa inside. theta_r stays below the contents that it is a part of.
-std::vector<FreeOrHeld> DescribeParameters(RetentionModel model, const Soil& soil) {
+std::vector<FreeOrHeld> DescribeParameters(const RetentionLaw& law, const Soil& soil) {
   double wettest = 0.0;
   for (const Curve& curve : soil.fitted) wettest = std::max(wettest, *std::max_element(curve.y.begin(), curve.y.end()));
   std::vector<FreeOrHeld> parameters;
-  for (const Core::RetentionParameter& known : Core::RetentionParameters(model)) {
+  for (const ParameterInfo& known : law.parameters) {
     const Reported reported = ReportScale(known, *soil.unit);
     FreeOrHeld parameter;
     parameter.name = known.name;
@@ -85,9 +63,7 @@ std::vector<FreeOrHeld> DescribeParameters(RetentionModel model, const Soil& soi
     parameters.push_back(parameter);
   }
   // At theta_r = theta_s the curve is flat and its shape says nothing: the minimiser must not get stuck there.
-  if (Core::HasResidualContent(model)) {
-    parameters[Core::kResidualContent].upper = Core::kLargestResidualShare * wettest;
-  }
+  if (law.residual) parameters[*law.residual].upper = Core::kLargestResidualShare * wettest;
   return parameters;
 }
 
@@ -122,83 +98,6 @@ void RequireEnough(const Soil& soil, const Problem& problem) {
   }
 }
 
-/// Shape parameters that starts are spread over, with their values.
-struct Spread {
-  std::size_t parameter;
-  std::vector<double> values;
-};
-std::vector<Spread> SpreadOf(RetentionModel model) {
-  switch (model) {
-    case RetentionModel::VanGenuchten:
-      return {{3, {1.1, 1.5, 2.5, 6.0}}};
-    case RetentionModel::VanGenuchtenFreeM:
-      return {{3, {0.75, 1.5, 4.0, 8.0, 16.0}}, {4, {0.05, 0.2, 0.8, 4.0, 9.0}}};
-    case RetentionModel::FredlundXing:
-      return {{2, {0.75, 2.0, 5.0}}, {3, {0.3, 0.8, 2.0}}};
-    case RetentionModel::BrooksCorey:
-      return {{3, {0.1, 0.35, 0.8, 2.0}}};
-  }
-  return {};
-}
-
-/// The best candidate of the core's grid when some parameters are held at `values`.
-std::vector<double> GridStart(RetentionModel model, const Problem& problem, std::span<const _T_FUNT_BASE> points,
-                              const Core::FixedTermMask& mask, std::span<const double> values) {
-  const auto function = MakeFunction(model, points, mask);
-  std::vector<double> start(values.size());
-  Core::FindRetentionStart(*function, KindOf(problem.residual), {.held = values, .caller = {}}, start);
-  return start;
-}
-
-/// Air entries of Brooks and Corey's model, one between every two neighbouring suctions: which points lie on the branch
-/// below decides the misfit, so that each such interval has a valley of its own.
-std::vector<double> AirEntries(std::vector<_T_FUNT_BASE> points) {
-  std::vector<double> suctions;
-  for (const _T_FUNT_BASE& point : points) {
-    if (point.first > 0.0) suctions.push_back(point.first);
-  }
-  std::sort(suctions.begin(), suctions.end());
-  suctions.erase(std::unique(suctions.begin(), suctions.end()), suctions.end());
-  // Of long records as many intervals as grading and retention of one soil ever have.
-  const std::size_t stride = suctions.size() / kMostAirEntries + 1;
-  std::vector<double> entries;
-  for (std::size_t i = stride; i < suctions.size(); i += stride) {
-    entries.push_back(std::sqrt(suctions[i - stride] * suctions[i]));
-  }
-  return entries;
-}
-
-/// The caller's start if there is one, the best of the grid, and the best ones with a shape parameter spread over its
-/// usual values: the misfit of retention models has several valleys.
-std::vector<std::vector<double>> Starts(RetentionModel model, const Soil& soil, const Problem& problem,
-                                        const std::vector<double>& given) {
-  const std::vector<_T_FUNT_BASE> points = soil.FittedPoints();
-  const Core::FixedTermMask mask = MaskOf(problem);
-  std::vector<std::vector<double>> starts;
-  const std::vector<double> best = GridStart(model, problem, points, mask, given);
-  std::vector<double> callers = best;
-  for (std::size_t k = 0; k < given.size(); ++k) {
-    if (!std::isnan(given[k])) callers[k] = given[k];
-  }
-  if (callers != best) starts.push_back(callers);
-  // One best point of the core's coarse grid lies in one valley. With the shape held at other usual values the grid
-  // finds points in the others.
-  starts.push_back(best);
-  std::vector<Spread> spreads = SpreadOf(model);
-  if (model == RetentionModel::BrooksCorey) spreads.push_back({kAirEntry, AirEntries(points)});
-  for (const Spread& spread : spreads) {
-    if (problem.parameters[spread.parameter].held) continue;
-    Core::FixedTermMask spreadMask = mask;
-    spreadMask[spread.parameter] = 1;
-    std::vector<double> values = given;
-    for (const double value : spread.values) {
-      values[spread.parameter] = value;
-      starts.push_back(GridStart(model, problem, points, spreadMask, values));
-    }
-  }
-  return starts;
-}
-
 /// A curve that is shown beside the fit, with measures of its own.
 CurveResult Compare(const Curve& curve, const Result& result) {
   CurveResult compared;
@@ -211,18 +110,19 @@ CurveResult Compare(const Curve& curve, const Result& result) {
 }
 
 /// Says so when theta_r lies beyond what the data can tell.
-void JudgeResidualContent(RetentionModel model, const Soil& soil, const Problem& problem, const Minimum& minimum,
+void JudgeResidualContent(const RetentionLaw& law, const Soil& soil, const Problem& problem, const Minimum& minimum,
                           Result& result) {
-  constexpr std::size_t k = Core::kResidualContent;
+  if (!law.residual) return;
+  const std::size_t k = *law.residual;
   // Found at 0 it is a model without a residual content, like one held there.
-  if (!Core::HasResidualContent(model) || problem.parameters[k].held || minimum.atBound[k]) return;
+  if (problem.parameters[k].held || minimum.atBound[k]) return;
   const std::vector<_T_FUNT_BASE> points = soil.FittedPoints();
   const auto driest = std::max_element(points.begin(), points.end(),
                                        [](const _T_FUNT_BASE& a, const _T_FUNT_BASE& b) { return a.first < b.first; });
-  const double left = Core::RetentionShape(model, minimum.parameters, Suction(driest->first));
+  const double left = law.saturation(minimum.parameters, Suction(driest->first));
   Parameter& residual = result.parameters[k];
   // A comparison with NaN, of a parameter at a bound, is false.
-  const double widest = kWidestError * minimum.parameters[Core::kSaturatedContent];
+  const double widest = kWidestError * minimum.parameters[law.saturated];
   // Linearised standard errors look small where the curve hasn't begun to level off: the least-squares theta_r is then
   // a matter of the model, not of the data, so the water left at the driest point decides too.
   if (!(left > kDryEnough) && !(residual.standardError > widest)) return;
@@ -237,38 +137,48 @@ void JudgeResidualContent(RetentionModel model, const Soil& soil, const Problem&
                          " % of the drainable water; hold theta_r or add drier points");
 }
 
-Evaluator MakeRetentionEvaluator(RetentionModel model, double kPa, const std::vector<double>& parameters) {
-  return [=](const std::string& curve, double suction) {
+/// `conductivity` is the saturated one, NaN where none is known.
+Evaluator MakeRetentionEvaluator(const RetentionLaw& law, double kPa, double conductivity,
+                                 const std::vector<double>& parameters) {
+  return [&law, kPa, conductivity, parameters](const std::string& curve, double suction) {
+    if (curve == kConductivity && law.conductivity != nullptr) {
+      if (std::isnan(conductivity)) {
+        throw Error(ErrorKind::BadInput, "there is no curve conductivity: the fit was given no saturated conductivity");
+      }
+      return conductivity * law.conductivity(parameters, Suction(suction * kPa));
+    }
     if (curve != "retention" && curve != "grading") {
       throw Error(ErrorKind::BadInput, "there is no curve " + curve + ": use retention or grading");
     }
-    return Core::WaterContent(model, parameters, Suction(suction * kPa));
+    return law.Content(parameters, Suction(suction * kPa));
   };
 }
 
 class RetentionFit final : public ModelFit {
  public:
-  RetentionFit(const RetentionData& data, RetentionModel model) : data_(data), model_(model) {}
+  RetentionFit(const RetentionData& data, const RetentionLaw& law) : data_(data), law_(law) {}
 
   void Screen() override {
+    RequireConductivity();
     soil_ = LoadSoil(data_);
     curves = soil_.fitted;
     dropped = soil_.dropped;
     notes = soil_.notes;
   }
 
-  /// psi_r is held unless asked for.
   void Describe() override {
     problem.residual = options.residual;
-    problem.parameters = DescribeParameters(model_, soil_);
+    problem.parameters = DescribeParameters(law_, soil_);
     problem.termCount = static_cast<std::int32_t>(problem.parameters.size());
     given.assign(problem.parameters.size(), kNaN);
-    if (model_ == RetentionModel::FredlundXing && !MentionsResidualSuction()) {
-      given[Core::kResidualSuction] = Core::kUsualResidualSuction;
-      problem.parameters[Core::kResidualSuction].held = true;
+    for (const auto& [name, value] : law_.usual) {
+      if (Mentions(name)) continue;
+      const std::size_t k = PlaceOf(name);
+      given[k] = value;
+      problem.parameters[k].held = true;
     }
     for (const Curve& curve : soil_.fitted) {
-      problem.functions.push_back(MakeFunction(model_, soil_.InKilopascal(curve), MaskOf(problem)));
+      problem.functions.push_back(law_.function(soil_.InKilopascal(curve)));
       // The test functions count in percent; the objective shall be in the unit of the contents.
       problem.weights.push_back(curve.weight / XemUnsaturatedSoilTestFunction::kPercent);
     }
@@ -276,7 +186,14 @@ class RetentionFit final : public ModelFit {
 
   void RequireDetermined() const override { RequireEnough(soil_, problem); }
 
-  Minimum Minimise() override { return MinimiseValleys(problem, Starts(model_, soil_, problem, given), kFollowed); }
+  Minimum Minimise() override {
+    const auto starts = law_.starts(problem, soil_.FittedPoints(), given);
+    if (law_.minimise == nullptr) return MinimiseValleys(problem, starts, kFollowedStarts);
+    const bool fixed = std::any_of(law_.ordered.begin(), law_.ordered.end(), [&](const std::string& name) {
+      return options.held.count(name) + options.bounds.count(name) > 0;
+    });
+    return law_.minimise(problem, starts, fixed);
+  }
 
   void RequirePlainOptions() const override {
     if (Weighted()) throw Error(ErrorKind::BadInput, "the export engine knows no weights");
@@ -287,11 +204,12 @@ class RetentionFit final : public ModelFit {
   }
 
   Minimum RunExport() override {
+    if (!law_.plain) return ModelFit::RunExport();
     Core::RetentionSettings settings;
-    settings.model = model_;
+    settings.model = *law_.plain;
     settings.residual = KindOf(options.residual);
     settings.mask = MaskOf(problem);
-    settings.usualResidualSuctionHeld = model_ == RetentionModel::FredlundXing && !MentionsResidualSuction();
+    settings.usualResidualSuctionHeld = !law_.usual.empty() && !Mentions(law_.usual.begin()->first);
     Core::RetentionPoints data;
     data.porosity = Core::RetentionPorosity(soil_.porosity, soil_.InKilopascal(soil_.retention));
     data.fitted = soil_.FittedPoints();
@@ -304,33 +222,69 @@ class RetentionFit final : public ModelFit {
   std::string ExportRemedy() const override { return "a parameter has no influence on any point"; }
 
   Evaluator MakeEvaluator(const std::vector<double>& parameters) const override {
-    return MakeRetentionEvaluator(model_, soil_.unit->kPa, parameters);
+    return MakeRetentionEvaluator(law_, soil_.unit->kPa, data_.saturatedConductivity, parameters);
   }
 
   void Complete(const Minimum& minimum, Result& result) override {
-    JudgeResidualContent(model_, soil_, problem, minimum, result);
+    JudgeResidualContent(law_, soil_, problem, minimum, result);
     if (data_.points == RetentionPoints::Measured && !soil_.derived.Empty()) {
       result.curves.push_back(Compare(soil_.derived, result));
       result.notes.push_back("curve grading is compared with the fit and takes no part in it");
     }
     if (!std::isnan(soil_.porosity)) result.derived["porosity"] = soil_.porosity;
+    AddConductivity(result);
   }
 
  private:
-  bool MentionsResidualSuction() const {
-    return options.held.count("psi_r") + options.start.count("psi_r") + options.bounds.count("psi_r") > 0;
+  void RequireConductivity() const {
+    const double saturated = data_.saturatedConductivity;
+    if (std::isnan(saturated)) return;
+    if (!(saturated > 0.0) || !std::isfinite(saturated)) {
+      throw Error(ErrorKind::BadInput, "the saturated conductivity " + Text(saturated) + " is not a positive number");
+    }
+    if (law_.conductivity != nullptr) return;
+    std::string known;
+    for (const Model* model : Catalogue()) {
+      if (model->retention == nullptr || model->retention->conductivity == nullptr) continue;
+      known += (known.empty() ? "" : ", ") + model->info.name;
+    }
+    throw Error(ErrorKind::BadInput, "no closed form of Mualem's conductivity; those that have one are " + known);
+  }
+
+  /// K over the suctions that are fitted; none is measured.
+  void AddConductivity(Result& result) const {
+    if (std::isnan(data_.saturatedConductivity)) return;
+    CurveResult curve;
+    curve.name = kConductivity;
+    for (const double suction : PlacesOf(soil_.FittedPoints(), kConductivityPoints)) {
+      curve.x.push_back(suction / soil_.unit->kPa);
+      curve.fitted.push_back(result.evaluate(kConductivity, curve.x.back()));
+    }
+    curve.measures.r2 = curve.measures.rmse = curve.measures.sse = kNaN;
+    curve.measures.unit = data_.conductivityUnit;
+    result.curves.push_back(std::move(curve));
+    result.derived[kSaturatedConductivity] = data_.saturatedConductivity;
+    if (!data_.conductivityUnit.empty()) result.derivedUnits[kSaturatedConductivity] = data_.conductivityUnit;
+  }
+
+  bool Mentions(const std::string& name) const {
+    return options.held.count(name) + options.start.count(name) + options.bounds.count(name) > 0;
+  }
+  std::size_t PlaceOf(const std::string& name) const {
+    const auto at = std::find_if(law_.parameters.begin(), law_.parameters.end(),
+                                 [&](const ParameterInfo& known) { return known.name == name; });
+    return static_cast<std::size_t>(at - law_.parameters.begin());
   }
 
   RetentionData data_;
-  RetentionModel model_;
+  const RetentionLaw& law_;
   Soil soil_;
 };
 
 /// kPa in one unit of the suctions that a stored result is in.
-double StoredKilopascal(RetentionModel model, const Result& stored) {
-  const auto known = Core::RetentionParameters(model);
-  for (std::size_t k = 0; k < std::min(known.size(), stored.parameters.size()); ++k) {
-    const std::string own = known[k].unit;
+double StoredKilopascal(const RetentionLaw& law, const Result& stored) {
+  for (std::size_t k = 0; k < std::min(law.parameters.size(), stored.parameters.size()); ++k) {
+    const std::string& own = law.parameters[k].unit;
     std::string unit = stored.parameters[k].unit;
     if (own == "1/kPa" && unit.rfind("1/", 0) == 0) unit.erase(0, 2);
     if ((own == "1/kPa" || own == "kPa") && !unit.empty()) return SuctionUnitCalled(unit).kPa;
@@ -339,97 +293,151 @@ double StoredKilopascal(RetentionModel model, const Result& stored) {
 }
 
 /// Parameters as reported, in a unit of so many kPa, as those of the law. `name` is for the message of a wrong number.
-std::vector<double> InKilopascal(RetentionModel model, const std::string& name, std::vector<double> parameters,
+std::vector<double> InKilopascal(const RetentionLaw& law, const std::string& name, std::vector<double> parameters,
                                  double kPa) {
-  const auto known = Core::RetentionParameters(model);
-  if (parameters.size() != known.size()) {
-    throw Error(ErrorKind::BadInput, "model " + name + " has " + std::to_string(known.size()) + " parameters, not " +
-                                         std::to_string(parameters.size()));
+  if (parameters.size() != law.parameters.size()) {
+    throw Error(ErrorKind::BadInput, "model " + name + " has " + std::to_string(law.parameters.size()) +
+                                         " parameters, not " + std::to_string(parameters.size()));
   }
-  for (std::size_t k = 0; k < known.size(); ++k) parameters[k] /= ReportScale(known[k], {"", kPa, ""}).scale;
-  return parameters;
-}
-
-template <RetentionModel model>
-std::vector<ParameterInfo> Parameters(int) {
-  std::vector<ParameterInfo> parameters;
-  for (const Core::RetentionParameter& known : Core::RetentionParameters(model)) {
-    const std::string unit = known.unit;
-    parameters.push_back({known.name,
-                          unit == "kPa"     ? "suction"
-                          : unit == "1/kPa" ? "1/suction"
-                                            : unit,
-                          known.lower, known.upper, MeaningOf(known.name), known.name[0] == 't'});  // contents
+  for (std::size_t k = 0; k < parameters.size(); ++k) {
+    parameters[k] /= ReportScale(law.parameters[k], {"", kPa, ""}).scale;
   }
   return parameters;
 }
 
-template <RetentionModel model>
-boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, int) {
-  return boost::make_shared<RetentionFit>(TestsOf<RetentionData>(tests, "retention"), model);
+const RetentionLaw& LawCalled(const std::string& name) {
+  std::string known;
+  for (const Model* model : Catalogue()) {
+    if (model->retention == nullptr) continue;
+    if (model->info.name == name) return *model->retention;
+    known += (known.empty() ? "" : ", ") + model->info.name;
+  }
+  throw Error(ErrorKind::BadInput, "unknown retention model " + name + ": use one of " + known);
 }
 
-template <RetentionModel model>
-Evaluator Restore(const Result& stored) {
-  const double kPa = StoredKilopascal(model, stored);
-  return MakeRetentionEvaluator(model, kPa, InKilopascal(model, stored.model, ParameterValues(stored), kPa));
+/// The best shape of a group, with the contents solved for. A residual content that the data want below 0 is 0.
+std::pair<double, std::vector<double>> BestOf(const Problem& problem, const std::vector<std::vector<double>>& shapes,
+                                              const std::array<std::size_t, 2>& contents) {
+  Problem dry = problem;
+  dry.parameters[contents.front()].held = true;
+  std::pair<double, std::vector<double>> best{std::numeric_limits<double>::infinity(), {}};
+  for (std::vector<double> shape : shapes) {
+    SolveCoefficients(problem, contents, shape);
+    for (const std::size_t k : contents) {
+      const FreeOrHeld& range = problem.parameters[k];
+      const double inside = range.held ? shape[k] : std::clamp(shape[k], range.lower, range.upper);
+      const bool moved = inside != shape[k];
+      shape[k] = inside;
+      if (moved && k == contents.front()) SolveCoefficients(dry, contents, shape);
+    }
+    const double objective = Objective(problem, shape);
+    if (objective < best.first) best = {objective, std::move(shape)};
+  }
+  return best;
 }
 
-ModelInfo Info(const char* name, const char* title, const char* formula, const char* source) {
+}  // namespace
+
+double RetentionLaw::Content(std::span<const double> values, Suction suction) const {
+  const double share = saturation(values, suction);
+  if (share == 1.0) return values[saturated];
+  const double least = residual ? values[*residual] : 0.0;
+  return least + (values[saturated] - least) * share;
+}
+
+ModelInfo RetentionInfo(const char* name, const char* title, const char* formula, const char* source) {
   return {.name = name,
           .title = title,
           .family = "retention",
           .curves = {{"retention", "suction", "suction", "water content", "m3/m3", "", true}},
           .formula = formula,
           .source = source,
-          .plainExport = "CurveFitting4UnsaturatedSoil",
           .page = "theory/unsaturated_soil.md"};
 }
 
-}  // namespace
+std::vector<ParameterInfo> RetentionParameters(const RetentionLaw& law) {
+  std::vector<ParameterInfo> parameters = law.parameters;
+  for (ParameterInfo& parameter : parameters) {
+    if (parameter.unit == "kPa") parameter.unit = "suction";
+    if (parameter.unit == "1/kPa") parameter.unit = "1/suction";
+  }
+  return parameters;
+}
 
-const Model kVanGenuchten{
-    .info = Info("van-genuchten", "van Genuchten",
-                 "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m, m = 1 - 1/n", "van Genuchten 1980"),
-    .parameters = Parameters<RetentionModel::VanGenuchten>,
-    .fit = MakeFit<RetentionModel::VanGenuchten>,
-    .restore = Restore<RetentionModel::VanGenuchten>};
+boost::shared_ptr<ModelFit> MakeRetentionFit(const RetentionLaw& law, const Tests& tests) {
+  return boost::make_shared<RetentionFit>(TestsOf<RetentionData>(tests, "retention"), law);
+}
 
-const Model kVanGenuchtenFreeM{
-    .info = Info("van-genuchten-m", "van Genuchten, m free",
-                 "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m", "van Genuchten 1980"),
-    .parameters = Parameters<RetentionModel::VanGenuchtenFreeM>,
-    .fit = MakeFit<RetentionModel::VanGenuchtenFreeM>,
-    .restore = Restore<RetentionModel::VanGenuchtenFreeM>};
+Evaluator RestoreRetention(const RetentionLaw& law, const Result& stored) {
+  const double kPa = StoredKilopascal(law, stored);
+  const auto known = stored.derived.find(kSaturatedConductivity);
+  return MakeRetentionEvaluator(law, kPa, known == stored.derived.end() ? kNaN : known->second,
+                                InKilopascal(law, stored.model, ParameterValues(stored), kPa));
+}
 
-const Model kFredlundXing{
-    .info = Info("fredlund-xing", "Fredlund and Xing",
-                 "theta = C theta_s (ln(e + (psi/a)^n))^-m, C = 1 - ln(1 + psi/psi_r)/ln(1 + 1e6 kPa/psi_r)",
-                 "Fredlund and Xing 1994"),
-    .parameters = Parameters<RetentionModel::FredlundXing>,
-    .fit = MakeFit<RetentionModel::FredlundXing>,
-    .restore = Restore<RetentionModel::FredlundXing>};
+std::vector<double> PlacesOf(std::span<const _T_FUNT_BASE> points, int count) {
+  double lowest = std::numeric_limits<double>::infinity();
+  double highest = 0.0;
+  for (const _T_FUNT_BASE& point : points) {
+    if (!(point.first > 0.0)) continue;
+    lowest = std::min(lowest, point.first);
+    highest = std::max(highest, point.first);
+  }
+  if (!(highest > 0.0)) return {1.0};
+  std::vector<double> places;
+  for (int i = 0; i < count; ++i) places.push_back(lowest * std::pow(highest / lowest, i / (count - 1.0)));
+  return places;
+}
 
-const Model kBrooksCorey{
-    .info = Info("brooks-corey", "Brooks and Corey",
-                 "theta = theta_r + (theta_s - theta_r) (psi_b/psi)^lambda above psi_b, theta_s below",
-                 "Brooks and Corey 1964"),
-    .parameters = Parameters<RetentionModel::BrooksCorey>,
-    .fit = MakeFit<RetentionModel::BrooksCorey>,
-    .restore = Restore<RetentionModel::BrooksCorey>};
+std::vector<std::vector<double>> StartsFromShapes(const Problem& problem, const ShapeGroups& groups,
+                                                  const std::array<std::size_t, 2>& contents,
+                                                  const std::vector<double>& given) {
+  std::vector<std::pair<double, std::vector<double>>> ranked;
+  for (std::vector<std::vector<double>> shapes : groups) {
+    for (std::vector<double>& shape : shapes) {
+      for (std::size_t k = 0; k < shape.size(); ++k) {
+        const FreeOrHeld& range = problem.parameters[k];
+        shape[k] = range.held ? given[k] : std::clamp(shape[k], range.lower, range.upper);
+      }
+    }
+    auto best = BestOf(problem, shapes, contents);
+    if (std::isfinite(best.first)) ranked.push_back(std::move(best));
+  }
+  std::sort(ranked.begin(), ranked.end());
+  std::vector<std::vector<double>> starts;
+  for (auto& [objective, start] : ranked) {
+    if (starts.empty()) {
+      std::vector<double> callers = start;
+      for (std::size_t k = 0; k < given.size(); ++k) {
+        if (!std::isnan(given[k])) callers[k] = given[k];
+      }
+      if (callers != start) starts.push_back(callers);
+    }
+    starts.push_back(std::move(start));
+  }
+  return starts;
+}
+
+std::vector<std::string> RetentionModels() {
+  std::vector<std::string> names;
+  for (const Model* model : Catalogue()) {
+    if (model->retention != nullptr) names.push_back(model->info.name);
+  }
+  return names;
+}
 
 Result FitRetention(const RetentionData& data, const std::string& model, const Options& options) {
-  RetentionModelCalled(model);  // the words of this family for an unknown name
+  LawCalled(model);  // the words of this family for an unknown name
   return Fit({model, 0}, data, options);
 }
 
 double RetentionContent(const std::string& model, const std::vector<double>& parameters, double suction,
                         const std::string& suctionUnit) {
-  const RetentionModel known = RetentionModelCalled(model);
+  const RetentionLaw& law = LawCalled(model);
   const SuctionUnit& unit = SuctionUnitCalled(suctionUnit);
-  const std::vector<double> own = InKilopascal(known, model, parameters, unit.kPa);
+  const std::vector<double> own = InKilopascal(law, model, parameters, unit.kPa);
   const double reported = unit.logarithm ? std::pow(10.0, suction) : suction;
-  return Core::WaterContent(known, own, Suction(reported * unit.kPa));
+  return law.Content(own, Suction(reported * unit.kPa));
 }
 
 }  // namespace Xem::Fit

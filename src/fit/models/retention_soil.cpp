@@ -14,16 +14,6 @@ namespace Xem::Fit {
 namespace {
 
 namespace Core = MaterialUtil;
-using Core::RetentionModel;
-
-struct ModelName {
-  const char* name;
-  RetentionModel model;
-};
-constexpr std::array kModels{ModelName{"van-genuchten", RetentionModel::VanGenuchten},
-                             ModelName{"van-genuchten-m", RetentionModel::VanGenuchtenFreeM},
-                             ModelName{"fredlund-xing", RetentionModel::FredlundXing},
-                             ModelName{"brooks-corey", RetentionModel::BrooksCorey}};
 
 constexpr double kPaPerCentimetre = 0.0980665;
 constexpr double kPaPerPsi = 1e-3 * 0.45359237 * 9.80665 / (0.0254 * 0.0254);
@@ -164,13 +154,9 @@ void ChooseFitted(RetentionPoints points, Soil& soil) {
 
 }  // namespace
 
-std::vector<std::string> RetentionModels() { return NamesOf(kModels); }
-
 std::vector<std::string> SuctionUnits() { return NamesOf(kSuctionUnits); }
 
 const SuctionUnit& SuctionUnitCalled(const std::string& name) { return Known(kSuctionUnits, name, "unit of suction"); }
-
-RetentionModel RetentionModelCalled(const std::string& name) { return Known(kModels, name, "retention model").model; }
 
 std::vector<_T_FUNT_BASE> Soil::InKilopascal(const Curve& curve) const {
   std::vector<_T_FUNT_BASE> points = CorePoints(curve);

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "soil/retention_law.h"
 #include "xem/fit/soil.h"
 #include "xem/records.h"
 
@@ -20,7 +19,6 @@ struct SuctionUnit {
 
 /// By name. Throws Error (BadInput) for any other name.
 const SuctionUnit& SuctionUnitCalled(const std::string& name);
-MaterialUtil::RetentionModel RetentionModelCalled(const std::string& name);
 
 /// One soil, screened; suctions are in the unit of the report.
 struct Soil {

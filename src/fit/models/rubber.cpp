@@ -11,6 +11,7 @@
 
 #include "fit/assemble.h"
 #include "fit/models/stability_interval.h"
+#include "fit/models/stable_search.h"
 #include "stability/volumetric_energy.h"
 
 namespace Xem::Fit {
@@ -99,13 +100,13 @@ Stability ToStability(const std::function<StabilityReport()>& report) {
 
 double PoissonRatio(double bulk, double shear) { return (3.0 * bulk - 2.0 * shear) / (6.0 * bulk + 2.0 * shear); }
 
+}  // namespace
+
 std::vector<double> VolumetricOrDefault(const std::vector<double>& volumetric, double shearModulus) {
   if (!volumetric.empty()) return volumetric;
   const Vector assumed = DefaultVolumetricCoefficients(1, shearModulus);
   return {assumed.begin(), assumed.end()};
 }
-
-}  // namespace
 
 std::vector<CurveInfo> RubberCurves(const std::string& companion) {
   std::vector<CurveInfo> curves;
@@ -137,6 +138,7 @@ void RubberFit::Describe() {
   volumetricOptions_.bounds.clear();
   volumetricOptions_.ranges.clear();
   volumetricOptions_.band = false;
+  volumetricOptions_.stable = false;
   Move(options.held, volumetricOptions_.held);
   Move(options.start, volumetricOptions_.start);
   Move(options.bounds, volumetricOptions_.bounds);
@@ -146,6 +148,72 @@ Evaluator RubberFit::MakeEvaluator(const std::vector<double>& parameters) const 
   return [&law = law_, parameters, engine = options.engine](const std::string& curve, double strain) {
     return StressOf(law, curve, parameters, strain, engine);
   };
+}
+
+/// The unrestricted minimum, and the best of the others, those that are stable before those that are not.
+std::vector<std::vector<double>> RubberFit::BestStarts(const StableSearch& search,
+                                                       std::vector<std::vector<double>> others,
+                                                       const std::vector<double>& minimum) const {
+  constexpr std::size_t kFollowed = 5;
+  std::vector<std::pair<std::pair<bool, double>, std::vector<double>>> ranked;
+  for (std::vector<double>& start : others) {
+    const double objective = Objective(problem, start);
+    if (std::isfinite(objective)) ranked.push_back({{!search.IsStable(start), objective}, std::move(start)});
+  }
+  std::sort(ranked.begin(), ranked.end());
+  std::vector<std::vector<double>> starts{minimum};
+  for (std::size_t i = 0; i < std::min(ranked.size(), kFollowed); ++i) starts.push_back(std::move(ranked[i].second));
+  return starts;
+}
+
+Minimum RubberFit::Stabilised(const Minimum& minimum) {
+  // The undeformed state is one of them.
+  double lower = 0.0;
+  double upper = 0.0;
+  for (std::size_t i = 0; i < curves.size(); ++i) {
+    for (const double x : curves[i].x) {
+      const bool shear = screened_.modes[i] == DeformationMode::SimpleShear;
+      const double strain = shear ? Kinematics(screened_.modes[i]).stretchFromStrain(std::abs(x)) - 1.0 : x;
+      lower = std::min(lower, strain);
+      upper = std::max(upper, strain);
+    }
+  }
+  std::vector<double> volumetric;
+  if (!data_.volumetric.Empty()) {
+    volumetric =
+        ParameterValues(FitVolumetric({data_.volumetric, data_.stressUnit}, data_.volumetricTerms, volumetricOptions_));
+  }
+  const StableSearch search(law_, volumetric, lower, upper);
+  if (search.IsStable(minimum.parameters)) return minimum;
+
+  const double largest = std::max(kEquibiaxial.invariants(1.0 + upper).i1, kEquibiaxial.invariants(1.0 + lower).i1);
+  const double scale = std::abs(law_.shearModulus(minimum.parameters));
+  const auto starts = BestStarts(search, StableStarts(largest), minimum.parameters);
+  Minimum best;
+  Problem within;
+  for (const auto& start : starts) {
+    Problem kept = StableProblem(start, largest);
+    const auto found = search.Follow(kept, start, scale);
+    if (!found || !(found->objective < best.objective)) continue;
+    best = *found;
+    within = std::move(kept);
+  }
+  const std::string strains = Text(lower) + " and " + Text(upper);
+  if (best.parameters.empty()) {
+    throw Error(ErrorKind::NotConverged,
+                "no parameters of this model were found whose material is stable in all modes "
+                "between nominal strains of " +
+                    strains + "; choose another model, or fit without the restriction");
+  }
+  Order(best);
+  problem = within;
+  constexpr double kMuchWorse = 4.0;
+  const double factor = best.objective / minimum.objective;
+  notes.push_back("restricted to parameters that are stable in all modes between nominal strains of " + strains +
+                  ": the sum of squares is " + Text(factor) + " times that of the best fit, which is unstable there" +
+                  (factor > kMuchWorse ? "; that is much worse, so another model may suit these data better" : "") +
+                  "; standard errors do not know of the restriction");
+  return best;
 }
 
 void RubberFit::Complete(const Minimum& minimum, Result& result) { CompleteBulk(minimum.parameters, result); }
@@ -173,7 +241,8 @@ void RubberFit::CompleteBulk(std::span<const double> parameters, Result& result)
     result.notes.push_back("the initial shear modulus is not positive: the model fails before it is strained");
   }
   const auto stabilityOf = [&](std::span<const double> own, const std::vector<double>& volumetric) {
-    return ToStability([&] { return law_.stability(own, volumetric, kLowestStrain, kHighestStrain); });
+    return ToStability(
+        [&] { return ReportStability(*law_.scan(own), own, volumetric, kLowestStrain, kHighestStrain); });
   };
   result.stability = stabilityOf(parameters, bulk);
   const std::vector<ParameterInfo> names = law_.parameters(count_);
@@ -225,7 +294,7 @@ Stability CheckLaw(const RubberLaw& law, std::span<const double> parameters, con
   const double from = lower == 0.0 ? -kLessThanAStep : lower;
   const double to = upper == 0.0 ? kLessThanAStep : upper;
   const std::vector<double> bulk = VolumetricOrDefault(volumetric, law.shearModulus(parameters));
-  return ToStability([&] { return law.stability(parameters, bulk, from, to); });
+  return ToStability([&] { return ReportStability(*law.scan(parameters), parameters, bulk, from, to); });
 }
 
 StoredRubber SplitStored(const Result& stored) {

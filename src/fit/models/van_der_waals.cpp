@@ -38,6 +38,10 @@ struct VanDerWaalsLaw {
 
   /// How far lambda_m must reach depends on the share of I2; the energy itself keeps away from its limit.
   static void Keep(double, std::vector<FreeOrHeld>&) {}
+  /// In equibiaxial tension I2 is above I1, so what must have a value there reaches I1 at least.
+  static void KeepScanned(double largest, std::vector<FreeOrHeld>& parameters) {
+    parameters[1].lower = std::max(parameters[1].lower, std::sqrt(3.0 + largest * (1.0 + 1e-6)));
+  }
   static std::vector<std::vector<double>> Shapes(double largest) {
     std::vector<std::vector<double>> shapes;
     for (const double eta : {0.4, 0.7, 0.9}) {

@@ -16,6 +16,8 @@ void dgesvd_(const char* jobu, const char* jobvt, const std::int32_t* m, const s
              std::size_t);
 void dgeqrf_(const std::int32_t* m, const std::int32_t* n, double* a, const std::int32_t* lda, double* tau,
              double* work, const std::int32_t* lwork, std::int32_t* info);
+void dpotrf_(const char* uplo, const std::int32_t* n, double* a, const std::int32_t* lda, std::int32_t* info,
+             std::size_t);
 void dsysv_(const char* uplo, const std::int32_t* n, const std::int32_t* nrhs, double* a, const std::int32_t* lda,
             std::int32_t* ipiv, double* b, const std::int32_t* ldb, double* work, const std::int32_t* lwork,
             std::int32_t* info, std::size_t);
@@ -108,6 +110,14 @@ void Triangulariser::Reduce(const MatrixView& a) {
   for (std::int32_t column = 0; column < std::min(a.rows - 1, a.columns); ++column) {
     std::ranges::fill(a.Column(column).subspan(static_cast<std::size_t>(column) + 1), 0.0);
   }
+}
+
+bool FactoriseCholesky(const MatrixView& a) {
+  if (a.rows == 0) return true;
+  std::int32_t info = 0;
+  dpotrf_("U", &a.rows, a.data, &a.leadingDimension, &info, 1);
+  if (info < 0) ThrowInfo(info);
+  return info == 0;
 }
 
 SymmetricSolver::SymmetricSolver(std::int32_t order)

@@ -33,6 +33,10 @@ class Triangulariser {
   std::vector<double> work_;
 };
 
+/// The triangle R of a symmetric A = R^T R (dpotrf, upper triangle) in place of A; false when A is not positive
+/// definite.
+bool FactoriseCholesky(const MatrixView& a);
+
 /// Solves symmetric systems of one size (dsysv, lower triangle); work arrays are made once.
 class SymmetricSolver {
  public:
