@@ -38,9 +38,9 @@ double EndSlope(const LogCurve& curve, std::size_t from, std::size_t count) {
 }
 
 /// Straight between the points and for a little beyond them.
-class Line {
+class OverlapLine {
  public:
-  explicit Line(const LogCurve& curve) : curve_(curve) {
+  explicit OverlapLine(const LogCurve& curve) : curve_(curve) {
     const std::size_t count = std::min(kEnd, curve.x.size());
     first_ = EndSlope(curve, 0, count);
     last_ = EndSlope(curve, curve.x.size() - count, count);
@@ -64,11 +64,11 @@ class Line {
   double last_ = 0.0;
 };
 
-struct Distance {
+struct OverlapDistance {
   double squares = 0.0;
   double points = 0.0;
 
-  void Add(const LogCurve& points_, double shift, const Line& line) {
+  void Add(const LogCurve& points_, double shift, const OverlapLine& line) {
     for (std::size_t i = 0; i < points_.x.size(); ++i) {
       const double x = points_.x[i] + shift;
       if (!line.Reaches(x)) continue;
@@ -85,10 +85,10 @@ double OverlapShift(const LogCurve& fixed, const LogCurve& moved) {
   constexpr double kStep = 0.02;
   constexpr double kFewest = 3.0;
   constexpr double kStay = 1e-7;  // of two places alike the nearer one
-  const Line fixedLine(fixed);
-  const Line movedLine(moved);
+  const OverlapLine fixedLine(fixed);
+  const OverlapLine movedLine(moved);
   const auto cost = [&](double shift) {
-    Distance distance;
+    OverlapDistance distance;
     distance.Add(moved, shift, fixedLine);
     distance.Add(fixed, -shift, movedLine);
     if (distance.points < kFewest) return std::numeric_limits<double>::infinity();
