@@ -26,28 +26,27 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     settings = config_settings or {}
     build = pathlib.Path(settings.get("build-dir", ROOT / "build" / "wheel"))
     with tempfile.TemporaryDirectory() as scratch:
-        stage = pathlib.Path(scratch)
-        install(build, stage)
-        return pack(stage, pathlib.Path(wheel_directory))
+        return pack(install(build, pathlib.Path(scratch)), pathlib.Path(wheel_directory))
 
 
 def install(build, stage):
-    """Builds the package, unless a build folder has it, and leaves it in `stage` with the library that it needs."""
-    options = ["-DCMAKE_BUILD_TYPE=Release", "-DXEM_BUILD_TOOL=OFF", "-DXEM_BUILD_EXAMPLES=OFF", "-DXEM_BUILD_TESTS=OFF"]
+    """Builds the package, unless a build folder has it; returns a folder that holds it, with the library that it needs."""
     if not (build / "CMakeCache.txt").exists():
+        parts = ("XEM_BUILD_TOOL", "XEM_BUILD_EXAMPLES", "XEM_BUILD_TESTS")
+        options = ["-DCMAKE_BUILD_TYPE=Release", "-DXEM_BUILD_PYTHON=ON", *(f"-D{part}=OFF" for part in parts)]
         generator = ["-G", "Ninja"] if shutil.which("ninja") else []
-        subprocess.check_call(["cmake", "-S", ROOT, "-B", build, *generator, *options])
-    python = [f"-DXEM_PYTHON_EXECUTABLE={sys.executable}", "-DXEM_BUILD_PYTHON=ON", "-DXEM_PYTHON_DIR="]
-    subprocess.check_call(["cmake", *python, build])
+        python = f"-DXEM_PYTHON_EXECUTABLE={sys.executable}"
+        subprocess.check_call(["cmake", "-S", ROOT, "-B", build, *generator, *options, python])
     subprocess.check_call(["cmake", "--build", build, "--target", "xem_python", "--parallel"])
     subprocess.check_call(["cmake", "--install", build, "--component", "python", "--prefix", stage])
-    shutil.rmtree(stage / "share", ignore_errors=True)  # what Debian wants beside a package
-    (info,) = stage.glob("*.dist-info")
+    (info,) = stage.rglob("*.dist-info")
     shutil.copy(ROOT / "LICENSE", info)
-    library = next(build.glob("src/fit/libxemfit.so.?"))
-    shutil.copy(library.resolve(), stage / "xemfit" / library.name)
-    for binary in (stage / "xemfit").glob("*.so*"):
+    package = info.parent / "xemfit"
+    library = next((build / "src" / "fit").glob("libxemfit.so.?"))
+    shutil.copy(library.resolve(), package / library.name)
+    for binary in package.glob("*.so*"):
         subprocess.check_call(["strip", "--strip-unneeded", binary])
+    return info.parent
 
 
 def pack(stage, wheel_directory):

@@ -102,11 +102,11 @@ def fit(model: str, **tests: Any) -> Fit:
         raise type(error)(f"{error}{_sources(str(error), curves)}") from None
     result = Fit(core)
     if not core.converged:
-        error = NotConverged(
+        stopped = NotConverged(
             f"the fit did not converge: {core.status}; fewer terms, held values or another test may help"
         )
-        error.result = result
-        raise error
+        stopped.result = result
+        raise stopped
     return result
 
 
@@ -134,7 +134,7 @@ class Comparison(Sequence):
     """
 
     def __init__(self, answer: dict[str, Any]):
-        self._rows = [
+        self._rows: list[tuple[str, Any, str, int, float]] = [
             (label, None if core is None else Fit(core), outcome, free, difference)
             for label, core, outcome, free, difference in answer["rows"]
         ]
@@ -217,7 +217,7 @@ def _describe() -> None:
     for family in _core.families():
         names = [model.spelled for model in CATALOGUE if model.family == family]
         if family != "forming":
-            families += f"        {family}: {', '.join(names)}\n"
+            families += f"        - {family}: ``{'``, ``'.join(names)}``\n"
     shared = f"""
     Each test is a file (CSV, or a workbook), a frame, whose columns are found by their names as in a file, a pair of
     arrays (x, y), an array of two columns or a pandas series, whose index is the abscissa. A list holds several tests of
@@ -229,7 +229,8 @@ def _describe() -> None:
 """
     fit.__doc__ = f"""Fit a model to test curves.
 {shared.format(models=f'''    model : str
-        Name, and after a colon the number of terms: ``"ogden:3"``. Of a family
+        Name, and after a colon the number of terms: ``"ogden:3"``. By family:
+
 {families}''')}
     Returns
     -------

@@ -83,7 +83,7 @@ def _grid(curve: Curve, panel: _Panel, limits: Iterable[float]) -> np.ndarray:
     lowest, highest = usable.min(), usable.max()
     if panel.from_zero:
         lowest, highest = min(lowest, 0.0), max(highest, 0.0)
-    spaced = np.geomspace if panel.logarithmic else np.linspace
+    spaced: Any = np.geomspace if panel.logarithmic else np.linspace
     inside = [limit for limit in limits if lowest < limit < highest]
     return np.unique([*spaced(lowest, highest, _LINE_POINTS), *inside])
 
@@ -191,9 +191,11 @@ class _Picture(Figure):
 
     def _ipython_display_(self) -> None:
         import matplotlib.pyplot as plt
-        from IPython.display import SVG, display
+        from IPython.display import Image, display
 
-        display(SVG(_svg(self)))
+        stream = io.BytesIO()
+        self.savefig(stream, format="png")
+        display(Image(stream.getvalue()))
         if "inline" in matplotlib.get_backend():
             plt.close(self)
 
@@ -203,10 +205,6 @@ def svg(fit: Fit, size: Optional[tuple[float, float]] = None) -> str:
     panels = _panels(fit)
     figure = Figure(figsize=size or _size(panels), layout="constrained")
     _fill(figure, fit, panels)
-    return _svg(figure)
-
-
-def _svg(figure: Figure) -> str:
     stream = io.StringIO()
     with matplotlib.rc_context({"svg.hashsalt": "xemfit", "svg.fonttype": "none"}):
         figure.savefig(stream, format="svg", metadata={"Date": None})
