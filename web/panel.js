@@ -134,8 +134,10 @@ const Panel = (() => {
       const switches = element("div", { class: "controls switches" });
       if (curves.some((curve) => isDrawn(curve.points))) {
         switches.append(
-          toggle("Measured", "measured", true, (on) => this.show(() => (this.measured = on))),
-          toggle(capital(panel.lines), "fitted", true, (on) => this.show(() => (this.fitted = on))));
+          toggle("Measured", "measured", true, (on) => this.show(() => (this.measured = on))));
+        if (panel.lines) {
+          switches.append(toggle(capital(panel.lines), "fitted", true, (on) => this.show(() => (this.fitted = on))));
+        }
       }
       for (const axis of ["x", "y"]) {
         const side = axis === "x" ? 0 : 1;

@@ -333,9 +333,7 @@ class Superposer {
     if (transition) out_.result.derived["glass_transition"] = Between(*transition);
     if (transition) out_.result.derivedUnits["glass_transition"] = UnitName(data_.unit);
     if (first > 0) {
-      for (std::size_t k = 0; k < first; ++k) {
-        dropped_.push_back({kFactors, static_cast<int>(k) + 1, "below the glass transition, where WLF does not hold"});
-      }
+      notes_.push_back("the " + std::to_string(first) + " factors below the transition take no part in WLF");
     }
     const ShiftLaw other = data_.law == ShiftLaw::Wlf ? ShiftLaw::Arrhenius : ShiftLaw::Wlf;
     if (last - first < kFewestForLaw) return;

@@ -230,7 +230,7 @@ bool Shows(const Panel& panel, const Fit::CurveResult& curve) {
   return panel.curves.empty() || std::find(panel.curves.begin(), panel.curves.end(), curve.name) != panel.curves.end();
 }
 
-/// Of many curves only some are named in the legend.
+/// Of many curves only some are named in the key.
 void AddDrawnOnly(const std::vector<Fit::CurveResult>& curves, const Panel& panel, DrawnPanel& drawn) {
   constexpr std::size_t kMostNamed = 8;
   const auto shown = [&](const Fit::CurveResult& curve) { return !panel.curves.empty() && Shows(panel, curve); };
@@ -240,7 +240,8 @@ void AddDrawnOnly(const std::vector<Fit::CurveResult>& curves, const Panel& pane
   for (const Fit::CurveResult& curve : curves) {
     if (!shown(curve)) continue;
     DrawnCurve one;
-    one.legend = number % step == 0 ? Legend(curve.name) : "";
+    one.legend = Legend(curve.name);
+    one.named = number % step == 0;
     one.index = drawn.curves.size();
     one.x = curve.x;
     one.y = curve.measured;

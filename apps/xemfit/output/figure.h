@@ -11,6 +11,7 @@ namespace Xem::Tool {
 /// A curve ready to be drawn.
 struct DrawnCurve {
   std::string legend;
+  bool named = true;             ///< in the key of a picture, which has room for some only
   std::size_t index = 0;         ///< among the curves of the result, so that a curve looks the same in every panel
   std::vector<double> x, y;      ///< measured points
   std::vector<double> residual;  ///< measured - fitted at the points

@@ -159,7 +159,7 @@ std::string PanelPlot(const DrawnPanel& panel, std::size_t number) {
         points ? fmt::format("points pt {} ps 1.1", PointType(curve.index)) : std::string("lines lw 2.2");
     parts.push_back(fmt::format("{} with {} lc rgb '{}' title {}",
                                 points && !isDense(curve) ? '$' + DataBlocksOf(number, i).points : std::string("NaN"),
-                                style, CurveColour(curve.index), Literal(curve.legend)));
+                                style, CurveColour(curve.index), curve.named ? Literal(curve.legend) : "''"));
   }
   if (anyPoints) {
     parts.push_back("NaN with lines lw 2.2 dt 1 lc rgb '" + sample + "' title " + Literal(panel.lines));
@@ -190,8 +190,8 @@ std::string MarkCommands(const DrawnPanel& panel) {
 
 /// Room for tics, label and the rows of the key, whose columns are as wide as its longest name.
 double BottomMargin(const DrawnPanel& panel, bool several) {
-  const auto named = static_cast<std::size_t>(std::count_if(
-      panel.curves.begin(), panel.curves.end(), [](const DrawnCurve& curve) { return !curve.legend.empty(); }));
+  const auto named = static_cast<std::size_t>(
+      std::count_if(panel.curves.begin(), panel.curves.end(), [](const DrawnCurve& curve) { return curve.named; }));
   const std::size_t entries = named + panel.overlays.size() + (panel.overlays.empty() ? 2 : 1);
   std::size_t longest = panel.lines.size();
   for (const DrawnCurve& curve : panel.curves) longest = std::max(longest, curve.legend.size());

@@ -232,7 +232,8 @@ int MaxwellSearch::Supported(int terms, std::string& reasons) {
 
 int MaxwellSearch::Best() {
   constexpr int kFirstStep = 4;
-  const int most = MostTerms();
+  constexpr int kPointsPerTerm = 4;  // with fewer a series follows the scatter of short sweeps
+  const int most = std::min(MostTerms(), std::max(1, (points_ - 1) / kPointsPerTerm));
   const auto criterion = [&](int terms) { return With(terms).information; };
   // The criterion has one valley but for the luck of single fits; the spectrum shows about as many lines as it has
   // terms, so the search begins there and goes both ways.
