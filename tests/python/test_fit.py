@@ -93,6 +93,25 @@ def test_results_are_plain_data():
         fit.curves["uniaxial"].x[0] = 1.0
 
 
+def test_sweeps_and_relaxation_tell_one_series():
+    omega, time_ = np.logspace(-3, 3, 61), np.logspace(-2, 2, 30)
+    share, tau = np.array([0.3, 0.2]), np.array([0.1, 10.0])
+    x = omega[:, None] * tau
+    storage = 1000 * (1 - share.sum() + (share * x**2 / (1 + x**2)).sum(axis=1))
+    loss = 1000 * (share * x / (1 + x**2)).sum(axis=1)
+    modulus = 1000 * (1 - (share * (1 - np.exp(-time_[:, None] / tau))).sum(axis=1))
+    cycles = {"storage": (omega / (2 * np.pi), storage), "loss": (omega / (2 * np.pi), loss), "stress_unit": "MPa"}
+    for tests in (
+        cycles,
+        {"storage": (omega, storage), "loss": (omega, loss), "frequency_unit": "rad/s"},
+        {**cycles, "relaxation": (time_ / 60, modulus), "time_unit": "min"},
+    ):
+        minutes = 60 if "time_unit" in tests else 1
+        fit = xf.fit("prony:2", **tests)
+        assert fit.parameters.values == pytest.approx([*share, *(tau / minutes), 1000], rel=1e-6)
+        assert fit.residual == "relative"
+
+
 @pytest.mark.parametrize(
     "error, model, tests, says",
     [
