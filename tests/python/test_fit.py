@@ -20,7 +20,7 @@ def relaxation(points=50, noise=2e-3):
     return time_, ratio * (1 + noise * np.random.default_rng(7).standard_normal(points))
 
 
-def test_prony_finds_what_scipy_finds_in_less_time():
+def test_prony_finds_what_scipy_finds_in_a_third_of_its_time():
     optimize = pytest.importorskip("scipy.optimize")
     time_, ratio = relaxation()
 
@@ -44,7 +44,7 @@ def test_prony_finds_what_scipy_finds_in_less_time():
     ours, our_seconds = seconds(lambda: xf.fit("prony:3", relaxation=(time_, ratio)))
     assert ours.parameters.values == pytest.approx(theirs.x, rel=1e-4)
     assert ours.measures.sse <= 2 * theirs.cost * (1 + 1e-9)
-    assert our_seconds < their_seconds
+    assert our_seconds < their_seconds / 3
     # A fit that costs next to nothing tells what the way there and back costs.
     pressure = np.array([1.0, 2.0, 3.0])
     _, way_seconds = seconds(lambda: xf.fit("volumetric:1", volumetric=(1 - 0.01 * pressure, pressure)))
