@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "requests.h"
@@ -64,8 +65,11 @@ struct Request {
     std::vector<Fit::TestTable> tables = TablesFrom(curves, keywords);
     choices = ChoicesFrom(models, tables);
     options = OptionsFrom(keywords);
+    const bool asked = given.contains("residual");
     const Fit::ModelInfo& model = *Fit::FindModel(choices.front().name);
     read = TestsFrom(model, std::move(tables), keywords);
+    // Storage and loss differ by decades.
+    if (!asked && std::holds_alternative<Fit::DynamicData>(read.tests)) options.residual = Fit::Residual::Relative;
     keywords.RefuseOthers("models of " + model.family);
   }
 

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <limits>
 #include <map>
+#include <numbers>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -70,16 +71,24 @@ const Fit::CurveInfo* InfoOf(const std::string& slot) {
 }
 
 /// The unit that the caller names for a kind of unit, such as "stress".
-std::string UnitNamed(const std::string& kind, const py::dict& units) {
+std::string UnitNamed(std::string kind, const py::dict& units) {
+  if (kind == "1/time") kind = "frequency";
   return units.contains(kind) ? units[kind.c_str()].cast<std::string>() : "";
 }
 
 std::string UsualName(const Fit::Role& role) { return std::string(role.accepted.begin()->name); }
 
+/// What the columns of a slot are.
+Fit::CurveRoles RolesFor(const std::string& slot) {
+  if (slot == "storage") return {Fit::Roles::kFrequency, Fit::Roles::kStorage};
+  if (slot == "loss") return {Fit::Roles::kFrequency, Fit::Roles::kLoss};
+  return Fit::RolesOf(slot);
+}
+
 /// A table of arrays.
 Fit::Table TableOf(const std::string& slot, const py::object& x, const py::object& y, const py::object& companion,
                    Keywords& entries) {
-  const Fit::CurveRoles roles = Fit::RolesOf(slot);
+  const Fit::CurveRoles roles = RolesFor(slot);
   const auto units = entries.Take("units").cast<py::dict>();
   const Fit::CurveInfo* info = InfoOf(slot);
   Fit::Table table;
@@ -196,7 +205,8 @@ void Set(Data&, Keywords&) {}
 
 void Set(Fit::HyperelasticData& data, Keywords& keywords) { keywords.Read("volumetric_terms", data.volumetricTerms); }
 
-void Set(Fit::RelaxationData& data, Keywords& keywords) {
+template <class Moduli>
+void SetInstantaneous(Moduli& data, Keywords& keywords) {
   const py::object instantaneous = keywords.Take("instantaneous");
   if (instantaneous.is_none()) return;
   if (!py::isinstance<py::str>(instantaneous)) {
@@ -210,6 +220,9 @@ void Set(Fit::RelaxationData& data, Keywords& keywords) {
       "instantaneous", data.normalise,
       {{"free", Fit::Normalise::Free}, {"first", Fit::Normalise::First}, {"ratio", Fit::Normalise::Nothing}});
 }
+
+void Set(Fit::RelaxationData& data, Keywords& keywords) { SetInstantaneous(data, keywords); }
+void Set(Fit::DynamicData& data, Keywords& keywords) { SetInstantaneous(data, keywords); }
 
 void Set(Fit::CreepData& data, Keywords& keywords) {
   bool keep = data.tertiary == Fit::Tertiary::Keep;
@@ -234,6 +247,7 @@ void Set(Fit::RetentionData& data, Keywords& keywords) {
   keywords.Read("porosity", data.porosity);
   keywords.Read("particle_density", data.particleDensity);
   keywords.Read("exponent", data.exponent);
+  keywords.Read("conductivity", data.saturatedConductivity);
   keywords.Read("points", data.points,
                 {{"measured", Fit::RetentionPoints::Measured},
                  {"grading", Fit::RetentionPoints::Grading},
@@ -308,6 +322,57 @@ Fit::ReadTests Tensile(const std::vector<Fit::TestTable>& tables, Keywords& keyw
   return {data, {read.input}, read.notes};
 }
 
+/// Sweeps of frequency, and relaxation curves beside them, of one temperature.
+Fit::ReadTests Dynamic(const std::vector<Fit::TestTable>& tables) {
+  Fit::ReadTests read;
+  Fit::DynamicData data;
+  std::vector<Fit::TableCurve> curves;
+  curves.reserve(tables.size());
+  std::vector<Fit::TableCurve*> moduli;
+  std::vector<Fit::TableCurve*> timed;
+  std::map<std::string, int> numbers;
+  for (const Fit::TestTable& test : tables) {
+    Fit::CurveRoles roles = RolesFor(test.curve);
+    const bool inTime = test.curve == "relaxation";
+    if (!inTime && !Fit::FindColumn(test.table, roles.x)) roles.x = Fit::Roles::kOmega;
+    const int number = ++numbers[test.curve];
+    const std::string name = test.curve + (number > 1 ? "_" + std::to_string(number) : std::string());
+    curves.push_back(Fit::CurveFromTable(test.table, name, roles, test.columns));
+    Fit::TableCurve& curve = curves.back();
+    if (inTime) timed.push_back(&curve);
+    if (!inTime || Fit::HoldsModuli(curve)) moduli.push_back(&curve);
+    if (!inTime && curve.xUnit.empty()) curve.xUnit = "Hz";
+    read.inputs.push_back(curve.input);
+    read.notes.insert(read.notes.end(), curve.notes.begin(), curve.notes.end());
+  }
+  data.modulusUnit = Fit::UseOneOrdinateUnit(moduli, read.notes);
+  data.timeUnit = timed.empty() ? "s" : Fit::UseOneAbscissaUnit(timed, read.notes);
+  const double seconds = Fit::ConversionFactor(data.timeUnit.empty() ? "s" : data.timeUnit, "s").value_or(1.0);
+  for (std::size_t i = 0; i < curves.size(); ++i) {
+    const auto hertz = Fit::ConversionFactor(curves[i].xUnit, "Hz");
+    const auto angular = Fit::ConversionFactor(curves[i].xUnit, "rad/s");
+    Fit::ModulusCurve curve;
+    curve.quantity = tables[i].curve == "storage" ? Fit::ModulusKind::Storage
+                     : tables[i].curve == "loss"  ? Fit::ModulusKind::Loss
+                                                  : Fit::ModulusKind::Relaxation;
+    if (curve.quantity == Fit::ModulusKind::Relaxation) {
+      curve.ratio = !Fit::HoldsModuli(curves[i]);
+    } else if (hertz || angular) {
+      curve.perUnit = (hertz ? 2.0 * std::numbers::pi * *hertz : *angular) * seconds;
+    } else {
+      Refuse("curve " + curves[i].curve.name + ": frequencies in " + curves[i].xUnit + " are not known");
+    }
+    curve.curve = curves[i].curve;
+    data.curves.push_back(std::move(curve));
+  }
+  read.tests = std::move(data);
+  return read;
+}
+
+bool IsDynamic(const std::vector<Fit::TestTable>& tables) {
+  return tables.size() > 1 || tables.front().curve == "storage" || tables.front().curve == "loss";
+}
+
 bool HasCurve(const Fit::ModelInfo& info, const std::string& curve) {
   return std::any_of(info.curves.begin(), info.curves.end(), [&](const auto& one) { return one.name == curve; });
 }
@@ -373,10 +438,14 @@ std::vector<Fit::TestTable> TablesFrom(const py::list& given, Keywords& keywords
 
 Fit::ReadTests TestsFrom(const Fit::ModelInfo& model, std::vector<Fit::TestTable> tables, Keywords& keywords) {
   if (tables.empty()) Refuse("give a test curve of the family " + model.family);
-  const bool tensile = model.family == "hardening";
-  Fit::ReadTests read =
-      tensile ? Tensile(tables, keywords)
-              : Fit::TestsFromTables(model.name == "volumetric" ? model.name : model.family, std::move(tables));
+  Fit::ReadTests read;
+  if (model.family == "hardening") {
+    read = Tensile(tables, keywords);
+  } else if (model.family == "relaxation" && IsDynamic(tables)) {
+    read = Dynamic(tables);
+  } else {
+    read = Fit::TestsFromTables(model.name == "volumetric" ? model.name : model.family, std::move(tables));
+  }
   std::visit([&](auto& data) { Set(data, keywords); }, read.tests);
   SetWeights(ValuesFrom(keywords.Take("weight"), "weight"), read.tests);
   return read;

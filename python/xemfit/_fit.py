@@ -34,6 +34,7 @@ _SETTINGS = {
     "decimal": "``\"comma\"`` or ``\"point\"``, where a file can be read in two ways",
     "stress_unit": "unit of stresses, moduli or pressures given as arrays; for relaxation it says that they are moduli",
     "time_unit": "unit of times given as arrays",
+    "frequency_unit": "unit of frequencies given as arrays; rad/s for angular ones",
     "suction_unit": "unit of suctions given as arrays",
     "diameter_unit": "unit of grain diameters given as arrays",
     "volumetric_terms": "int: terms of the volumetric energy that is fitted alongside",
@@ -49,6 +50,7 @@ _SETTINGS = {
     "water": "retention: ``\"content\"`` or ``\"saturation\"``",
     "porosity": "retention: for the grading and for saturations",
     "particle_density": "retention, in Mg/m3: for the grading",
+    "conductivity": "retention: saturated hydraulic conductivity, which adds the curve of conductivity",
     "exponent": "retention: of Arya and Paris, for the grading",
     "points": "retention: ``\"measured\"``, ``\"grading\"`` or ``\"both\"`` are fitted",
 }
