@@ -56,7 +56,7 @@ MaxwellCurve Working(const ModulusCurve& measured, const Curve& kept) {
   return curve;
 }
 
-LogCurve InLogarithms(const MaxwellCurve& curve) {
+LogCurve AsLogCurve(const MaxwellCurve& curve) {
   std::vector<std::size_t> order(curve.x.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return curve.x[a] < curve.x[b]; });
@@ -75,7 +75,7 @@ LogCurve InLogarithms(const MaxwellCurve& curve) {
 MaxwellCurve FewPoints(MaxwellCurve curve) {
   if (curve.x.size() <= kMostPerCurve) return curve;
   std::vector<MaxwellCurve> one{std::move(curve)};
-  one = Thinned(std::move(one), kMostPerCurve);
+  one = ThinnedOut(std::move(one), kMostPerCurve);
   return std::move(one.front());
 }
 
@@ -225,7 +225,7 @@ class Superposer {
     }
     scale_ = scale;
     std::vector<LogCurve> logs;
-    for (const MaxwellCurve& curve : working_) logs.push_back(InLogarithms(curve));
+    for (const MaxwellCurve& curve : working_) logs.push_back(AsLogCurve(curve));
     overlap_.assign(all_.size(), 0.0);
     // log a_T moves frequencies to the right and times to the left.
     const double sign = working_.front().quantity == ModulusKind::Relaxation ? -1.0 : 1.0;

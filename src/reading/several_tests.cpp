@@ -11,7 +11,7 @@ using Strings::Join;
 using Strings::Printable;
 
 constexpr std::size_t kFewestRows = 3;
-constexpr std::size_t kMostNamed = 5;
+constexpr std::size_t kMostTold = 5;
 
 using Position = std::vector<double>::const_iterator;
 
@@ -49,9 +49,9 @@ std::optional<std::string> SeveralTests(const Table& table, const std::vector<do
     const std::string name = Printable(table.columns[column].name);
     const std::string one = values.front();
     const std::size_t count = values.size();
-    values.resize(std::min(count, kMostNamed));
+    values.resize(std::min(count, kMostTold));
     return table.source + " seems to hold " + std::to_string(count) + " tests, by its column " + name + " (" +
-           Printable(Join(values, ", ")) + (count > kMostNamed ? ", ..." : "") + "), and all were used; --select " +
+           Printable(Join(values, ", ")) + (count > kMostTold ? ", ..." : "") + "), and all were used; --select " +
            name + "=" + Printable(one) + " takes one";
   }
   return std::nullopt;

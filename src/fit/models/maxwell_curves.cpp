@@ -104,7 +104,7 @@ boost::shared_ptr<XemMaterialTestFunctionBase> MakeMaxwellFunction(const Maxwell
   return boost::make_shared<MaxwellFunction>(curve, std::move(shares));
 }
 
-std::vector<MaxwellCurve> Thinned(std::vector<MaxwellCurve> curves, std::size_t most) {
+std::vector<MaxwellCurve> ThinnedOut(std::vector<MaxwellCurve> curves, std::size_t most) {
   for (MaxwellCurve& curve : curves) {
     const std::size_t count = curve.x.size();
     if (count <= most) continue;

@@ -34,7 +34,7 @@ boost::shared_ptr<MaterialUtil::XemMaterialTestFunctionBase> MakeMaxwellFunction
                                                                                  PronyShares shares);
 
 /// Curves of at most so many points, means over equal steps of the logarithm of their abscissae, to search on.
-std::vector<MaxwellCurve> Thinned(std::vector<MaxwellCurve> curves, std::size_t most = 300);
+std::vector<MaxwellCurve> ThinnedOut(std::vector<MaxwellCurve> curves, std::size_t most = 300);
 
 /// Natural logarithms of the shortest and longest relaxation time that the curves see: 1/w, or t.
 LogRange MeasuredTimes(const std::vector<MaxwellCurve>& curves);

@@ -690,7 +690,7 @@ class PronyFit final : public ModelFit {
   /// The number of terms is searched for on a thinned curve; the final fit sees every point.
   Minimum MinimiseFree() {
     const Curve curve = WorkingCurve();
-    const Curve thinned = Thinned(curve);
+    const Curve thinned = ThinnedOut(curve);
     const LogRange range = MeasuredRange(curve);
     const PronyFitter coarse(thinned, options.residual, range, Kind());
     const PronyFitter fine(curve, options.residual, range, Kind());

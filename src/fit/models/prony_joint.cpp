@@ -106,8 +106,8 @@ class JointPronyFit final : public ModelFit {
     for (MaxwellCurve& curve : scaled) {
       for (double& value : curve.y) value /= curve.ratio ? 1.0 : scale;
     }
-    MaxwellSearch search(Named() ? scaled : Thinned(scaled), options.residual, MeasuredTimes(working_), instantaneous_,
-                         1.0);
+    MaxwellSearch search(Named() ? scaled : ThinnedOut(scaled), options.residual, MeasuredTimes(working_),
+                         instantaneous_, 1.0);
     Minimum minimum = Named() ? MinimiseNamed(search, scale) : MinimiseFree(search, std::move(scaled));
     if (onlyRatios_) return minimum;
     minimum.parameters.back() *= scale;

@@ -164,7 +164,7 @@ std::vector<double> SpreadTimes(const LogRange& range, std::size_t count) {
   return times;
 }
 
-Curve Thinned(const Curve& curve) {
+Curve ThinnedOut(const Curve& curve) {
   if (curve.x.size() <= kMostPoints) return curve;
   const LogRange range = MeasuredRange(curve);
   struct Bin {

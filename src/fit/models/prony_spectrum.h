@@ -48,6 +48,6 @@ std::vector<double> SpreadTimes(const LogRange& range, std::size_t count);
 
 /// A curve of at most a few hundred points: means over equal steps of the logarithm of time. Curves that are small
 /// already come back as they are.
-Curve Thinned(const Curve& curve);
+Curve ThinnedOut(const Curve& curve);
 
 }  // namespace Xem::Fit
