@@ -37,7 +37,7 @@ def fit_functions(headers):
     for header in sorted(pathlib.Path(headers).glob("*.h")):
         text = header.read_text()
         for mark in re.finditer(r"^( *)XEM_FIT_EXPORT (?!__)[^;(]*?(\w+)\(", text, re.MULTILINE):
-            record = re.findall(r"^struct (\w+) \{", text[:mark.start()], re.MULTILINE)[-1] + "::" if mark[1] else ""
+            record = re.findall(r"^(?:struct|class) (\w+) \{", text[:mark.start()], re.MULTILINE)[-1] + "::" if mark[1] else ""
             yield f"Xem::Fit::{record}{mark[2]}"
 
 

@@ -16,7 +16,7 @@ namespace Xem::Fit {
 namespace {
 
 /// A column, and above which numbers it is not what it seems.
-struct Column {
+struct MeasuredColumn {
   const char* name;
   double largest = std::numeric_limits<double>::infinity();
   const char* remedy = "1 means 100 %";
@@ -29,8 +29,8 @@ enum class Trend { Any, Rises, Falls };
 struct Guard {
   const char* family;
   const char* curve;
-  Column x;
-  Column y;
+  MeasuredColumn x;
+  MeasuredColumn y;
   Trend trend = Trend::Any;
   bool refuses = false;                                    ///< numbers above the largest are percent for certain
   bool strain = false;                                     ///< abscissae start at 0 without stress
@@ -79,7 +79,7 @@ const Guard* GuardOf(const std::string& family, const std::string& name) {
   return nullptr;
 }
 
-void RefusePercent(const Column& column, const Curve& curve, const std::vector<double>& values) {
+void RefusePercent(const MeasuredColumn& column, const Curve& curve, const std::vector<double>& values) {
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (!std::isfinite(values[i]) || values[i] <= column.largest) continue;
     throw Error(ErrorKind::BadData, "curve " + curve.name + ": " + column.name + " " + Text(values[i]) + " in row " +
@@ -87,7 +87,7 @@ void RefusePercent(const Column& column, const Curve& curve, const std::vector<d
   }
 }
 
-void NotePercent(const Column& column, const std::string& curve, const std::vector<double>& values,
+void NotePercent(const MeasuredColumn& column, const std::string& curve, const std::vector<double>& values,
                  std::vector<std::string>& notes) {
   const double largest = *std::max_element(values.begin(), values.end());
   if (!(largest > column.largest)) return;

@@ -73,7 +73,7 @@ struct SummaryColumn {
 };
 
 /// All outcomes of a batch, in the order of the specimens.
-class XEM_FIT_EXPORT Summary {
+class Summary {
  public:
   struct Row {
     std::string specimen, status, model, message;
@@ -82,19 +82,19 @@ class XEM_FIT_EXPORT Summary {
   };
 
   /// A fit with a doubt does not count.
-  void Add(const std::string& specimen, const Outcome& outcome, const std::string& doubt);
+  XEM_FIT_EXPORT void Add(const std::string& specimen, const Outcome& outcome, const std::string& doubt);
   /// After the last: names the outliers.
-  void Finish();
+  XEM_FIT_EXPORT void Finish();
 
-  std::size_t Count(const std::string& status) const;
-  std::size_t FailedCount() const;
+  XEM_FIT_EXPORT std::size_t Count(const std::string& status) const;
+  XEM_FIT_EXPORT std::size_t FailedCount() const;
 
   const std::vector<Row>& Rows() const { return rows_; }
   const std::vector<bool>& Counted() const { return counted_; }
   /// Measures, then parameters and derived quantities.
-  std::vector<SummaryColumn> Columns() const;
+  XEM_FIT_EXPORT std::vector<SummaryColumn> Columns() const;
   /// Of these, what a table for people tells: what has a mean, but for sums of squares and criteria.
-  std::vector<SummaryColumn> Told() const;
+  XEM_FIT_EXPORT std::vector<SummaryColumn> Told() const;
 
  private:
   SummaryColumn& ColumnCalled(const std::string& name);
