@@ -89,7 +89,7 @@ void TrustRegion::Rotate(std::span<double> residuals, MatrixView jacobian) {
 /// towards a minimum is known to, and the gradient keeps all of its digits. False where it is not so clear.
 bool TrustRegion::RotateByProducts(std::span<double> residuals, MatrixView jacobian) {
   constexpr std::size_t kMost = 64;    // parameters; sums over lanes take room
-  constexpr double kClear = 1e-5;      // of a unit column that the ones before it leave
+  constexpr double kClear = 1e-3;      // of a unit column that the ones before it leave
   constexpr std::size_t kBlock = 512;  // points that stay in the cache
   const std::size_t n = free_.size();
   const std::size_t columns = n + 1;
