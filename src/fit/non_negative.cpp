@@ -14,6 +14,7 @@ namespace Xem::Fit {
 namespace {
 
 using MaterialUtil::Dot;
+using MaterialUtil::FactoriseCholesky;
 using MaterialUtil::kLargestPositiveDefinite;
 using MaterialUtil::Matrix;
 using MaterialUtil::Multiply;
@@ -23,6 +24,9 @@ using MaterialUtil::Vector;
 
 /// Directions below this part of the largest singular value are rounding.
 constexpr double kRounding = 1e-14;
+
+/// A unit column that keeps this part of its length beside those before it is clear of rounding in normal equations.
+constexpr double kClear = 1e-5;
 
 /// A gradient below this part of its largest possible value counts as zero.
 constexpr double kFlat = 1e-13;
@@ -109,15 +113,13 @@ class ActiveSet {
   /// factorisation finds its pivots clear of rounding. False where it doesn't.
   bool SolveNormal(std::span<double> solution) {
     const std::size_t n = columns_.size();
-    if (n > kLargestPositiveDefinite) return false;
     normal_.resize(n * n);
     for (std::size_t k = 0; k < n; ++k) {
       const std::span<const double> products = ProductsWith(columns_[k]);
       for (std::size_t i = 0; i < n; ++i) normal_[k * n + i] = products[static_cast<std::size_t>(columns_[i])];
       solution[k] = target_[static_cast<std::size_t>(columns_[k])];
     }
-    const auto& kernels = MaterialUtil::ForThisProcessor();
-    if (!kernels.solvePositiveDefinite(n, normal_.data(), 0.0, solution.data())) return false;
+    if (!Factorise(n) || !SolveFactorised(solution)) return false;
     left_.assign(b_.begin(), b_.end());
     for (std::size_t k = 0; k < n; ++k) {
       const std::span<const double> column = a_.Column(columns_[k]);
@@ -125,8 +127,38 @@ class ActiveSet {
     }
     step_.resize(n);
     for (std::size_t k = 0; k < n; ++k) step_[k] = Dot(a_.Column(columns_[k]), left_);
-    kernels.solvePositiveDefinite(n, normal_.data(), 0.0, step_.data());
+    SolveFactorised(step_);
     for (std::size_t k = 0; k < n; ++k) solution[k] += step_[k];
+    return true;
+  }
+
+  /// Small systems have a kernel that factorises and solves at once.
+  bool Factorise(std::size_t n) {
+    if (n <= kLargestPositiveDefinite) return true;
+    const auto order = static_cast<std::int32_t>(n);
+    if (!FactoriseCholesky({normal_.data(), order, order, order})) return false;
+    for (std::size_t k = 0; k < n; ++k) {
+      if (!(normal_[k * n + k] > kClear)) return false;
+    }
+    return true;
+  }
+
+  /// x is the right-hand side on entry. False where pivots are not clear of rounding.
+  bool SolveFactorised(std::span<double> x) const {
+    const std::size_t n = x.size();
+    if (n <= kLargestPositiveDefinite) {
+      return MaterialUtil::ForThisProcessor().solvePositiveDefinite(n, normal_.data(), 0.0, x.data());
+    }
+    for (std::size_t k = 0; k < n; ++k) {
+      const double* const column = normal_.data() + k * n;
+      for (std::size_t i = 0; i < k; ++i) x[k] -= column[i] * x[i];
+      x[k] /= column[k];
+    }
+    for (std::size_t k = n; k-- > 0;) {
+      const double* const column = normal_.data() + k * n;
+      x[k] /= column[k];
+      for (std::size_t i = 0; i < k; ++i) x[i] -= column[i] * x[k];
+    }
     return true;
   }
 

@@ -36,9 +36,9 @@ struct CyclicRecord {
 CyclicRecord MakeCyclic(double sign, double noise, int steps) {
   CyclicRecord made;
   std::mt19937 random(7);
-  std::normal_distribution<double> scatter(0.0, noise);
+  std::normal_distribution<double> scatter(0.0, 1.0);
   const auto add = [&](double strain, double stress) {
-    made.record.x.push_back(sign * strain + (noise > 0.0 ? scatter(random) : 0.0));
+    made.record.x.push_back(sign * strain + noise * scatter(random));
     made.record.y.push_back(sign * stress);
     made.record.rows.push_back(static_cast<int>(made.record.x.size()) + 1);
   };
