@@ -4,13 +4,12 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "refusal.h"
 #include "xem/fit/reading.h"
 
 namespace {
@@ -21,25 +20,6 @@ constexpr const Role* kRoles[] = {&Roles::kStrain,   &Roles::kStress,       &Rol
                                   &Roles::kTime,     &Roles::kModulusRatio, &Roles::kStiffnessRatio,
                                   &Roles::kSuction,  &Roles::kWaterContent, &Roles::kTensileStrain,
                                   &Roles::kDiameter, &Roles::kPassing,      &Roles::kPorosity};
-
-[[noreturn]] void Report(const char* finding, const std::string& text) {
-  std::fprintf(stderr, "FINDING: %s: %s\n", finding, text.c_str());
-  std::abort();
-}
-
-/// Runs one step of reading; a refusal must be a sentence that can be shown.
-template <class Step>
-void MayRefuse(Step step) {
-  try {
-    step();
-  } catch (const Error& failure) {
-    const std::string_view sentence = failure.what();
-    if (sentence.empty() || sentence.size() > 4000) Report("a message without measure", std::string(sentence));
-    for (const char letter : sentence) {
-      if (static_cast<unsigned char>(letter) < ' ') Report("a control character in a message", std::string(sentence));
-    }
-  }
-}
 
 constexpr const char* kCurves[] = {"uniaxial",     "volumetric", "relaxation",      "creep",     "stiffness",
                                    "tensile_test", "flow_curve", "measured_limits", "retention", "grading"};

@@ -4,34 +4,15 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "refusal.h"
 #include "xem/fit/prepare.h"
 
 namespace {
 
 using namespace Xem::Fit;
-
-[[noreturn]] void Report(const char* finding, const std::string& text) {
-  std::fprintf(stderr, "FINDING: %s: %s\n", finding, text.c_str());
-  std::abort();
-}
-
-template <class Step>
-void MayRefuse(Step step) {
-  try {
-    step();
-  } catch (const Error& error) {
-    const std::string_view sentence = error.what();
-    if (sentence.empty() || sentence.size() > 4000) Report("a message without measure", std::string(sentence));
-    for (const char letter : sentence) {
-      if (static_cast<unsigned char>(letter) < ' ') Report("a control character in a message", std::string(sentence));
-    }
-  }
-}
 
 PrepareOptions Drawn(const std::uint8_t* bytes) {
   PrepareOptions options;
