@@ -53,17 +53,10 @@ function(xem_read_once target)
   endif()
 endfunction()
 
-# Names in unnamed namespaces must then differ among the files of a target; what follows ALONE is a pattern of files that
-# keep names of their own.
+# Names in unnamed namespaces must then differ among the files of a target.
 function(xem_compile_together target)
   if(XEM_COMPILE_TOGETHER)
-    cmake_parse_arguments(together "" "ALONE" "" ${ARGN})
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-    if(together_ALONE)
-      get_target_property(files ${target} SOURCES)
-      list(FILTER files INCLUDE REGEX "${together_ALONE}")
-      set_source_files_properties(${files} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-    endif()
   endif()
 endfunction()
 

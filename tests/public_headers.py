@@ -1,5 +1,5 @@
-"""Compiles every public header alone, with every standard that hosts may have and warnings as errors: those of the flat
-interface with every compiler, those of the fit layer with other compilers than the first by the oldest standard.
+"""Compiles every public header alone and twice, warnings being errors: with the oldest standard that its hosts may have by
+the first compiler, with the newest by the last; and all of a folder together with every standard and compiler.
 Usage: public_headers.py SOURCE_DIR COMPILER..."""
 
 import concurrent.futures
@@ -15,20 +15,23 @@ include = pathlib.Path(sys.argv[1]) / "include"
 compilers = sys.argv[2:]
 
 
-def complaints(compiler, standard, header):
+def complaints(compiler, standard, headers):
     command = [compiler, f"-std=c++{standard}", f"-I{include}", *FLAGS]
     # Twice, because the second time the guard must hold.
-    source = f'#include "{header}"\n' * 2 + "int main() {}\n"
+    source = "".join(f'#include "{header}"\n' * 2 for header in headers) + "int main() {}\n"
     run = subprocess.run(command, input=source, capture_output=True, text=True)
-    return f"{compiler} -std=c++{standard} {header}:\n{run.stderr}" if run.returncode else ""
+    names = " ".join(map(str, headers))
+    return f"{compiler} -std=c++{standard} {names}:\n{run.stderr}" if run.returncode else ""
 
 
-cases = [(compiler, standard, header.relative_to(include))
-         for folder, standards in STANDARDS.items()
-         for header in sorted((include / folder).glob("*.h"))
-         for standard in standards
-         for compiler in (compilers if folder == "xem" or standard == standards[0] else compilers[:1])]
+cases = []
+for folder, standards in STANDARDS.items():
+    headers = [header.relative_to(include) for header in sorted((include / folder).glob("*.h"))]
+    assert headers, folder
+    for compiler, standard in ((compilers[0], standards[0]), (compilers[-1], standards[-1])):
+        cases += [(compiler, standard, [header]) for header in headers]
+    cases += [(compiler, standard, headers) for compiler in compilers for standard in standards]
 with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
     found = [text for text in pool.map(lambda case: complaints(*case), cases) if text]
 print("".join(found) or f"{len(cases)} compilations of public headers without a word from {' and '.join(compilers)}")
-sys.exit(1 if found or not cases else 0)
+sys.exit(1 if found else 0)

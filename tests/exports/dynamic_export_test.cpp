@@ -13,11 +13,12 @@ constexpr int kPower = 0;
 constexpr int kHyperbolic = 1;
 
 /// Arguments of one call.
-struct Call {
+struct CyclicCall {
   DoubleArray options, parameters, flags, weights, fitted;
   PointArray stiffness, damping, stiffnessOut, dampingOut;
 
-  Call(int family, int form, int variant, std::initializer_list<double> start, std::initializer_list<double> held) {
+  CyclicCall(int family, int form, int variant, std::initializer_list<double> start,
+             std::initializer_list<double> held) {
     Fill(options, {static_cast<double>(family), static_cast<double>(form), static_cast<double>(variant)});
     Fill(parameters, start);
     Fill(flags, held);
@@ -40,7 +41,7 @@ double HyperbolicDampingOf(double u) {
 }
 
 /// Curves of a family at reference strain 6e-4 and largest damping 0.2.
-void Plant(int family, Call& call) {
+void Plant(int family, CyclicCall& call) {
   constexpr double kReference = 6e-4;
   constexpr double kLargest = 0.2;
   const double exponent = 2 * std::numbers::pi * kLargest / (2 - std::numbers::pi * kLargest);
@@ -56,7 +57,7 @@ void Plant(int family, Call& call) {
   Fill(call.damping, damping);
 }
 
-void LoadClay(Call& call) {
+void LoadClay(CyclicCall& call) {
   Fill(call.stiffness, BundledCurve("vucetic_dobry1991_pi30_stiffness.csv", "shear_strain", "G_over_Gmax"));
   Fill(call.damping, BundledCurve("vucetic_dobry1991_pi30_damping.csv", "shear_strain", "damping"));
 }
@@ -70,7 +71,7 @@ void ExpectPlanted(Curves curves, int family, int form, int variant) {
   const bool needsWeight = family == kPower && form == 0 && variant == 1;
   if (needsWeight && curves != Curves::Joint) return;
   const bool power = family == kPower;
-  Call call(family, form, variant, {4.5e-4, 0.25}, {0.0, power ? 0.0 : 1.0});
+  CyclicCall call(family, form, variant, {4.5e-4, 0.25}, {0.0, power ? 0.0 : 1.0});
   Plant(family, call);
   if (needsWeight) Fill(call.weights, {1e6, 1e6});
   const bool joint = curves == Curves::Joint;
@@ -99,7 +100,7 @@ TEST(CyclicFit, PlantedParametersAreRecovered) {
 }
 
 TEST(CyclicJointFit, WritesWhatItReadsAndDrawsBothCurves) {
-  Call call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
+  CyclicCall call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
   LoadClay(call);
   call.stiffnessOut.SetSize(8);
   call.dampingOut.SetSize(9);
@@ -135,7 +136,7 @@ TEST(CyclicJointFit, DampingWeightIsScaledForTwoEntriesOfThePowerLawOnly) {
         Case{"no last ordinate", kPower, 0.1, 1e-10, {1, 3}, 15.0},
         Case{"three weights", kPower, 0.25, 0.2, {1, 3, 1}, 3.0},
         Case{"hyperbolic", kHyperbolic, 0.25, 0.2, {1, 3}, 3.0}}) {
-    Call call(c.family, 2, 1, {5e-4, c.largest}, {1.0, 1.0});
+    CyclicCall call(c.family, 2, 1, {5e-4, c.largest}, {1.0, 1.0});
     Plant(c.family, call);
     call.damping.Add(*Points{{0.1, c.last}}.data());
     Fill(call.weights, c.weights);
@@ -145,7 +146,7 @@ TEST(CyclicJointFit, DampingWeightIsScaledForTwoEntriesOfThePowerLawOnly) {
 }
 
 TEST(CyclicFit, AbsoluteStrainFormStopsAfterFourSteps) {
-  Call call(kPower, 0, 1, {4.5e-4, 0.25}, {0.0, 0.0});
+  CyclicCall call(kPower, 0, 1, {4.5e-4, 0.25}, {0.0, 0.0});
   Plant(kPower, call);
   EXPECT_EQ(call.Damping(), 0);
   EXPECT_GT(std::abs(call.fitted[0] / 6e-4 - 1), 0.5);
@@ -158,7 +159,7 @@ TEST(CyclicFit, TheSumOfTheFlagsDecidesWhetherThereIsAFit) {
   };
   for (const Case& c : {Case{{1, 1}, false}, Case{{2, 0}, false}, Case{{-1, 3}, false}, Case{{1.9, 1.9}, false},
                         Case{{0.9, 0}, true}, Case{{1, 0}, true}, Case{{3, 0}, true}}) {
-    Call call(kPower, 2, 1, {5e-4, 0.24}, {});
+    CyclicCall call(kPower, 2, 1, {5e-4, 0.24}, {});
     LoadClay(call);
     Fill(call.flags, c.flags);
     EXPECT_EQ(call.Stiffness(), 0);
@@ -171,7 +172,7 @@ TEST(CyclicFit, TheSumOfTheFlagsDecidesWhetherThereIsAFit) {
 }
 
 TEST(CyclicFit, SingleCurvesComeBackEmptyAndTheHyperbolicFamilyHasNoStressForm) {
-  Call call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
+  CyclicCall call(kPower, 2, 1, {5e-4, 0.24}, {0.0, 0.0});
   LoadClay(call);
   call.stiffnessOut.SetSize(5);
   call.dampingOut.SetSize(5);
@@ -179,7 +180,7 @@ TEST(CyclicFit, SingleCurvesComeBackEmptyAndTheHyperbolicFamilyHasNoStressForm) 
   call.Damping();
   EXPECT_EQ(call.stiffnessOut.GetSize() + call.dampingOut.GetSize(), 0);
 
-  Call stress(kHyperbolic, 2, 1, {5e-4}, {1.0});
+  CyclicCall stress(kHyperbolic, 2, 1, {5e-4}, {1.0});
   LoadClay(stress);
   EXPECT_EQ(stress.Stiffness(), 0);
   EXPECT_EQ(stress.fitted[0], 5e-4);
@@ -195,12 +196,12 @@ TEST(CyclicFit, PointsWithoutAValueSpoilAFit) {
   };
   for (const int variant : {0, 1}) {
     for (const int form : {0, 1}) {
-      Call call(kPower, form, variant, {5e-4, 0.15}, {0.0, 0.0});
+      CyclicCall call(kPower, form, variant, {5e-4, 0.15}, {0.0, 0.0});
       LoadClay(call);  // R = 1 at the first strains, and the last damping is above 0.15
       EXPECT_TRUE(fails([&] { return call.Stiffness(); })) << form;
       EXPECT_TRUE(fails([&] { return call.Damping(); })) << form;
     }
-    Call call(kHyperbolic, 1, variant, {5e-4}, {0.0});
+    CyclicCall call(kHyperbolic, 1, variant, {5e-4}, {0.0});
     LoadClay(call);
     EXPECT_TRUE(fails([&] { return call.Damping(); }));
   }

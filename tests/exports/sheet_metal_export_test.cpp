@@ -8,13 +8,13 @@ namespace Xem::Testing {
 namespace {
 
 /// Arguments of one call: von Mises and a deep-drawing steel unless the test says otherwise.
-struct Call {
+struct FormingCall {
   PointArray curve;
   DoubleArray settings, yieldParameters, hardeningParameters;
   PointArray hardeningCurve;
   std::int32_t curveType = 0, yieldType = 100, hardeningType = 200;
 
-  Call() {
+  FormingCall() {
     Fill(settings, {11.0, 1e-4, 0.01});
     Fill(hardeningParameters, {518.968, 0.0007648, 0.28985, 0.0});
   }
@@ -38,7 +38,7 @@ struct Call {
 
 /// The march written down once more, every expression as it is stated, powers by the power function alone.
 struct LiteralMarch {
-  const Call& call;
+  const FormingCall& call;
 
   static double Power(double x, double exponent) { return std::pow(x, exponent); }
   static double Square(double x) { return x * x; }  // as compilers evaluate the power function for an exponent of 2
@@ -149,7 +149,7 @@ TEST(FormingLimit, MatchesALiteralMarchBitForBit) {
   for (const auto& [r, m] : criteria) {
     for (const std::int32_t hardening : {200, 201, 298}) {
       for (const auto& [increment, tolerance] : steps) {
-        Call call;
+        FormingCall call;
         if (r > 0.0) call.UseHill(r, m);
         if (hardening == 201) call.UseAluminium();
         if (hardening == 200) call.hardeningParameters[3] = 4e4 * tolerance;
@@ -178,7 +178,7 @@ TEST(FormingLimit, MatchesALiteralMarchBitForBit) {
 
 TEST(FormingLimit, PlaneStrainLimitOfAPowerLawIsItsExponent) {
   for (const double n : {0.18, 0.22, 0.29}) {
-    Call call;
+    FormingCall call;
     Fill(call.settings, {41.0, 1e-4, 0.01});
     Fill(call.hardeningParameters, {500.0, 0.0, n, 0.0});
     call.Run();
@@ -190,7 +190,7 @@ TEST(FormingLimit, PlaneStrainLimitOfAPowerLawIsItsExponent) {
 
 TEST(FormingLimit, AStrainRatioThatIsNotANumberEndsItsPath) {
   // Without any strength the first turn is 0 / 0: every path ends after one step, whose strains are stored.
-  Call call;
+  FormingCall call;
   Fill(call.hardeningParameters, {0.0, 0.01, 0.2, 0.0});
   EXPECT_EQ(call.Run(), 0);
   ASSERT_EQ(call.curve.GetSize(), 11);

@@ -10,14 +10,14 @@ namespace {
 using Points = std::vector<_T_FUNT_BASE>;
 
 /// Arguments of one call.
-struct Call {
+struct RetentionCall {
   DoubleArray settings;
   CArray22 in;
   DoubleArray parameters;
   CArray22 out;
 
-  Call(std::initializer_list<double> given, const Points& measured, const Points& grading = {},
-       std::initializer_list<double> start = {}) {
+  RetentionCall(std::initializer_list<double> given, const Points& measured, const Points& grading = {},
+                std::initializer_list<double> start = {}) {
     Fill(settings, given);
     Fill(in.first, measured);
     Fill(in.second, grading);
@@ -40,8 +40,8 @@ Points SiltGrading() {
 }
 
 /// Sum of squared residuals, in percent, of the curve that the export writes at the given points.
-double PercentSquares(Call& call, const Points& points) {
-  Call again({call.settings[0], 0, 1, -1, 0, 0, 1, 1, 1, 1, 1}, {}, {});
+double PercentSquares(RetentionCall& call, const Points& points) {
+  RetentionCall again({call.settings[0], 0, 1, -1, 0, 0, 1, 1, 1, 1, 1}, {}, {});
   Fill(again.parameters, Values(call.parameters));
   Fill(again.out.first, points);
   EXPECT_EQ(again.Fit(), 0);
@@ -60,7 +60,7 @@ TEST(RetentionExport, ReachesTheIndependentMinimumOfGilatLoam) {
                                                              {{2, 0, 1}, 3.77598},
                                                              {{3, 0, 1}, 35.9811}};
   for (const auto& [settings, squares] : examples) {
-    Call call({}, Gilat());
+    RetentionCall call({}, Gilat());
     Fill(call.settings, settings);
     EXPECT_EQ(call.Fit(), 0);
     ExpectDigits(PercentSquares(call, Gilat()), squares, 3e-6);
@@ -73,12 +73,12 @@ TEST(RetentionExport, ExactDataComeBackFromTheAutomaticStart) {
       {.43, .05, .1, 1.6}, {.43, .05, .1, 1.6, .5}, {.45, 20, 1.5, 1.2, 1500}, {.43, .05, 8, .4}};
   for (std::size_t model = 0; model < planted.size(); ++model) {
     const auto code = static_cast<double>(model);
-    Call exact({code, 0, 0, -1, 0, 0, 1, 1, 1, 1, 1}, {});
+    RetentionCall exact({code, 0, 0, -1, 0, 0, 1, 1, 1, 1, 1}, {});
     Fill(exact.parameters, planted[model]);
     for (int i = 0; i < 23; ++i) exact.out.first.Add({std::pow(10.0, -1.0 + 5.5 * i / 22), 0.0});
     ASSERT_EQ(exact.Fit(), 0);
     for (const double variant : {0.0, 1.0}) {
-      Call call({code, 0, variant}, Values(exact.out.first));
+      RetentionCall call({code, 0, variant}, Values(exact.out.first));
       EXPECT_EQ(call.Fit(), 0);
       ExpectAllDigits(Values(call.parameters), planted[model], 1e-9);
     }
@@ -97,7 +97,7 @@ TEST(RetentionExport, HeldParametersComeBackBitForBit) {
         Case{{2, 0, 1, -1, 0, 0, 0, 0, 0, 0, 1}, {.4, 1, 1, 1, 1000.1}},
         Case{{3, 0, 1, -1, 0, 0, 0, 0, 1}, {.4, .1, 3.7}},
         Case{{1, 0, 1, -1, 0, 0, 0, 0, 0, 0, 1}, {.4, .1, .2, 2, .2}}}) {
-    Call call({}, Gilat());
+    RetentionCall call({}, Gilat());
     Fill(call.settings, c.settings);
     Fill(call.parameters, c.start);
     EXPECT_EQ(call.Fit(), 0);
@@ -113,13 +113,13 @@ TEST(RetentionExport, HeldParametersComeBackBitForBit) {
 }
 
 TEST(RetentionExport, ResidualSuctionIsHeldAtItsUsualValueUnlessFlagged) {
-  Call unflagged({2, 0, 1, -1, 0, 0, 0, 0, 0, 0}, Gilat(), {}, {.4, 4, 4, .5, 300});
+  RetentionCall unflagged({2, 0, 1, -1, 0, 0, 0, 0, 0, 0}, Gilat(), {}, {.4, 4, 4, .5, 300});
   EXPECT_EQ(unflagged.Fit(), 0);
   EXPECT_EQ(unflagged.parameters[4], 1500.0);
 }
 
 TEST(RetentionExport, NothingToSolveStillWritesTheCurves) {
-  Call allHeld({0, 0, 1, .47, 0, 0, 1, 2, -3, .5}, Gilat(), SiltGrading(), {.43, .05, .1, 1.6});
+  RetentionCall allHeld({0, 0, 1, .47, 0, 0, 1, 2, -3, .5}, Gilat(), SiltGrading(), {.43, .05, .1, 1.6});
   EXPECT_EQ(allHeld.Fit(), 0);
   EXPECT_EQ(Values(allHeld.parameters), (std::vector<double>{.43, .05, .1, 1.6}));
   ASSERT_EQ(allHeld.out.first.GetSize(), 50);
@@ -130,7 +130,7 @@ TEST(RetentionExport, NothingToSolveStillWritesTheCurves) {
 
   // One sieve, or one passing throughout: no derived point and nothing to fit.
   for (const Points& grading : {Points{{.5, 100}}, Points{{.1, 60}, {.5, 60}}, Points{}}) {
-    Call call({0, 1, 1, .36}, Gilat(), grading);
+    RetentionCall call({0, 1, 1, .36}, Gilat(), grading);
     Fill(call.out.second, Gilat());
     EXPECT_EQ(call.Fit(), 0);
     EXPECT_TRUE(call.out.second.IsEmpty());
@@ -141,18 +141,18 @@ TEST(RetentionExport, NothingToSolveStillWritesTheCurves) {
 
 TEST(RetentionExport, BothSourcesAreJoined) {
   const double porosity = .44;  // the wettest measured point: what a missing porosity stands for
-  Call derived({0, 1, 1, porosity}, {}, SiltGrading());
+  RetentionCall derived({0, 1, 1, porosity}, {}, SiltGrading());
   EXPECT_EQ(derived.Fit(), 0);
   Points joined = Gilat();
   for (const _T_FUNT_BASE& point : Values(derived.out.second)) joined.push_back(point);
-  Call expected({0, 0, 1}, joined);
-  Call both({0, 2, 1}, Gilat(), SiltGrading());
+  RetentionCall expected({0, 0, 1}, joined);
+  RetentionCall both({0, 2, 1}, Gilat(), SiltGrading());
   EXPECT_EQ(expected.Fit(), both.Fit());
   EXPECT_EQ(Values(both.parameters), Values(expected.parameters));
 }
 
 TEST(RetentionExport, ArgumentsMayBeTheSameObject) {
-  Call separate({0, 0, 1}, Gilat());
+  RetentionCall separate({0, 0, 1}, Gilat());
   EXPECT_EQ(separate.Fit(), 0);
   CArray22 curves;
   DoubleArray numbers;

@@ -84,7 +84,7 @@ double UnitStress(const ModeKinematics& kinematics, const LateralExponent& expon
   });
 }
 
-std::vector<ParameterInfo> Parameters(int) {
+std::vector<ParameterInfo> BlatzKoParameters(int) {
   return {{.name = "mu", .unit = "stress", .meaning = "initial shear modulus"}};
 }
 
@@ -131,7 +131,7 @@ class BlatzKoFit final : public RubberFit {
 }  // namespace
 
 const RubberLaw kBlatzKoLaw{
-    .parameters = Parameters,
+    .parameters = BlatzKoParameters,
     .stress =
         [](const ModeKinematics& mode, std::span<const double> modulus, double stretch, Engine) {
           for (const DeformationMode known : kAllModes) {
@@ -158,7 +158,7 @@ const Model kBlatzKo{.info = {.name = "blatz-ko",
                               .source = "Blatz and Ko 1962",
                               .plainExport = "CurveFitting4BlatzKo",
                               .page = "theory/blatz_ko.md"},
-                     .parameters = Parameters,
+                     .parameters = BlatzKoParameters,
                      .fit = [](const Tests& tests, int) -> boost::shared_ptr<ModelFit> {
                        return boost::make_shared<BlatzKoFit>(TestsOf<HyperelasticData>(tests, "blatz-ko"));
                      },

@@ -252,8 +252,8 @@ void FitPower(const std::vector<double>& stresses, const std::vector<double>& va
 }
 
 /// One start in working units, for a time exponent.
-Constants Start(const Screened& screened, const Units& units, double exponent, CreepTerms terms, Residual residual,
-                const Constants& given, const std::vector<FreeOrHeld>& parameters) {
+Constants StartWith(const Screened& screened, const Units& units, double exponent, CreepTerms terms, Residual residual,
+                    const Constants& given, const std::vector<FreeOrHeld>& parameters) {
   std::vector<double> stresses, amplitudes, rates;
   double typicalRate = 0.0;
   for (std::size_t i = 0; i < screened.curves.size(); ++i) {
@@ -307,8 +307,8 @@ Minimum RunBest(const Screened& screened, CreepTerms terms, const Options& optio
     starts.emplace_back(start.begin(), start.end());
   };
   for (const double exponent : kStartExponents) {
-    add(Start(screened, units, parameters[kC4].held ? given[kC4] : exponent, terms, options.residual, given,
-              parameters));
+    add(StartWith(screened, units, parameters[kC4].held ? given[kC4] : exponent, terms, options.residual, given,
+                  parameters));
     if (parameters[kC4].held) break;
   }
   if (!options.start.empty()) {
@@ -398,7 +398,7 @@ void AddLines(const Screened& screened, CreepTerms terms, const std::vector<doub
   if (HasPrimary(terms)) result.derived["m"] = constants[kC4];
 }
 
-std::vector<ParameterInfo> Parameters(int variant) {
+std::vector<ParameterInfo> CreepParameters(int variant) {
   const auto terms = static_cast<CreepTerms>(variant - 1);
   const char* const meanings[] = {
       "factor of the primary strain",   "its stress exponent",         "", "its time exponent",
@@ -553,7 +553,7 @@ class CreepFit final : public ModelFit {
   Screened screened_;
 };
 
-Evaluator Restore(const Result& stored) {
+Evaluator RestoreCreep(const Result& stored) {
   std::vector<double> constants(kCreepConstants, 0.0);
   for (const Parameter& parameter : stored.parameters) {
     const bool known =
@@ -580,14 +580,14 @@ const Model kCreep{.info = {.name = "creep",
                             .source = "Norton 1929, Bailey 1935",
                             .plainExport = "CurveFitting4Creep, CurveFitting4CreepLMMethod",
                             .page = "theory/viscoelastic.md"},
-                   .parameters = [](int variant) { return Parameters(variant == 0 ? 3 : variant); },
+                   .parameters = [](int variant) { return CreepParameters(variant == 0 ? 3 : variant); },
                    .fit = [](const Tests& tests, int variant) -> boost::shared_ptr<ModelFit> {
                      if (variant < 1 || variant > 3)
                        throw Error(ErrorKind::BadInput, "creep is primary, secondary or both");
                      return boost::make_shared<CreepFit>(TestsOf<CreepData>(tests, "creep"),
                                                          static_cast<CreepTerms>(variant - 1));
                    },
-                   .restore = Restore};
+                   .restore = RestoreCreep};
 
 Result FitCreep(const CreepData& data, CreepTerms terms, const Options& options) {
   return Fit({"creep", static_cast<int>(terms) + 1}, data, options);

@@ -33,7 +33,7 @@ constexpr double kUsualReferenceStrains[] = {1e-6, 2e-2};
 constexpr double kSmallestHmax = 1e-3;
 constexpr double kLargestHmax = 0.63;  // below 2 / pi, where the exponent is infinite
 
-struct Screened {
+struct ScreenedSoil {
   Curve stiffness;
   Curve damping;
   std::vector<DroppedPoint> dropped;
@@ -58,7 +58,7 @@ std::string ObjectToForm(CyclicCurve curve, CyclicForm form, double ordinate, do
 }
 
 Curve ScreenCurve(Curve curve, CyclicCurve kind, CyclicForm form, double heldHmax, const Curve& stiffness,
-                  Screened& screened) {
+                  ScreenedSoil& screened) {
   const bool isStiffness = kind == CyclicCurve::Stiffness;
   const std::string ordinate = isStiffness ? "stiffness ratio" : "damping";
   curve.name = isStiffness ? kStiffness : kDamping;
@@ -77,14 +77,14 @@ Curve ScreenCurve(Curve curve, CyclicCurve kind, CyclicForm form, double heldHma
   return kept;
 }
 
-Screened ScreenCyclic(const CyclicData& data, CyclicForm form, const Options& options) {
+ScreenedSoil ScreenCyclic(const CyclicData& data, CyclicForm form, const Options& options) {
   if (data.stiffness.Empty() && data.damping.Empty()) throw Error(ErrorKind::BadData, "there is no test curve to fit");
   if (form == CyclicForm::Stress && data.stiffness.Empty()) {
     throw Error(ErrorKind::BadInput, "the stress form needs the stiffness curve for the damping curve");
   }
   const auto held = options.held.find("hmax");
   const double heldHmax = held == options.held.end() ? 1.0 : held->second;
-  Screened screened;
+  ScreenedSoil screened;
   if (!data.stiffness.Empty()) {
     screened.stiffness = ScreenCurve(data.stiffness, CyclicCurve::Stiffness, form, heldHmax, {}, screened);
   }
@@ -108,7 +108,7 @@ double LargestOrdinate(const Curve& curve) {
 }
 
 template <CyclicFamily family>
-std::vector<ParameterInfo> Parameters(int) {
+std::vector<ParameterInfo> ParametersOf(int) {
   std::vector<ParameterInfo> parameters{{"gamma_r", "", 1e-9, 10.0, "reference strain"}};
   const char* const largest = "largest damping ratio";
   if (family == CyclicFamily::Power) parameters.push_back({"hmax", "", kSmallestHmax, kLargestHmax, largest});
@@ -145,7 +145,7 @@ bool HasSmallStrainDamping(CyclicFamily family, const Options& options, bool dam
 }
 
 /// Those that the curves bear on. The reference strain of the generalised equation only scales its coefficients.
-std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm form, const Screened& screened,
+std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm form, const ScreenedSoil& screened,
                                               const Options& options) {
   std::vector<FreeOrHeld> parameters =
       Describe(ModelParameters(CyclicFamilyNames()[static_cast<std::size_t>(family)]), "");
@@ -165,7 +165,7 @@ std::vector<FreeOrHeld> CyclicModelParameters(CyclicFamily family, CyclicForm fo
 }
 
 /// Reference strains to start from: around the strain at half stiffness, or spread over the strains of the damping.
-std::vector<double> StartingStrains(const Screened& screened) {
+std::vector<double> StartingStrains(const ScreenedSoil& screened) {
   if (!screened.stiffness.Empty()) {
     const double half = HalfStiffnessStrain(CorePoints(screened.stiffness));
     return {half, 0.3 * half, 3.0 * half};
@@ -197,7 +197,7 @@ std::vector<GridAxis> GheValleys(double half) {
   return grid;
 }
 
-std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const Screened& screened,
+std::vector<std::vector<double>> AutomaticStarts(CyclicFamily family, const ScreenedSoil& screened,
                                                  const Options& options) {
   std::vector<std::vector<double>> starts;
   if (family == CyclicFamily::Ghe) {
@@ -264,7 +264,7 @@ TestFunctionList::value_type MakeFunction(CyclicFamily family, CyclicCurve kind,
   return MakeCyclicFunction(family, kind, form, points, stiffness);
 }
 
-Problem MakeProblem(CyclicFamily family, CyclicForm form, const Screened& screened, const CyclicData& data,
+Problem MakeProblem(CyclicFamily family, CyclicForm form, const ScreenedSoil& screened, const CyclicData& data,
                     const Options& options, std::vector<std::string>& notes) {
   Problem problem;
   problem.residual = options.residual;
@@ -295,7 +295,7 @@ Problem MakeProblem(CyclicFamily family, CyclicForm form, const Screened& screen
 }
 
 /// Only held values can say what the damping curve alone does not.
-void RequireDetermined(CyclicFamily family, const Screened& screened, const Problem& problem) {
+void RequireDetermined(CyclicFamily family, const ScreenedSoil& screened, const Problem& problem) {
   if (family == CyclicFamily::Ghe && screened.stiffness.Empty()) {
     for (std::size_t k = kGheFirst; k < kGheLargestDamping; ++k) {
       if (problem.parameters[k].held) continue;
@@ -319,8 +319,8 @@ std::vector<double> Flags(const Problem& problem) {
 
 /// The two exported families from `parameters`; returns the status. A free reference strain starts from the stiffness
 /// curve, always for two curves and where none was given for one.
-std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Problem& problem, const Screened& screened,
-                              bool strainGiven, std::vector<double>& parameters) {
+std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Problem& problem,
+                              const ScreenedSoil& screened, bool strainGiven, std::vector<double>& parameters) {
   const bool power = family == CyclicFamily::Power;
   const int usual = power ? 2 : 0;
   const int code = form == CyclicForm::Ordinate ? usual : static_cast<int>(form) - 1;
@@ -350,7 +350,7 @@ std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Proble
 
 /// The generalised equation, then its damping over the measured stiffness, or over the held one where none was
 /// measured; returns the first status that is not 0.
-std::int32_t RunGheExport(CyclicForm form, const Problem& problem, const Screened& screened,
+std::int32_t RunGheExport(CyclicForm form, const Problem& problem, const ScreenedSoil& screened,
                           const std::vector<double>& given, std::vector<double>& parameters) {
   const ResidualKind residual = KindOf(problem.residual);
   std::vector<std::int32_t> mask;
@@ -533,7 +533,7 @@ class CyclicFit final : public ModelFit {
 
   CyclicData data_;
   CyclicFamily family_;
-  Screened screened_;
+  ScreenedSoil screened_;
 };
 
 template <CyclicFamily family>
@@ -542,10 +542,10 @@ boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, int) {
 }
 
 template <CyclicFamily family>
-Evaluator Restore(const Result& stored) {
+Evaluator RestoreCyclic(const Result& stored) {
   const std::vector<double> values = ParameterValues(stored);
   // Fits of stiffness alone may end before the parameters of damping, others before the small-strain damping.
-  const std::size_t all = Parameters<family>(0).size();
+  const std::size_t all = ParametersOf<family>(0).size();
   const bool mayEnd = family != CyclicFamily::Darendeli && values.size() + 1 == all;
   if (values.size() != all && !mayEnd && values.size() != StiffnessCount(family)) {
     throw Error(ErrorKind::BadInput, "model " + stored.model + " has " + std::to_string(all) + " parameters, not " +
@@ -554,7 +554,7 @@ Evaluator Restore(const Result& stored) {
   return [values](const std::string& curve, double strain) { return EvaluateCurve(family, values, curve, strain); };
 }
 
-std::vector<CurveInfo> Curves() {
+std::vector<CurveInfo> CyclicCurves() {
   return {{kStiffness, "shear strain", "", "G/Gmax", "", "", true},
           {kDamping, "shear strain", "", "damping ratio", "", "", true}};
 }
@@ -564,49 +564,49 @@ std::vector<CurveInfo> Curves() {
 const Model kPower{.info = {.name = "power",
                             .title = "Power law",
                             .family = "cyclic",
-                            .curves = Curves(),
+                            .curves = CyclicCurves(),
                             .formula = "R = 1/(1 + (2 R g/gamma_r)^a), h = hmax (1 - R), hmax = 2 a/(pi (a + 2))",
                             .source = "Ramberg and Osgood 1943",
                             .plainExport = "CurveFitting4DynamicMatParameters",
                             .page = "theory/cyclic.md"},
-                   .parameters = Parameters<CyclicFamily::Power>,
+                   .parameters = ParametersOf<CyclicFamily::Power>,
                    .fit = MakeFit<CyclicFamily::Power>,
-                   .restore = Restore<CyclicFamily::Power>};
+                   .restore = RestoreCyclic<CyclicFamily::Power>};
 
 const Model kHyperbolic{.info = {.name = "hyperbolic",
                                  .title = "Hyperbola",
                                  .family = "cyclic",
-                                 .curves = Curves(),
+                                 .curves = CyclicCurves(),
                                  .formula = "R = 1/(1 + g/gamma_r), h of its Masing loops",
                                  .source = "Hardin and Drnevich 1972",
                                  .plainExport = "CurveFitting4DynamicMatParameters",
                                  .page = "theory/cyclic.md"},
-                        .parameters = Parameters<CyclicFamily::Hyperbolic>,
+                        .parameters = ParametersOf<CyclicFamily::Hyperbolic>,
                         .fit = MakeFit<CyclicFamily::Hyperbolic>,
-                        .restore = Restore<CyclicFamily::Hyperbolic>};
+                        .restore = RestoreCyclic<CyclicFamily::Hyperbolic>};
 
 const Model kGhe{.info = {.name = "ghe",
                           .title = "Generalised hyperbolic equation",
                           .family = "cyclic",
-                          .curves = Curves(),
+                          .curves = CyclicCurves(),
                           .formula = "R = 1/(1/C1 + g/(gamma_r C2)), h = hmax (1 - R)^kappa",
                           .source = "Tatsuoka and Shibuya 1992",
                           .plainExport = "CurveFitting4GHEModel6Parameters, CurveFitting4GHEModelDamping",
                           .page = "theory/cyclic.md"},
-                 .parameters = Parameters<CyclicFamily::Ghe>,
+                 .parameters = ParametersOf<CyclicFamily::Ghe>,
                  .fit = MakeFit<CyclicFamily::Ghe>,
-                 .restore = Restore<CyclicFamily::Ghe>};
+                 .restore = RestoreCyclic<CyclicFamily::Ghe>};
 
 const Model kDarendeli{.info = {.name = "darendeli",
                                 .title = "Darendeli",
                                 .family = "cyclic",
-                                .curves = Curves(),
+                                .curves = CyclicCurves(),
                                 .formula = "R = 1/(1 + (g/gamma_r)^s), h = h_min + b R^0.1 h of Masing loops",
                                 .source = "Darendeli 2001",
                                 .page = "theory/cyclic.md"},
-                       .parameters = Parameters<CyclicFamily::Darendeli>,
+                       .parameters = ParametersOf<CyclicFamily::Darendeli>,
                        .fit = MakeFit<CyclicFamily::Darendeli>,
-                       .restore = Restore<CyclicFamily::Darendeli>};
+                       .restore = RestoreCyclic<CyclicFamily::Darendeli>};
 
 Result FitCyclic(const CyclicData& data, CyclicFamily family, const Options& options, CyclicForm form) {
   CyclicData tests = data;

@@ -18,16 +18,16 @@ namespace {
 
 using namespace MaterialUtil::SheetMetalForming;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kUnbounded = std::numeric_limits<double>::infinity();
 
 /// So many of the best starting points are followed to a minimum.
-constexpr std::size_t kMostStarts = 8;
+constexpr std::size_t kMostHardeningStarts = 8;
 
 /// w of Swift and Voce; the parameters of the two laws come before it, each law's as many.
-constexpr std::size_t kShare = 6;
+constexpr std::size_t kSwiftShare = 6;
 constexpr std::size_t kOfEachLaw = 3;
 
-using Parameters = std::vector<double>;
+using HardeningConstants = std::vector<double>;
 
 /// Both laws are a + b f(strain) once two of their parameters are chosen.
 struct Line {
@@ -63,11 +63,11 @@ std::optional<double> Held(const Options& options, const std::string& name) {
   return found == options.held.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::vector<Parameters> GhoshStarts(const Curve& flow, const Options& options) {
+std::vector<HardeningConstants> GhoshStarts(const Curve& flow, const Options& options) {
   const double end = *std::max_element(flow.x.begin(), flow.x.end());
   std::optional<double> intercept = Held(options, "p");
   if (intercept) *intercept = -*intercept;
-  std::vector<Parameters> starts;
+  std::vector<HardeningConstants> starts;
   for (const double share : {1e-4, 3e-3, 0.03, 0.2, 1.0}) {
     for (const double n : {0.03, 0.1, 0.2, 0.3, 0.5, 0.8, 1.2}) {
       const double e0 = share * end;
@@ -78,9 +78,9 @@ std::vector<Parameters> GhoshStarts(const Curve& flow, const Options& options) {
   return starts;
 }
 
-std::vector<Parameters> HockettSherbyStarts(const Curve& flow, const Options& options) {
+std::vector<HardeningConstants> HockettSherbyStarts(const Curve& flow, const Options& options) {
   const double end = *std::max_element(flow.x.begin(), flow.x.end());
-  std::vector<Parameters> starts;
+  std::vector<HardeningConstants> starts;
   for (const double atEnd : {0.1, 0.3, 1.0, 3.0, 8.0}) {  // N eps^p at the end of the curve
     for (const double p : {0.2, 0.4, 0.7, 1.0, 1.5, 2.0, 3.0}) {
       const double rate = atEnd * std::pow(end, -p);
@@ -92,9 +92,9 @@ std::vector<Parameters> HockettSherbyStarts(const Curve& flow, const Options& op
   return starts;
 }
 
-std::vector<Parameters> VoceStarts(const Curve& flow, const Options& options) {
+std::vector<HardeningConstants> VoceStarts(const Curve& flow, const Options& options) {
   const double end = *std::max_element(flow.x.begin(), flow.x.end());
-  std::vector<Parameters> starts;
+  std::vector<HardeningConstants> starts;
   for (const double atEnd : {0.1, 0.5, 1.0, 2.0, 4.0, 8.0, 16.0}) {  // b eps at the end of the curve
     const double b = atEnd / end;
     const Line line = Regress(flow, Held(options, "s0"), [&](double strain) { return -std::expm1(-b * strain); });
@@ -109,13 +109,13 @@ struct FittedLaw {
   std::vector<double> lower;
   std::vector<bool> isStress;
   std::vector<const char*> meanings;
-  std::vector<Parameters> (*starts)(const Curve& flow, const Options& options);
+  std::vector<HardeningConstants> (*starts)(const Curve& flow, const Options& options);
 };
 
-FittedLaw LawCalled(const std::string& name) {
+FittedLaw RuleCalled(const std::string& name) {
   if (name == "ghosh" || name == "swift") {
     return {kGhoshLaw,
-            {0.0, 0.0, 0.0, -kInfinity},
+            {0.0, 0.0, 0.0, -kUnbounded},
             {true, false, false, true},
             {"stress at a strain of 1 - e0", "strain offset", "hardening exponent", "stress offset"},
             GhoshStarts};
@@ -147,14 +147,14 @@ FittedLaw LawCalled(const std::string& name) {
 }
 
 std::vector<ParameterInfo> ParametersOf(const std::string& name) {
-  const FittedLaw fitted = LawCalled(name);
+  const FittedLaw fitted = RuleCalled(name);
   std::vector<ParameterInfo> parameters;
   for (std::size_t k = 0; k < fitted.lower.size(); ++k) {
     ParameterInfo parameter;
     parameter.name = fitted.law.parameters[k];
     parameter.unit = fitted.isStress[k] ? "stress" : "";
     parameter.lower = fitted.lower[k];
-    if (name == "swift-voce" && k == kShare) parameter.upper = 1.0;
+    if (name == "swift-voce" && k == kSwiftShare) parameter.upper = 1.0;
     parameter.meaning = fitted.meanings[k];
     parameters.push_back(parameter);
   }
@@ -163,7 +163,7 @@ std::vector<ParameterInfo> ParametersOf(const std::string& name) {
 
 class HardeningFit final : public ModelFit {
  public:
-  HardeningFit(const TensileData& data, const std::string& law) : data_(data), law_(law), fitted_(LawCalled(law)) {
+  HardeningFit(const TensileData& data, const std::string& law) : data_(data), law_(law), fitted_(RuleCalled(law)) {
     if (law == "swift") options.held.emplace("p", 0.0);
   }
 
@@ -224,7 +224,7 @@ class HardeningFit final : public ModelFit {
     Minimum minimum;
     minimum.converged = true;
     for (const char* law : {"swift", "voce"}) {
-      const FittedLaw part = LawCalled(law);
+      const FittedLaw part = RuleCalled(law);
       Options own;
       own.residual = options.residual;
       own.level = options.level;
@@ -239,16 +239,17 @@ class HardeningFit final : public ModelFit {
       minimum.converged = minimum.converged && parts_.back().converged;
       minimum.iterations += parts_.back().iterations;
     }
-    const FreeOrHeld& share = problem.parameters[kShare];
-    const double found = std::isnan(given[kShare]) || !share.held ? BestShare(minimum.parameters) : given[kShare];
+    const FreeOrHeld& share = problem.parameters[kSwiftShare];
+    const double found =
+        std::isnan(given[kSwiftShare]) || !share.held ? BestShare(minimum.parameters) : given[kSwiftShare];
     minimum.parameters.push_back(share.held ? found : std::clamp(found, share.lower, share.upper));
     minimum.atBound.push_back(minimum.parameters.back() != found);
-    for (std::size_t k = 0; k < kShare; ++k) problem.parameters[k].held = true;
+    for (std::size_t k = 0; k < kSwiftShare; ++k) problem.parameters[k].held = true;
     return minimum;
   }
 
   /// Of the first law, by linear least squares.
-  double BestShare(const Parameters& both) const {
+  double BestShare(const HardeningConstants& both) const {
     const Curve& flow = curves.front();
     double product = 0.0;
     double square = 0.0;
@@ -281,17 +282,17 @@ class HardeningFit final : public ModelFit {
   }
 
   /// Automatic starts with the held values put in, best first; a start by the caller comes before them.
-  std::vector<Parameters> Starts() const {
-    std::vector<Parameters> automatic = fitted_.starts(curves.front(), options);
+  std::vector<HardeningConstants> Starts() const {
+    std::vector<HardeningConstants> automatic = fitted_.starts(curves.front(), options);
     PutHeld(automatic);
-    std::vector<std::pair<double, Parameters>> ranked;
-    for (const Parameters& start : automatic) {
+    std::vector<std::pair<double, HardeningConstants>> ranked;
+    for (const HardeningConstants& start : automatic) {
       const double objective = Objective(problem, start);
       if (std::isfinite(objective)) ranked.emplace_back(objective, start);
     }
     std::sort(ranked.begin(), ranked.end());
-    std::vector<Parameters> starts;
-    for (std::size_t i = 0; i < std::min(ranked.size(), kMostStarts); ++i) starts.push_back(ranked[i].second);
+    std::vector<HardeningConstants> starts;
+    for (std::size_t i = 0; i < std::min(ranked.size(), kMostHardeningStarts); ++i) starts.push_back(ranked[i].second);
     return WithGiven(starts, starts.empty() ? automatic.front() : starts.front(), Proposed::First);
   }
 
@@ -305,7 +306,7 @@ boost::shared_ptr<ModelFit> MakeFit(const Tests& tests, const std::string& law) 
   return boost::make_shared<HardeningFit>(TestsOf<TensileData>(tests, law.c_str()), law);
 }
 
-Evaluator Restore(const Result& stored) {
+Evaluator RestoreHardening(const Result& stored) {
   Hardening hardening;
   hardening.law = stored.model;
   hardening.constants = ParameterValues(stored);
@@ -313,7 +314,7 @@ Evaluator Restore(const Result& stored) {
   return [hardening](const std::string&, double strain) { return FlowStress(hardening, strain); };
 }
 
-ModelInfo Info(const char* name, const char* title, const char* formula, const char* source) {
+ModelInfo RuleInfo(const char* name, const char* title, const char* formula, const char* source) {
   return {.name = name,
           .title = title,
           .family = "hardening",
@@ -325,7 +326,7 @@ ModelInfo Info(const char* name, const char* title, const char* formula, const c
 
 }  // namespace
 
-const Model kSwift{.info = Info("swift", "Swift", "stress = K (e0 + e)^n", "Swift 1952"),
+const Model kSwift{.info = RuleInfo("swift", "Swift", "stress = K (e0 + e)^n", "Swift 1952"),
                    .parameters =
                        [](int) {
                          std::vector<ParameterInfo> parameters = ParametersOf("swift");
@@ -333,30 +334,30 @@ const Model kSwift{.info = Info("swift", "Swift", "stress = K (e0 + e)^n", "Swif
                          return parameters;
                        },
                    .fit = [](const Tests& tests, int) { return MakeFit(tests, "swift"); },
-                   .restore = Restore};
+                   .restore = RestoreHardening};
 
-const Model kGhosh{.info = Info("ghosh", "Ghosh", "stress = K (e0 + e)^n - p", "Ghosh 1977"),
+const Model kGhosh{.info = RuleInfo("ghosh", "Ghosh", "stress = K (e0 + e)^n - p", "Ghosh 1977"),
                    .parameters = [](int) { return ParametersOf("ghosh"); },
                    .fit = [](const Tests& tests, int) { return MakeFit(tests, "ghosh"); },
-                   .restore = Restore};
+                   .restore = RestoreHardening};
 
-const Model kHockettSherby{.info = Info("hockett-sherby", "Hockett and Sherby", "stress = ss - (ss - si) exp(-N e^p)",
-                                        "Hockett and Sherby 1975"),
+const Model kHockettSherby{.info = RuleInfo("hockett-sherby", "Hockett and Sherby",
+                                            "stress = ss - (ss - si) exp(-N e^p)", "Hockett and Sherby 1975"),
                            .parameters = [](int) { return ParametersOf("hockett-sherby"); },
                            .fit = [](const Tests& tests, int) { return MakeFit(tests, "hockett-sherby"); },
-                           .restore = Restore};
+                           .restore = RestoreHardening};
 
-const Model kVoce{.info = Info("voce", "Voce", "stress = s0 + q (1 - exp(-b e))", "Voce 1948"),
+const Model kVoce{.info = RuleInfo("voce", "Voce", "stress = s0 + q (1 - exp(-b e))", "Voce 1948"),
                   .parameters = [](int) { return ParametersOf("voce"); },
                   .fit = [](const Tests& tests, int) { return MakeFit(tests, "voce"); },
-                  .restore = Restore};
+                  .restore = RestoreHardening};
 
 const Model kSwiftVoce{
-    .info = Info("swift-voce", "Swift and Voce", "stress = w K (e0 + e)^n + (1 - w) (s0 + q (1 - exp(-b e)))",
-                 "Swift 1952, Voce 1948"),
+    .info = RuleInfo("swift-voce", "Swift and Voce", "stress = w K (e0 + e)^n + (1 - w) (s0 + q (1 - exp(-b e)))",
+                     "Swift 1952, Voce 1948"),
     .parameters = [](int) { return ParametersOf("swift-voce"); },
     .fit = [](const Tests& tests, int) { return MakeFit(tests, "swift-voce"); },
-    .restore = Restore};
+    .restore = RestoreHardening};
 
 const HardeningLaw kVoceLaw{
     "voce",
@@ -398,13 +399,13 @@ const HardeningLaw kHockettSherbyLaw{
     }};
 
 Result FitHardening(const std::string& law, const TensileData& data, const Options& options) {
-  LawCalled(law);  // the words of this family for an unknown name
+  RuleCalled(law);  // the words of this family for an unknown name
   return Fit({law, 0}, data, options);
 }
 
 std::vector<std::string> HardeningConstants(const std::string& law) {
   if (law == "table") return {};
-  const auto& names = LawCalled(law).law.parameters;
+  const auto& names = RuleCalled(law).law.parameters;
   return {names.begin(), names.end() - (law == "swift" ? 1 : 0)};
 }
 

@@ -18,7 +18,7 @@ namespace {
 
 using namespace MaterialUtil;
 
-constexpr double kLinesPerDecade = 8.0;
+constexpr double kSweepLinesPerDecade = 8.0;
 
 DynamicPart PartOf(ModulusKind quantity) {
   return quantity == ModulusKind::Storage ? DynamicPart::Storage : DynamicPart::Loss;
@@ -192,7 +192,7 @@ ScaledSpectrum FitMaxwellSpectrum(const std::vector<MaxwellCurve>& curves, Resid
 ScaledSpectrum DenseMaxwellSpectrum(const std::vector<MaxwellCurve>& curves, Residual residual, const LogRange& range,
                                     double beyond, Instantaneous instantaneous, double modulus, Neighbours neighbours) {
   const LogRange wide{range.from - std::log(beyond), range.to + std::log(beyond)};
-  const auto steps = static_cast<std::size_t>(std::ceil(wide.Decades() * kLinesPerDecade)) + 1;
+  const auto steps = static_cast<std::size_t>(std::ceil(wide.Decades() * kSweepLinesPerDecade)) + 1;
   std::vector<double> grid(steps + 1);
   for (std::size_t k = 0; k <= steps; ++k) {
     grid[k] = wide.from + (wide.to - wide.from) * static_cast<double>(k) / static_cast<double>(steps);

@@ -6,55 +6,33 @@
 #include <limits>
 #include <utility>
 
-#include "fit/assemble.h"
+#include "fit/models/prony_search.h"
 
 namespace Xem::Fit {
 namespace {
 
-/// Times may leave the measured ones by this factor.
-constexpr double kBeyondMeasured = 10.0;
-/// Neighbouring times closer than this in their logarithm are one time.
-constexpr double kSameTime = 0.02;
-/// Smaller coefficients, of what is left after those before, contribute nothing.
-constexpr double kNoCoefficient = 1e-9;
 /// A root-mean-square misfit below this is rounding: no reason to add a term.
-constexpr double kRounding = 1e-9;
+constexpr double kRoundingOfSweeps = 1e-9;
 /// Up to this number of terms each fit also starts from the one with a term less.
-constexpr int kMostTermsInChain = 6;
-/// More terms than lines of the spectrum plus this many are not worth a try.
-constexpr int kBeyondSpectrum = 2;
+constexpr int kMostTermsInSweepChain = 6;
 /// A term must lower the sum of squares by this share. Temperatures that were superposed, and instruments, leave errors
 /// that neighbours have in common, which a criterion for independent scatter would have followed to the last wiggle.
 constexpr double kWorthATerm = 0.05;
 /// Enough to rank numbers of terms.
-constexpr int kRankingEvaluations = 80;
-
-PronyShares SharesOf(const std::vector<FreeOrHeld>& series) {
-  std::vector<PronyShares::Coefficient> coefficients;
-  for (std::size_t i = 0; i < series.size() / 2; ++i) {
-    coefficients.push_back({series[i].held, series[i].lower, series[i].upper});
-  }
-  return PronyShares(std::move(coefficients));
-}
+constexpr int kSweepEvaluations = 80;
 
 /// Long series have valleys with almost level floors: along them the curve no longer changes, and that ends it.
 void FollowDown(const Problem& problem, Minimum& minimum) {
   constexpr double kLevel = 1e-5;
   constexpr int kMostRounds = 20;
   for (int round = 0; round < kMostRounds && !minimum.converged; ++round) {
-    std::vector<Minimum> further = Descend(problem, {minimum.parameters}, kRankingEvaluations);
+    std::vector<Minimum> further = Descend(problem, {minimum.parameters}, kSweepEvaluations);
     if (further.empty()) return;
     const bool isLevel = further.front().objective >= (1.0 - kLevel) * minimum.objective;
     further.front().iterations += minimum.iterations;
     minimum = std::move(further.front());
     minimum.converged = minimum.converged || isLevel;
   }
-}
-
-std::vector<double> LogTimes(const Spectrum& spectrum) {
-  std::vector<double> times;
-  for (const SpectrumLine& line : spectrum) times.push_back(line.logTime);
-  return times;
 }
 
 }  // namespace
@@ -107,13 +85,13 @@ MaxwellFit MaxwellSearch::Fit(const std::vector<FreeOrHeld>& series, const std::
   }
   MaxwellFit fit;
   fit.terms = static_cast<int>(shares.Terms());
-  for (Minimum& reached : Descend(problem, coordinates, kRankingEvaluations)) {
+  for (Minimum& reached : Descend(problem, coordinates, kSweepEvaluations)) {
     if (reached.objective < fit.minimum.objective) fit.minimum = std::move(reached);
   }
   if (fit.minimum.parameters.empty()) fit.minimum = Minimise(problem, coordinates);
   if (depth == Depth::Minimum) FollowDown(problem, fit.minimum);
   // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
-  const double floor = points_ * kRounding * kRounding;
+  const double floor = points_ * kRoundingOfSweeps * kRoundingOfSweeps;
   const double points = points_;
   fit.information = points * std::log(std::max(fit.minimum.objective, floor) / points) +
                     fit.terms * std::max(2.0 * std::log(points), kWorthATerm * points);
@@ -190,7 +168,7 @@ std::vector<std::vector<double>> MaxwellSearch::Starts(int terms) {
   };
   add(LogTimes(SplitTo(MergedTo(Dense(), count), count)));
   add(SpreadTimes(range_, count));
-  if (terms > 1 && terms <= kMostTermsInChain) starts.push_back(WithOneMore(With(terms - 1)));
+  if (terms > 1 && terms <= kMostTermsInSweepChain) starts.push_back(WithOneMore(With(terms - 1)));
   return starts;
 }
 

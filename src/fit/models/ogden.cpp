@@ -68,7 +68,7 @@ void RequirePairs(int terms, std::span<const double> pairs) {
   }
 }
 
-std::vector<ParameterInfo> Parameters(int terms) {
+std::vector<ParameterInfo> OgdenParameters(int terms) {
   std::vector<ParameterInfo> parameters;
   for (int k = 1; k <= terms; ++k) {
     parameters.push_back({.name = "mu" + std::to_string(k),
@@ -86,7 +86,7 @@ std::vector<ParameterInfo> Parameters(int terms) {
 Problem MakeOgdenProblem(const HyperelasticCurves& screened, int terms, const std::string& unit,
                          const Options& options) {
   Problem problem = MakeHyperelasticProblem(screened, ModelType::Ogden, terms, options);
-  problem.parameters = Describe(Parameters(terms), unit);
+  problem.parameters = Describe(OgdenParameters(terms), unit);
   return problem;
 }
 
@@ -368,7 +368,7 @@ class OgdenFit final : public RubberFit {
 }  // namespace
 
 const RubberLaw kOgdenLaw{
-    .parameters = Parameters,
+    .parameters = OgdenParameters,
     .stress =
         [](const ModeKinematics& mode, std::span<const double> pairs, double stretch, Engine engine) {
           const double stress = MaterialUtil::OgdenStress(mode.lateralExponent, pairs, stretch, std::log(stretch));
@@ -396,7 +396,7 @@ const Model kOgden{.info = {.name = "ogden",
                             .source = "Ogden 1972",
                             .plainExport = "CurveFitting4Ogden",
                             .page = "theory/ogden.md"},
-                   .parameters = Parameters,
+                   .parameters = OgdenParameters,
                    .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
                      RequireTerms(terms);
                      return boost::make_shared<OgdenFit>(TestsOf<HyperelasticData>(tests, "ogden"), terms);

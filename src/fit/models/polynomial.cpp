@@ -21,7 +21,7 @@ void RequireOrder(int order) {
   }
 }
 
-std::vector<ParameterInfo> Parameters(int order) {
+std::vector<ParameterInfo> PolynomialParameters(int order) {
   std::vector<ParameterInfo> parameters;
   ForEachTerm(order, [&](std::int32_t i, std::int32_t j) {
     ParameterInfo parameter;
@@ -64,7 +64,7 @@ std::string CoefficientName(int order, int i, int j) {
 }
 
 constinit const RubberLaw kPolynomialLaw{
-    .parameters = Parameters,
+    .parameters = PolynomialParameters,
     .stress = [](const ModeKinematics& mode, std::span<const double> coefficients, double stretch,
                  Engine) { return MaterialUtil::PolynomialStress(mode, OrderOf(coefficients), coefficients, stretch); },
     .shearModulus = PolynomialShearModulus,
@@ -87,7 +87,7 @@ const Model kPolynomial{.info = {.name = "polynomial",
                                  .source = "Rivlin 1948",
                                  .plainExport = "CurveFitting4Polynominal",
                                  .page = "theory/polynomial.md"},
-                        .parameters = Parameters,
+                        .parameters = PolynomialParameters,
                         .fit = [](const Tests& tests, int order) -> boost::shared_ptr<ModelFit> {
                           RequireOrder(order);
                           return boost::make_shared<WholePolynomialFit>(TestsOf<HyperelasticData>(tests, "polynomial"),

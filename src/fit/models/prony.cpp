@@ -11,11 +11,9 @@
 #include <span>
 #include <utility>
 
-#include "fit/assemble.h"
 #include "fit/models/models.h"
 #include "fit/models/prony_joint.h"
-#include "fit/models/prony_shares.h"
-#include "fit/models/prony_spectrum.h"
+#include "fit/models/prony_search.h"
 #include "fit/screening.h"
 #include "fit/uncertainty.h"
 #include "viscoelastic/relaxation.h"
@@ -24,15 +22,6 @@ namespace Xem::Fit {
 namespace {
 
 using namespace MaterialUtil;
-
-/// Times may leave the measured ones by this factor.
-constexpr double kBeyondMeasured = 10.0;
-
-/// Neighbouring times closer than this in their logarithm are one time.
-constexpr double kSameTime = 0.02;
-
-/// Smaller coefficients contribute nothing.
-constexpr double kNoCoefficient = 1e-9;
 
 /// A root-mean-square misfit below this is rounding: no reason to add a term.
 constexpr double kRounding = 1e-11;
@@ -45,20 +34,6 @@ constexpr double kNoiseAroundZero = 0.05;
 
 /// Enough for every series that the data support; a series with too many terms could creep on for ever.
 constexpr int kRankingEvaluations = 300;
-
-/// More terms than lines of the spectrum plus this many are not worth a try.
-constexpr int kBeyondSpectrum = 2;
-
-/// The instantaneous modulus, so named for shear, too.
-constexpr const char* kModulusName = "E0";
-
-PronyShares SharesOf(const std::vector<FreeOrHeld>& series) {
-  std::vector<PronyShares::Coefficient> coefficients;
-  for (std::size_t i = 0; i < series.size() / 2; ++i) {
-    coefficients.push_back({series[i].held, series[i].lower, series[i].upper});
-  }
-  return PronyShares(std::move(coefficients));
-}
 
 /// A fitted series: coordinates of PronyShares, and the modulus where it is free.
 struct SeriesFit {
@@ -187,12 +162,6 @@ std::vector<double> AsStart(const PronyFitter& fitter, const PronyFitter::Lines&
   }
   if (fitter.Raw()) start.push_back(lines.modulus);
   return start;
-}
-
-std::vector<double> LogTimes(const Spectrum& spectrum) {
-  std::vector<double> times;
-  for (const SpectrumLine& line : spectrum) times.push_back(line.logTime);
-  return times;
 }
 
 /// Fits with any number of terms, each computed once, to see how many the data support (docs/theory/viscoelastic.md).

@@ -9,14 +9,13 @@
 #include <numeric>
 #include <utility>
 
-#include "fit/assemble.h"
 #include "fit/models/maxwell_search.h"
+#include "fit/models/prony_search.h"
 #include "fit/screening.h"
 
 namespace Xem::Fit {
 namespace {
 
-constexpr const char* kModulusName = "E0";
 constexpr const char* kPerUnit = "per_unit";
 constexpr const char* kRatio = "ratio";
 constexpr ModulusKind kQuantities[] = {ModulusKind::Relaxation, ModulusKind::Storage, ModulusKind::Loss};

@@ -133,7 +133,7 @@ double BrooksCoreyConductivity(std::span<const double> p, Core::Suction suction)
 }
 
 template <RetentionModel model>
-RetentionLaw LawOf() {
+RetentionLaw SoilLawOf() {
   RetentionLaw law;
   for (const Core::RetentionParameter& known : Core::RetentionParameters(model)) {
     const bool content = known.name[0] == 't';
@@ -161,12 +161,12 @@ RetentionLaw LawOf() {
   return law;
 }
 
-const RetentionLaw kVanGenuchtenLaw = LawOf<RetentionModel::VanGenuchten>();
-const RetentionLaw kVanGenuchtenFreeMLaw = LawOf<RetentionModel::VanGenuchtenFreeM>();
-const RetentionLaw kFredlundXingLaw = LawOf<RetentionModel::FredlundXing>();
-const RetentionLaw kBrooksCoreyLaw = LawOf<RetentionModel::BrooksCorey>();
+const RetentionLaw kVanGenuchtenLaw = SoilLawOf<RetentionModel::VanGenuchten>();
+const RetentionLaw kVanGenuchtenFreeMLaw = SoilLawOf<RetentionModel::VanGenuchtenFreeM>();
+const RetentionLaw kFredlundXingLaw = SoilLawOf<RetentionModel::FredlundXing>();
+const RetentionLaw kBrooksCoreyLaw = SoilLawOf<RetentionModel::BrooksCorey>();
 
-ModelInfo Info(const char* name, const char* title, const char* formula, const char* source) {
+ModelInfo SoilInfo(const char* name, const char* title, const char* formula, const char* source) {
   ModelInfo info = RetentionInfo(name, title, formula, source);
   info.plainExport = "CurveFitting4UnsaturatedSoil";
   return info;
@@ -175,19 +175,19 @@ ModelInfo Info(const char* name, const char* title, const char* formula, const c
 }  // namespace
 
 const Model kVanGenuchten = RetentionModelOf<kVanGenuchtenLaw>(
-    Info("van-genuchten", "van Genuchten", "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m, m = 1 - 1/n",
-         "van Genuchten 1980"));
+    SoilInfo("van-genuchten", "van Genuchten",
+             "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m, m = 1 - 1/n", "van Genuchten 1980"));
 
 const Model kVanGenuchtenFreeM = RetentionModelOf<kVanGenuchtenFreeMLaw>(
-    Info("van-genuchten-m", "van Genuchten, m free", "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m",
-         "van Genuchten 1980"));
+    SoilInfo("van-genuchten-m", "van Genuchten, m free", "theta = theta_r + (theta_s - theta_r) (1 + (alpha psi)^n)^-m",
+             "van Genuchten 1980"));
 
 const Model kFredlundXing = RetentionModelOf<kFredlundXingLaw>(
-    Info("fredlund-xing", "Fredlund and Xing",
-         "theta = C theta_s (ln(e + (psi/a)^n))^-m, C = 1 - ln(1 + psi/psi_r)/ln(1 + 1e6 kPa/psi_r)",
-         "Fredlund and Xing 1994"));
+    SoilInfo("fredlund-xing", "Fredlund and Xing",
+             "theta = C theta_s (ln(e + (psi/a)^n))^-m, C = 1 - ln(1 + psi/psi_r)/ln(1 + 1e6 kPa/psi_r)",
+             "Fredlund and Xing 1994"));
 
-const Model kBrooksCorey = RetentionModelOf<kBrooksCoreyLaw>(Info(
+const Model kBrooksCorey = RetentionModelOf<kBrooksCoreyLaw>(SoilInfo(
     "brooks-corey", "Brooks and Corey",
     "theta = theta_r + (theta_s - theta_r) (psi_b/psi)^lambda above psi_b, theta_s below", "Brooks and Corey 1964"));
 

@@ -183,7 +183,9 @@ class ShiftFit final : public ModelFit {
   std::vector<double> errors_;
 };
 
-std::vector<CurveInfo> Curves() { return {{kCurve, "temperature", "temperature", "log10 of the shift factor", ""}}; }
+std::vector<CurveInfo> ShiftCurves() {
+  return {{kCurve, "temperature", "temperature", "log10 of the shift factor", ""}};
+}
 
 std::vector<ParameterInfo> WlfParameters(int) {
   return {{"C1", "", 0.0, std::numeric_limits<double>::infinity(),
@@ -213,7 +215,7 @@ double InKelvin(double temperature, TemperatureUnit unit) {
 const Model kWlf{.info = {.name = "wlf",
                           .title = "Williams, Landel and Ferry",
                           .family = "shift",
-                          .curves = Curves(),
+                          .curves = ShiftCurves(),
                           .formula = "log10 a_T = -C1 (T - T_ref)/(C2 + T - T_ref)",
                           .source = "Williams, Landel and Ferry 1955",
                           .page = "theory/superposition.md"},
@@ -227,7 +229,7 @@ const Model kWlf{.info = {.name = "wlf",
 const Model kArrhenius{.info = {.name = "arrhenius",
                                 .title = "Arrhenius",
                                 .family = "shift",
-                                .curves = Curves(),
+                                .curves = ShiftCurves(),
                                 .formula = "log10 a_T = E_a/(R ln 10) (1/T - 1/T_ref), T in kelvin",
                                 .source = "Ferry 1980",
                                 .page = "theory/superposition.md"},

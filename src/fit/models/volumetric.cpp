@@ -18,12 +18,12 @@ namespace {
 
 using namespace MaterialUtil;
 
-constexpr int kMostTerms = 6;
+constexpr int kMostVolumetricTerms = 6;
 
-void RequireTerms(int terms) {
-  if (terms < 1 || terms > kMostTerms) {
-    throw Error(ErrorKind::BadInput,
-                std::to_string(terms) + " volumetric terms are not between 1 and " + std::to_string(kMostTerms));
+void RequireVolumetricTerms(int terms) {
+  if (terms < 1 || terms > kMostVolumetricTerms) {
+    throw Error(ErrorKind::BadInput, std::to_string(terms) + " volumetric terms are not between 1 and " +
+                                         std::to_string(kMostVolumetricTerms));
   }
 }
 
@@ -63,7 +63,7 @@ void NoteSuspicions(const Curve& curve, std::vector<std::string>& notes) {
   }
 }
 
-std::vector<ParameterInfo> Parameters(int terms) {
+std::vector<ParameterInfo> VolumetricParameters(int terms) {
   std::vector<ParameterInfo> parameters;
   for (int k = 1; k <= terms; ++k) {
     parameters.push_back({.name = "D" + std::to_string(k),
@@ -94,7 +94,7 @@ class VolumetricFit final : public ModelFit {
     problem.termCount = terms;
     problem.functions.push_back(boost::make_shared<VolumetricFunction>(*core_, terms));
     problem.weights.push_back(curves.front().weight);
-    problem.parameters = Fit::Describe(Parameters(terms), data_.pressureUnit);
+    problem.parameters = Fit::Describe(VolumetricParameters(terms), data_.pressureUnit);
     given.assign(problem.parameters.size(), std::numeric_limits<double>::quiet_NaN());
   }
 
@@ -137,15 +137,15 @@ const Model kVolumetric{.info = {.name = "volumetric",
                                  .title = "Volumetric energy",
                                  .family = "rubber",
                                  .fewestTerms = 1,
-                                 .mostTerms = kMostTerms,
+                                 .mostTerms = kMostVolumetricTerms,
                                  .curves = {{"volumetric", "linear stretch", "", "pressure", "stress"}},
                                  .formula = "U = sum D_k (J - 1)^(2k), k = 1 ... M; p = -dU/dJ",
                                  .source = "Ogden 1984",
                                  .plainExport = "CurveFitting4Volume",
                                  .page = "theory/polynomial.md"},
-                        .parameters = Parameters,
+                        .parameters = VolumetricParameters,
                         .fit = [](const Tests& tests, int terms) -> boost::shared_ptr<ModelFit> {
-                          RequireTerms(terms);
+                          RequireVolumetricTerms(terms);
                           return boost::make_shared<VolumetricFit>(TestsOf<VolumetricData>(tests, "volumetric"), terms);
                         },
                         .restore = [](const Result& stored) -> Evaluator {
@@ -160,7 +160,7 @@ Result FitVolumetric(const VolumetricData& data, int terms, const Options& optio
 }
 
 double VolumetricPressure(int terms, const std::vector<double>& coefficients, double stretch) {
-  RequireTerms(terms);
+  RequireVolumetricTerms(terms);
   if (static_cast<int>(coefficients.size()) != terms) {
     throw Error(ErrorKind::BadInput, "a volumetric energy of " + std::to_string(terms) +
                                          " terms has as many coefficients, not " + std::to_string(coefficients.size()));
