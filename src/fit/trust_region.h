@@ -43,8 +43,8 @@ class TrustRegion {
   void Expand(const double* free);
   double SumOfSquares(std::span<const double> parameters);
   /// The rotated Jacobian and residuals, of the free parameters at `full_`.
-  void Rotate(std::span<double> residuals, MatrixView jacobian);
-  bool RotateByProducts(std::span<double> residuals, MatrixView jacobian);
+  void Rotate(std::span<double> residuals, MaterialUtil::MatrixView jacobian);
+  bool RotateByProducts(std::span<double> residuals, MaterialUtil::MatrixView jacobian);
   bool RunOnce(Minimum& minimum);
   /// Sets or frees parameters at their bounds by the sign of the gradient; true when that changed the free set.
   bool UpdateBounds(Minimum& minimum);
