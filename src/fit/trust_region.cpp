@@ -88,9 +88,9 @@ void TrustRegion::Rotate(std::span<double> residuals, MatrixView jacobian) {
 /// By the triangle of J^T J: where no column is nearly a combination of others, its error is far below what a step
 /// towards a minimum is known to, and the gradient keeps all of its digits. False where it is not so clear.
 bool TrustRegion::RotateByProducts(std::span<double> residuals, MatrixView jacobian) {
-  constexpr std::size_t kMost = 64;    // parameters; sums over lanes take room
-  constexpr double kClear = 1e-3;      // of a unit column that the ones before it leave
-  constexpr std::size_t kBlock = 512;  // points that stay in the cache
+  constexpr std::size_t kMost = 64;      // parameters; sums over lanes take room
+  constexpr double kIndependent = 1e-3;  // of a unit column that the ones before it leave
+  constexpr std::size_t kBlock = 512;    // points that stay in the cache
   const std::size_t n = free_.size();
   const std::size_t columns = n + 1;
   if (n > kMost) return false;
@@ -120,7 +120,7 @@ bool TrustRegion::RotateByProducts(std::span<double> residuals, MatrixView jacob
   }
   if (!MaterialUtil::FactoriseCholesky(jacobian.Rows(0, static_cast<std::int32_t>(n)))) return false;
   for (std::size_t j = 0; j < n; ++j) {
-    if (!(jacobian(j, j) > kClear)) return false;
+    if (!(jacobian(j, j) > kIndependent)) return false;
   }
   double left = product(n, n);
   for (std::size_t j = 0; j < n; ++j) {
