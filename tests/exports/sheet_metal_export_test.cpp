@@ -47,9 +47,9 @@ struct LiteralMarch {
   double M() const { return call.yieldParameters[1]; }
   double Beta(double a) const {
     if (!Hill()) return (2.0 * a - 1.0) / (2.0 - a);
-    const double A = Power(1.0 + a, M() - 1.0);
-    const double B = (2.0 * R() + 1.0) * Power(1.0 - a, M() - 1.0);
-    return (A - B) / (A + B);
+    const double sum = Power(1.0 + a, M() - 1.0);
+    const double difference = (2.0 * R() + 1.0) * Power(1.0 - a, M() - 1.0);
+    return (sum - difference) / (sum + difference);
   }
   double Alpha(double b) const {
     if (!Hill()) return (2.0 * b + 1.0) / (b + 2.0);

@@ -162,10 +162,10 @@ TEST(CreepLevenbergMarquardt, FitsInALargeStressUnit) {
   ExpectDigits(constants[4] * std::pow(0.3, constants[5]), 2.677e-5, 1e-3);
 }
 
-enum class Material { Polynomial, Ogden, BlatzKo, BlatzKoFixedExponents };
+enum class Converted { Polynomial, Ogden, BlatzKo, BlatzKoFixedExponents };
 
 struct Conversion {
-  Material material;
+  Converted material;
   std::vector<double> coefficients;
   std::vector<int> modes;
   double strain;
@@ -177,15 +177,15 @@ int Convert(const Conversion& c, const std::vector<int>& m, const PointArray& cu
   DoubleArray coefficients;
   Fill(coefficients, c.coefficients);
   const auto count = static_cast<int>(c.coefficients.size());
-  if (c.material == Material::Polynomial) {
+  if (c.material == Converted::Polynomial) {
     return CurveFitting4PolyConvertRelaxation(curve, reference, m[0], m[1], m[2], m[3], count == 2 ? 1 : 2,
                                               coefficients, result);
   }
-  if (c.material == Material::Ogden) {
+  if (c.material == Converted::Ogden) {
     return CurveFitting4OgdenConvertRelaxation(curve, reference, m[0], m[1], m[2], m[3], count / 2, coefficients,
                                                result);
   }
-  return CurveFitting4BlatzKoConvertRelaxation(curve, c.material == Material::BlatzKo ? 0.0 : 0.5, reference, m[0],
+  return CurveFitting4BlatzKoConvertRelaxation(curve, c.material == Converted::BlatzKo ? 0.0 : 0.5, reference, m[0],
                                                m[1], m[2], m[3], coefficients, result);
 }
 
@@ -193,17 +193,17 @@ int Convert(const Conversion& c, const std::vector<int>& m, const PointArray& cu
 // simple shear, where its stress is that along the greatest stretch; Blatz-Ko with modulus 1.
 const double kShearStretch = std::sqrt(1.125 + 0.5 * std::sqrt(1.0625));
 const std::vector<Conversion> kConversions{
-    {Material::Polynomial, {0.5, 0.0}, {1, 0, 0, 0}, 0.2, 1.2 - std::pow(1.2, -2)},
-    {Material::Polynomial, {0.5, 0.0, 0.0, 0.0, 0.0}, {0, -1, 0, 0}, 0.2, 1.2 - std::pow(1.2, -5)},
-    {Material::Polynomial, {0.5, 0.0}, {0, 0, 3, 0}, 0.2, 1.2 - std::pow(1.2, -3)},
-    {Material::Polynomial, {0.5, 0.0}, {0, 0, 0, 1}, 0.5, 0.5},
-    {Material::Ogden, {1.0, 2.0}, {1, 0, 0, 0}, 0.2, 1.2 - std::pow(1.2, -2)},
-    {Material::Ogden, {0.4, 2.0, 0.6, 2.0}, {0, 1, 0, 0}, -0.2, 0.8 - std::pow(0.8, -5)},
-    {Material::Ogden, {1.0, 2.0}, {0, 0, 0, 1}, 0.5, kShearStretch - std::pow(kShearStretch, -3)},
-    {Material::BlatzKo, {1.0}, {1, 0, 0, 0}, 0.2, 1.0 - std::pow(1.2, -3)},
-    {Material::BlatzKo, {1.0}, {0, 1, 0, 0}, 0.2, 1.2 - std::pow(1.2, -3)},
-    {Material::BlatzKoFixedExponents, {1.0}, {1, 0, 0, 0}, 0.2, 1.0 / 1.2 - std::pow(1.2, -3)},
-    {Material::BlatzKoFixedExponents, {1.0}, {0, 0, 0, 1}, 0.5, 0.5},
+    {Converted::Polynomial, {0.5, 0.0}, {1, 0, 0, 0}, 0.2, 1.2 - std::pow(1.2, -2)},
+    {Converted::Polynomial, {0.5, 0.0, 0.0, 0.0, 0.0}, {0, -1, 0, 0}, 0.2, 1.2 - std::pow(1.2, -5)},
+    {Converted::Polynomial, {0.5, 0.0}, {0, 0, 3, 0}, 0.2, 1.2 - std::pow(1.2, -3)},
+    {Converted::Polynomial, {0.5, 0.0}, {0, 0, 0, 1}, 0.5, 0.5},
+    {Converted::Ogden, {1.0, 2.0}, {1, 0, 0, 0}, 0.2, 1.2 - std::pow(1.2, -2)},
+    {Converted::Ogden, {0.4, 2.0, 0.6, 2.0}, {0, 1, 0, 0}, -0.2, 0.8 - std::pow(0.8, -5)},
+    {Converted::Ogden, {1.0, 2.0}, {0, 0, 0, 1}, 0.5, kShearStretch - std::pow(kShearStretch, -3)},
+    {Converted::BlatzKo, {1.0}, {1, 0, 0, 0}, 0.2, 1.0 - std::pow(1.2, -3)},
+    {Converted::BlatzKo, {1.0}, {0, 1, 0, 0}, 0.2, 1.2 - std::pow(1.2, -3)},
+    {Converted::BlatzKoFixedExponents, {1.0}, {1, 0, 0, 0}, 0.2, 1.0 / 1.2 - std::pow(1.2, -3)},
+    {Converted::BlatzKoFixedExponents, {1.0}, {0, 0, 0, 1}, 0.5, 0.5},
 };
 
 TEST(ConvertRelaxation, DividesTheReferenceByTheModelStress) {
