@@ -93,6 +93,29 @@ TEST(FitProny, TakesAwayTermsThatTheCurveDoesNotShow) {
   }
 }
 
+TEST(FitProny, ChoosesNoNumberOfTermsThatLeavesOneOpen) {
+  const auto open = [](const Result& result) {
+    std::size_t count = 0;
+    for (const Fit::Parameter& parameter : result.parameters) {
+      const bool known = parameter.name[0] == 'g' ? parameter.lower > 0.0 : parameter.standardError < parameter.value;
+      count += known ? 0 : 1;
+    }
+    return count;
+  };
+  std::mt19937 generator(4);
+  std::normal_distribution<double> normal(0.0, 5e-3);
+  int better = 0;
+  for (int attempt = 0; attempt < 30; ++attempt) {
+    Fit::RelaxationData data = Series(RandomSeries(generator, 2), 1e-8, 1e6, 120);
+    for (double& value : data.curve.y) value += normal(generator);
+    const Result chosen = Fit::FitProny(data, Fit::kAutomaticTerms);
+    EXPECT_EQ(open(chosen), 0u) << attempt;
+    const Result longer = Fit::FitProny(data, chosen.terms + 1);
+    better += longer.terms > chosen.terms && longer.measures.aicc < chosen.measures.aicc - 2.0 ? 1 : 0;
+  }
+  EXPECT_GT(better, 0) << "by the criterion alone none would be longer";
+}
+
 TEST(FitProny, CoefficientsStayNonNegativeWithSumUpToOne) {
   // A curve that falls faster than the law allows it to (to zero, with an undershoot) and one that rises again.
   Fit::RelaxationData falling = Series({1.0, 1.0}, 0.02, 50.0, 60);
