@@ -243,7 +243,8 @@ const DataRoom = (() => {
       (value) => set((one) => (one.headerLine = value.trim())), { inputmode: "numeric" }), { option: "--header-line" }));
     box.append(node("div", { class: "fields" }, ...fields));
     box.open = Object.keys(reading.columns).length > 0 || reading.decimal !== "" || reading.separator !== "" || reading.headerLine !== "";
-    const several = columns.filter((one) => one.values.length > 0);
+    const measured = plain.flatMap(({ read }) => (read?.may_be ?? []).flatMap(({ x, y }) => [x, y]));
+    const several = columns.filter((one) => one.values.length > 0 && !measured.includes(one.name));
     const selects = several.map((one) => field(`Only rows where ${one.name} is`,
       choice([["", "any value"], ...one.values.map((value) => [value, value])], reading.select[one.name] ?? "", `select-${one.name}`,
         (value) => set((all) => {

@@ -26,7 +26,7 @@ const Guide = (() => {
       steps: [READ, ["#comparison", "Four laws for stiffness and damping together. The proposal weighs agreement against the number of parameters."],
         ["#model", "“Overlay” draws published curves besides."], LEAVE, SAVE] },
     hardening: { curves: ["sgcc_flow_curve"], select: { angle_deg: "0" }, options: { "--yield": "hill1979:0.712/0.8/0.742,2" },
-      steps: [["#data", "The file holds three tests; the rows of one are chosen by the angle."], ["#comparison", "Hardening laws compared on the flow curve."],
+      steps: [["#data", "The file holds three tests; the rows of one are chosen by the angle."], ["#result-overview", "Hardening laws compared on the flow curve, and what the proposed one is worth."],
         ["#figure", "The forming-limit curve that follows from the law and the yield criterion."], LEAVE, SAVE] },
     retention: { curves: ["unsoda_retention"], select: { soil: "4521" }, models: { "van-genuchten": "", "brooks-corey": "", kosugi: "" },
       steps: [["#data", "Three soils in one file; one is chosen."], ["#comparison", "Three laws compared."],

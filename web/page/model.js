@@ -60,18 +60,19 @@ const ModelRoom = (() => {
 
   /** Names of the parameters: of the last result where it is of these models, else of the one model that is chosen. */
   async function parametersNow() {
+    const result = last; // it may be another one soon
     const { family } = Work.now;
     const { command, model } = Families.FAMILIES[family];
     const chosen = Families.chosenModels(Work.now);
     const values = optionsNow();
-    const isLast = last && last.command === command && (chosen.length !== 1 || chosen[0].split(":")[0] === last.model);
-    const label = isLast ? (last.terms > 0 && last.model !== "creep" ? `${last.model}:${last.terms}` : last.model)
+    const isLast = result && result.command === command && (chosen.length !== 1 || chosen[0].split(":")[0] === result.model);
+    const label = isLast ? (result.terms > 0 && result.model !== "creep" ? `${result.model}:${result.terms}` : result.model)
       : chosen.length === 1 && !chosen[0].includes("..") ? chosen[0]
         : model && /^\d+$/.test(values["--terms"] ?? "") ? `${model}:${values["--terms"]}` : model ?? values["--law"];
     const about = label ? await describe(label) : null;
     const known = new Map((about ?? []).map((one) => [one.name, one]));
     if (!isLast) return { label, rows: (about ?? []).map((one) => ({ name: one.name, about: one })) };
-    return { label, rows: last.parameters.map((one) => ({ name: one.name, fitted: one, about: known.get(one.name) })) };
+    return { label, rows: result.parameters.map((one) => ({ name: one.name, fitted: one, about: known.get(one.name) })) };
   }
 
   function rangeWords(about) {

@@ -14,7 +14,8 @@ const ResultRoom = (() => {
 
   function schedule() {
     clearTimeout(timer);
-    if (Work.now.live) timer = setTimeout(fit, 300);
+    if (Families.lacking(Work.now)) fit();
+    else if (Work.now.live) timer = setTimeout(fit, 300);
     renderBar();
   }
 
@@ -91,6 +92,7 @@ const ResultRoom = (() => {
 
   function clearErrors() {
     parts.error.hidden = true;
+    parts.error.textContent = "";
     parts.body.classList.remove("old");
     for (const one of document.querySelectorAll(".said")) one.remove();
     for (const one of document.querySelectorAll("[aria-invalid]")) one.removeAttribute("aria-invalid");
@@ -104,15 +106,17 @@ const ResultRoom = (() => {
       place.closest("details")?.setAttribute("open", "");
       place.append(node("span", { class: "said error" }, text));
     };
-    const option = /--[a-z][a-z-]*/.exec(text)?.[0];
-    const name = /(?:parameter|named|called) "?([\w]+)"?/.exec(text)?.[1];
-    const row = name && document.querySelector(`tr[data-parameter="${CSS.escape(name)}"] td[data-option]`);
-    const field = option && document.querySelector(`.settings [data-option="${option}"]`);
+    const all = [...document.querySelectorAll(".settings [data-option]")];
+    const has = (word) => new RegExp(`\\b${word.replace(/^--/, "").replaceAll("-", "[- ]")}\\b`).test(text);
+    const option = /--[a-z][a-z-]*/.exec(text)?.[0] ?? all.map((one) => one.dataset.option).find(has);
     const file = work.files.find((one) => text.includes(one.name));
     const card = file && document.querySelector(`[data-file="${CSS.escape(file.name)}"]`);
-    if (row) mark(row);
-    else if (card && !(field && /^--/.test(text))) mark(card);
-    else if (field) mark(field);
+    const named = [...document.querySelectorAll("tr[data-parameter]")].find(({ dataset: { parameter } }) => (
+      new RegExp(`(parameter |for ")${parameter}\\b`).test(text) || Object.values(work.parameters[work.family]?.[parameter] ?? {}).some((value) => value && text.includes(`"${value}:`))));
+    const fields = all.filter((one) => one.dataset.option === option);
+    const field = fields.find((one) => named?.contains(one)) ?? fields.find((one) => card?.contains(one)) ?? (card ? null : fields[0]);
+    const place = field ?? card ?? named?.querySelector("td[data-option]") ?? fields[0];
+    if (place) mark(place);
   }
 
   // --- what one sees
@@ -174,6 +178,8 @@ const ResultRoom = (() => {
         const [x, y] = file.leftOut[curve]?.[line] ?? (i < 0 ? [] : [read.curve.x[i] * factors[0], read.curve.y[i] * factors[1]]);
         return Number.isFinite(x) && Number.isFinite(y) ? { x, y } : {};
       };
+      // Where the tool has put the points in another order, nobody can tell them apart.
+      if (!factors.some(Number.isFinite) && file.role !== "tensile_test") continue;
       const legends = figure.panels.flatMap((panel) => panel.curves).filter((one) => result.curves[one.index]?.name === curve && one.points[0].length === used.length);
       for (const legend of legends) {
         lines[legend.name] = { file, curve, used: used.map(({ line }) => line),
@@ -253,8 +259,8 @@ const ResultRoom = (() => {
       section.id = `result-${one.id}`;
       return section;
     });
-    const order = ["result-notes", "result-parameters", "result-derived", "result-stability", "result-correlation", "result-curves", "result-overview", "result-dropped"];
-    const isWide = (one) => ["result-notes", "result-parameters"].includes(one.id);
+    const order = ["result-notes", "result-overview", "result-parameters", "result-derived", "result-stability", "result-correlation", "result-curves", "result-dropped"];
+    const isWide = (one) => ["result-notes", "result-parameters", "result-overview"].includes(one.id);
     made.sort((a, b) => (order.indexOf(a.id) + 99) % 99 - (order.indexOf(b.id) + 99) % 99);
     refill(parts.body, node("div", { class: "title" }, node("h2", {}, result.terms > 0 && !result.model.includes(":") ? `${result.model}:${result.terms}` : result.model), badges), tiles,
       charts, keptTable(), comparison(result), ...made.filter(isWide), node("div", { class: "tables" }, ...made.filter((one) => !isWide(one))));
