@@ -131,7 +131,7 @@ async function checkFilesAndPoints(page) {
   const fewer = await sameAsTool(page, { "probe_ut.csv": rubber(0.4) });
   const out = fewer.dropped.map((one) => one.row);
   assert.ok(out.length >= 5 && out.length <= 7 && out.at(-1) === 21, `lines ${out} are left out`);
-  assert.match(await text(page, ".left-out-list"), /uniaxial, line 1\d-21/);
+  assert.match(await text(page, ".left-out-list"), /uniaxial, lines 1\d-21/);
   const marks = (look) => page.evaluate((which) => (document.querySelector(`#figure .marks.${which}`).getAttribute("d") ?? "").split("M").length - 1, look);
   assert.equal(await marks("left-out"), out.length, "they stay in sight");
   await press(page, "undo");

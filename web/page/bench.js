@@ -39,7 +39,9 @@ function typed(value, name, act, more = {}) {
   let timer = 0;
   const hand = () => {
     clearTimeout(timer);
-    if (made.value !== made.handed) act((made.handed = made.value));
+    // A decimal comma is meant where only a number can stand.
+    const said = more.inputmode === "decimal" ? made.value.replace(/^(\s*-?\d*),(\d+\s*)$/, "$1.$2") : made.value;
+    if (said !== made.handed) act((made.handed = said));
   };
   const made = node("input", { type: "text", autocomplete: "off", spellcheck: "false", "data-name": name, value,
     oninput: () => {

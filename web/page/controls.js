@@ -15,7 +15,7 @@ function refill(place, ...children) {
   if (!again) return;
   again.focus({ preventScroll: true });
   if (caret && again.setSelectionRange) {
-    again.value = caret[2]; // what was typed since
+    if (caret[2].trim() !== again.value && !caret[2].includes(",")) again.value = caret[2]; // what was typed since
     again.setSelectionRange(caret[0], caret[1]);
   }
 }

@@ -43,6 +43,8 @@ const Families = (() => {
   const ELSEWHERE = [...PAIRS, "--decimal", "--separator", "--header-line", "--json", "--curves", "--plot", "--report",
     "--quiet", "--require-stable"];
   const COMMON = ["--residual", "--level", "--band"];
+  // What the bench asks for until someone says otherwise; it stands in the command line.
+  const PRESET = { "--band": true };
 
   const optionsOf = (command) => Bench.commands.find((one) => one.command === command).options;
 
@@ -58,10 +60,16 @@ const Families = (() => {
     };
   }
 
+  const valuesOf = (work) => ({ ...PRESET, ...work.options[FAMILIES[work.family].command] });
+
   /** Models of a family that may be compared. */
   const modelsOf = (family) => (FAMILIES[family].models
     ? Bench.catalogue.filter((model) => model.family === family && !(family === "rubber" && model.name === "volumetric"))
     : []);
+
+  /** Those that need no number of terms, as the page chooses them: by name, with the usual number. */
+  const usualModels = (family) => Object.fromEntries(modelsOf(family).filter(({ terms }) => terms.most === 0 || terms.usual > 0)
+    .map(({ name, terms }) => [name, terms.usual > 0 ? String(terms.usual) : ""]));
 
   function chosenModels(work) {
     const chosen = work.models[work.family] ?? {};
@@ -124,7 +132,7 @@ const Families = (() => {
     const { command, curves, models } = FAMILIES[work.family];
     const files = usedFiles(work);
     const option = (name) => optionsOf(command).find((one) => one.name === name);
-    const given = Object.entries(work.options[command] ?? {}).filter(([name, value]) => (
+    const given = Object.entries(valuesOf(work)).filter(([name, value]) => (
       option(name) && value !== "" && value !== false));
     const bare = files.filter((file) => curves[file.role] === "").map((file) => file.name);
     const named = files.filter((file) => curves[file.role] !== "").flatMap((file) => (
@@ -161,12 +169,12 @@ const Families = (() => {
       return "Choose a model, or several to compare.";
     }
     const missing = optionsOf(command).find((one) => one.required && one.names.length > 0 && one.name !== models &&
-      !work.options[command]?.[one.name]);
+      !valuesOf(work)[one.name]);
     return missing ? `Give ${missing.name}: ${missing.help}.` : "";
   }
 
   const filesOf = (files) => Object.fromEntries(files.map((file) => [file.name, Work.contents(file)]));
 
-  return { FAMILIES, CURVES, controlsOf, modelsOf, chosenModels, proposedRole, proposedFamily, readingArgs, lineRanges,
+  return { FAMILIES, CURVES, controlsOf, valuesOf, usualModels, modelsOf, chosenModels, proposedRole, proposedFamily, readingArgs, lineRanges,
     usedFiles, curveName, leftOutBy, fitArgs, lacking, filesOf, optionsOf };
 })();

@@ -40,7 +40,7 @@ const Guide = (() => {
       work.reading = { columns: {}, select, decimal: "", separator: "", headerLine: "" };
       work.parameters[family] = {};
       if (models) work.models[family] = models;
-      work.options[Families.FAMILIES[family].command] = { "--band": true, ...options };
+      work.options[Families.FAMILIES[family].command] = { ...options };
     });
     await DataRoom.takeBundled(curves);
   }

@@ -13,7 +13,7 @@ const ModelRoom = (() => {
     return described.get(label);
   }
 
-  const optionsNow = () => Work.now.options[Families.FAMILIES[Work.now.family].command] ?? {};
+  const optionsNow = () => Families.valuesOf(Work.now);
   const setOption = (name, value) => Work.change((work) => {
     const { command } = Families.FAMILIES[work.family];
     work.options[command] = { ...work.options[command], [name]: value };

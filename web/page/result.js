@@ -124,6 +124,8 @@ const ResultRoom = (() => {
   function welcome(lack) {
     return node("section", { class: "welcome" }, node("h2", {}, "From test curves to parameters"),
       node("p", {}, lack),
+      Families.usedFiles(Work.now).length > 0 && Families.modelsOf(Work.now.family).length > 0 ? node("div", { class: "controls" },
+        button("Compare those that need no number of terms", "compare-usual", () => Work.change((work) => (work.models[work.family] = Families.usualModels(work.family))))) : "",
       node("p", {}, "Two minutes each, on published curves:"),
       node("div", { class: "controls tours" }, ...Guide.tours().map(([family, title]) => button(title, `tour-${family}`, () => Guide.tour(family)))));
   }
@@ -229,7 +231,7 @@ const ResultRoom = (() => {
       for (const left of Object.values(own.leftOut)) for (const line of Object.keys(left)) if (line >= from && line <= to) delete left[line];
     });
     return node("div", { class: "controls left-out-list" }, node("span", {}, "Left out:"),
-      ...items.map((item) => button(`${item.curve}, line ${item.run} ×`, `back-${item.curve}-${item.run}`, () => back(item))),
+      ...items.map((item) => button(`${item.curve}, ${item.run.includes("-") ? "lines" : "line"} ${item.run} ×`, `back-${item.curve}-${item.run}`, () => back(item))),
       button("Take all back", "back-all", () => Work.change((all) => all.files.forEach((one) => (one.leftOut = {})))));
   }
 
