@@ -57,6 +57,20 @@ const DataRoom = (() => {
     if (added.length > 0) announce(`${plural(added.length, "file")} added: ${added.map((one) => one.name).join(", ")}`);
   }
 
+  /** Another family: files that it cannot take as what they were are taken as what it knows. */
+  async function chooseFamily(family) {
+    const { curves } = Families.FAMILIES[family];
+    const roles = new Map();
+    for (const file of Work.now.files.filter((one) => one.used && !(one.role in curves))) {
+      const { read } = await look(file);
+      roles.set(file.id, Families.proposedRole(file.name, read?.may_be ?? [], family));
+    }
+    Work.change((work) => {
+      work.family = family;
+      for (const file of work.files) if (roles.get(file.id)) Object.assign(file, { role: roles.get(file.id), leftOut: {}, curve: null });
+    });
+  }
+
   async function takeFiles(files) {
     take(await Promise.all([...files].map(async (file) => [file.name, await contentsOf(file)])));
   }
@@ -254,12 +268,15 @@ const DataRoom = (() => {
     return [...(selects.length > 0 ? [node("div", { class: "fields" }, ...selects)] : []), box];
   }
 
+  let turn = 0;
   async function render() {
+    const mine = ++turn;
     const { files } = Work.now;
     const list = node("ul", { class: "files" }, ...files.map(fileCard));
     const picker = node("input", { type: "file", multiple: true, hidden: true, id: "file-picker",
       onchange: () => takeFiles(picker.files) });
     const reading = files.length > 0 ? await readingControls() : [];
+    if (mine !== turn) return;
     refill(place, node("h2", {}, "Data"),
       files.length > 0 ? list : node("p", { class: "empty" }, "Drop files of curves anywhere, paste columns of a spreadsheet, or take a published curve. Nothing leaves this machine."),
       ...reading,
@@ -271,7 +288,7 @@ const DataRoom = (() => {
   }
 
   return {
-    look, take, takeFiles, takeBundled, listen, entry,
+    look, take, takeFiles, takeBundled, chooseFamily, listen, entry,
     start(section) {
       place = section;
     },

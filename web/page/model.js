@@ -47,8 +47,7 @@ const ModelRoom = (() => {
     const control = (option) => Controls.forOption(option, values[option.name] ?? "", (value) => setOption(option.name, value));
     const single = Families.FAMILIES[family].model && Bench.catalogue.find((one) => one.name === Families.FAMILIES[family].model);
     refill(modelPlace, node("h2", {}, "Model"),
-      field("Family", choice(Object.entries(Families.FAMILIES).map(([key, { title }]) => [key, title]), family, "family", (value) => (
-        Work.change((work) => (work.family = value))))),
+      field("Family", choice(Object.entries(Families.FAMILIES).map(([key, { title }]) => [key, title]), family, "family", DataRoom.chooseFamily)),
       models.length > 0 ? node("fieldset", {}, node("legend", {}, "Models; several are compared"), node("ul", { class: "models" }, ...models.map(modelRow))) : "",
       single ? node("p", { class: "formula" }, single.formula) : "",
       node("div", { class: "fields" }, ...main.map(control)),

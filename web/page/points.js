@@ -64,6 +64,7 @@ const BenchPanel = (() => {
       this.selector?.setAttribute("aria-pressed", on);
       this.chart.onSelect = on ? (ranges) => this.select(ranges) : null;
       this.chart.element.classList.toggle("selecting", on);
+      this.chart.element.setAttribute("role", on ? "application" : "img"); // its keys go to the page
       this.cursor = null;
       this.showCursor();
       this.point(null);

@@ -12,9 +12,13 @@ const ResultRoom = (() => {
 
   // --- running
 
+  /** The same fit has the same key. */
+  const keyOf = (work) => JSON.stringify([Families.fitArgs(work), Families.usedFiles(work).map((file) => file.id)]);
+
   function schedule() {
     clearTimeout(timer);
     if (Families.lacking(Work.now)) fit();
+    else if (last && !running && keyOf(Work.now) === last.key && parts.error.hidden) show();
     else if (Work.now.live) timer = setTimeout(fit, 300);
     renderBar();
   }
@@ -42,7 +46,7 @@ const ResultRoom = (() => {
       const answer = await Bench.run([...args, "--json", WANTED[0], "--curves", WANTED[1], "--report", WANTED[2]], files, WANTED, controller.signal);
       if (mine !== turn) return undefined;
       running = null;
-      await take({ work, args, files, answer });
+      await take({ key: keyOf(work), work, args, files, answer });
     } catch (error) {
       if (mine !== turn) return undefined;
       running = null;
@@ -280,7 +284,6 @@ const ResultRoom = (() => {
       now.kept.push({ title: label, work: plain, measures: result.measures, status: result.status, parameters: result.parameters,
         figure: { panels: figure.panels.map(({ title, x, y, curves }) => ({ title, x, y, curves: curves.map(({ stable, unstable }) => ({ stable, unstable })) })) } });
     });
-    show();
   }
 
   function keptTable() {
