@@ -26,11 +26,11 @@ const DataRoom = (() => {
     range: ["", ""], leftOut: {}, curve: null, ...more });
 
   /** Files by name and contents; results are opened, many files are specimens. */
-  async function take(given) {
+  async function take(given, { together = false } = {}) {
     const documents = given.filter(([name, text]) => /\.json$/i.test(name) && isText(text));
     for (const [name, text] of documents) Stored.open(name, text);
     const tables = given.filter((one) => !documents.includes(one));
-    if (tables.length >= MANY) return Many.offer(tables);
+    if (tables.length >= MANY && !together) return Many.offer(tables);
     const taken = Work.now.files.map((file) => file.name);
     const added = [];
     for (const [name, contents, more] of tables) {
@@ -178,6 +178,7 @@ const DataRoom = (() => {
     if (error) {
       told.textContent = error;
       told.classList.add("error");
+      card.querySelector("details").open = true; // the remedies
     } else {
       const { curve } = read;
       told.textContent = curve ? curve.understood : read.may_be.length > 0

@@ -85,7 +85,7 @@ const Many = (() => {
           : node("div", { class: "controls" }, button("Fit them all", "many-run", () => run(specimens, place, controller.signal)),
             given.length < 40 ? button("No, these are curves of one fit", "many-not", () => {
               made.close();
-              DataRoom.take(given.slice(0, 6)).then(() => DataRoom.take(given.slice(6)));
+              DataRoom.take(given, { together: true });
             }) : ""));
     };
     if (tables.length > 0) prepare(tables);
