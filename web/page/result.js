@@ -67,7 +67,8 @@ const ResultRoom = (() => {
     clearErrors();
     if (err.trim()) sayError(words(err), run.work);
     if (!files[WANTED[0]]) {
-      parts.body.classList.add("old");
+      if (last) parts.body.classList.add("old");
+      else parts.body.replaceChildren();
       announce(words(err), true);
       return;
     }
@@ -119,6 +120,8 @@ const ResultRoom = (() => {
       new RegExp(`(parameter |for ")${parameter}\\b`).test(text) || Object.values(work.parameters[work.family]?.[parameter] ?? {}).some((value) => value && text.includes(`"${value}:`))));
     const fields = all.filter((one) => one.dataset.option === option);
     const field = fields.find((one) => named?.contains(one)) ?? fields.find((one) => card?.contains(one)) ?? (card ? null : fields[0]);
+    const isSaid = /--[a-z]/.test(text) && !field && fields.length > 0 && !fields[0].closest(".file, .reading");
+    if (isSaid) mark(fields[0]);
     const place = field ?? card ?? named?.querySelector("td[data-option]") ?? fields[0];
     if (place) mark(place);
   }

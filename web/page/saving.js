@@ -30,6 +30,9 @@ const Stored = (() => {
       const role = base in curves ? base : Object.keys(curves)[0];
       files.push(own ? { ...own, role, used: true, curve: input.curve, leftOut: {} } : DataRoom.entry(fileName(input.file, files.map((file) => file.name)), text, { role, curve: input.curve, edited: true }));
     }
+    if (document.shift && files.some((file) => file.edited)) {
+      throw new Error(`this document does not hold the sweeps that it was made from; drop ${files.map((file) => file.name).join(", ")} first, and then this again`);
+    }
     const { options } = document;
     const parameters = {};
     for (const [name, value] of Object.entries(options.start)) parameters[name] = { value: String(value) };
@@ -49,7 +52,11 @@ const Stored = (() => {
     if ("--law" in usual && !models) set["--law"] = document.model;
     if ("--reference-temperature" in usual && document.reference_temperature !== undefined) set["--reference-temperature"] = String(document.reference_temperature);
     const compared = document.comparison?.map((one) => one.model) ?? [document.terms > 0 ? `${document.model}:${document.terms}` : document.model];
-    const chosen = Object.fromEntries(compared.map((one) => [one.split(":")[0], one.split(":")[1] ?? ""]));
+    const chosen = {};
+    for (const [name, terms = ""] of compared.map((one) => one.split(":"))) {
+      const [from] = (chosen[name] ?? terms).split("..");
+      chosen[name] = from === terms ? terms : `${from}..${terms}`;
+    }
     Work.change((work) => {
       Object.assign(work, { family, files });
       work.reading = { columns: {}, select: {}, decimal: "", separator: "", headerLine: "" };
