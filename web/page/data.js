@@ -203,7 +203,7 @@ const DataRoom = (() => {
   /** Where a stress names no unit, one may be given; it becomes a line of the file, as the tool reads it. */
   function offerUnit(file, curve, told) {
     const column = curve.columns[1];
-    const stress = /stress|pressure|modulus|load|sigma/i.test(column);
+    const stress = /stress|modulus/i.test(column) || ["uniaxial", "equibiaxial", "pure_shear", "simple_shear"].includes(file.role);
     if (!stress || !isText(Work.contents(file))) return;
     const units = ["", "MPa", "kPa", "Pa", "GPa", "psi", "bar", "N/mm2"];
     told.append(" ", node("label", { class: "inline" }, `${column} names no unit: `, choice(units.map((unit) => [unit, unit || "none"]), "",

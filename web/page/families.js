@@ -81,14 +81,15 @@ const Families = (() => {
     const own = Object.keys(FAMILIES[family].curves);
     const fit = mayBe.map((one) => one.curve).filter((curve) => own.includes(curve));
     if (fit.includes("storage")) return "storage";
-    return Object.keys(HINTS).find((curve) => fit.includes(curve) && HINTS[curve].test(name)) ?? fit[0] ?? null;
+    const possible = fit.length > 0 ? fit : own;
+    return Object.keys(HINTS).find((curve) => possible.includes(curve) && HINTS[curve].test(name)) ?? fit[0] ?? null;
   }
 
   /** The family that knows what to do with a file, the present one first. */
   function proposedFamily(name, mayBe, present) {
     if (mayBe.some((one) => one.curve === "storage") && !["relaxation", "shift"].includes(present)) return "relaxation";
     const order = [present, ...Object.keys(FAMILIES)];
-    return order.find((family) => proposedRole(name, mayBe, family)) ?? present;
+    return mayBe.length === 0 ? present : order.find((family) => mayBe.some((one) => one.curve in FAMILIES[family].curves)) ?? present;
   }
 
   function readingArgs(reading) {

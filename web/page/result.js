@@ -3,6 +3,7 @@
 /** The room of the result: runs the fit, shows what came out, and lets points be left out in its charts. */
 const ResultRoom = (() => {
   const WANTED = ["fit.json", "fit_curves.csv", "fit.html"];
+  const MOST_ROWS = 600;
   let parts = {};
   let running = null; // {controller, turn}
   let turn = 0;
@@ -81,7 +82,7 @@ const ResultRoom = (() => {
     ModelRoom.told(result);
     Saving.render(last);
     const { r2 } = result.measures;
-    announce(`${result.model}: ${result.status}${r2 === null ? "" : `, R² ${r2.toFixed(5)}`}${code === 0 ? "" : `; ${words(err)}`}`);
+    announce(`${result.model}: ${result.status}${r2 === null ? "" : `, R² ${shareText(r2, 5)}`}${code === 0 ? "" : `; ${words(err)}`}`);
   }
 
   function noteCurves(result) {
@@ -92,6 +93,9 @@ const ResultRoom = (() => {
       }
     });
   }
+
+  /** A number below 1 never reads 1. */
+  const shareText = (r2, digits) => (r2 === null || r2 === undefined ? "–" : Math.min(r2, r2 < 1 ? 1 - 10 ** -digits : 1).toFixed(digits));
 
   // --- errors stand where they can be mended
 
@@ -161,7 +165,9 @@ const ResultRoom = (() => {
     const shade = /^background:(rgba\([\d.,]+\))$/.exec(source.getAttribute("style") ?? "");
     if (shade) made.style.background = shade[1];
     if (made.className === "table") Object.entries({ tabindex: 0, role: "region", "aria-label": "Table" }).forEach(([name, value]) => made.setAttribute(name, value));
-    made.append(...[...source.childNodes].map(adopted));
+    const children = [...source.childNodes];
+    made.append(...children.slice(0, MOST_ROWS).map(adopted));
+    if (children.length > MOST_ROWS) made.append(node("tr", {}, node("td", { colspan: 3 }, `and more; all of them stand in the report page and in JSON`)));
     return made;
   }
 
@@ -182,9 +188,10 @@ const ResultRoom = (() => {
         return ratios.every((ratio) => Math.abs(ratio / ratios[0] - 1) < 1e-6) ? ratios[0] : NaN;
       };
       const factors = [scale(read.curve.x, shown.x), scale(read.curve.y, shown.measured)];
+      const rows = new Map(read.curve.lines.map((line, i) => [line, i]));
       const place = (line) => {
-        const i = read.curve.lines.indexOf(line);
-        const [x, y] = file.leftOut[curve]?.[line] ?? (i < 0 ? [] : [read.curve.x[i] * factors[0], read.curve.y[i] * factors[1]]);
+        const i = rows.get(line);
+        const [x, y] = file.leftOut[curve]?.[line] ?? (i === undefined ? [] : [read.curve.x[i] * factors[0], read.curve.y[i] * factors[1]]);
         return Number.isFinite(x) && Number.isFinite(y) ? { x, y } : {};
       };
       // Where the tool has put the points in another order, nobody can tell them apart.
@@ -223,7 +230,7 @@ const ResultRoom = (() => {
       node("div", { class: "table", tabindex: 0, role: "region", "aria-label": "Comparison" }, node("table", {},
         node("thead", {}, node("tr", {}, ...["Model", "Free", "R²", "AICc", "Difference", "", ""].map((head, i) => node("th", { scope: "col", class: i > 0 && i < 5 ? "number" : null }, head)))),
         node("tbody", {}, ...result.comparison.map((one) => node("tr", { class: one.proposed ? "proposed" : null }, node("th", { scope: "row" }, one.model),
-          number(one.free_parameters, 0), number(one.r2, 6), number(one.aicc, 2), number(one.difference, 2),
+          number(one.free_parameters, 0), node("td", { class: "number" }, shareText(one.r2, 6)), number(one.aicc, 2), number(one.difference, 2),
           node("td", {}, one.proposed ? node("span", { class: "badge good" }, "proposed") : one.status), node("td", {}, use(one.model))))))),
       node("p", {}, node("small", {}, "What follows is the proposed model's. Use makes a model the only one.")));
   }
@@ -294,7 +301,7 @@ const ResultRoom = (() => {
     if (kept.length === 0) return "";
     const rows = kept.map((one, k) => node("tr", {}, node("th", { scope: "row" }, BenchPanel.keptSample(k), ` ${one.title}`),
       node("td", {}, one.parameters.map(({ name, value }) => `${name} ${value === null ? "–" : numberText(value, 4)}`).join("  ")),
-      node("td", { class: "number" }, one.measures.r2 === null ? "–" : one.measures.r2.toFixed(5)), node("td", { class: "number" }, one.measures.aicc === null ? "–" : one.measures.aicc.toFixed(2)),
+      node("td", { class: "number" }, shareText(one.measures.r2, 5)), node("td", { class: "number" }, one.measures.aicc === null ? "–" : one.measures.aicc.toFixed(2)),
       node("td", {}, node("div", { class: "controls" }, button("Go back to it", `kept-back-${k}`, () => Work.change((work) => Object.assign(work, structuredClone(one.work), { kept: work.kept }))),
         button("Remove", `kept-remove-${k}`, () => Work.change((work) => work.kept.splice(k, 1)))))));
     return node("section", { id: "kept" }, node("h2", {}, "Kept to compare"), node("div", { class: "table", tabindex: 0, role: "region", "aria-label": "Kept fits" }, node("table", {},
