@@ -32,6 +32,7 @@ ROOMS = {
     "output": [],
     "verbs": ["command", "input", "output"],
     "batch": ["command", "input", "output"],
+    "platform": ["batch", "shared_files.h"],
 }
 SHARED_BY_ROOMS = ["failure.h", "numbers.h", "process.h", "text.h", "utf8.h", "text"]
 FROM_WEB = "page_assets.h"  # made by web/
