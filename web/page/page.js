@@ -1,5 +1,0 @@
-"use strict";
-
-window.xemfit.ready.then(
-  () => (document.querySelector("output").textContent = "ready"),
-  (error) => (document.querySelector("output").textContent = error.message));
