@@ -3,7 +3,7 @@
 // The analyst's bench: what its rooms share. Every number that the page shows comes from a command of xemfit.
 
 const Bench = {
-  engine: null,
+  fitter: null, // a worker of its own for fits, so that files are read while one runs; started by the first
   catalogue: null, // models, as `xemfit models --json` tells them
   commands: null, // with their options, as `xemfit list --json` tells them
 };
@@ -63,7 +63,13 @@ function announce(text, isError = false) {
 // --- running commands
 
 /** A command of the tool: {code, out, err, files}. */
-Bench.run = (args, files = {}, want = [], signal = undefined) => Bench.engine.run({ args, files, want }, { signal });
+Bench.run = (args, files = {}, want = []) => window.xemfit.run({ args, files, want });
+
+/** The same for a fit, which an AbortSignal ends. */
+Bench.fit = (args, files, want, signal) => {
+  Bench.fitter ??= xemfitEngine.start({ workers: 1 });
+  return Bench.fitter.run({ args, files, want }, { signal });
+};
 
 /** What a command writes to `--json -`, kept for the next time when it depends on its words alone. */
 Bench.ask = async (args, files = {}) => {

@@ -39,8 +39,7 @@
   }
 
   try {
-    Bench.engine = xemfitEngine.start({ workers: 2 }); // files are read while a fit runs
-    await Bench.engine.ready;
+    await window.xemfit.ready;
     const [models, commands] = await Promise.all([Bench.ask(["models"]), Bench.ask(["list"])]);
     Object.assign(Bench, { catalogue: models.models, commands: commands.commands, version: commands.version });
   } catch (error) {

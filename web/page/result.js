@@ -44,7 +44,7 @@ const ResultRoom = (() => {
     running = { controller, turn: mine };
     renderBar();
     try {
-      const answer = await Bench.run([...args, "--json", WANTED[0], "--curves", WANTED[1], "--report", WANTED[2]], files, WANTED, controller.signal);
+      const answer = await Bench.fit([...args, "--json", WANTED[0], "--curves", WANTED[1], "--report", WANTED[2]], files, WANTED, controller.signal);
       if (mine !== turn) return undefined;
       running = null;
       await take({ key: keyOf(work), work, args, files, answer });
