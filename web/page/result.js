@@ -2,14 +2,14 @@
 
 /** The room of the result: runs the fit, shows what came out, and lets points be left out in its charts. */
 const ResultRoom = (() => {
-  const WANTED = ["fit.json", "fit_curves.csv", "fit.html"];
+  const WANTED = ["xemfit-fit.json", "xemfit-curves.csv", "xemfit-report.html"]; // names that no input has
   const MOST_ROWS = 600;
   let parts = {};
   let running = null; // {controller, turn}
   let turn = 0;
   let timer = 0;
   let last = null; // {work, args, files, answer, result, figure, page}
-  let view = { selecting: false, cursor: null, focused: false };
+  let view = { selecting: false, cursor: null };
 
   // --- running
 
@@ -32,6 +32,7 @@ const ResultRoom = (() => {
     const mine = ++turn;
     if (lack) {
       last = null;
+      view = { selecting: false, cursor: null };
       parts.body.replaceChildren(welcome(lack));
       ModelRoom.told(null);
       Saving.render(null);
@@ -47,7 +48,7 @@ const ResultRoom = (() => {
       const answer = await Bench.fit([...args, "--json", WANTED[0], "--curves", WANTED[1], "--report", WANTED[2]], files, WANTED, controller.signal);
       if (mine !== turn) return undefined;
       running = null;
-      await take({ key: keyOf(work), work, args, files, answer });
+      await take({ key: keyOf(work), work, args, files, answer, written: { json: answer.files[WANTED[0]], curves: answer.files[WANTED[1]], report: answer.files[WANTED[2]] } });
     } catch (error) {
       if (mine !== turn) return undefined;
       running = null;
@@ -64,17 +65,19 @@ const ResultRoom = (() => {
   }
 
   async function take(run) {
-    const { code, err, files } = run.answer;
+    const { answer: { code, err }, written } = run;
+    const filesOf = ({ work }) => Families.usedFiles(work).map((file) => file.id).join();
+    if (last && filesOf(last) !== filesOf(run)) view = { selecting: false, cursor: null };
     clearErrors();
     if (err.trim()) sayError(words(err), run.work);
-    if (!files[WANTED[0]]) {
+    if (!written.json) {
       if (last) parts.body.classList.add("old");
       else parts.body.replaceChildren();
       announce(words(err), true);
       return;
     }
-    const result = JSON.parse(files[WANTED[0]]);
-    const page = new DOMParser().parseFromString(files[WANTED[2]], "text/html");
+    const result = JSON.parse(written.json);
+    const page = new DOMParser().parseFromString(written.report, "text/html");
     const figure = JSON.parse(page.getElementById("figure-data")?.textContent ?? '{"panels":[]}');
     last = { ...run, result, page, figure };
     noteCurves(result);
@@ -258,7 +261,10 @@ const ResultRoom = (() => {
     const charts = node("section", { id: "figure" });
     const panels = figure.panels.map((panel, i) => new BenchPanel(structuredClone(panel), {
       relative: figure.relative, lines, kept, leaveOut: leaveOut(lines), selecting: view.selecting,
-      onSelecting: (on) => (view = { selecting: on, cursor: null, focused: false }),
+      onSelecting: (on) => {
+        view = { selecting: on, cursor: null };
+        for (const other of panels) if (other.selector && other.selecting !== on) other.setSelecting(on);
+      },
       onCursor: (cursor) => (view = { ...view, cursor: { panel: i, cursor } }),
     }));
     last.panels = panels;

@@ -84,13 +84,13 @@ const Stored = (() => {
 /** The room of what leaves the page: command, recipe, documents, cards, pictures. */
 const Saving = (() => {
   let place = null;
-  const DASHED = "fit.json";
+  const DOCUMENT = "fit.json";
 
   /** Commands that repeat the fit in a folder, the published curves first. */
   function commandText({ args, work }) {
     const bundled = Families.usedFiles(work).filter((file) => file.bundled && !file.edited).map((file) => file.bundled);
     const first = bundled.length > 0 ? `${shellLine(["data", ...bundled])}\n` : "";
-    return `${first}${shellLine([...args, "--json", DASHED, "--report", "fit.html"])}`;
+    return `${first}${shellLine([...args, "--json", DOCUMENT, "--report", "fit.html"])}`;
   }
 
   /** The same for every specimen: what names of files have in common stands for the specimen. */
@@ -180,14 +180,14 @@ const Saving = (() => {
   // --- cards and other commands
 
   async function showCard(last, target) {
-    const { code, out, err } = await Bench.run(["card", DASHED, "--for", target], { [DASHED]: last.answer.files[DASHED] });
+    const { code, out, err } = await Bench.run(["card", DOCUMENT, "--for", target], { [DOCUMENT]: last.written.json });
     sheet(`Material card: ${target}`, code === 0 ? textBlock(out, "card", { save: `${last.result.model}.${{ calculix: "inp", ufl: "py" }[target] ?? "txt"}`, label: "Material card" })
       : node("p", { class: "error" }, words(err)));
   }
 
   /** Any command of the tool, over the files that are here. */
   function console_(last) {
-    const files = { ...Families.filesOf(Work.now.files), ...(last ? { [DASHED]: last.answer.files[DASHED] } : {}) };
+    const files = { ...Families.filesOf(Work.now.files), ...(last ? { [DOCUMENT]: last.written.json } : {}) };
     const usual = last?.result.stability !== undefined && last?.result.stability !== null ? "hyper check --parameters fit.json"
       : `eval fit.json --curve ${shellWord(last?.result.curves[0]?.name ?? "x")} --grid 1:100:10`;
     const line = node("input", { type: "text", class: "wide", "data-name": "command-line", "aria-label": "Command line", value: usual, spellcheck: "false" });
@@ -213,7 +213,7 @@ const Saving = (() => {
   }
 
   function document_(last) {
-    return `${JSON.stringify({ ...JSON.parse(last.answer.files[DASHED]), workbench: Work.packed() }, null, 2)}\n`;
+    return `${JSON.stringify({ ...JSON.parse(last.written.json), workbench: Work.packed() }, null, 2)}\n`;
   }
 
   function render(last) {
@@ -221,20 +221,19 @@ const Saving = (() => {
     const picker = node("input", { type: "file", accept: ".json", hidden: true, id: "json-picker", onchange: () => DataRoom.takeFiles(picker.files) });
     const heading = node("h2", {}, "Save and repeat");
     if (!last) return refill(place, heading, node("div", { class: "controls" }, picker, open, button("Any command", "console", () => console_(null))));
-    const { files } = last.answer;
-    const { panels } = last;
+    const { panels, written } = last;
     const made = recipe(last);
     const edited = Families.usedFiles(last.work).filter((file) => !file.bundled || file.edited);
     const targets = Families.optionsOf("card").find((option) => option.name === "--for").words;
     return refill(place, heading,
       node("div", { class: "controls" },
         button("JSON", "save-json", () => saveFile("fit.json", document_(last), "application/json")),
-        button("Curves (CSV)", "save-curves", () => saveFile("fit_curves.csv", files["fit_curves.csv"], "text/csv")),
-        button("Report page", "save-report", () => saveFile("fit.html", files["fit.html"], "text/html")),
+        button("Curves (CSV)", "save-curves", () => saveFile("fit_curves.csv", written.curves, "text/csv")),
+        button("Report page", "save-report", () => saveFile("fit.html", written.report, "text/html")),
         button("Picture (SVG)", "save-svg", () => saveFile("fit.svg", picture(panels).text, "image/svg+xml")),
         button("Picture (PNG)", "save-png", () => savePng(panels))),
       node("div", { class: "controls" }, ...targets.map((target) => button(`Card: ${target}`, `card-${target}`, () => showCard(last, target))),
-        button("Show the report", "show-report", () => showReport(files["fit.html"])), button("Any command", "console", () => console_(last)), picker, open),
+        button("Show the report", "show-report", () => showReport(written.report)), button("Any command", "console", () => console_(last)), picker, open),
       node("h3", {}, "Command line"),
       edited.length > 0 ? node("p", {}, node("small", {}, `In the folder of ${edited.map((file) => file.name).join(", ")}${edited.some((file) => file.edited) ? "; save those that were made here" : ""}.`)) : "",
       textBlock(commandText(last), "command", { label: "Command line" }),
