@@ -172,7 +172,7 @@ const DataRoom = (() => {
   }
 
   async function fill(file, card, used) {
-    const { read, error } = await look(file, used ? file.role : null);
+    const { read, error } = await look(file, used ? Families.lookRole(file.role) : null);
     const told = card.querySelector(".told");
     const plain = error ? await look(file) : { read };
     if (error) {

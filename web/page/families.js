@@ -5,7 +5,7 @@
  * names its models. What the options mean, their words and defaults come from the tool.
  */
 const Families = (() => {
-  // An empty option is a file without one.
+  // An empty option is a file without one; a file may hold two curves.
   const FAMILIES = {
     rubber: { title: "Rubber", command: "hyper fit", models: "--model", main: ["--stable", "--volumetric-terms"],
       curves: { uniaxial: "--uniaxial", equibiaxial: "--equibiaxial", pure_shear: "--pure-shear",
@@ -20,7 +20,7 @@ const Families = (() => {
     creep: { title: "Creep of metals", command: "creep fit", main: ["--type", "--stress", "--keep-tertiary"],
       model: "creep", curves: { creep: "" } },
     cyclic: { title: "Cyclic soil", command: "cyclic fit", models: "--family", main: ["--form", "--overlay"],
-      curves: { stiffness: "--stiffness", damping: "--damping" } },
+      curves: { stiffness: "--stiffness", damping: "--damping", stiffness_and_damping: "--stiffness --damping" } },
     hardening: { title: "Sheet metal", command: "forming curve", models: "--law",
       main: ["--yield", "--youngs-modulus", "--strain-measure", "--stress-measure"],
       curves: { tensile_test: "--tensile", flow_curve: "--hardening", measured_limits: "--limits" } },
@@ -30,7 +30,7 @@ const Families = (() => {
   const CURVES = {
     uniaxial: "uniaxial", equibiaxial: "equibiaxial", pure_shear: "pure shear", simple_shear: "simple shear",
     volumetric: "volumetric", relaxation: "relaxation over time", storage: "sweep over frequency",
-    creep: "creep", stiffness: "stiffness", damping: "damping", tensile_test: "tensile test", flow_curve: "flow curve",
+    creep: "creep", stiffness: "stiffness", damping: "damping", stiffness_and_damping: "stiffness and damping", tensile_test: "tensile test", flow_curve: "flow curve",
     measured_limits: "measured limits", retention: "retention", grading: "grading",
   };
   // Ways in which people name files.
@@ -51,7 +51,7 @@ const Families = (() => {
   /** Those for which the bench has a control: the ones that matter first, then the others. */
   function controlsOf(family) {
     const { command, curves, models, main } = FAMILIES[family];
-    const taken = [...ELSEWHERE, ...Object.values(curves), models];
+    const taken = [...ELSEWHERE, ...Object.values(curves).flatMap((one) => one.split(" ")), models];
     const free = optionsOf(command).filter((option) => option.names.length > 0 && !taken.includes(option.name));
     const first = [...main, ...COMMON];
     return {
@@ -81,6 +81,7 @@ const Families = (() => {
     const own = Object.keys(FAMILIES[family].curves);
     const fit = mayBe.map((one) => one.curve).filter((curve) => own.includes(curve));
     if (fit.includes("storage")) return "storage";
+    if (fit.includes("stiffness") && fit.includes("damping")) return "stiffness_and_damping";
     const possible = fit.length > 0 ? fit : own;
     return Object.keys(HINTS).find((curve) => possible.includes(curve) && HINTS[curve].test(name)) ?? fit[0] ?? null;
   }
@@ -125,7 +126,7 @@ const Families = (() => {
   /** Lines that are left out by the curve that results call so now: of [curve, lines]. */
   function leftOutBy(file, files) {
     const all = Object.entries(file.leftOut).map(([curve, lines]) => [curve, Object.keys(lines)]).filter(([, lines]) => lines.length > 0);
-    return all.length === 1 && !(file.role === "storage") ? [[curveName(file, files), all[0][1]]] : all;
+    return all.length === 1 && !["storage", "stiffness_and_damping"].includes(file.role) ? [[curveName(file, files), all[0][1]]] : all;
   }
 
   /** The command line of a fit, without what it writes. */
@@ -136,12 +137,13 @@ const Families = (() => {
     const given = Object.entries(valuesOf(work)).filter(([name, value]) => (
       option(name) && value !== "" && value !== false));
     const bare = files.filter((file) => curves[file.role] === "").map((file) => file.name);
-    const named = files.filter((file) => curves[file.role] !== "").flatMap((file) => (
-      [curves[file.role], /[=@]/.test(file.name) && file.role === "tensile_test" ? `test=${file.name}` : file.name]));
+    const named = files.filter((file) => curves[file.role] !== "").flatMap((file) => curves[file.role].split(" ").flatMap((one) => (
+      [one, /[=@]/.test(file.name) && file.role === "tensile_test" ? `test=${file.name}` : file.name])));
     const chosen = models ? chosenModels(work).join(",") : "";
     const parameters = Object.entries(work.parameters[work.family] ?? {});
     const valued = parameters.filter(([, one]) => one.value?.trim());
-    const perFile = (act) => files.flatMap((file) => act(file, curveName(file, files)));
+    const perFile = (act) => files.flatMap((file) => (
+      curves[file.role].includes(" ") ? file.role.split("_and_") : [curveName(file, files)]).flatMap((curve) => act(file, curve)));
     return [
       ...command.split(" "), ...bare, ...(chosen ? [models, chosen] : []), ...named,
       ...given.flatMap(([name, value]) => (value === true ? [name]
@@ -174,8 +176,11 @@ const Families = (() => {
     return missing ? `Give ${missing.name}: ${missing.help}.` : "";
   }
 
+  /** The curve as which a file's columns are told. */
+  const lookRole = (role) => role.split("_and_")[0];
+
   const filesOf = (files) => Object.fromEntries(files.map((file) => [file.name, Work.contents(file)]));
 
   return { FAMILIES, CURVES, controlsOf, valuesOf, usualModels, modelsOf, chosenModels, proposedRole, proposedFamily, readingArgs, lineRanges,
-    usedFiles, curveName, leftOutBy, fitArgs, lacking, filesOf, optionsOf };
+    usedFiles, curveName, leftOutBy, fitArgs, lacking, lookRole, filesOf, optionsOf };
 })();

@@ -22,7 +22,9 @@ const Stored = (() => {
     const files = [];
     const before = Work.now.files;
     for (const input of document.inputs) {
-      if (files.some((file) => file.name === input.file)) continue;
+      const given = files.find((file) => file.name === input.file);
+      if (given && given.role === "stiffness" && input.curve === "damping") given.role = "stiffness_and_damping";
+      if (given) continue;
       const own = before.find((file) => file.name === input.file);
       const text = own ? null : rebuilt(document, input);
       if (!own && !text) continue;
