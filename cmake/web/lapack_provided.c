@@ -104,6 +104,13 @@ void xerbla_(const char* name, const integer* argument, ftnlen length) {
   abort();
 }
 
+// Everything is linked already: no library has a function to be looked up, such as one that sets BLAS' threads.
+void* dlsym(void* library, const char* name) {
+  (void)library;
+  (void)name;
+  return NULL;
+}
+
 // --- run-time library ---
 
 static char CharacterAt(const char* text, ftnlen length, ftnlen at) { return at < length ? text[at] : ' '; }

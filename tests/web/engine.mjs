@@ -45,7 +45,7 @@ const BAD = [
   "hyper fit --model ogden:2 --uniaxial words.csv",
   "hyper fit --model polynomial:3 --uniaxial two.csv",
   "hyper fit --model polynomial:1 --uniaxial two.csv --residual no",
-  "prony fit --terms 3 data:polymer_relaxation --max-iterations 1",
+  "creep fit --type both data:metal_creep_500MPa --engine export",
   "frobnicate",
   "",
 ].map((line) => line === "" ? [] : words(line)).concat([["volume", "fit", "späne & <b>.csv"]]);
@@ -96,7 +96,7 @@ async function checkRefusals(page) {
     assert.deepEqual({ code, out, err }, { code: here.code, out: here.out, err: here.err }, args.join(" "));
     codes.add(code);
   }
-  assert.deepEqual([...codes].sort(), [2, 3, 4]);
+  for (const code of [2, 3, 4]) assert.ok(codes.has(code), `no refusal with ${code} among ${[...codes]}`);
   const plot = await inPage(page, [...FITS[2], "--plot", "fit.png"]);
   assert.equal(plot.code, 1);
   assert.match(plot.err, /a browser cannot run gnuplot/);
@@ -127,7 +127,7 @@ async function checkCalls(page) {
     assert.deepEqual(files[`${name}.bin`], [255, 0, i]);
     assert.equal(files["sub/x.csv"], name);
     const others = Object.keys(files).filter((file) => !file.startsWith("all/"));
-    assert.deepEqual(others.sort(), [`${name}.bin`, `${name}.csv`, "sub/x.csv"]);
+    assert.deepEqual(others.sort(), [`${name}.bin`, `${name}.csv`, "sub/x.csv"].sort());
     assert.equal(Object.keys(files).filter((file) => file.startsWith("all/")).length, i === 1 ? readdirSync(data).length : 0);
   });
   const curve = readFileSync(join(data, "silicone_volumetric.csv"), "utf8");
@@ -163,16 +163,9 @@ async function checkCancelling(page) {
 }
 
 /** Resident memory of all processes of the browser, in MB. */
-function memory() {
-  const status = readdirSync("/proc").filter((name) => /^\d+$/.test(name)).map((name) => {
-    try {
-      return { command: readFileSync(`/proc/${name}/cmdline`, "utf8"), text: readFileSync(`/proc/${name}/statm`, "utf8") };
-    } catch {
-      return { command: "", text: "" };
-    }
-  });
-  const pages = status.filter(({ command }) => command.includes("xemfit-browser-") || command.includes("--type=renderer"))
-    .map(({ text }) => Number(text.split(" ")[1] ?? 0));
+async function memory() {
+  const { processInfo } = await browser.call("SystemInfo.getProcessInfo");
+  const pages = processInfo.map(({ id }) => Number(readFileSync(`/proc/${id}/statm`, "utf8").split(" ")[1]));
   return pages.reduce((sum, one) => sum + one, 0) * 4096 / 1e6;
 }
 
@@ -181,9 +174,9 @@ async function checkMemory(page) {
     for (let i = 0; i < times; ++i) await window.xemfit.run({ args });
   }, FITS[2], count);
   await several(RUNS / 2);
-  const before = memory();
+  const before = await memory();
   await several(RUNS);
-  const grown = memory() - before;
+  const grown = await memory() - before;
   console.log(`web: memory after ${RUNS} runs: ${grown.toFixed(0)} MB more than the ${before.toFixed(0)} MB before`);
   assert.ok(grown < 150, `${grown} MB more after ${RUNS} runs`);
 }

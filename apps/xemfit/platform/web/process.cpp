@@ -1,7 +1,5 @@
 #include "process.h"
 
-#include <dlfcn.h>
-
 #include "failure.h"
 
 namespace Xem::Tool {
@@ -13,6 +11,3 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
 }
 
 }  // namespace Xem::Tool
-
-/// Everything is linked already: there are no libraries in which a function could be looked up.
-extern "C" void* dlsym(void*, const char*) { return nullptr; }
