@@ -8,6 +8,7 @@ const ResultRoom = (() => {
   let running = null; // {controller, turn}
   let turn = 0;
   let timer = 0;
+  let shownPanels = [];
   let last = null; // {work, args, files, answer, result, figure, page}
   let view = { selecting: false, cursor: null };
 
@@ -335,7 +336,8 @@ const ResultRoom = (() => {
       },
       onCursor: (cursor) => (view = { ...view, cursor: { panel: i, cursor } }),
     }));
-    last.panels = panels;
+    for (const gone of shownPanels) gone.leave();
+    shownPanels = last.panels = panels;
     const focused = parts.body.contains(document.activeElement) && document.activeElement.closest("svg.chart");
     const at = focused ? [...parts.body.querySelectorAll("svg.chart")].indexOf(focused) : -1;
     charts.append(...panels.map((panel) => panel.element), leftOutList(last));
