@@ -25,7 +25,10 @@
   function listen() {
     Work.onChange((what) => {
       if (what === "changed") render();
-      if (what === "not stored") at("stored").textContent = "too large to be kept in this browser; save it as JSON";
+      if (what === "not stored") {
+        at("stored").textContent =
+          "this browser cannot keep the work (too large, or not allowed); save it as JSON";
+      }
       if (what === "stored") at("stored").textContent = "";
     });
     addEventListener("keydown", (event) => {

@@ -59,7 +59,8 @@ const Many = (() => {
       if (at >= 0) return `${word.slice(0, word.length - files[at].name.length)}{${columnsOf(files)[at]}}`;
       return /[\s'"#\\]/.test(word) ? `"${word}"` : word;
     });
-    const row = ({ name, files: own }) => [name, ...columns.map((column) => own[columnsOf(own).indexOf(column)]?.name ?? "")];
+    const fileIn = (own, column) => own[columnsOf(own).indexOf(column)]?.name ?? "";
+    const row = ({ name, files: own }) => [name, ...columns.map((column) => fileIn(own, column))];
     const rows = [["specimen", ...columns], ...specimens.map(row)];
     return { recipe: `${args.join(" ")}\n`, list: `${rows.map((cells) => cells.map(csvCell).join(",")).join("\n")}\n` };
   }

@@ -85,10 +85,12 @@ const ResultRoom = (() => {
     clearErrors();
     if (err.trim()) sayError(words(err), run.work);
     if (!written.json) {
-      if (last)
+      if (last) {
         parts.body.classList.add("old");
-      else
+        parts.error.append(node("small", {}, "\nBelow stands the result before."));
+      } else {
         parts.body.replaceChildren();
+      }
       announce(words(err), true);
       return;
     }

@@ -125,7 +125,11 @@ const Work = (() => {
     /** Nothing of it stays in the browser. */
     forget() {
       clearTimeout(storing);
-      localStorage.removeItem(KEY);
+      try {
+        localStorage.removeItem(KEY);
+      } catch {
+        // A browser that keeps nothing has nothing to forget.
+      }
       [past, future, contents] = [[], [], new Map()];
       take(fresh());
       clearTimeout(storing);
