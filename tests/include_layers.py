@@ -28,7 +28,7 @@ ALLOWED = {
 # rooms share.
 ROOMS = {
     "command": [],
-    "input": [],
+    "input": ["shared_files.h"],
     "output": [],
     "verbs": ["command", "input", "output"],
     "batch": ["command", "input", "output"],

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "commands.h"
+#include "input/bundled.h"
 #include "numbers.h"
 #include "output/output.h"
 #include "output/text_table.h"
@@ -92,7 +93,7 @@ class Look final : public Command {
     Json document = {{"schema", 1}, {"files", Json::array()}};
     std::string text;
     for (const std::string& file : files_) {
-      Fit::Table table = Fit::ParseTable(Fit::ReadInput(file), Fit::SourceName(file), input_.reading);
+      Fit::Table table = Fit::ParseTable(ReadFile(file), Fit::SourceName(file), input_.reading);
       const Json all = FileJson(table);
       Fit::SelectRows(table, input_.selection);
       Json read = all;

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the C++ library of Debian's emscripten has not learnt yet of C++20: read before every file, so that these need not
-// know. Each part goes out by itself where the library has it.
+// What the C++ library of Debian's emscripten has not learnt yet of C++20: read before every file, so that these need
+// not know. Each part goes out by itself where the library has it.
 
 #include <algorithm>
 #include <charconv>

@@ -9,7 +9,6 @@ Usage: translate_lapack.py SOURCES OUTPUT PROVIDED.c ROUTINE...
 import itertools
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 
@@ -49,13 +48,18 @@ def to_c(name):
 
 done = set(re.findall(r"\b([a-z0-9]+)_\([^;{]*\) *\{", provided.read_text()))
 wanted = sys.argv[4:]
-shutil.rmtree(output, ignore_errors=True)
-output.mkdir(parents=True)
+output.mkdir(parents=True, exist_ok=True)
+kept = set()
 while wanted:
     routine = wanted.pop()
     if routine in done:
         continue
     done.add(routine)
     translated = to_c(routine)
-    (output / f"{routine}.c").write_text(translated)
+    path = output / f"{routine}.c"
+    if not path.exists() or path.read_text() != translated:  # what is the same need not be compiled again
+        path.write_text(translated)
+    kept.add(path)
     wanted += re.findall(r"\b([a-z][a-z0-9]*)_\(", translated)
+for path in set(output.iterdir()) - kept:
+    path.unlink()

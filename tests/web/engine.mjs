@@ -3,7 +3,7 @@
 // Usage: node engine.mjs PAGE XEMFIT CHROMIUM
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
-import { mkdtempSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from "node:fs";
+import { mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { basename, dirname, join, resolve } from "node:path";
 import { fileURLToPath, pathToFileURL } from "node:url";
@@ -86,6 +86,25 @@ async function checkFits(page) {
     assertAgree(JSON.parse(there.files["out.json"]), JSON.parse(readFileSync(join(folder, "out.json"), "utf8")), label);
     console.log(`web: ${label}: ${there.milliseconds.toFixed(0)} ms, as a process ${here.milliseconds.toFixed(0)} ms`);
   }
+}
+
+/** Specimens one after the other: the same table but for what a fit cost. */
+async function checkBatch(page) {
+  const curve = readFileSync(join(data, "polymer_relaxation.csv"), "utf8");
+  const files = {
+    "recipe.txt": "prony fit --terms 3 {specimen}.csv\n", "tests/A1.csv": curve, "tests/A2.csv": curve.replace(/1\n/, "2\n"),
+    "tests/A10.csv": FILES["words.csv"],
+  };
+  mkdirSync(join(folder, "tests"));
+  for (const [name, text] of Object.entries(files)) writeFileSync(join(folder, name), text);
+  const args = words("batch recipe.txt tests --summary summary.csv --report batch.html -q");
+  const here = native(args);
+  const there = await inPage(page, args, files, ["summary.csv", "batch.html"]);
+  assert.deepEqual({ code: there.code, err: there.err }, { code: here.code, err: here.err });
+  const table = (text) => text.trim().split("\n").map((line) => line.split(","));
+  const [own, other] = [there.files["summary.csv"], readFileSync(join(folder, "summary.csv"), "utf8")].map(table);
+  assert.deepEqual(own.map((row) => row.slice(0, 5)), other.map((row) => row.slice(0, 5)));
+  assert.ok(there.files["batch.html"].includes("A10"));
 }
 
 async function checkRefusals(page) {
@@ -190,7 +209,7 @@ try {
   const milliseconds = await page.evaluate(() => window.xemfit.ready.then(() => performance.now()));
   console.log(`web: ${(size / 1e6).toFixed(2)} MB, ready ${milliseconds.toFixed(0)} ms after the page was opened`);
   assert.ok(milliseconds < READY_WITHIN);
-  for (const check of [checkFits, checkRefusals, checkCalls, checkCancelling, checkMemory]) {
+  for (const check of [checkFits, checkBatch, checkRefusals, checkCalls, checkCancelling, checkMemory]) {
     await check(page);
     console.log(`web: ${check.name} passed`);
   }

@@ -64,10 +64,7 @@ async function run({ args, files = {}, want = [] }) {
   const fs = tool.FS;
   fs.ignorePermissions = true;  // one user, whose mask emscripten sets so that nobody may read what it writes
   fs.mkdirTree(WORKING_FOLDER);
-  for (const [name, contents] of Object.entries(program.curves)) {
-    write(fs, `${DATA_FOLDER}/${name}.csv`, contents);
-    fs.symlink(`${DATA_FOLDER}/${name}.csv`, `${WORKING_FOLDER}/data:${name}`);
-  }
+  for (const [name, contents] of Object.entries(program.curves)) write(fs, `${DATA_FOLDER}/${name}.csv`, contents);
   for (const [name, contents] of Object.entries(files)) {
     if (name !== "-") write(fs, inFolder(name), contents);
   }

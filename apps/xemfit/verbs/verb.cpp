@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "input/bundled.h"
 #include "input/digest.h"
 #include "output/output.h"
 #include "text.h"
@@ -90,7 +91,7 @@ std::string Verb::ReadText(const std::string& path) {
     throw Failure(ExitCode::Usage, "standard input (-) can be read only once; give the other curves as files");
   }
   inputs_.push_back(path);
-  std::string text = Fit::ReadInput(path);
+  std::string text = ReadFile(path);
   digests_[Fit::SourceName(path)] = Sha256(text);
   return text;
 }

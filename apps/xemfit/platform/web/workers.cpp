@@ -3,8 +3,9 @@
 #include <exception>
 #include <filesystem>
 
-// In a browser there are no processes: the specimens are fitted here, one after the other. One that ends its fit in a way
-// that a process would not survive ends the batch; none has a limit of time. Several at once are several runs of the tool.
+// In a browser there are no processes: the specimens are fitted here, one after the other. One that ends its fit in a
+// way that a process would not survive ends the batch; none has a limit of time. Several at once are several runs of
+// the tool.
 namespace Xem::Tool {
 
 void UseOneThread() {}
