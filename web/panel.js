@@ -9,7 +9,7 @@
  *
  * Who extends it may add series to the chart (`besides`), to which curves the buttons do nothing, and buttons (`tools`).
  *
- * It takes the width of its place, and that of paper when the page is printed.
+ * It takes the width of its place, and that of paper when the page is printed, until it is told to `leave` the page.
  */
 const Panel = (() => {
   const HEIGHT = { wide: 420, narrow: 320, residuals: 180 };
@@ -290,14 +290,20 @@ const Panel = (() => {
         const width = onPaper ? PAPER_WIDTH : Math.max(this.element.clientWidth, 240);
         if (width !== this.chart.width) this.redraw(width);
       };
-      new ResizeObserver(fit).observe(this.element);
+      const observer = new ResizeObserver(fit);
+      observer.observe(this.element);
+      const ended = new AbortController();
+      this.leave = () => {
+        observer.disconnect();
+        ended.abort();
+      };
       const to = (paper) => () => {
         onPaper = paper;
         for (const chart of this.charts) chart.showAll(paper);
         fit();
       };
-      window.addEventListener("beforeprint", to(true));
-      window.addEventListener("afterprint", to(false));
+      window.addEventListener("beforeprint", to(true), { signal: ended.signal });
+      window.addEventListener("afterprint", to(false), { signal: ended.signal });
     }
 
     // --- words

@@ -7,12 +7,20 @@ import { existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "no
 import { tmpdir } from "node:os";
 import { join, resolve } from "node:path";
 import { pathToFileURL } from "node:url";
+
 import { Browser } from "../browser/browser.mjs";
 
 const [place, xemfit, chromium, only = ""] = process.argv.slice(2);
 const address = /^https?:/.test(place) ? place : pathToFileURL(resolve(place)).href;
-const DESK = { width: 1440, height: 1000 };
-const PHONE = { width: 320, height: 700, touch: true };
+const DESK = {
+  width: 1440,
+  height: 1000
+};
+const PHONE = {
+  width: 320,
+  height: 700,
+  touch: true
+};
 const folder = mkdtempSync(join(tmpdir(), "xemfit-page-"));
 
 const wait = (ms) => new Promise((done) => setTimeout(done, ms));
@@ -21,7 +29,8 @@ async function until(page, what, test, ...values) {
     if (await page.evaluate(test, ...values)) return;
     await wait(50);
   }
-  assert.fail(`never: ${what}; the page says ${await page.evaluate(() => document.getElementById("error").textContent)}`);
+  assert.fail(
+    `never: ${what}; the page says ${await page.evaluate(() => document.getElementById("error").textContent)}`);
 }
 const text = (page, selector) => page.evaluate((which) => document.querySelector(which)?.innerText ?? "", selector);
 const press = (page, name) => page.press(`[data-name="${name}"]`);
@@ -44,7 +53,8 @@ async function settled(page) {
 /** Drops files with any name and contents where people drop them. */
 const drop = (page, files) => page.evaluate((given) => {
   const transfer = new DataTransfer();
-  for (const [name, contents] of given) transfer.items.add(new File([typeof contents === "string" ? contents : new Uint8Array(contents)], name));
+  for (const [name, contents] of given)
+    transfer.items.add(new File([typeof contents === "string" ? contents : new Uint8Array(contents)], name));
   document.body.dispatchEvent(new DragEvent("drop", { bubbles: true, cancelable: true, dataTransfer: transfer }));
 }, files);
 
@@ -76,7 +86,8 @@ async function sameAsTool(page, files = {}) {
   assert.equal(shown.parameters.length, expected.parameters.length);
   for (const [i, one] of expected.parameters.entries()) {
     const tolerance = 1e-6 * Math.max(one.standard_error ?? 0, Math.abs(one.value ?? 0));
-    assert.ok(Math.abs(one.value - shown.parameters[i].value) <= tolerance, `${one.name}: ${shown.parameters[i].value}, by the tool ${one.value}`);
+    assert.ok(Math.abs(one.value - shown.parameters[i].value) <= tolerance,
+      `${one.name}: ${shown.parameters[i].value}, by the tool ${one.value}`);
   }
   return shown;
 }
@@ -89,7 +100,8 @@ async function checkFamilies(page) {
   for (const family of FAMILIES) {
     await forget(page);
     await press(page, `tour-${family}`);
-    await until(page, `${family} is fitted`, () => document.querySelectorAll("#figure svg.chart .marks[d^=M]").length > 0);
+    await until(
+      page, `${family} is fitted`, () => document.querySelectorAll("#figure svg.chart .marks[d^=M]").length > 0);
     await press(page, "tour-end");
     await settled(page);
     const shown = await sameAsTool(page);
@@ -102,16 +114,21 @@ async function checkFamilies(page) {
 }
 
 const NOISE = [0.3, -0.7, 0.9, -0.2, 0.5, -0.8, 0.1, 0.6, -0.4, -0.1];
-const rubber = (modulus, count = 20) => `strain,stress_MPa\n${Array.from({ length: count }, (_, i) => {
-  const l = 1 + 0.1 * (i + 1);
-  return `${(l - 1).toFixed(3)},${(modulus * (l - l ** -2) + 0.003 * NOISE[i % NOISE.length]).toFixed(6)}`;
-}).join("\n")}\n`;
+const rubber = (modulus, count = 20) => `strain,stress_MPa\n${
+  Array
+    .from({ length: count },
+      (_, i) => {
+        const l = 1 + 0.1 * (i + 1);
+        return `${(l - 1).toFixed(3)},${(modulus * (l - l ** -2) + 0.003 * NOISE[i % NOISE.length]).toFixed(6)}`;
+      })
+    .join("\n")}\n`;
 const HOSTILE = "<img src=x onerror=alert(1)>'\"; $(touch x) é=@.csv";
 
 async function checkFilesAndPoints(page) {
   await forget(page);
   await drop(page, [["probe_ut.csv", rubber(0.4)]]);
-  await until(page, "the file is read", () => document.querySelector(".told")?.textContent.startsWith("20 rows of strain and stress_MPa"));
+  await until(page, "the file is read",
+    () => document.querySelector(".told")?.textContent.startsWith("20 rows of strain and stress_MPa"));
   await press(page, "model-neo-hooke");
   await settled(page);
   const whole = await sameAsTool(page, { "probe_ut.csv": rubber(0.4) });
@@ -132,7 +149,9 @@ async function checkFilesAndPoints(page) {
   const out = fewer.dropped.map((one) => one.row);
   assert.ok(out.length >= 5 && out.length <= 7 && out.at(-1) === 21, `lines ${out} are left out`);
   assert.match(await text(page, ".left-out-list"), /uniaxial, lines 1\d-21/);
-  const marks = (look) => page.evaluate((which) => (document.querySelector(`#figure .marks.${which}`).getAttribute("d") ?? "").split("M").length - 1, look);
+  const marks = (look) => page.evaluate(
+    (which) => (document.querySelector(`#figure .marks.${which}`).getAttribute("d") ?? "").split("M").length - 1,
+    look);
   assert.equal(await marks("left-out"), out.length, "they stay in sight");
   await press(page, "undo");
   await settled(page);
@@ -140,7 +159,13 @@ async function checkFilesAndPoints(page) {
 
   // The same by keys alone.
   const key = async (name) => {
-    for (const kind of ["keyDown", "keyUp"]) await page.call("Input.dispatchKeyEvent", { type: kind, key: name, code: name === " " ? "Space" : name, text: kind === "keyDown" && name === " " ? " " : undefined });
+    for (const kind of ["keyDown", "keyUp"])
+      await page.call("Input.dispatchKeyEvent", {
+        type: kind,
+        key: name,
+        code: name === " " ? "Space" : name,
+        text: kind === "keyDown" && name === " " ? " " : undefined
+      });
     await page.frame();
   };
   await page.evaluate(() => document.querySelector("#figure svg.chart").focus());
@@ -156,7 +181,8 @@ async function checkFilesAndPoints(page) {
   await settled(page);
   const held = await documentNow(page);
   assert.deepEqual([held.parameters[0].value, held.parameters[0].held], [0.19, true]);
-  assert.ok(await page.evaluate(() => document.querySelectorAll("#figure .line.kept[d^=M]").length > 0), "the fit before is drawn, too");
+  assert.ok(await page.evaluate(() => document.querySelectorAll("#figure .line.kept[d^=M]").length > 0),
+    "the fit before is drawn, too");
   await forget(page);
   await drop(page, [["fit.json", JSON.stringify(held)]]);
   await settled(page);
@@ -171,7 +197,9 @@ async function checkFilesAndPoints(page) {
   await settled(page);
   const rebuilt = await documentNow(page);
   assert.deepEqual([rebuilt.parameters, rebuilt.measures.points], [held.parameters, held.measures.points]);
-  for (const [name, file, start] of [["save-curves", "fit_curves.csv", "# command: hyper fit"], ["save-report", "fit.html", "<!DOCTYPE html>"], ["save-svg", "fit.svg", "<svg"], ["save-png", "fit.png", "\ufffdPNG"]]) {
+  for (const [name, file, start] of [["save-curves", "fit_curves.csv", "# command: hyper fit"],
+         ["save-report", "fit.html", "<!DOCTYPE html>"], ["save-svg", "fit.svg", "<svg"],
+         ["save-png", "fit.png", "\ufffdPNG"]]) {
     assert.ok((await saved(page, name, file)).startsWith(start), file);
   }
   await press(page, "card-calculix");
@@ -182,21 +210,24 @@ async function checkFilesAndPoints(page) {
 async function checkBadFilesAndHostileNames(page) {
   await forget(page);
   await drop(page, [["letter.csv", "Dear all,\nthis is no table.\n"], ["book.xlsx", [80, 75, 3, 4, 0, 255, 254]]]);
-  await until(page, "both are refused", () => [...document.querySelectorAll(".told")].filter((one) => one.classList.contains("error")).length === 2);
+  await until(page, "both are refused",
+    () => [...document.querySelectorAll(".told")].filter((one) => one.classList.contains("error")).length === 2);
   await press(page, "model-neo-hooke");
   await settled(page);
   assert.match(await text(page, "#error"), /letter\.csv|book\.xlsx/);
   for (const name of ["letter.csv", "book.xlsx"]) await press(page, `remove-${name}`);
 
   // As German instruments write it, pasted, and under a name that tries everything.
-  await drop(page, [[HOSTILE, rubber(0.5).replaceAll(",", ";").replaceAll(".", ",").replace("stress_MPa", "stress_MPa")]]);
+  await drop(
+    page, [[HOSTILE, rubber(0.5).replaceAll(",", ";").replaceAll(".", ",").replace("stress_MPa", "stress_MPa")]]);
   await settled(page);
   assert.match(await text(page, ".told"), /decimal comma/);
   const name = await text(page, ".file strong");
   assert.equal(name, HOSTILE.replace("/", "_"));
   await sameAsTool(page, { [name]: rubber(0.5).replaceAll(",", ";").replaceAll(".", ",") });
   await press(page, "paste");
-  await page.evaluate((what) => (document.querySelector("[data-name=paste-area]").value = what), rubber(0.45).replaceAll(",", "\t"));
+  await page.evaluate(
+    (what) => (document.querySelector("[data-name=paste-area]").value = what), rubber(0.45).replaceAll(",", "\t"));
   await press(page, "paste-add");
   await settled(page);
   assert.equal((await documentNow(page)).curves.length, 2, "two replicates are fitted together");
@@ -238,14 +269,16 @@ async function checkCancel(page) {
 async function checkManySpecimens(page) {
   await forget(page);
   await press(page, "model-neo-hooke");
-  const files = Array.from({ length: 50 }, (_, i) => [`S${i + 1}.csv`, i === 24 ? "strain,stress_MPa\n0.1,broken\n" : rubber(0.4 + 0.002 * i)]);
+  const files = Array.from({ length: 50 },
+    (_, i) => [`S${i + 1}.csv`, i === 24 ? "strain,stress_MPa\n0.1,broken\n" : rubber(0.4 + 0.002 * i)]);
   await drop(page, files);
   await until(page, "they are offered", () => document.querySelector('[data-name="many-run"]'));
   await press(page, "many-run");
   await until(page, "all are fitted", () => document.querySelector(".many .done"));
   assert.match(await text(page, ".many .done"), /49 fitted, 0 doubtful, 1 not fitted/);
   assert.match(await text(page, ".failures"), /S25 .*broken/);
-  const summary = (await saved(page, "save-summary", "summary.csv")).trim().split("\n").map((line) => line.split(","));
+  const summary =
+    (await saved(page, "save-summary", "summary.csv")).trim().split("\n").map((line) => line.split(","));
   const column = summary[0].indexOf("C10");
   const row = (name) => Number(summary.find((cells) => cells[0] === name)[column]);
   assert.ok(Math.abs(row("S50") - row("S1") - 0.049) < 0.002, "each specimen has its own modulus");
@@ -264,7 +297,10 @@ async function checkAccess(page) {
     const found = [];
     for (const one of document.querySelectorAll("details")) one.open = true;
     const numbers = (colour) => colour.match(/[\d.]+/g).map(Number);
-    const light = ([r, g, b]) => [r, g, b].map((c) => c / 255).map((c) => (c <= 0.04045 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4)).reduce((sum, c, i) => sum + c * [0.2126, 0.7152, 0.0722][i], 0);
+    const light = ([r, g, b]) => [r, g, b]
+                                   .map((c) => c / 255)
+                                   .map((c) => (c <= 0.04045 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4))
+                                   .reduce((sum, c, i) => sum + c * [0.2126, 0.7152, 0.0722][i], 0);
     const ground = (one) => {
       for (let up = one; up; up = up.parentElement) {
         const [r, g, b, a = 1] = numbers(getComputedStyle(up).backgroundColor);
@@ -275,16 +311,21 @@ async function checkAccess(page) {
     const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
     while (walker.nextNode()) {
       const one = walker.currentNode.parentElement;
-      if (!walker.currentNode.data.trim() || one.closest("svg, script, style, .unseen, .skip, [disabled], [hidden], .correlation") || one.getClientRects().length === 0) continue;
+      if (!walker.currentNode.data.trim() ||
+        one.closest("svg, script, style, .unseen, .skip, [disabled], [hidden], .correlation") ||
+        one.getClientRects().length === 0)
+        continue;
       const [a, b] = [light(numbers(getComputedStyle(one).color)), light(ground(one))].sort((p, q) => q - p);
-      if ((a + 0.05) / (b + 0.05) < 4.5) found.push(`contrast ${((a + 0.05) / (b + 0.05)).toFixed(1)}: ${walker.currentNode.data.slice(0, 40)}`);
+      if ((a + 0.05) / (b + 0.05) < 4.5)
+        found.push(`contrast ${((a + 0.05) / (b + 0.05)).toFixed(1)}: ${walker.currentNode.data.slice(0, 40)}`);
     }
     for (const one of document.querySelectorAll("input:not([hidden]), select, button, textarea")) {
       const name = one.getAttribute("aria-label") || one.labels?.[0]?.textContent || one.textContent;
       if (!name?.trim()) found.push(`no name: ${one.outerHTML.slice(0, 90)}`);
     }
     const ids = [...document.querySelectorAll("[id]")].map((one) => one.id);
-    for (const id of ids) if (ids.indexOf(id) !== ids.lastIndexOf(id)) found.push(`id twice: ${id}`);
+    for (const id of ids)
+      if (ids.indexOf(id) !== ids.lastIndexOf(id)) found.push(`id twice: ${id}`);
     const wide = document.documentElement.scrollWidth - window.innerWidth;
     if (wide > 0) found.push(`${wide} pixels wider than the window`);
     return found;
@@ -325,14 +366,13 @@ try {
     const asked = page.requests.filter((url) => !/^(data|blob|about):/.test(url));
     if (address.startsWith("file:")) assert.deepEqual(asked, [address], "only the page itself is read");
   };
-  for (const [name, window, ...checks] of [
-    ["families", DESK, checkFamilies],
-    ["files and points", DESK, checkFilesAndPoints],
-    ["bad files and hostile names", DESK, checkBadFilesAndHostileNames],
-    ["cancel", DESK, checkCancel],
-    ["many specimens", DESK, checkManySpecimens],
-    ["access on a phone", PHONE, forget, checkAccess],
-    ["access by night", { ...DESK, dark: true }, forget, checkAccess],
+  for (const [name, window, ...checks] of [["families", DESK, checkFamilies],
+         ["files and points", DESK, checkFilesAndPoints],
+         ["bad files and hostile names", DESK, checkBadFilesAndHostileNames],
+         ["cancel", DESK, checkCancel],
+         ["many specimens", DESK, checkManySpecimens],
+         ["access on a phone", PHONE, forget, checkAccess],
+         ["access by night", { ...DESK, dark: true }, forget, checkAccess],
   ]) {
     if (only && !name.includes(only)) continue;
     const page = await browser.open(address, window);

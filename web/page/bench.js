@@ -3,18 +3,22 @@
 // The analyst's bench: what its rooms share. Every number that the page shows comes from a command of xemfit.
 
 const Bench = {
-  engine: null,
+  fitter: null,    // a worker of its own for fits, so that files are read while one runs; started by the first
   catalogue: null, // models, as `xemfit models --json` tells them
-  commands: null, // with their options, as `xemfit list --json` tells them
+  commands: null,  // with their options, as `xemfit list --json` tells them
 };
 
-/** An element with listeners: node("input", {value, onchange: () => {}}, ...children); no attribute for false and null. */
+/** An element with listeners: node("input", {value, onchange: () => {}}, ...children); no attribute for false " +
+  "and null. */
 function node(tag, attributes = {}, ...children) {
   const made = document.createElement(tag);
   for (const [name, value] of Object.entries(attributes)) {
-    if (name.startsWith("on")) made.addEventListener(name.slice(2), value);
-    else if (name === "value" || name === "checked") made[name] = value;
-    else if (value !== false && value !== null && value !== undefined) made.setAttribute(name, value === true ? "" : value);
+    if (name.startsWith("on"))
+      made.addEventListener(name.slice(2), value);
+    else if (name === "value" || name === "checked")
+      made[name] = value;
+    else if (value !== false && value !== null && value !== undefined)
+      made.setAttribute(name, value === true ? "" : value);
   }
   made.append(...children.filter((child) => child !== null && child !== undefined && child !== false));
   return made;
@@ -43,12 +47,19 @@ function typed(value, name, act, more = {}) {
     const said = more.inputmode === "decimal" ? made.value.replace(/^(\s*-?\d*),(\d+\s*)$/, "$1.$2") : made.value;
     if (said !== made.handed) act((made.handed = said));
   };
-  const made = node("input", { type: "text", autocomplete: "off", spellcheck: "false", "data-name": name, value,
+  const made = node("input", {
+    type: "text",
+    autocomplete: "off",
+    spellcheck: "false",
+    "data-name": name,
+    value,
     oninput: () => {
       clearTimeout(timer);
       timer = setTimeout(hand, 450);
     },
-    onchange: hand, ...more });
+    onchange: hand,
+    ...more
+  });
   made.handed = value;
   return made;
 }
@@ -63,7 +74,13 @@ function announce(text, isError = false) {
 // --- running commands
 
 /** A command of the tool: {code, out, err, files}. */
-Bench.run = (args, files = {}, want = [], signal = undefined) => Bench.engine.run({ args, files, want }, { signal });
+Bench.run = (args, files = {}, want = []) => window.xemfit.run({ args, files, want });
+
+/** The same for a fit, which an AbortSignal ends. */
+Bench.fit = (args, files, want, signal) => {
+  Bench.fitter ??= xemfitEngine.start({ workers: 1 });
+  return Bench.fitter.run({ args, files, want }, { signal });
+};
 
 /** What a command writes to `--json -`, kept for the next time when it depends on its words alone. */
 Bench.ask = async (args, files = {}) => {
@@ -82,14 +99,16 @@ function shellWord(word) {
   if (!/[\u0000-\u001f\u007f]/.test(word)) return `'${word.replaceAll("'", "'\\''")}'`;
   const bytes = [...new TextEncoder().encode(word)];
   const plain = (byte) => byte >= 0x20 && byte < 0x7f && byte !== 0x27 && byte !== 0x5c;
-  return `$'${bytes.map((byte) => (plain(byte) ? String.fromCharCode(byte) : `\\${byte.toString(8).padStart(3, "0")}`)).join("")}'`;
+  return `$'${
+    bytes.map((byte) => (plain(byte) ? String.fromCharCode(byte) : `\\${byte.toString(8).padStart(3, "0")}`))
+      .join("")}'`;
 }
 const shellLine = (args) => ["xemfit", ...args].map(shellWord).join(" ");
 
 /** The words of a command line, quotes taken off. */
 function shellWords(line) {
-  const found = [...line.matchAll(/(?:'[^']*'|"[^"]*"|[^\s'"]+)+/g)].map(([word]) => (
-    word.replace(/'([^']*)'|"([^"]*)"/g, (_, one, two) => one ?? two)));
+  const found = [...line.matchAll(/(?:'[^']*'|"[^"]*"|[^\s'"]+)+/g)].map(
+    ([word]) => (word.replace(/'([^']*)'|"([^"]*)"/g, (_, one, two) => one ?? two)));
   return found[0] === "xemfit" ? found.slice(1) : found;
 }
 
@@ -140,10 +159,8 @@ async function copyText(text) {
 
 /** A text to copy or save, such as a command. */
 function textBlock(text, name, { save = "", label = "" } = {}) {
-  return node("div", { class: "block" },
-    node("pre", { class: "shell", tabindex: 0, "aria-label": label || name }, text),
-    node("div", { class: "controls" },
-      button("Copy", `copy-${name}`, () => copyText(text)),
+  return node("div", { class: "block" }, node("pre", { class: "shell", tabindex: 0, "aria-label": label || name }, text),
+    node("div", { class: "controls" }, button("Copy", `copy-${name}`, () => copyText(text)),
       save ? button("Save", `save-${name}`, () => saveFile(save, text)) : ""));
 }
 

@@ -4,13 +4,15 @@
 (async () => {
   const at = (id) => document.getElementById(id);
   const head = { undo: button("Undo", "undo", Work.undo), redo: button("Redo", "redo", Work.redo) };
-  at("tools").append(head.undo, head.redo, button("Curves and tours", "tours", () => Guide.published()), button("Forget", "forget", () => {
-    const made = sheet("Forget everything?", node("p", {}, "Files, settings and kept fits are taken from this page and from the browser's storage."),
-      node("div", { class: "controls" }, button("Forget", "forget-now", () => {
-        made.close();
-        Guide.forget();
-      })));
-  }), button("About", "about", () => Guide.about()));
+  at("tools").append(head.undo, head.redo, button("Curves and tours", "tours", () => Guide.published()),
+    button("Forget", "forget", () => {
+      const made = sheet("Forget everything?",
+        node("p", {}, "Files, settings and kept fits are taken from this page and from the browser's storage."),
+        node("div", { class: "controls" }, button("Forget", "forget-now", () => {
+          made.close();
+          Guide.forget();
+        })));
+    }), button("About", "about", () => Guide.about()));
 
   function render() {
     head.undo.disabled = !Work.canUndo;
@@ -23,14 +25,19 @@
   function listen() {
     Work.onChange((what) => {
       if (what === "changed") render();
-      if (what === "not stored") at("stored").textContent = "too large to be kept in this browser; save it as JSON";
+      if (what === "not stored") {
+        at("stored").textContent =
+          "this browser cannot keep the work (too large, or not allowed); save it as JSON";
+      }
       if (what === "stored") at("stored").textContent = "";
     });
     addEventListener("keydown", (event) => {
-      const isTyping = /^(input|textarea|select)$/i.test(event.target.tagName ?? "") && event.target.type !== "checkbox";
+      const isTyping =
+        /^(input|textarea|select)$/i.test(event.target.tagName ?? "") && event.target.type !== "checkbox";
       if (!(event.ctrlKey || event.metaKey) || event.altKey) return;
-      const act = event.key === "Enter" ? ResultRoom.fit : isTyping ? null
-        : { z: event.shiftKey ? Work.redo : Work.undo, Z: Work.redo, y: Work.redo }[event.key];
+      const act = event.key === "Enter" ? ResultRoom.fit
+        : isTyping                      ? null
+                   : { z: event.shiftKey ? Work.redo : Work.undo, Z: Work.redo, y: Work.redo }[event.key];
       if (!act) return;
       event.preventDefault();
       act();
@@ -39,8 +46,7 @@
   }
 
   try {
-    Bench.engine = xemfitEngine.start({ workers: 2 }); // files are read while a fit runs
-    await Bench.engine.ready;
+    await window.xemfit.ready;
     const [models, commands] = await Promise.all([Bench.ask(["models"]), Bench.ask(["list"])]);
     Object.assign(Bench, { catalogue: models.models, commands: commands.commands, version: commands.version });
   } catch (error) {

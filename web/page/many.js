@@ -27,7 +27,8 @@ const Many = (() => {
     for (const file of files) {
       const { read } = await DataRoom.look(file, null);
       const proposed = Families.proposedRole(file.name, read?.may_be ?? [], family);
-      file.role = present.length === 1 ? present[0] : proposed ?? present[0] ?? Object.keys(Families.FAMILIES[family].curves)[0];
+      file.role = present.length === 1 ? present[0]
+                                       : proposed ?? present[0] ?? Object.keys(Families.FAMILIES[family].curves)[0];
     }
     const isOneCurve = new Set(files.map((file) => file.role)).size === 1;
     const groups = new Map();
@@ -45,27 +46,40 @@ const Many = (() => {
     return { ...structuredClone({ ...Work.now, kept: [] }), files: files.map((file) => ({ ...file, weight, range })) };
   }
 
-  /** Recipe and list for `xemfit batch`: every curve has a column of its own in the list. */
+  /** The list has a column for each curve of a specimen, such as "uniaxial_1". */
+  const columnsOf = (files) => files.map((file, i) => (
+    `${file.role}_${files.slice(0, i).filter((one) => one.role === file.role).length + 1}`));
+
+  /** Recipe and list for `xemfit batch`. */
   function recipeFor(specimens) {
-    const roles = [...new Set(specimens.flatMap(({ files }) => files.map((file, i) => `${file.role}_${files.slice(0, i).filter((one) => one.role === file.role).length + 1}`)))];
+    const columns = [...new Set(specimens.flatMap(({ files }) => columnsOf(files)))];
     const { files } = specimens.reduce((most, one) => (one.files.length > most.files.length ? one : most));
-    const column = new Map(files.map((file, i) => [file.name, `${file.role}_${files.slice(0, i).filter((one) => one.role === file.role).length + 1}`]));
     const args = Families.fitArgs(workFor(files)).map((word) => {
-      const name = files.map((file) => file.name).find((one) => one === word || word.endsWith(`=${one}`));
-      return name ? `${word.slice(0, word.length - name.length)}{${column.get(name)}}` : /[\s'"#\\]/.test(word) ? `"${word}"` : word;
+      const at = files.findIndex(({ name }) => name === word || word.endsWith(`=${name}`));
+      if (at >= 0) return `${word.slice(0, word.length - files[at].name.length)}{${columnsOf(files)[at]}}`;
+      return /[\s'"#\\]/.test(word) ? `"${word}"` : word;
     });
-    const row = ({ name, files: own }) => [name, ...roles.map((role) => own.find((file, i) => (
-      role === `${file.role}_${own.slice(0, i).filter((one) => one.role === file.role).length + 1}`))?.name ?? "")];
-    const rows = [["specimen", ...roles], ...specimens.map(row)];
+    const fileIn = (own, column) => own[columnsOf(own).indexOf(column)]?.name ?? "";
+    const row = ({ name, files: own }) => [name, ...columns.map((column) => fileIn(own, column))];
+    const rows = [["specimen", ...columns], ...specimens.map(row)];
     return { recipe: `${args.join(" ")}\n`, list: `${rows.map((cells) => cells.map(csvCell).join(",")).join("\n")}\n` };
   }
 
   function offer(tables) {
     const place = node("div", { class: "many" });
-    const picker = node("input", { type: "file", multiple: true, "data-name": "many-files", "aria-label": "Files of specimens",
-      onchange: async () => prepare(await Promise.all([...picker.files].map(async (file) => [file.name, await contentsOf(file)]))) });
+    const picker = node("input", {
+      type: "file",
+      multiple: true,
+      "data-name": "many-files",
+      "aria-label": "Files of specimens",
+      onchange: async () =>
+        prepare(await Promise.all([...picker.files].map(async (file) => [file.name, await contentsOf(file)])))
+    });
     const controller = new AbortController();
-    const made = sheet("Many specimens", node("p", {}, "Every specimen is fitted by the settings that stand on the page now. Several curves of one specimen begin with its name: A1_uniaxial.csv, A1_pure_shear.csv."),
+    const made = sheet("Many specimens",
+      node("p", {},
+        "Every specimen is fitted by the settings that stand on the page now. Several curves of one specimen " +
+        "begin with its name: A1_uniaxial.csv, A1_pure_shear.csv."),
       tables.length === 0 ? picker : "", place);
     made.classList.add("large");
     made.addEventListener("close", () => controller.abort());
@@ -80,13 +94,16 @@ const Many = (() => {
       const specimens = await specimensOf(given, family);
       const lack = Families.lacking(workFor(specimens[0].files));
       const args = shellLine(Families.fitArgs(workFor(specimens[0].files)));
-      place.replaceChildren(node("p", {}, `${plural(specimens.length, "specimen")} in ${plural(given.length, "file")}. The first by:`), node("pre", { class: "shell" }, args),
+      place.replaceChildren(
+        node("p", {}, `${plural(specimens.length, "specimen")} in ${plural(given.length, "file")}. The first by:`),
+        node("pre", { class: "shell" }, args),
         lack ? node("p", { class: "error" }, `${lack} Close this sheet, choose, and drop the files again.`)
-          : node("div", { class: "controls" }, button("Fit them all", "many-run", () => run(specimens, place, controller.signal)),
-            given.length < 40 ? button("No, these are curves of one fit", "many-not", () => {
-              made.close();
-              DataRoom.take(given, { together: true });
-            }) : ""));
+             : node("div", { class: "controls" },
+                 button("Fit them all", "many-run", () => run(specimens, place, controller.signal)),
+                 given.length < 40 ? button("No, these are curves of one fit", "many-not", () => {
+                   made.close();
+                   DataRoom.take(given, { together: true });
+                 }) : ""));
     };
     if (tables.length > 0) prepare(tables);
   }
@@ -105,14 +122,20 @@ const Many = (() => {
     const counts = { done: 0, failed: 0 };
     let next = 0;
     const one = async ({ name, files }) => {
-      const answer = await pool.run({ args: [...Families.fitArgs(workFor(files)), "--json", "fit.json", "--quiet"], files: Families.filesOf(files), want: ["fit.json"] }, { signal: stop.signal });
+      const answer = await pool.run({
+        args: [...Families.fitArgs(workFor(files)), "--json", "fit.json", "--quiet"],
+        files: Families.filesOf(files),
+        want: ["fit.json"]
+      },
+        { signal: stop.signal });
       ++counts.done;
       if (answer.code !== 0) {
         ++counts.failed;
         failures.append(node("li", {}, node("strong", {}, name), ` ${words(answer.err)}`));
       }
       bar.value = counts.done;
-      told.textContent = `${counts.done} of ${specimens.length}${counts.failed > 0 ? `, ${counts.failed} not fitted` : ""}`;
+      told.textContent =
+        `${counts.done} of ${specimens.length}${counts.failed > 0 ? `, ${counts.failed} not fitted` : ""}`;
     };
     const worker = async () => {
       while (next < specimens.length && !stop.signal.aborted) await one(specimens[next++]);
@@ -123,7 +146,8 @@ const Many = (() => {
       told.textContent += "; summing up …";
       await sumUp(specimens, place, pool, stop.signal, failures);
     } catch (error) {
-      told.textContent = error.name === "AbortError" ? `cancelled after ${counts.done} of ${specimens.length}` : error.message;
+      told.textContent =
+        error.name === "AbortError" ? `cancelled after ${counts.done} of ${specimens.length}` : error.message;
       cancel.replaceWith(button("Begin again", "many-again", () => run(specimens, place, closed)));
     } finally {
       pool.stop?.();
@@ -132,9 +156,12 @@ const Many = (() => {
 
   async function sumUp(specimens, place, pool, signal, failures) {
     const { recipe, list } = recipeFor(specimens);
-    const files = Object.assign({ "recipe.txt": recipe, "specimens.csv": list }, ...specimens.map((one) => Families.filesOf(one.files)));
-    const args = ["batch", "recipe.txt", "--list", "specimens.csv", "--summary", "summary.csv", "--report", "overview.html"];
-    const { code, err, files: made } = await pool.run({ args, files, want: ["summary.csv", "overview.html"] }, { signal });
+    const files = Object.assign(
+      { "recipe.txt": recipe, "specimens.csv": list }, ...specimens.map((one) => Families.filesOf(one.files)));
+    const args =
+      ["batch", "recipe.txt", "--list", "specimens.csv", "--summary", "summary.csv", "--report", "overview.html"];
+    const want = ["summary.csv", "overview.html"];
+    const { code, err, files: made } = await pool.run({ args, files, want }, { signal });
     const summary = made["summary.csv"];
     if (!summary) {
       place.append(node("p", { class: "error" }, words(err)));
@@ -142,20 +169,36 @@ const Many = (() => {
     }
     const [head, ...rows] = csvRows(summary);
     const isNumber = (cell) => cell !== "" && Number.isFinite(Number(cell));
-    const cell = (text) => node("td", { class: isNumber(text) ? "number" : null }, isNumber(text) ? numberText(Number(text), 5) : text);
+    const cell = (text) =>
+      node("td", { class: isNumber(text) ? "number" : null }, isNumber(text) ? numberText(Number(text), 5) : text);
     const statuses = head.indexOf("status");
     const count = (status) => rows.filter((row) => row[statuses] === status).length;
     const bad = rows.filter((row) => !["fitted", "doubtful", "summary"].includes(row[statuses])).length;
-    place.replaceChildren(
-      node("p", { role: "status", class: "done" }, `${count("fitted")} fitted, ${count("doubtful")} doubtful, ${bad} not fitted${code === 0 || code === 3 ? "" : `; ${words(err)}`}`),
-      node("div", { class: "controls" }, button("Summary (CSV)", "save-summary", () => saveFile("summary.csv", summary, "text/csv")),
-        button("Overview page", "save-overview", () => saveFile("overview.html", made["overview.html"], "text/html")),
-        button("Recipe", "save-many-recipe", () => saveFile("recipe.txt", recipe)), button("List", "save-list", () => saveFile("specimens.csv", list, "text/csv"))),
-      failures.childElementCount > 0 ? node("details", { open: true }, node("summary", {}, "Not fitted"), failures) : "",
-      made["overview.html"] ? node("iframe", { sandbox: "allow-scripts", title: "Overview of all specimens", srcdoc: made["overview.html"], class: "report" }) : "",
-      node("details", {}, node("summary", {}, "Summary table"), node("div", { class: "table", tabindex: 0, role: "region", "aria-label": "Summary" }, node("table", { id: "many-summary" },
-        node("thead", {}, node("tr", {}, ...head.map((text) => node("th", { scope: "col" }, text)))), node("tbody", {}, ...rows.map((row) => node("tr", {}, ...row.map(cell))))))),
-      node("p", {}, "The same on the command line, in the folder of the files:"), textBlock(shellLine(args), "many-command", { label: "Batch command" }));
+    place.replaceChildren(node("p", { role: "status", class: "done" },
+                            `${count("fitted")} fitted, ${count("doubtful")} doubtful, ${bad} not fitted${
+                              code === 0 || code === 3 ? "" : `; ${words(err)}`}`),
+      node("div", { class: "controls" },
+        button("Summary (CSV)", "save-summary", () => saveFile("summary.csv", summary, "text/csv")),
+        button(
+          "Overview page", "save-overview", () => saveFile("overview.html", made["overview.html"], "text/html")),
+        button("Recipe", "save-many-recipe", () => saveFile("recipe.txt", recipe)),
+        button("List", "save-list", () => saveFile("specimens.csv", list, "text/csv"))),
+      failures.childElementCount > 0 ? node("details", { open: true }, node("summary", {}, "Not fitted"), failures)
+                                     : "",
+      made["overview.html"] ? node("iframe", {
+        sandbox: "allow-scripts",
+        title: "Overview of all specimens",
+        srcdoc: made["overview.html"],
+        class: "report"
+      })
+                            : "",
+      node("details", {}, node("summary", {}, "Summary table"),
+        node("div", { class: "table", tabindex: 0, role: "region", "aria-label": "Summary" },
+          node("table", { id: "many-summary" },
+            node("thead", {}, node("tr", {}, ...head.map((text) => node("th", { scope: "col" }, text)))),
+            node("tbody", {}, ...rows.map((row) => node("tr", {}, ...row.map(cell))))))),
+      node("p", {}, "The same on the command line, in the folder of the files:"),
+      textBlock(shellLine(args), "many-command", { label: "Batch command" }));
     announce(`${count("fitted")} of ${specimens.length} specimens fitted`);
   }
 

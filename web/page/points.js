@@ -4,10 +4,11 @@
  * A panel of the report page on which points can be left out and taken back, by dragging or by keys, and over which
  * earlier fits can be laid.
  *
- *   new BenchPanel(figure.panels[0], { relative, lines: { uniaxial: {used: [5, 6], dropped: [{line, x, y}]} }, kept, leaveOut })
+ *   const lines = { uniaxial: { used: [5, 6], dropped: [{ line, x, y, byHand }] } };
+ *   new BenchPanel(figure.panels[0], { relative, lines, kept, leaveOut });
  *
- * `lines` tells by curve at which line of its file each point stands; `leaveOut(curve, {line: [x, y]}, out)` is called
- * with what was chosen.
+ * `lines` tells by curve at which line of its file each point stands; `leaveOut({ uniaxial: { 5: [x, y] } }, out)` is
+ * called with what was chosen.
  */
 const BenchPanel = (() => {
   const KEPT_DASHES = ["9 4", "2 4", "9 4 2 4", "4 3", "12 5"];
@@ -31,8 +32,10 @@ const BenchPanel = (() => {
       return this.curves.flatMap((curve) => {
         const lines = this.options.lines[curve.name];
         if (!lines) return [];
-        const used = lines.used.map((line, i) => ({ curve: curve.name, line, x: curve.points[0][i], y: curve.points[1][i], out: false }));
-        const left = (curve.places ?? []).filter((one) => one.byHand).map(({ line, x, y }) => ({ curve: curve.name, line, x, y, out: true }));
+        const used = lines.used.map(
+          (line, i) => ({ curve: curve.name, line, x: curve.points[0][i], y: curve.points[1][i], out: false }));
+        const byHand = (curve.places ?? []).filter((one) => one.byHand);
+        const left = byHand.map(({ line, x, y }) => ({ curve: curve.name, line, x, y, out: true }));
         return [...used, ...left].sort((a, b) => a.x - b.x);
       });
     }
@@ -47,16 +50,32 @@ const BenchPanel = (() => {
     }
 
     besides() {
-      const grey = this.curves.map((curve, i) => ({ curve: i, measured: true, look: "left-out", colour: "var(--overlay)", mark: curve.index,
-        x: curve.dropped?.[0] ?? [], y: curve.dropped?.[1] ?? [] }));
-      const same = (other) => other.title === this.panel.title && other.x.label === this.panel.x.label && other.y.label === this.panel.y.label;
-      const kept = this.options.kept.flatMap(({ figure }, k) => figure.panels.filter(same).flatMap((panel) => panel.curves.flatMap((curve) => (
-        [curve.stable, curve.unstable].map(([x, y]) => ({ look: "kept", colour: KEPT_COLOURS[k % KEPT_COLOURS.length], dash: KEPT_DASHES[k % KEPT_DASHES.length], x, y }))))));
+      const grey = this.curves.map((curve, i) => ({
+        curve: i,
+        measured: true,
+        look: "left-out",
+        colour: "var(--overlay)",
+        mark: curve.index,
+        x: curve.dropped?.[0] ?? [],
+        y: curve.dropped?.[1] ?? []
+      }));
+      const same = (other) => other.title === this.panel.title && other.x.label === this.panel.x.label &&
+        other.y.label === this.panel.y.label;
+      const kept = this.options.kept.flatMap(
+        ({ figure }, k) => figure.panels.filter(same).flatMap(
+          (panel) => panel.curves.flatMap((curve) => ([curve.stable, curve.unstable].map(([x, y]) => ({
+            look: "kept",
+            colour: KEPT_COLOURS[k % KEPT_COLOURS.length],
+            dash: KEPT_DASHES[k % KEPT_DASHES.length],
+            x,
+            y
+          }))))));
       return [...kept, ...grey, { look: "cursor", colour: "var(--accent)", mark: 0, x: [], y: [] }];
     }
 
     static keptSample(k) {
-      return Chart.sample({ colour: KEPT_COLOURS[k % KEPT_COLOURS.length], dash: KEPT_DASHES[k % KEPT_DASHES.length] });
+      return Chart.sample(
+        { colour: KEPT_COLOURS[k % KEPT_COLOURS.length], dash: KEPT_DASHES[k % KEPT_DASHES.length] });
     }
 
     setSelecting(on) {
@@ -73,7 +92,9 @@ const BenchPanel = (() => {
     point(x) {
       super.point(x);
       if (x === null && this.selecting) {
-        this.readout.textContent = "Drag over points, or click one, to leave it out; again to take it back. Keys: arrows choose a point, Space leaves it out, Shift with arrows goes on.";
+        this.readout.textContent =
+          "Drag over points, or click one, to leave it out; again to take it back. Keys: arrows choose a point, " +
+          "Space leaves it out, Shift with arrows goes on.";
       }
     }
 
@@ -102,7 +123,8 @@ const BenchPanel = (() => {
       this.chart.draw();
       if (!one) return;
       this.options.onCursor?.(this.cursor);
-      const text = `${one.curve}, line ${one.line}: ${numberText(one.x, 4)}, ${numberText(one.y, 4)}${one.out ? ", left out" : ""}`;
+      const text = `${one.curve}, line ${one.line}: ${numberText(one.x, 4)}, ${numberText(one.y, 4)}${
+        one.out ? ", left out" : ""}`;
       this.readout.textContent = text;
       announce(text);
     }
@@ -121,7 +143,8 @@ const BenchPanel = (() => {
         const before = this.cursor;
         this.cursor = before === null ? 0 : Math.min(Math.max(before + step, 0), points.length - 1);
         this.showCursor();
-        if (event.shiftKey && before !== null && before !== this.cursor && !points[this.cursor].out) this.turn([points[this.cursor]]);
+        if (event.shiftKey && before !== null && before !== this.cursor && !points[this.cursor].out)
+          this.turn([points[this.cursor]]);
         return true;
       }
       if ((event.key === " " || event.key === "Enter") && this.cursor !== null) {

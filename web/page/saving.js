@@ -8,7 +8,9 @@ const Stored = (() => {
     if (!one || one.measured.length === 0) return null;
     const told = Bench.catalogue.flatMap((model) => model.curves).find((other) => curve.startsWith(other.name));
     const cell = (text) => (/[",;\n]/.test(text) ? `"${text.replaceAll('"', '""')}"` : text);
-    const unit = document.measures.unit && told?.y_unit === "stress" && !columns[1]?.includes(document.measures.unit) ? `_${document.measures.unit}` : "";
+    const unit = document.measures.unit && told?.y_unit === "stress" && !columns[1]?.includes(document.measures.unit)
+      ? `_${document.measures.unit}`
+      : "";
     const isStretch = /stretch/i.test(columns[0] ?? "") && told?.x.includes("strain");
     const head = [isStretch ? "nominal_strain" : columns[0] ?? "x", `${columns[1] ?? "y"}${unit}`];
     const notes = Object.entries(one.conditions ?? {}).map(([key, value]) => `# ${key}: ${value}\n`).join("");
@@ -22,16 +24,21 @@ const Stored = (() => {
     const files = [];
     const before = Work.now.files;
     for (const input of document.inputs) {
-      if (files.some((file) => file.name === input.file)) continue;
+      const given = files.find((file) => file.name === input.file);
+      if (given && given.role === "stiffness" && input.curve === "damping") given.role = "stiffness_and_damping";
+      if (given) continue;
       const own = before.find((file) => file.name === input.file);
       const text = own ? null : rebuilt(document, input);
       if (!own && !text) continue;
       const base = input.curve.replace(/_\d+$/, "");
       const role = base in curves ? base : Object.keys(curves)[0];
-      files.push(own ? { ...own, role, used: true, curve: input.curve, leftOut: {} } : DataRoom.entry(fileName(input.file, files.map((file) => file.name)), text, { role, curve: input.curve, edited: true }));
+      files.push(own ? { ...own, role, used: true, curve: input.curve, leftOut: {} }
+                     : DataRoom.entry(fileName(input.file, files.map((file) => file.name)), text,
+                         { role, curve: input.curve, edited: true }));
     }
     if (document.shift && files.some((file) => file.edited)) {
-      throw new Error(`this document does not hold the sweeps that it was made from; drop ${files.map((file) => file.name).join(", ")} first, and then this again`);
+      throw new Error(`this document does not hold the sweeps that it was made from; drop ${
+        files.map((file) => file.name).join(", ")} first, and then this again`);
     }
     const { options } = document;
     const parameters = {};
@@ -46,12 +53,20 @@ const Stored = (() => {
       if (range) file.range = range.map((end) => (end === null ? "" : String(end)));
     }
     const usual = Object.fromEntries(Families.optionsOf(command).map((option) => [option.name, option.default]));
-    const set = { "--residual": options.residual, "--engine": options.engine === "best" ? "" : options.engine, "--band": options.band === true,
-      "--level": options.level === usual["--level"] ? "" : String(options.level), "--bootstrap": options.bootstrap ? `${options.bootstrap},${options.seed}` : "", "--stable": options.stable === true };
+    const set = {
+      "--residual": options.residual,
+      "--engine": options.engine === "best" ? "" : options.engine,
+      "--band": options.band === true,
+      "--level": options.level === usual["--level"] ? "" : String(options.level),
+      "--bootstrap": options.bootstrap ? `${options.bootstrap},${options.seed}` : "",
+      "--stable": options.stable === true
+    };
     if ("--terms" in usual && document.terms) set["--terms"] = String(document.terms);
     if ("--law" in usual && !models) set["--law"] = document.model;
-    if ("--reference-temperature" in usual && document.reference_temperature !== undefined) set["--reference-temperature"] = String(document.reference_temperature);
-    const compared = document.comparison?.map((one) => one.model) ?? [document.terms > 0 ? `${document.model}:${document.terms}` : document.model];
+    if ("--reference-temperature" in usual && document.reference_temperature !== undefined)
+      set["--reference-temperature"] = String(document.reference_temperature);
+    const compared = document.comparison?.map((one) => one.model) ??
+      [document.terms > 0 ? `${document.model}:${document.terms}` : document.model];
     const chosen = {};
     for (const [name, terms = ""] of compared.map((one) => one.split(":"))) {
       const [from] = (chosen[name] ?? terms).split("..");
@@ -65,15 +80,19 @@ const Stored = (() => {
       work.parameters[family] = parameters;
     });
     const isRebuilt = files.some((file) => file.edited && !before.includes(file));
-    announce(isRebuilt ? "opened; the curves are those that the document holds" : "opened with the files that are here");
+    announce(
+      isRebuilt ? "opened; the curves are those that the document holds" : "opened with the files that are here");
   }
 
   function open(name, text) {
     try {
       const document = JSON.parse(text);
-      if (document.workbench) Work.open(document.workbench);
-      else if (document.schema && document.options && document.inputs) fromTool(document);
-      else throw new Error("this is no result that xemfit wrote with --json");
+      if (document.workbench)
+        Work.open(document.workbench);
+      else if (document.schema && document.options && document.inputs)
+        fromTool(document);
+      else
+        throw new Error("this is no result that xemfit wrote with --json");
     } catch (error) {
       sheet(`${name} was not opened`, node("p", { class: "error" }, error.message));
     }
@@ -84,13 +103,14 @@ const Stored = (() => {
 /** The room of what leaves the page: command, recipe, documents, cards, pictures. */
 const Saving = (() => {
   let place = null;
-  const DASHED = "fit.json";
+  const DOCUMENT = "fit.json";
 
   /** Commands that repeat the fit in a folder, the published curves first. */
   function commandText({ args, work }) {
-    const bundled = Families.usedFiles(work).filter((file) => file.bundled && !file.edited).map((file) => file.bundled);
+    const bundled =
+      Families.usedFiles(work).filter((file) => file.bundled && !file.edited).map((file) => file.bundled);
     const first = bundled.length > 0 ? `${shellLine(["data", ...bundled])}\n` : "";
-    return `${first}${shellLine([...args, "--json", DASHED, "--report", "fit.html"])}`;
+    return `${first}${shellLine([...args, "--json", DOCUMENT, "--report", "fit.html"])}`;
   }
 
   /** The same for every specimen: what names of files have in common stands for the specimen. */
@@ -111,8 +131,10 @@ const Saving = (() => {
 
   // --- pictures
 
-  const COPIED = ["fill", "fill-opacity", "stroke", "stroke-width", "stroke-opacity", "stroke-dasharray", "stroke-linejoin", "font-family", "font-size",
-    "text-anchor", "dominant-baseline", "paint-order", "display", "shape-rendering"];
+  const COPIED = [
+    "fill", "fill-opacity", "stroke", "stroke-width", "stroke-opacity", "stroke-dasharray", "stroke-linejoin",
+    "font-family", "font-size", "text-anchor", "dominant-baseline", "paint-order", "display", "shape-rendering"
+  ];
 
   /** A copy of an element that looks the same without its style sheets. */
   function styled(source) {
@@ -120,8 +142,11 @@ const Saving = (() => {
     made.removeAttribute("class");
     made.removeAttribute("style");
     const look = getComputedStyle(source);
-    if (source.tagName !== "svg") made.setAttribute("style", COPIED.map((name) => `${name}:${look.getPropertyValue(name)}`).join(";").replaceAll('"', "'"));
-    for (const child of source.childNodes) made.append(child.nodeType === Node.ELEMENT_NODE ? styled(child) : child.cloneNode());
+    if (source.tagName !== "svg")
+      made.setAttribute(
+        "style", COPIED.map((name) => `${name}:${look.getPropertyValue(name)}`).join(";").replaceAll('"', "'"));
+    for (const child of source.childNodes)
+      made.append(child.nodeType === Node.ELEMENT_NODE ? styled(child) : child.cloneNode());
     return made;
   }
 
@@ -146,14 +171,18 @@ const Saving = (() => {
         const size = 44 + 7 * curve.name.length;
         if (left > 16 && left + size > width) [left, top] = [16, top + 20];
         const key = styled(sample);
-        for (const [name, value] of Object.entries({ x: left, y: top, width: 22, height: 12 })) key.setAttribute(name, value);
-        parts.push(key, make("text", { x: left + 28, y: top + 11, fill: ink.color, "font-family": "sans-serif", "font-size": 13 }, curve.name));
+        for (const [name, value] of Object.entries({ x: left, y: top, width: 22, height: 12 }))
+          key.setAttribute(name, value);
+        parts.push(key,
+          make("text", { x: left + 28, y: top + 11, fill: ink.color, "font-family": "sans-serif", "font-size": 13 },
+            curve.name));
         left += size;
       });
       top += 22;
       for (const chart of panel.charts) {
         const copy = styled(chart.element);
-        for (const [name, value] of Object.entries({ x: 0, y: top, width: chart.width, height: chart.height })) copy.setAttribute(name, value);
+        for (const [name, value] of Object.entries({ x: 0, y: top, width: chart.width, height: chart.height }))
+          copy.setAttribute(name, value);
         for (const name of ["tabindex", "role", "aria-label"]) copy.removeAttribute(name);
         parts.push(copy);
         top += chart.height + 10;
@@ -180,30 +209,53 @@ const Saving = (() => {
   // --- cards and other commands
 
   async function showCard(last, target) {
-    const { code, out, err } = await Bench.run(["card", DASHED, "--for", target], { [DASHED]: last.answer.files[DASHED] });
-    sheet(`Material card: ${target}`, code === 0 ? textBlock(out, "card", { save: `${last.result.model}.${{ calculix: "inp", ufl: "py" }[target] ?? "txt"}`, label: "Material card" })
-      : node("p", { class: "error" }, words(err)));
+    const { code, out, err } = await Bench.run(["card", DOCUMENT, "--for", target], { [DOCUMENT]: last.written.json });
+    sheet(`Material card: ${target}`,
+      code === 0
+        ? textBlock(out, "card",
+            { save: `${last.result.model}.${{ calculix: "inp", ufl: "py" }[target] ?? "txt"}`, label: "Material card" })
+        : node("p", { class: "error" }, words(err)));
   }
 
   /** Any command of the tool, over the files that are here. */
   function console_(last) {
-    const files = { ...Families.filesOf(Work.now.files), ...(last ? { [DASHED]: last.answer.files[DASHED] } : {}) };
-    const usual = last?.result.stability !== undefined && last?.result.stability !== null ? "hyper check --parameters fit.json"
+    const files = { ...Families.filesOf(Work.now.files), ...(last ? { [DOCUMENT]: last.written.json } : {}) };
+    const usual = last?.result.stability !== undefined && last?.result.stability !== null
+      ? "hyper check --parameters fit.json"
       : `eval fit.json --curve ${shellWord(last?.result.curves[0]?.name ?? "x")} --grid 1:100:10`;
-    const line = node("input", { type: "text", class: "wide", "data-name": "command-line", "aria-label": "Command line", value: usual, spellcheck: "false" });
+    const line = node("input", {
+      type: "text",
+      class: "wide",
+      "data-name": "command-line",
+      "aria-label": "Command line",
+      value: usual,
+      spellcheck: "false"
+    });
     const shown = node("div", { "aria-live": "polite" });
     const run = async () => {
       const args = shellWords(line.value);
-      const all = Bench.commands.find((one) => `${args[0]} ${args[1]}` === one.command || args[0] === one.command)?.options ?? [];
-      const want = all.filter((option) => option.writes).flatMap((option) => args.flatMap((word, i) => (
-        option.names.includes(args[i - 1]) && word !== "-" ? [word] : option.names.some((name) => word.startsWith(`${name}=`)) ? [word.slice(word.indexOf("=") + 1)] : [])));
+      const all =
+        Bench.commands.find((one) => `${args[0]} ${args[1]}` === one.command || args[0] === one.command)?.options ??
+        [];
+      const want =
+        all.filter((option) => option.writes)
+          .flatMap((option) => args.flatMap((word, i) => (option.names.includes(args[i - 1]) && word !== "-" ? [word]
+                                                : option.names.some((name) => word.startsWith(`${name}=`))
+                                                ? [word.slice(word.indexOf("=") + 1)]
+                                                : [])));
       const answer = await Bench.run(args, files, want);
-      shown.replaceChildren(node("p", {}, `Exit code ${answer.code}`), answer.err ? node("pre", { class: "error" }, answer.err) : "", answer.out ? textBlock(answer.out, "output", { save: "output.txt" }) : "",
-        node("div", { class: "controls" }, ...Object.entries(answer.files).map(([name, contents]) => button(`Save ${name}`, `save-out-${name}`, () => saveFile(name, contents)))));
+      shown.replaceChildren(node("p", {}, `Exit code ${answer.code}`),
+        answer.err ? node("pre", { class: "error" }, answer.err) : "",
+        answer.out ? textBlock(answer.out, "output", { save: "output.txt" }) : "",
+        node("div", { class: "controls" }, ...Object.entries(answer.files).map(
+          ([name, contents]) => button(`Save ${name}`, `save-out-${name}`, () => saveFile(name, contents)))));
     };
     line.addEventListener("keydown", (event) => event.key === "Enter" && run());
-    sheet("Any command", node("p", {}, `Files here: ${Object.keys(files).join(", ") || "none"}.`), node("div", { class: "controls" }, line, button("Run", "run-command", run)), shown,
-      node("details", {}, node("summary", {}, "Commands"), node("ul", {}, ...Bench.commands.map((one) => node("li", {}, node("code", {}, one.command), ` ${one.about}`)))));
+    sheet("Any command", node("p", {}, `Files here: ${Object.keys(files).join(", ") || "none"}.`),
+      node("div", { class: "controls" }, line, button("Run", "run-command", run)), shown,
+      node("details", {}, node("summary", {}, "Commands"),
+        node("ul", {},
+          ...Bench.commands.map((one) => node("li", {}, node("code", {}, one.command), ` ${one.about}`)))));
   }
 
   function showReport(page) {
@@ -213,34 +265,50 @@ const Saving = (() => {
   }
 
   function document_(last) {
-    return `${JSON.stringify({ ...JSON.parse(last.answer.files[DASHED]), workbench: Work.packed() }, null, 2)}\n`;
+    return `${JSON.stringify({ ...JSON.parse(last.written.json), workbench: Work.packed() }, null, 2)}\n`;
   }
 
   function render(last) {
     const open = button("Open a stored result", "open-json", () => picker.click());
-    const picker = node("input", { type: "file", accept: ".json", hidden: true, id: "json-picker", onchange: () => DataRoom.takeFiles(picker.files) });
+    const picker = node("input", {
+      type: "file",
+      accept: ".json",
+      hidden: true,
+      id: "json-picker",
+      onchange: () => DataRoom.takeFiles(picker.files)
+    });
     const heading = node("h2", {}, "Save and repeat");
-    if (!last) return refill(place, heading, node("div", { class: "controls" }, picker, open, button("Any command", "console", () => console_(null))));
-    const { files } = last.answer;
-    const { panels } = last;
+    if (!last)
+      return refill(place, heading,
+        node("div", { class: "controls" }, picker, open, button("Any command", "console", () => console_(null))));
+    const { panels, written } = last;
     const made = recipe(last);
     const edited = Families.usedFiles(last.work).filter((file) => !file.bundled || file.edited);
     const targets = Families.optionsOf("card").find((option) => option.name === "--for").words;
     return refill(place, heading,
       node("div", { class: "controls" },
         button("JSON", "save-json", () => saveFile("fit.json", document_(last), "application/json")),
-        button("Curves (CSV)", "save-curves", () => saveFile("fit_curves.csv", files["fit_curves.csv"], "text/csv")),
-        button("Report page", "save-report", () => saveFile("fit.html", files["fit.html"], "text/html")),
+        button("Curves (CSV)", "save-curves", () => saveFile("fit_curves.csv", written.curves, "text/csv")),
+        button("Report page", "save-report", () => saveFile("fit.html", written.report, "text/html")),
         button("Picture (SVG)", "save-svg", () => saveFile("fit.svg", picture(panels).text, "image/svg+xml")),
         button("Picture (PNG)", "save-png", () => savePng(panels))),
-      node("div", { class: "controls" }, ...targets.map((target) => button(`Card: ${target}`, `card-${target}`, () => showCard(last, target))),
-        button("Show the report", "show-report", () => showReport(files["fit.html"])), button("Any command", "console", () => console_(last)), picker, open),
+      node("div", { class: "controls" },
+        ...targets.map((target) => button(`Card: ${target}`, `card-${target}`, () => showCard(last, target))),
+        button("Show the report", "show-report", () => showReport(written.report)),
+        button("Any command", "console", () => console_(last)), picker, open),
       node("h3", {}, "Command line"),
-      edited.length > 0 ? node("p", {}, node("small", {}, `In the folder of ${edited.map((file) => file.name).join(", ")}${edited.some((file) => file.edited) ? "; save those that were made here" : ""}.`)) : "",
+      edited.length > 0 ? node("p", {},
+                            node("small", {},
+                              `In the folder of ${edited.map((file) => file.name).join(", ")}${
+                                edited.some((file) => file.edited) ? "; save those that were made here" : ""}.`))
+                        : "",
       textBlock(commandText(last), "command", { label: "Command line" }),
       node("details", { "data-keep": "recipe" }, node("summary", {}, "The same for many specimens: xemfit batch"),
-        node("p", {}, "recipe.txt, without what was left out by hand:"), textBlock(made.text, "recipe", { save: "recipe.txt", label: "Recipe" }),
-        textBlock(shellLine(["batch", "recipe.txt", "tests", "--summary", "summary.csv", "--report", "overview.html"]), "batch", { label: "Batch command" })));
+        node("p", {}, "recipe.txt, without what was left out by hand:"),
+        textBlock(made.text, "recipe", { save: "recipe.txt", label: "Recipe" }),
+        textBlock(
+          shellLine(["batch", "recipe.txt", "tests", "--summary", "summary.csv", "--report", "overview.html"]),
+          "batch", { label: "Batch command" })));
   }
 
   return {
@@ -248,6 +316,8 @@ const Saving = (() => {
       place = section;
       render(null);
     },
-    render, recipe, picture,
+    render,
+    recipe,
+    picture,
   };
 })();

@@ -22,10 +22,10 @@ const Work = (() => {
     family: "rubber",
     files: [], // {id, name, role, used, weight, range: [from, to], leftOut: {line: [x, y]}, curve}
     reading: { columns: {}, select: {}, decimal: "", separator: "", headerLine: "" },
-    models: {}, // by family: {name: terms as typed}
-    options: {}, // by command
+    models: {},     // by family: {name: terms as typed}
+    options: {},    // by command
     parameters: {}, // by family: {name: {hold, value, from, to}}
-    kept: [], // {title, work, result, figure}
+    kept: [],       // {title, work, result, figure}
     live: true,
   });
   let now = fresh();
@@ -69,18 +69,10 @@ const Work = (() => {
   }
 
   return {
-    get now() {
-      return now;
-    },
-    get canUndo() {
-      return past.length > 0;
-    },
-    get canRedo() {
-      return future.length > 0;
-    },
-    onChange(listener) {
-      listeners.push(listener);
-    },
+    get now() { return now; },
+    get canUndo() { return past.length > 0; },
+    get canRedo() { return future.length > 0; },
+    onChange(listener) { listeners.push(listener); },
     /** One step that can be undone. */
     change(act) {
       const before = structuredClone(now);
@@ -133,7 +125,11 @@ const Work = (() => {
     /** Nothing of it stays in the browser. */
     forget() {
       clearTimeout(storing);
-      localStorage.removeItem(KEY);
+      try {
+        localStorage.removeItem(KEY);
+      } catch {
+        // A browser that keeps nothing has nothing to forget.
+      }
       [past, future, contents] = [[], [], new Map()];
       take(fresh());
       clearTimeout(storing);
