@@ -48,6 +48,7 @@ const xemfitEngine = (() => {
     worker.postMessage({ call });
   });
 
+  const whenStopped = () => new DOMException("The tool was stopped", "AbortError");
   const aborted = (signal) => signal.reason ?? new DOMException("The run was cancelled", "AbortError");
 
   /** Words and files as they can be handed to a worker. */
@@ -76,6 +77,7 @@ const xemfitEngine = (() => {
     const waiting = [];
     const running = new Map();  // job -> its worker
     let count = 1;
+    let stopped = false;
 
     const ready = startedWorker().then(release, (error) => {
       --count;
@@ -83,6 +85,7 @@ const xemfitEngine = (() => {
     });
 
     function release(worker) {
+      if (stopped) return worker.terminate();
       idle.push(worker);
       next();
     }
@@ -101,7 +104,8 @@ const xemfitEngine = (() => {
         job.reject(error);
         return;
       }
-      if (job.settled) {
+      if (stopped) job.reject(whenStopped());
+      if (stopped || job.settled) {
         release(worker);
         return;
       }
@@ -132,6 +136,7 @@ const xemfitEngine = (() => {
       if (signal?.aborted) throw aborted(signal);
       const job = { call: await checked(call) };
       if (signal?.aborted) throw aborted(signal);
+      if (stopped) throw whenStopped();
       const onAbort = () => cancel(job, aborted(signal));
       const answer = new Promise((resolve, reject) => {
         job.resolve = resolve;
@@ -147,7 +152,8 @@ const xemfitEngine = (() => {
     }
 
     function stop() {
-      for (const job of [...waiting, ...running.keys()]) cancel(job, new DOMException("The tool was stopped", "AbortError"));
+      stopped = true;
+      for (const job of [...waiting, ...running.keys()]) cancel(job, whenStopped());
       for (const worker of idle.splice(0)) worker.terminate();
     }
 
