@@ -77,6 +77,7 @@ const Families = (() => {
     volumetric: "volumetric",
     relaxation: "relaxation over time",
     storage: "sweep over frequency",
+    loss: "loss modulus alone",
     creep: "creep",
     stiffness: "stiffness",
     damping: "damping",

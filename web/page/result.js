@@ -222,7 +222,7 @@ const ResultRoom = (() => {
       if (!file || !shown) continue;
       const base = curve.replace(/_\d+$/, "");
       const { read } =
-        await DataRoom.look(file, base in Families.CURVES || base === "loss" ? base : file.role, work.reading);
+        await DataRoom.look(file, base in Families.CURVES ? base : file.role, work.reading);
       const drops =
         new Map(result.dropped.filter((one) => one.curve === curve).map(({ row, reason }) => [row, reason]));
       const used = read?.curve?.lines.map((line, i) => ({ line, i })).filter(({ line }) => !drops.has(line)) ?? [];
