@@ -28,10 +28,11 @@ ALLOWED = {
 # rooms share.
 ROOMS = {
     "command": [],
-    "input": [],
+    "input": ["shared_files.h"],
     "output": [],
     "verbs": ["command", "input", "output"],
     "batch": ["command", "input", "output"],
+    "platform": ["batch", "shared_files.h"],
 }
 SHARED_BY_ROOMS = ["failure.h", "numbers.h", "process.h", "text.h", "utf8.h", "text"]
 FROM_WEB = "page_assets.h"  # made by web/

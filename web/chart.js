@@ -23,6 +23,9 @@ function numberText(value, digits = 6, power = false) {
  *     zeroLine: false,
  *     onView: (chart) => {},        // after every drawing
  *     onPoint: (x) => {},           // the abscissa under the pointer, or null
+ *     onSelect: null,               // a function takes what is dragged out, ranges { x, y } of which one may be null, in
+ *                                   // the place of zooming; it can be set and taken away later
+ *     onKey: () => false,           // true: the key was meant for someone else
  *   });
  *   parent.append(chart.element);
  *   chart.resize(width, height);    // and again whenever its place changes
@@ -39,6 +42,7 @@ const Chart = (() => {
   const DENSE = 600; // marks that are drawn so pale that lines stand out
   const FAR = 1e6; // pixels beyond which a browser loses precision
   const SELECTS_BOTH = 24; // pixels; what is dragged out less than this far is not zoomed
+  const CLICKED = 9; // pixels around a click
   const ZOOM_STEP = 1.25;
 
   // --- axes
@@ -230,8 +234,9 @@ const Chart = (() => {
     #selection = null;
     #before = null;
 
-    constructor({ x, y, series, notes = [], zeroLine = false, onView = () => {}, onPoint = () => {} }) {
-      Object.assign(this, { zeroLine, onView, onPoint, width: 0, height: 0, left: 0 });
+    constructor({ x, y, series, notes = [], zeroLine = false, onView = () => {}, onPoint = () => {}, onSelect = null,
+      onKey = () => false }) {
+      Object.assign(this, { zeroLine, onView, onPoint, onSelect, onKey, width: 0, height: 0, left: 0 });
       this.x = new Scale(x, false);
       this.y = new Scale(y, true);
       this.series = series.map((one) => ({ ...one, x: numbers(one.x), y: numbers(one.y) }));
@@ -430,7 +435,7 @@ const Chart = (() => {
       this.#parts.plot.setPointerCapture(event.pointerId);
       const at = this.#at(event);
       this.onPoint(this.x.value(at.x));
-      if (event.pointerType === "mouse") {
+      if (event.pointerType === "mouse" || this.onSelect) {
         this.#selection = { from: at, to: at };
       } else {
         this.#pointers.set(event.pointerId, at);
@@ -458,12 +463,18 @@ const Chart = (() => {
       if (!selection) return;
       this.#selection = null;
       this.#drawSelection();
+      if (event.type !== "pointerup") return;
       const { x, y } = this.#selected(selection);
-      if (event.type !== "pointerup" || (!x && !y)) return;
-      this.show({
+      const around = ({ to }) => ({ x: [to.x - CLICKED, to.x + CLICKED], y: [to.y - CLICKED, to.y + CLICKED] });
+      if (this.onSelect) this.onSelect(this.#ranges(x || y ? { x, y } : around(selection)));
+      else if (x || y) this.show(this.#ranges({ x, y }));
+    }
+
+    #ranges({ x, y }) {
+      return {
         x: x && [this.x.value(x[0]), this.x.value(x[1])],
         y: y && [this.y.value(y[1]), this.y.value(y[0])],
-      });
+      };
     }
 
     /** Pixels from and to which a drag goes; nothing along an axis that it does not mean. */
@@ -513,6 +524,10 @@ const Chart = (() => {
     }
 
     #key(event) {
+      if (this.onKey(event)) {
+        event.preventDefault();
+        return;
+      }
       const centre = { x: this.x.length / 2, y: this.y.length / 2 };
       const slide = (axis, share) => () =>
         this.show({ [axis]: this[axis].stretched(1, centre[axis], centre[axis] + share * this[axis].length) });

@@ -7,7 +7,9 @@
  *
  *   parent.append(new Panel(figure.panels[0], { relative: figure.relative }).element);
  *
- * It takes the width of its place, and that of paper when the page is printed.
+ * Who extends it may add series to the chart (`besides`), to which curves the buttons do nothing, and buttons (`tools`).
+ *
+ * It takes the width of its place, and that of paper when the page is printed, until it is told to `leave` the page.
  */
 const Panel = (() => {
   const HEIGHT = { wide: 420, narrow: 320, residuals: 180 };
@@ -54,7 +56,7 @@ const Panel = (() => {
   function homeRange(curves, axis, logarithmic, fromZero) {
     const side = axis === "x" ? 0 : 1;
     const extent = new Extent(logarithmic);
-    for (const curve of curves) extent.add(curve.points[side]);
+    for (const curve of curves) extent.add(curve.points[side]).add(curve.dropped?.[side] ?? []);
     const span = extent.max - extent.min;
     const near = axis === "y" && !logarithmic && span > 0 ? [extent.min - span, extent.max + span] : [];
     for (const curve of curves) {
@@ -99,9 +101,10 @@ const Panel = (() => {
   });
 
   class Panel {
-    constructor(panel, { relative = false } = {}) {
+    constructor(panel, options = {}) {
       this.panel = panel;
-      this.relative = relative;
+      this.options = options;
+      this.relative = options.relative ?? false;
       this.curves = [...panel.curves.map(styled), ...panel.overlays.map(overlaid)];
       this.shown = this.curves.map(() => true);
       this.measured = true;
@@ -150,8 +153,16 @@ const Panel = (() => {
       if (this.residuals) {
         switches.append(toggle("Relative residuals", "relative", this.relative, (on) => this.setRelative(on)));
       }
-      switches.append(button("Reset zoom", "reset", () => this.reset()));
+      switches.append(button("Reset zoom", "reset", () => this.reset()), ...this.tools());
       return element("div", {}, names, switches);
+    }
+
+    tools() {
+      return [];
+    }
+
+    besides() {
+      return [];
     }
 
     // --- charts
@@ -175,7 +186,7 @@ const Panel = (() => {
         label: panel[name].label, logarithmic: panel[name].logarithmic, home: () => this.home(name),
       });
       return new Chart({
-        x: axis("x"), y: axis("y"), series: [...marks, ...lines], notes,
+        x: axis("x"), y: axis("y"), series: [...marks, ...lines, ...this.besides()], notes,
         onView: () => this.follow(this.chart), onPoint: (x) => this.point(x),
       });
     }
@@ -225,6 +236,7 @@ const Panel = (() => {
       change();
       for (const chart of this.charts) {
         for (const one of [...chart.series, ...chart.notes]) {
+          if (one.curve === undefined) continue;
           one.hidden = !this.shown[one.curve] || !(one.measured ? this.measured : this.fitted);
         }
         chart.draw();
@@ -278,14 +290,20 @@ const Panel = (() => {
         const width = onPaper ? PAPER_WIDTH : Math.max(this.element.clientWidth, 240);
         if (width !== this.chart.width) this.redraw(width);
       };
-      new ResizeObserver(fit).observe(this.element);
+      const observer = new ResizeObserver(fit);
+      observer.observe(this.element);
+      const ended = new AbortController();
+      this.leave = () => {
+        observer.disconnect();
+        ended.abort();
+      };
       const to = (paper) => () => {
         onPaper = paper;
         for (const chart of this.charts) chart.showAll(paper);
         fit();
       };
-      window.addEventListener("beforeprint", to(true));
-      window.addEventListener("afterprint", to(false));
+      window.addEventListener("beforeprint", to(true), { signal: ended.signal });
+      window.addEventListener("afterprint", to(false), { signal: ended.signal });
     }
 
     // --- words

@@ -29,10 +29,12 @@ CommandList MakeCommands() {
   AddRetentionVerbs(commands);
 
   // what stands by itself
+  commands.push_back(MakeLookCommand());
   commands.push_back(MakePrepareCommand());
   commands.push_back(MakeEvalCommand());
   commands.push_back(MakeCardCommand());
   commands.push_back(MakeModelsCommand());
+  commands.push_back(MakeListCommand());
   commands.push_back(MakeBatchCommand());
   commands.push_back(MakeDataCommand());
   commands.push_back(MakeInternalCommand());

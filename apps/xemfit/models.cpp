@@ -39,12 +39,11 @@ std::string Range(const Fit::ParameterInfo& parameter) {
   return Shortly(parameter.lower) + " to " + Shortly(parameter.upper);
 }
 
-std::string List(const std::vector<const Fit::ModelInfo*>& models) {
+std::string List(const std::vector<Fit::ModelInfo>& models) {
   using Align = TextTable::Align;
   TextTable table(
       {{"model", Align::Left}, {"family", Align::Left}, {"parameters", Align::Left}, {"source", Align::Left}});
-  for (const Fit::ModelInfo* info : models)
-    table.Add({Spelled(*info), info->family, ParameterNames(*info), info->source});
+  for (const Fit::ModelInfo& info : models) table.Add({Spelled(info), info.family, ParameterNames(info), info.source});
   return table.Text();
 }
 
@@ -106,6 +105,7 @@ class ModelCatalogue final : public Command {
       : Command({"", "models", "List the models with their parameters, ranges, formulas and sources",
                  "xemfit models\n"
                  "xemfit models ogden van-genuchten\n"
+                 "xemfit models ogden:3\n"
                  "xemfit models --family rubber --json -"}) {}
 
   void Declare(Options& options) override {
@@ -122,7 +122,7 @@ class ModelCatalogue final : public Command {
     if (!json_.empty() && json_ != "-") CheckOutputFile(json_);
     if (!json_.empty()) {
       Json document = {{"schema", 1}, {"models", Json::array()}};
-      for (const Fit::ModelInfo* info : chosen) document["models"].push_back(ModelJson(*info));
+      for (const Fit::ModelInfo& info : chosen) document["models"].push_back(ModelJson(info));
       const std::string text = Fit::IndentJson(document.dump());
       if (json_ != "-") {
         ReplaceFile(json_, text);
@@ -136,28 +136,32 @@ class ModelCatalogue final : public Command {
       return ExitCode::Fitted;
     }
     std::string text;
-    for (const Fit::ModelInfo* info : chosen) text += (text.empty() ? "" : "\n") + Described(*info);
+    for (const Fit::ModelInfo& info : chosen) text += (text.empty() ? "" : "\n") + Described(info);
     WriteStandardOutput(text);
     return ExitCode::Fitted;
   }
 
  private:
-  std::vector<const Fit::ModelInfo*> Chosen() const {
+  /// A model of so many terms has the parameters of these.
+  std::vector<Fit::ModelInfo> Chosen() const {
     const auto& families = Fit::ModelFamilies();
     if (!family_.empty() && std::find(families.begin(), families.end(), family_) == families.end()) {
       throw Failure(ExitCode::Usage,
                     fmt::format("--family: {} is not one of {}", Quoted(family_), Join(families, ", ")));
     }
-    std::vector<const Fit::ModelInfo*> chosen;
+    std::vector<Fit::ModelInfo> chosen;
     for (const std::string& name : names_) {
       const Fit::ModelInfo* info = Fit::FindModel(name.substr(0, name.find(':')));
       if (info == nullptr) {
         throw Failure(ExitCode::Usage, fmt::format("there is no model {}; xemfit models lists them", Quoted(name)));
       }
-      chosen.push_back(info);
+      chosen.push_back(*info);
+      if (name.find(':') == std::string::npos) continue;
+      const std::vector<Fit::ModelChoice> choices = Fit::ChooseModels(name, info->family);
+      chosen.back().parameters = Fit::ModelParameters(info->name, choices.back().terms);
     }
     for (const Fit::ModelInfo& info : Fit::Models()) {
-      if (names_.empty() && (family_.empty() || info.family == family_)) chosen.push_back(&info);
+      if (names_.empty() && (family_.empty() || info.family == family_)) chosen.push_back(info);
     }
     return chosen;
   }

@@ -9,6 +9,7 @@
 
 #include "command/values.h"
 #include "commands.h"
+#include "input/bundled.h"
 #include "numbers.h"
 #include "output/output.h"
 #include "output/plot.h"
@@ -123,7 +124,7 @@ class PrepareRecord final : public Command {
   }
 
   Fit::Prepared PrepareOne(const std::string& file) const {
-    Fit::Table table = Fit::ReadTable(file, input_.reading);
+    Fit::Table table = Fit::ParseTable(ReadFile(file), Fit::SourceName(file), input_.reading);
     Fit::SelectRows(table, input_.selection);
     const bool hasSize = prepare_.area > 0.0 || prepare_.gaugeLength > 0.0;
     Fit::RawRecord record = Fit::RecordFromTable(table, hasSize, input_.columns);

@@ -40,6 +40,19 @@ TEST(Data, ListsAndWritesThePublishedCurves) {
   EXPECT_EQ(RunTool({"data", "nonsense"}, folder.Path()).exitCode, 2);
 }
 
+TEST(Data, IsReadByItsName) {
+  const TemporaryFolder folder;
+  const auto digest = [&](const std::string& file) {
+    const ToolRun run = RunTool({"volume", "fit", "--terms", "2", file, "--json", "-"}, folder.Path());
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    return Json::parse(run.output)["inputs"][0]["sha256"];
+  };
+  EXPECT_EQ(digest("data:silicone_volumetric"), digest(XEM_DATA_DIR "/silicone_volumetric.csv"));
+  for (const std::string name : {"data:nonsense", "data:../data/silicone_volumetric", "data:"}) {
+    EXPECT_EQ(RunTool({"volume", "fit", "--terms", "2", name}, folder.Path()).exitCode, 3) << name;
+  }
+}
+
 /// Exit code and output of a shell command.
 ToolRun Shell(const std::string& command, const fs::path& folder) {
   const std::string line = "cd '" + folder.string() + "' && { " + command + "; } >shell.out 2>&1";

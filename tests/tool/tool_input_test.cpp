@@ -126,6 +126,46 @@ TEST(Csv, DroppedPointsKeepTheirLineInTheFile) {
                                                {"curve": "uniaxial", "row": 7, "reason": "zero stress"}])"));
 }
 
+TEST(Csv, LookTellsWhatAFileMayBeAndWherePointsStand) {
+  const TemporaryFolder folder;
+  folder.Write("a.csv", "made by us\n\nTime;Modulus;Test\ns;MPa;\n1;5,5;1\n2;-;1\n3;4,25;1\n4;4;2\n5;3,5;2\n6;3;2\n");
+  const ToolRun run =
+      RunTool({"look", "a.csv", "--as", "relaxation", "--select", "Test=1", "--json", "-"}, folder.Path());
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  const Json file = Json::parse(run.output).at("files").at(0);
+  EXPECT_EQ(file.at("may_be").at(0).at("curve"), "relaxation");
+  EXPECT_EQ(file.at("columns").at(2).at("values"), Json({"1", "2"})) << "a column that tells tests apart";
+  EXPECT_EQ(file.at("columns").at(1).at("values"), Json::array()) << "and one that was measured";
+  const Json& curve = file.at("curve");
+  EXPECT_EQ(curve.at("y"), Json({5.5, 4.25}));
+  EXPECT_EQ(curve.at("y_unit"), "MPa");
+  EXPECT_EQ(curve.at("lines"), Json({5, 7}));
+  EXPECT_EQ(curve.at("unused").at(0).at("line"), 6);
+
+  const ToolRun fit =
+      RunTool({"prony", "fit", "--terms", "1", "a.csv", "--leave-out", "8-9", "--json", "-"}, folder.Path());
+  ASSERT_EQ(fit.exitCode, 0) << fit.errors;
+  const Json result = Json::parse(fit.output);
+  EXPECT_EQ(result.at("curves").at(0).at("x"), Json({1.0, 3.0, 6.0})) << "lines of the file are left out";
+  EXPECT_EQ(result.at("dropped").size(), 3);
+}
+
+TEST(Csv, ProgramsLearnEveryOptionThatPeopleAreTold) {
+  const TemporaryFolder folder;
+  const Json commands = Json::parse(RunTool({"list", "--json", "-"}, folder.Path()).output).at("commands");
+  for (const Json& one : commands) {
+    std::vector<std::string> words{"--help"};
+    const std::string command = one.at("command");
+    const auto blank = command.find(' ');
+    words.insert(words.begin(), command.substr(0, blank));
+    if (blank != std::string::npos) words.insert(words.begin() + 1, command.substr(blank + 1));
+    const std::string help = RunTool(words, folder.Path()).output;
+    for (const Json& option : one.at("options")) {
+      EXPECT_NE(help.find(option.at("name").get<std::string>()), std::string::npos) << command << option;
+    }
+  }
+}
+
 TEST(Csv, ResultsSayWhatWasUnderstood) {
   const Json result = FitOne(
       "Report\nBy: us\nStrain;Stress;Force\n%;MPa;N\n50;0,25;1\n100;NA;1\n200;0,75;1\nStrain;Stress;Force\n300;1;1\n");

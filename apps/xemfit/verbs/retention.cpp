@@ -22,7 +22,7 @@
 namespace Xem::Tool {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
 constexpr const char* kConductivity = "conductivity";
 
@@ -113,7 +113,7 @@ class RetentionFit final : public Verb {
     Fit::CurveResult curve;
     curve.name = "grid";
     curve.x = grid;
-    curve.measures.r2 = curve.measures.rmse = curve.measures.sse = kNaN;
+    curve.measures.r2 = curve.measures.rmse = curve.measures.sse = kUnknown;
     for (const double suction : grid) curve.fitted.push_back(result.evaluate("retention", suction));
     result.curves.push_back(std::move(curve));
   }
@@ -144,7 +144,7 @@ class RetentionFit final : public Verb {
     curve.upper.clear();
     const Fit::Band band = Fit::ConfidenceBand(result);
     for (const double x : curve.x) {
-      const Fit::Interval interval = band ? band(curve.name, x) : Fit::Interval{kNaN, kNaN};
+      const Fit::Interval interval = band ? band(curve.name, x) : Fit::Interval{kUnknown, kUnknown};
       curve.lower.push_back(interval.lower);
       curve.upper.push_back(interval.upper);
     }
@@ -216,8 +216,8 @@ class RetentionFit final : public Verb {
   std::string models_ = "van-genuchten";
   std::string grading_;
   std::optional<Fit::RetentionPoints> points_;
-  double porosity_ = kNaN;
-  double particleDensity_ = kNaN;
+  double porosity_ = kUnknown;
+  double particleDensity_ = kUnknown;
   double exponent_ = 1.38;
   std::string conductivity_;
   std::string grid_;

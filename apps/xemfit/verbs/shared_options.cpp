@@ -27,6 +27,17 @@ void ReadRange(const std::string& text, std::map<std::string, Fit::Interval>& ra
                                                : fmt::format("--range: {} is given twice", Quoted(curve)));
 }
 
+/// N or N-M, from 1, into `lines`; false for anything else.
+bool ReadLines(const std::string& text, std::set<int>& lines) {
+  constexpr int kMostAtOnce = 1000000;
+  const auto dash = text.find('-');
+  const auto first = ParseCount(Trimmed(text.substr(0, dash)));
+  const auto last = dash == std::string::npos ? first : ParseCount(Trimmed(text.substr(dash + 1)));
+  if (!first || !last || *first < 1 || *last < *first || *last - *first >= kMostAtOnce) return false;
+  for (int line = *first; line <= *last; ++line) lines.insert(line);
+  return true;
+}
+
 /// N or N,SEED.
 void ReadBootstrap(const std::string& text, Fit::Options& fit) {
   const auto comma = text.find(',');
@@ -44,6 +55,21 @@ void ReadBootstrap(const std::string& text, Fit::Options& fit) {
 }
 
 }  // namespace
+
+std::map<std::string, std::set<int>> LinesLeftOut(const FitOptions& options) {
+  std::map<std::string, std::set<int>> leftOut;
+  for (const std::string& text : options.leftOut) {
+    const auto equals = text.rfind('=');
+    std::set<int>& lines = leftOut[equals == std::string::npos ? "" : std::string(Trimmed(text.substr(0, equals)))];
+    for (const std::string& part : Split(equals == std::string::npos ? text : text.substr(equals + 1), ',')) {
+      if (ReadLines(part, lines)) continue;
+      throw Failure(ExitCode::Usage, fmt::format("--leave-out: {} is not of the form CURVE=LINE,FROM-TO, such as "
+                                                 "uniaxial=7,12-15, with lines of the file",
+                                                 Quoted(text)));
+    }
+  }
+  return leftOut;
+}
 
 Fit::Options ReadFitOptions(const FitOptions& options) {
   Fit::Options fit = options.fit;
@@ -77,6 +103,10 @@ void DeclareFit(Options& options, FitOptions& fit) {
       .Texts("--range", fit.ranges, "Use the points with abscissae in an interval, of one curve or of all",
              "[CURVE=]LO:HI")
       .SeparatedBy(',')
+      .Repeatable();
+  options
+      .Texts("--leave-out", fit.leftOut, "Leave out points by their lines in the file, such as uniaxial=7,12-15",
+             "[CURVE=]LINES")
       .Repeatable();
   options.Real("--level", fit.fit.level, "Level of the intervals, between 0 and 1", "NUMBER").ShowDefault();
   options.Text("--bootstrap", fit.bootstrap, "Intervals from so many resamplings of the residuals, too", "N[,SEED]");

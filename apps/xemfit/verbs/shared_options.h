@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,15 @@ struct FitOptions {
   // As typed.
   std::map<std::string, std::string> bounds;  ///< by parameter
   std::vector<std::string> ranges;
+  std::vector<std::string> leftOut;
   std::string bootstrap;
 };
 
 /// The options of a fit with what was typed as text. Throws Failure (Usage).
 Fit::Options ReadFitOptions(const FitOptions& options);
+
+/// Lines of --leave-out by curve; the empty name stands for every curve. Throws Failure (Usage).
+std::map<std::string, std::set<int>> LinesLeftOut(const FitOptions& options);
 
 void DeclareInput(Options& options, InputOptions& input);
 void DeclareFit(Options& options, FitOptions& fit);

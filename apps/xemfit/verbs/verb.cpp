@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
+#include "input/bundled.h"
 #include "input/digest.h"
 #include "output/output.h"
 #include "text.h"
@@ -78,6 +80,9 @@ Fit::Options Verb::FitOptions() const {
   for (const auto& range : options.ranges) {
     if (!range.first.empty()) RequireCurve("--range", range.first);
   }
+  for (const auto& lines : LinesLeftOut(fit_)) {
+    if (!lines.first.empty()) RequireCurve("--leave-out", lines.first);
+  }
   return options;
 }
 
@@ -86,7 +91,7 @@ std::string Verb::ReadText(const std::string& path) {
     throw Failure(ExitCode::Usage, "standard input (-) can be read only once; give the other curves as files");
   }
   inputs_.push_back(path);
-  std::string text = Fit::ReadInput(path);
+  std::string text = ReadFile(path);
   digests_[Fit::SourceName(path)] = Sha256(text);
   return text;
 }
@@ -141,10 +146,37 @@ MeasuredCurve Verb::CurveFrom(Fit::Table read, const std::string& curveName, con
   if (weight == fit_.weights.end())
     weight = fit_.weights.find(curveName.substr(0, curveName.find_last_not_of("_0123456789") + 1));
   if (weight != fit_.weights.end()) measured.curve.weight = weight->second;
+  LeaveOut(measured.curve);
   measured.input.sha256 = digests_[measured.input.file];
   sources_.push_back(measured.input);
   readingNotes_.insert(readingNotes_.end(), measured.notes.begin(), measured.notes.end());
   return measured;
+}
+
+void Verb::LeaveOut(Fit::Curve& curve) const {
+  if (fit_.leftOut.empty()) return;
+  const auto leftOut = LinesLeftOut(fit_);
+  for (const std::string& name : {curve.name, std::string()}) {
+    const auto found = leftOut.find(name);
+    if (found == leftOut.end()) continue;
+    Fit::Curve kept = curve;
+    for (std::vector<double>* column : {&kept.x, &kept.y, &kept.lateral}) column->clear();
+    kept.rows.clear();
+    for (std::size_t i = 0; i < curve.x.size(); ++i) {
+      if (found->second.count(curve.Row(i)) > 0) {
+        kept.unused.push_back({curve.Row(i), "left out by --leave-out"});
+        continue;
+      }
+      kept.x.push_back(curve.x[i]);
+      kept.y.push_back(curve.y[i]);
+      if (!curve.lateral.empty()) kept.lateral.push_back(curve.lateral[i]);
+      kept.rows.push_back(curve.Row(i));
+    }
+    if (kept.x.empty()) {
+      throw Fit::Error(Fit::ErrorKind::BadData, "curve " + curve.name + ": --leave-out leaves none of its points");
+    }
+    curve = std::move(kept);
+  }
 }
 
 void Verb::ForgetCurves() {

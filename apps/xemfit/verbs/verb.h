@@ -78,6 +78,8 @@ class Verb : public Command {
   std::optional<std::string> WantedColumn(const Role& role, char axis);
 
  private:
+  /// Takes the points of --leave-out from a curve as it was read.
+  void LeaveOut(Fit::Curve& curve) const;
   /// Throws Failure (Usage) for a curve that was not read.
   void RequireCurve(const char* option, const std::string& curve) const;
   /// Throws Failure (Usage) for a --column whose role the verb never looked for.

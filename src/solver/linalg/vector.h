@@ -70,6 +70,9 @@ class BasicVector {
   T* end() { return data_ + size_; }
   const T* begin() const { return data_; }
   const T* end() const { return data_ + size_; }
+  T* data() { return data_; }
+  const T* data() const { return data_; }
+  std::size_t size() const { return static_cast<std::size_t>(size_); }
   std::span<T> Span() { return {begin(), end()}; }
   std::span<const T> Span() const { return {begin(), end()}; }
 
