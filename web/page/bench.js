@@ -8,8 +8,7 @@ const Bench = {
   commands: null,  // with their options, as `xemfit list --json` tells them
 };
 
-/** An element with listeners: node("input", {value, onchange: () => {}}, ...children); no attribute for false " +
-  "and null. */
+/** An element with listeners: node("input", {value, onchange: () => {}}, ...children); no attribute for false and null. */
 function node(tag, attributes = {}, ...children) {
   const made = document.createElement(tag);
   for (const [name, value] of Object.entries(attributes)) {
