@@ -107,6 +107,10 @@ struct Kernels {
   /// with x as it was, unless every pivot of L D L^T is well clear of what rounding may make of it; a general
   /// factorisation then tells what the matrix is.
   bool (*solvePositiveDefinite)(std::size_t order, const double* a, double damping, double* x);
+
+  /// The triangle R of A = Q R, columnCount numbers a column with zeros below the diagonal, and in rows beyond those of
+  /// A. Overwrites A.
+  void (*gramSchmidt)(std::size_t count, double* const* columns, std::size_t columnCount, double* triangle);
 };
 
 /// The kernels for the processor at hand, which does not change.

@@ -7,6 +7,7 @@
 #include "kernels/positive_definite_kernel.h"
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
+#include "kernels/gram_schmidt_kernel.h"
 
 /// All kernels for the instruction set of the file that includes this.
 namespace Xem::MaterialUtil {
@@ -41,6 +42,7 @@ constexpr Kernels kTable{
     .addProducts = AddProducts,
     .totals = Totals,
     .solvePositiveDefinite = SolvePositiveDefinite,
+    .gramSchmidt = GramSchmidt,
 };
 
 }  // namespace
