@@ -359,7 +359,7 @@ Residual ReadResidual(const Json& object) {
   return Reader::TextAt(object, "residual") == "relative" ? Residual::Relative : Residual::Absolute;
 }
 
-Options ReadOptions(const Json& document) {
+Options ReadFitOptions(const Json& document) {
   const Json& object = Reader::ObjectAt(document, "options");
   Options options;
   options.residual = object.contains("residual") ? ReadResidual(object) : ReadResidual(document);
@@ -491,7 +491,7 @@ Result FromJson(const std::string& text, const std::string& source) {
                              Reader::TextAt(entry, "sha256"), Reader::TextsAt(entry, "columns"),
                              Reader::CountAt(entry, "rows"), Reader::TextAt(entry, "understood")});
   }
-  result.options = ReadOptions(document);
+  result.options = ReadFitOptions(document);
   result.version = Reader::TextAt(document, "version");
   result.notes = Reader::TextsAt(document, "notes");
   result.evaluate = MakeStoredEvaluator(result);
