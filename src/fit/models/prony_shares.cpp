@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "kernels/kernels.h"
 #include "viscoelastic/prony.h"
 
 namespace Xem::Fit {
@@ -77,13 +78,12 @@ void PronyShares::MoveToShares(std::span<const double> coordinates, std::span<co
   const std::size_t n = Terms();
   spans_.resize(n);
   double rest = Whole(coordinates);
-  std::vector<bool>& whole = takesOfTheRest_;
-  whole.assign(n, false);
+  shareOfRest_.assign(n, 0.0);
   for (std::size_t i = 0; i < n; ++i) {
     if (terms_[i].held) continue;
     spans_[i] = Span(i, rest);
     // A term at its upper bound takes no more of a larger rest.
-    whole[i] = spans_[i] == rest;
+    if (spans_[i] == rest) shareOfRest_[i] = coordinates[i];
     rest -= coordinates[i] * spans_[i];
   }
   // From the last term back, what the model gains from a larger rest is known: a share of it as the term's own, and
@@ -93,22 +93,14 @@ void PronyShares::MoveToShares(std::span<const double> coordinates, std::span<co
   byRest_.assign(points, 0.0);
   for (std::size_t j = n; j-- > 0;) {
     double* const column = derivatives.Column(j).data();
-    double* const times = derivatives.Column(n + j).data();
-    double* const later = byRest_.data();
-    const double time = series[n + j];
-    for (std::size_t i = 0; i < points; ++i) times[i] *= time;
+    double* const byTime = derivatives.Column(n + j).data();
     if (terms_[j].held) {
+      for (std::size_t i = 0; i < points; ++i) byTime[i] *= series[n + j];
       std::fill_n(column, points, 0.0);
       continue;
     }
-    const double span = spans_[j];
-    const double share = whole[j] ? coordinates[j] : 0.0;
-    for (std::size_t i = 0; i < points; ++i) {
-      const double own = column[i];
-      const double rested = later[i];
-      column[i] = span * (own - rested);
-      later[i] = rested + share * (own - rested);
-    }
+    MaterialUtil::ForThisProcessor().pronyShare(points, spans_[j], shareOfRest_[j], series[n + j],
+                                                {column, byTime, byRest_.data()});
   }
 }
 

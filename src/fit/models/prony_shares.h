@@ -46,7 +46,7 @@ class PronyShares {
   std::vector<Coefficient> terms_;
   // Work space of one fit, which runs on one thread.
   mutable std::vector<double> spans_;
-  mutable std::vector<bool> takesOfTheRest_;
+  mutable std::vector<double> shareOfRest_;
   mutable std::vector<double> byRest_;
 };
 
