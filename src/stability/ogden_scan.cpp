@@ -47,8 +47,8 @@ void MarkClearlyStable(std::span<const double> pairs, std::span<const double> vo
   const OgdenSums lateral(pairs, states.lateralExponent, states.logStretches);
   const bool middle = states.mode == ScannedMode::PureShear;
   const OgdenSums third = middle                                    ? OgdenSums(pairs, 0.0, states.logStretches)
-                       : states.mode == ScannedMode::Equibiaxial ? axial
-                                                                 : lateral;
+                          : states.mode == ScannedMode::Equibiaxial ? axial
+                                                                    : lateral;
   const double bulk = 3.0 * DifferentiateVolumetricEnergy(volumetric, 1.0).second;
   for (std::size_t i = 0; i < clear.size(); ++i) {
     const double h1 = axial.slope[i];
