@@ -24,6 +24,7 @@
 #include "support.h"
 #include "testfunctions/hyperelastic_test_function.h"
 #include "viscoelastic/relaxation.h"
+#include "xem/fit/hyperelastic.h"
 #include "xem/fit/viscoelastic.h"
 #include "xem/material_util.h"
 
@@ -507,17 +508,19 @@ void FormingLimit(const char* workload, double r, double m, const DoubleArray& h
               same == limits.size() ? "equal bits" : "DIFFERENT LIMITS");
 }
 
+Fit::Curve ReadCurve(const std::string& file) {
+  Fit::Curve curve;
+  for (const auto& [x, y] : Read(file)) {
+    curve.x.push_back(x);
+    curve.y.push_back(y);
+  }
+  return curve;
+}
+
 /// The fit layer alone: processor time per fit over the files, and the last sum of squares.
 int FitFiles(int terms, int repeats, const std::vector<std::string>& files) {
   std::vector<Fit::RelaxationData> specimens;
-  for (const std::string& file : files) {
-    Fit::RelaxationData& data = specimens.emplace_back();
-    data.timeUnit = "s";
-    for (const auto& [time, ratio] : Read(file)) {
-      data.curve.x.push_back(time);
-      data.curve.y.push_back(ratio);
-    }
-  }
+  for (const std::string& file : files) specimens.push_back({.curve = ReadCurve(file), .timeUnit = "s"});
   double sumOfSquares = 0.0;
   const double begin = ProcessorSeconds();
   for (int i = 0; i < repeats; ++i) {
@@ -526,6 +529,31 @@ int FitFiles(int terms, int repeats, const std::vector<std::string>& files) {
   std::printf("%.9g %.12g\n", (ProcessorSeconds() - begin) / (repeats * static_cast<double>(specimens.size())),
               sumOfSquares);
   return 0;
+}
+
+/// Searches of the fit layer on bundled curves, for which there is no other program.
+void Search(const std::string& workload, const std::function<Fit::Result()>& fit) {
+  if (!IsWanted(workload)) return;
+  double sumOfSquares = 0.0;
+  const double seconds = InTurns({[&] { sumOfSquares = fit().measures.sse; }}).front();
+  std::printf("%-44s %10.4g ms | sum of squares %.6g\n", workload.c_str(), 1e3 * seconds, sumOfSquares);
+}
+
+void Searches() {
+  const std::string data = XEM_DATA;
+  Fit::RelaxationData relaxation;
+  relaxation.curve = ReadCurve(data + "/polymer_relaxation.csv");
+  relaxation.timeUnit = "s";
+  Search("Prony, terms found, polymer", [&] { return Fit::FitProny(relaxation, Fit::kAutomaticTerms); });
+  for (const std::string rubber : {"treloar1944", "silicone"}) {
+    Fit::HyperelasticData tests;
+    tests.uniaxial = ReadCurve(data + "/" + rubber + "_uniaxial.csv");
+    tests.equibiaxial = ReadCurve(data + "/" + rubber + "_equibiaxial.csv");
+    tests.pureShear = ReadCurve(data + "/" + rubber + "_pure_shear.csv");
+    for (int terms = 1; terms <= 4; ++terms) {
+      Search("Ogden, " + std::to_string(terms) + " terms, " + rubber, [&] { return Fit::FitOgden(tests, terms); });
+    }
+  }
 }
 
 void Everything() {
@@ -540,6 +568,8 @@ void Everything() {
   for (const std::int32_t points : {20, 1'000, 10'000, 100'000, 1'000'000}) Polynomial(points);
   FormingLimit("forming limit, 201 paths, Mises, Ghosh", 0.0, 0.0, Numbers({518.968, 0.0007648, 0.28985, 0.0}));
   FormingLimit("forming limit, 201 paths, Hill, Hockett-Sherby", 0.57, 1.8, Numbers({120.0, 555.5, 1.106, 0.5232}));
+  std::puts("searches of the fit layer, uncertainty and stability included");
+  Searches();
   std::puts("growth with the number of terms");
   for (const std::size_t terms : {1, 2, 4, 6}) {
     Prony("Prony, " + std::to_string(terms) + " terms, 1,000 points", 1'000, terms);

@@ -13,7 +13,7 @@ ALLOWED = {
     "solver": ["testfunctions/test_function_base.h", "solver/linalg", KERNELS],
     "hyperelastic": ["solver", "testfunctions", "testdata"],
     "viscoelastic": ["hyperelastic", "solver", "testfunctions", "testdata", KERNELS],
-    "stability": ["testdata", "solver/linalg"],
+    "stability": ["testdata", "solver/linalg", KERNELS],
     "dynamic": ["solver", "testfunctions", "testdata", KERNELS],
     "soil": ["solver", "testfunctions", "testdata", KERNELS],
     "sheetmetal": [],

@@ -144,6 +144,15 @@ void Stabilise(ModelFit& fit, Minimum& minimum, std::vector<bool>& wandering) {
   wandering.clear();
 }
 
+std::vector<double> OrdinatesOf(const ModelFit& fit, const std::vector<double>& parameters, const Evaluator& evaluate,
+                                const std::string& curve, const std::vector<double>& x) {
+  std::vector<double> ordinates = fit.Ordinates(parameters, curve, x);
+  if (ordinates.size() == x.size()) return ordinates;
+  ordinates.clear();
+  for (const double at : x) ordinates.push_back(evaluate(curve, at));
+  return ordinates;
+}
+
 Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoint>& outside) {
   RequireOptions(fit.options);
   fit.Screen();
@@ -169,7 +178,12 @@ Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoin
   result.notes.insert(result.notes.end(), fit.notes.begin(), fit.notes.end());
   RemoveHidden(fit.problem, result);
   fit.Complete(minimum, result);
-  NoteImpossible(info.family, result, result.notes);
+  NoteImpossible(
+      info.family, result,
+      [&](const std::string& curve, const std::vector<double>& x) {
+        return OrdinatesOf(fit, minimum.parameters, result.evaluate, curve, x);
+      },
+      result.notes);
   Conclude(info, result);
   JoinNotes(result.notes);
   return result;

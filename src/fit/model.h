@@ -46,6 +46,12 @@ class ModelFit {
   virtual Minimum RunExport();
   virtual std::string ExportRemedy() const { return {}; }
   virtual Evaluator MakeEvaluator(const std::vector<double>& parameters) const = 0;
+  /// What the evaluator gives at many abscissae of a curve; empty where nothing is gained by asking for all of them at
+  /// once.
+  virtual std::vector<double> Ordinates(const std::vector<double>& /*parameters*/, const std::string& /*curve*/,
+                                        std::span<const double> /*x*/) const {
+    return {};
+  }
   /// Derived quantities, stability, and notes on the result; `minimum` is in the parameters of `problem`.
   virtual void Complete(const Minimum& minimum, Result& result) = 0;
 

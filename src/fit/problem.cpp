@@ -122,11 +122,12 @@ double SumOfSquares(std::span<const double> residuals) {
 }
 
 /// The core's solver from one start; its result replaces the start unless it failed. Returns its iterations.
-int Approach(const Problem& problem, const TestFunctionList& functions, double objective,
+int Approach(const Problem& problem, const TestFunctionList& functions, const Effort& effort, double objective,
              std::span<double> parameters) {
   std::vector<double> moved(parameters.begin(), parameters.end());
   LevenbergMarquardtMethodAbsolute solver(functions, problem.termCount);
   solver.SetMask(Mask(problem));
+  solver.SetMostIterations(effort.iterations);
   try {
     // The stop rule is absolute below a sum of 1, where scaled residuals of a good curve begin already: relative to
     // where this start stands.
@@ -163,9 +164,9 @@ int Problem::FreeCount() const {
       std::count_if(parameters.begin(), parameters.end(), [](const FreeOrHeld& parameter) { return !parameter.held; }));
 }
 
-Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts, int mostEvaluations) {
+Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts, const Effort& effort) {
   WeightedResiduals residuals(problem);
-  TrustRegion polish(residuals, problem.parameters, mostEvaluations);
+  TrustRegion polish(residuals, problem.parameters, effort.evaluations);
   std::vector<double> values(residuals.PointCount());
   Minimum best;
   for (const auto& start : starts) {
@@ -180,7 +181,7 @@ Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>&
     found.objective = objective;
     found.converged = problem.FreeCount() == 0;
     if (!found.converged) {
-      found.iterations = Approach(problem, residuals.Functions(), objective, found.parameters);
+      found.iterations = Approach(problem, residuals.Functions(), effort, objective, found.parameters);
       if (ArrivesAt(best, residuals, found.parameters, values)) continue;
       polish.Run(found);
     }

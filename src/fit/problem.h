@@ -45,10 +45,16 @@ struct Minimum {
   std::vector<bool> atBound;  ///< per parameter: held at a bound of its range by the data
 };
 
+/// How far a start is followed: fits that only rank models or compare starts are in a hurry.
+struct Effort {
+  int evaluations = 0;    ///< of the polish; 0: until it has arrived
+  int iterations = 1000;  ///< of the core's solver before it
+};
+
 /// From every start: the core's solver, then a trust-region polish within the ranges; returns the best minimum, the
 /// earliest on ties. Starts that lead nowhere (singular, not finite) are skipped; throws Error (NotConverged) when all
-/// do. `mostEvaluations` bounds the polish of each start, for fits that only rank models; 0: no haste.
-Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts, int mostEvaluations = 0);
+/// do.
+Minimum Minimise(const Problem& problem, const std::vector<std::vector<double>>& starts, const Effort& effort = {});
 
 /// From every start, brought into the ranges: where at most so many evaluations of the polish alone lead to, to compare
 /// starts. Starts without a finite misfit are left out.

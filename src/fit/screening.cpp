@@ -260,21 +260,22 @@ void NoteOddities(const std::string& family, const Curve& curve, std::vector<std
   }
 }
 
-void NoteImpossible(const std::string& family, const Result& result, std::vector<std::string>& notes) {
+void NoteImpossible(const std::string& family, const Result& result, const FittedOrdinates& ordinates,
+                    std::vector<std::string>& notes) {
   constexpr int kSteps = 200;
   constexpr double kVisible = 1e-3;
   for (const CurveResult& curve : result.curves) {
     const Guard* guard = GuardOf(family, curve.name);
     if (guard == nullptr || curve.x.empty()) continue;
+    if (guard->trend == Trend::Any && std::isinf(guard->limit)) continue;
     const auto [lowest, highest] = std::minmax_element(curve.x.begin(), curve.x.end());
     const bool logarithmic = *lowest > 0.0 && *highest > 100.0 * *lowest;
     std::vector<double> x;
-    std::vector<double> y;
     for (int i = 0; i <= kSteps; ++i) {
       const double share = static_cast<double>(i) / kSteps;
       x.push_back(logarithmic ? *lowest * std::pow(*highest / *lowest, share) : *lowest + share * (*highest - *lowest));
-      y.push_back(result.evaluate(curve.name, x.back()));
     }
+    const std::vector<double> y = ordinates(curve.name, x);
     if (const auto where = WrongWay(x, y, guard->trend, kVisible)) {
       notes.push_back("the fitted " + std::string(guard->y.name) +
                       (guard->trend == Trend::Rises ? " falls" : " rises") + " with " + guard->x.name + " near " +

@@ -29,8 +29,12 @@ void RequirePlausible(const std::string& family, const Curve& measured);
 /// may be percent, ordinates that go the wrong way.
 void NoteOddities(const std::string& family, const Curve& curve, std::vector<std::string>& notes);
 
+/// Ordinates of a fitted curve.
+using FittedOrdinates = std::function<std::vector<double>(const std::string& curve, const std::vector<double>& x)>;
+
 /// Notes on fitted curves that do within the measured range what no such material does.
-void NoteImpossible(const std::string& family, const Result& result, std::vector<std::string>& notes);
+void NoteImpossible(const std::string& family, const Result& result, const FittedOrdinates& ordinates,
+                    std::vector<std::string>& notes);
 
 /// Notes "curve NAME: text" that hold for several curves become one, "curves NAME, NAME: text", at the place of the
 /// first.

@@ -7,11 +7,9 @@
 #include <cstdint>
 
 #include "kernels/kernels.h"
-#include "solver/linalg/lapack.h"
 
 namespace Xem::Fit {
 
-using MaterialUtil::kLaneSumLength;
 using MaterialUtil::MatrixView;
 
 /// MINPACK's view of the problem: the free parameters only, and rotated points.
@@ -43,7 +41,6 @@ TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld
       released_(parameters.size()),
       columns_(residuals.PointCount() * parameters.size()),
       values_(residuals.PointCount()),
-      norms_(parameters.size()),
       rotated_(parameters.size() + 1),
       jacobian_(rotated_.size() * parameters.size()),
       point_(parameters.size()),
@@ -70,70 +67,40 @@ void TrustRegion::Rotate(std::span<double> residuals, MatrixView jacobian) {
     pointers_.push_back(column);
   }
   pointers_.push_back(values_.data());
-  if (RotateByProducts(residuals, jacobian)) return;
+  Triangularise();
 
   const auto columns = static_cast<std::int32_t>(pointers_.size());
-  const auto rows = static_cast<std::int32_t>(points);
-  if (rows_.Rows() != rows || rows_.Columns() != columns) rows_ = MaterialUtil::Matrix(rows, columns);
-  for (std::size_t k = 0; k < pointers_.size(); ++k) std::copy_n(pointers_[k], points, rows_.Column(k).begin());
-  MaterialUtil::Triangulariser(columns).Reduce(rows_.View());
-  jacobian.Fill(0.0);
-  std::fill(residuals.begin(), residuals.end(), 0.0);
-  for (std::int32_t row = 0; row < std::min(rows, columns); ++row) {
-    for (std::int32_t column = row; column < columns - 1; ++column) jacobian(row, column) = rows_(row, column);
-    residuals[static_cast<std::size_t>(row)] = rows_(row, columns - 1);
+  for (std::int32_t column = 0; column < columns; ++column) {
+    const double* const from = triangle_.data() + std::int64_t{column} * columns;
+    for (std::int32_t row = 0; row < columns; ++row) {
+      (column < columns - 1 ? jacobian(row, column) : residuals[static_cast<std::size_t>(row)]) = from[row];
+    }
   }
 }
 
-/// By the triangle of J^T J: where no column is nearly a combination of others, its error is far below what a step
-/// towards a minimum is known to, and the gradient keeps all of its digits. False where it is not so clear.
-bool TrustRegion::RotateByProducts(std::span<double> residuals, MatrixView jacobian) {
-  constexpr std::size_t kMost = 64;      // parameters; sums over lanes take room
-  constexpr double kIndependent = 1e-3;  // of a unit column that the ones before it leave
-  constexpr std::size_t kBlock = 512;    // points that stay in the cache
-  const std::size_t n = free_.size();
-  const std::size_t columns = n + 1;
-  if (n > kMost) return false;
+void TrustRegion::Triangularise() {
+  constexpr std::size_t kBlock = 512;  // rows that stay in the cache
   const auto& kernels = MaterialUtil::ForThisProcessor();
-  sums_.resize(columns * columns * kLaneSumLength);
-  products_.resize(columns * columns);
+  const std::size_t columns = pointers_.size();
   const std::size_t points = values_.size();
-  if (points == 0) return false;
+  triangle_.resize(columns * columns);
+  if (points <= kBlock) {
+    kernels.gramSchmidt(points, pointers_.data(), columns, triangle_.data());
+    return;
+  }
+  const std::size_t height = columns + kBlock;
+  block_.resize(height * columns);
+  blockColumns_.clear();
+  for (std::size_t k = 0; k < columns; ++k) blockColumns_.push_back(block_.data() + k * height);
   for (std::size_t first = 0; first < points; first += kBlock) {
-    if (first > 0) {
-      for (double*& column : pointers_) column += kBlock;
+    const std::size_t above = first == 0 ? 0 : columns;
+    const std::size_t rows = std::min(kBlock, points - first);
+    for (std::size_t k = 0; k < columns; ++k) {
+      std::copy_n(triangle_.data() + k * columns, above, blockColumns_[k]);
+      std::copy_n(pointers_[k] + first, rows, blockColumns_[k] + above);
     }
-    kernels.addProducts(std::min(kBlock, points - first), pointers_.data(), columns, sums_.data(), first == 0);
+    kernels.gramSchmidt(above + rows, blockColumns_.data(), columns, triangle_.data());
   }
-  for (double*& column : pointers_) column -= (points - 1) / kBlock * kBlock;
-  kernels.totals(sums_.data(), columns, 0, products_.data());
-
-  const auto product = [&](std::size_t i, std::size_t j) { return products_[i + j * columns]; };
-  jacobian.Fill(0.0);
-  for (std::size_t j = 0; j < n; ++j) {
-    norms_[j] = std::sqrt(product(j, j));
-    for (std::size_t i = 0; i < j; ++i) {
-      const double size = norms_[i] * norms_[j];
-      jacobian(i, j) = size == 0.0 ? 0.0 : product(i, j) / size;
-    }
-    jacobian(j, j) = 1.0;
-  }
-  if (!MaterialUtil::FactoriseCholesky(jacobian.Rows(0, static_cast<std::int32_t>(n)))) return false;
-  for (std::size_t j = 0; j < n; ++j) {
-    if (!(jacobian(j, j) > kIndependent)) return false;
-  }
-  double left = product(n, n);
-  for (std::size_t j = 0; j < n; ++j) {
-    double part = norms_[j] == 0.0 ? 0.0 : product(j, n) / norms_[j];
-    for (std::size_t i = 0; i < j; ++i) part -= jacobian(i, j) * residuals[i];
-    residuals[j] = part / jacobian(j, j);
-    left -= residuals[j] * residuals[j];
-  }
-  residuals[n] = std::sqrt(std::max(0.0, left));
-  for (std::size_t j = 0; j < n; ++j) {
-    for (std::size_t i = 0; i <= j; ++i) jacobian(i, j) *= norms_[j];
-  }
-  return true;
 }
 
 void TrustRegion::Expand(const double* free) {

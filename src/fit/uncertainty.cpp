@@ -6,8 +6,8 @@
 #include <limits>
 
 #include "fit/assemble.h"
-#include "fit/no_number.h"
 #include "fit/student.h"
+#include "kernels/kernels.h"
 #include "solver/linalg/lapack.h"
 
 namespace Xem::Fit {
@@ -16,6 +16,8 @@ namespace {
 using MaterialUtil::DecomposeSingular;
 using MaterialUtil::Matrix;
 using MaterialUtil::SingularValues;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Singular values of the column-scaled Jacobian below this part of the largest count as zero.
 constexpr double kRankTolerance = 1e-8;
@@ -54,7 +56,12 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
   shape.determined.assign(shape.free.size(), 0.0);
   if (points == 0 || n == 0) return shape;
 
-  const SingularValues svd = DecomposeSingular(std::move(scaled));
+  // Singular values and right vectors are those of the triangle.
+  Matrix triangle(n, n);
+  std::vector<double*> unit;
+  for (std::int32_t j = 0; j < n; ++j) unit.push_back(scaled.Column(j).data());
+  MaterialUtil::ForThisProcessor().gramSchmidt(points, unit.data(), unit.size(), triangle.Data());
+  const SingularValues svd = DecomposeSingular(std::move(triangle));
   // Sum of v v^T / s^2 over what the data see. The squares of a parameter's entries in those directions add up to 1
   // when it is determined and to less when a part of it lies in a direction that no point sees.
   for (std::int32_t k = 0; k < svd.s.Size(); ++k) {

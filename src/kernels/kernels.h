@@ -31,6 +31,14 @@ struct PronyArguments {
   const double* times;
 };
 
+/// Derivatives of a Prony series by one coefficient and its time, to become those by its share of a rest and the
+/// logarithm of the time.
+struct PronyShareColumns {
+  double* byCoefficient;
+  double* byTime;
+  double* byRest;  ///< what a larger rest gives to the terms that follow; becomes what it gives from this one on
+};
+
 /// Ogden series mu_1, alpha_1, mu_2, ... (testdata/strain_energy.h). `lateralExponent` is -1/2, -1 or -2, and no
 /// |alpha ln lambda| is above kLargestOgdenLogarithm.
 struct OgdenArguments {
@@ -80,6 +88,8 @@ struct Kernels {
   void (*exp)(std::size_t count, const double* x, double* result);
   void (*log)(std::size_t count, const double* x, double* result);
   void (*prony)(const PronyArguments& series, const KernelBlock& block);
+  /// `span` is what the coefficient can be at most, `share` what it takes of a larger rest.
+  void (*pronyShare)(std::size_t count, double span, double share, double time, const PronyShareColumns& columns);
   void (*ogden)(const OgdenArguments& series, const KernelBlock& block);
   void (*polynomial)(const PolynomialArguments& energy, const KernelBlock& block);
 
@@ -107,6 +117,10 @@ struct Kernels {
   /// with x as it was, unless every pivot of L D L^T is well clear of what rounding may make of it; a general
   /// factorisation then tells what the matrix is.
   bool (*solvePositiveDefinite)(std::size_t order, const double* a, double damping, double* x);
+
+  /// The triangle R of A = Q R, columnCount numbers a column with zeros below the diagonal, and in rows beyond those of
+  /// A. Overwrites A.
+  void (*gramSchmidt)(std::size_t count, double* const* columns, std::size_t columnCount, double* triangle);
 };
 
 /// The kernels for the processor at hand, which does not change.

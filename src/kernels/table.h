@@ -1,12 +1,14 @@
 #pragma once
 
 #include "kernels/elementary.h"
+#include "kernels/gram_schmidt_kernel.h"
 #include "kernels/least_squares_kernel.h"
 #include "kernels/ogden_kernel.h"
 #include "kernels/polynomial_kernel.h"
 #include "kernels/positive_definite_kernel.h"
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
+#include "kernels/prony_share_kernel.h"
 
 /// All kernels for the instruction set of the file that includes this.
 namespace Xem::MaterialUtil {
@@ -30,6 +32,7 @@ constexpr Kernels kTable{
     .exp = ExpOf,
     .log = LogOf,
     .prony = PronyBlock,
+    .pronyShare = PronyShare,
     .ogden = OgdenBlock,
     .polynomial = PolynomialBlock,
     .powerLawStrains = PowerLawStrains,
@@ -41,6 +44,7 @@ constexpr Kernels kTable{
     .addProducts = AddProducts,
     .totals = Totals,
     .solvePositiveDefinite = SolvePositiveDefinite,
+    .gramSchmidt = GramSchmidt,
 };
 
 }  // namespace

@@ -12,7 +12,6 @@
 namespace Xem::MaterialUtil {
 namespace {
 
-constexpr std::int32_t kMaximumIterations = 1000;
 constexpr std::int32_t kEnoughSmallChanges = 4;
 constexpr double kInitialDamping = 0.001;
 
@@ -285,7 +284,7 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   std::int32_t small = 0;
   std::int32_t rejectedInARow = 0;
 
-  for (iterations_ = 0; iterations_ < kMaximumIterations; ++iterations_) {
+  for (iterations_ = 0; iterations_ < mostIterations_; ++iterations_) {
     // Deliberate: small changes accumulate over the whole run; a large change does not reset the count.
     if (small == kEnoughSmallChanges) return 0;
     std::ranges::copy(accepted.gradient, step.begin());

@@ -38,6 +38,9 @@ class LevenbergMarquardtMethod {
 
   void SetArithmetic(Arithmetic arithmetic) { arithmetic_ = arithmetic; }
 
+  /// Ends runs sooner than after 1000 iterations; for callers that only want to come near.
+  void SetMostIterations(std::int32_t most) { mostIterations_ = most; }
+
   /// Takes the caller's mask; the number of its zeros becomes the free count.
   void SetMask(const FixedTermMask& mask);
 
@@ -94,6 +97,7 @@ class LevenbergMarquardtMethod {
   const Kernels& kernels_;
   Arithmetic arithmetic_ = Arithmetic::Vectorised;
   std::int32_t iterations_ = 0;
+  std::int32_t mostIterations_ = 1000;
 
   // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
   // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run.

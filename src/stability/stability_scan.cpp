@@ -4,10 +4,13 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <vector>
 
+#include "kernels/kernels.h"
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/numbers.h"
 #include "stability/blatz_ko_tangent.h"
+#include "stability/ogden_scan.h"
 #include "stability/ogden_tangent.h"
 #include "stability/polynomial_tangent.h"
 #include "testdata/strain_energy.h"
@@ -46,42 +49,31 @@ bool IsClearlyPositiveDefinite(const Matrix& a) {
   return true;
 }
 
-/// The tangent at one stretch after another, with work arrays made once.
-class Probe {
- public:
-  explicit Probe(const XemMaterialStabilityBase& model) : model_(model) {}
+/// What does not depend on the model: the states on one side of the undeformed one, as far as any scan goes.
+struct ScannedSide {
+  std::vector<double> stretches;
+  std::vector<double> logarithms;
+  std::array<std::vector<double>, kScannedModes.size()> shearFactors;
+  std::vector<double> middleFactors;
 
-  bool IsUnstable(IsochoricDeformation deformation, double stretch) {
-    const std::array<double, 3> stretches = deformation(stretch);
-    for (std::size_t i = 0; i < 3; ++i) {
-      gradient_(i, i) = stretches[i];
+  // Deliberate: both scans step by repeated addition, so strains are not exact multiples of the step.
+  ScannedSide(double step, double farthest) {
+    for (double stretch = 1.0 + step; step * (farthest - stretch) >= 0.0; stretch += step) stretches.push_back(stretch);
+    logarithms.resize(stretches.size());
+    ForThisProcessor().log(stretches.size(), stretches.data(), logarithms.data());
+    for (const double stretch : stretches) {
+      // Of two stretches a and b by (a / b)^2.
+      const auto factor = [](double ratio) { return 0.5 * (ratio + 1.0) / (ratio - 1.0); };
+      const double square = stretch * stretch;
+      shearFactors[0].push_back(factor(square * stretch));
+      shearFactors[1].push_back(factor(square * square * square));
+      shearFactors[2].push_back(factor(square * square));
+      middleFactors.push_back(factor(square));
     }
-    model_.ComputeTangent(gradient_, tangent_, stress_, 1.0, 0.0, 0.0);
-    return !IsClearlyPositiveDefinite(tangent_) && eigenvalues_.Compute(tangent_).front() < 0.0;
   }
-
- private:
-  const XemMaterialStabilityBase& model_;
-  Matrix gradient_{3, 3};
-  Matrix tangent_{6, 6};
-  Vector6 stress_{};
-  SymmetricEigenvalues eigenvalues_{6};
 };
 
-// Deliberate: both scans step by repeated addition, so strains are not exact multiples of the step.
-double ScanCompression(Probe& probe, IsochoricDeformation deformation, double lowest) {
-  for (double stretch = 0.99; stretch >= lowest; stretch -= kScanStep) {
-    if (probe.IsUnstable(deformation, stretch)) return stretch - 1.0;
-  }
-  return 0.0;
-}
-
-double ScanTension(Probe& probe, IsochoricDeformation deformation, double highest) {
-  for (double stretch = 1.01; stretch <= highest; stretch += kScanStep) {
-    if (probe.IsUnstable(deformation, stretch)) return stretch - 1.0;
-  }
-  return 0.0;
-}
+constexpr std::array kLateralExponents{-0.5, -2.0, -1.0};
 
 Matrix3 Small(const Matrix& matrix) {
   Matrix3 small{};
@@ -116,17 +108,59 @@ std::array<double, 3> UniaxialStretches(double stretch) {
 std::array<double, 3> EquibiaxialStretches(double stretch) { return {stretch, stretch, 1.0 / (stretch * stretch)}; }
 std::array<double, 3> PureShearStretches(double stretch) { return {stretch, 1.0, 1.0 / stretch}; }
 
+/// The tangent at one stretch after another, with work arrays made once.
+class XemMaterialStabilityBase::Probe {
+ public:
+  explicit Probe(const XemMaterialStabilityBase& model) : model_(model) {}
+
+  bool IsUnstable(IsochoricDeformation deformation, double stretch) {
+    const std::array<double, 3> stretches = deformation(stretch);
+    for (std::size_t i = 0; i < 3; ++i) {
+      gradient_(i, i) = stretches[i];
+    }
+    model_.ComputeTangent(gradient_, tangent_, stress_, 1.0, 0.0, 0.0);
+    return !IsClearlyPositiveDefinite(tangent_) && eigenvalues_.Compute(tangent_).front() < 0.0;
+  }
+
+ private:
+  const XemMaterialStabilityBase& model_;
+  Matrix gradient_{3, 3};
+  Matrix tangent_{6, 6};
+  Vector6 stress_{};
+  SymmetricEigenvalues eigenvalues_{6};
+};
+
+double XemMaterialStabilityBase::Scan(ScannedMode mode, bool tension, double limit, Probe& probe) const {
+  static const ScannedSide kSides[] = {{-kScanStep, 1.0 + kLowestPolynomialStrain}, {kScanStep, 1.0 + kHighestStrain}};
+  const ScannedSide& side = kSides[tension ? 1 : 0];
+  const auto m = static_cast<std::size_t>(mode);
+  bool clear[kScannedAtOnce]{};
+  for (std::size_t first = 0; first < side.stretches.size(); first += kScannedAtOnce) {
+    const std::size_t count = std::min(kScannedAtOnce, side.stretches.size() - first);
+    const auto part = [&](const std::vector<double>& all) { return std::span(all).subspan(first, count); };
+    const ScannedStates states{mode, kLateralExponents[m], part(side.logarithms), part(side.shearFactors[m]),
+                               part(side.middleFactors)};
+    if (markClear_) markClear_(*this, states, {clear, count});
+    for (std::size_t i = 0; i < count; ++i) {
+      const double stretch = side.stretches[first + i];
+      if (!(tension ? stretch <= limit : stretch >= limit)) return 0.0;
+      if (!clear[i] && probe.IsUnstable(kScannedModes[m], stretch)) return stretch - 1.0;
+    }
+  }
+  return 0.0;
+}
+
 void XemMaterialStabilityBase::CheckStability(double lower, double upper) {
   const double lowestStretch = 1.0 + (lower < 0.0 ? std::max(lower, lowest_) : lowest_);
   const double highestStretch = 1.0 + (upper > 0.0 ? std::min(upper, kHighestStrain) : kHighestStrain);
   Probe probe(*this);
   limits_ = {};
-  limits_.uniaxialCompression = ScanCompression(probe, UniaxialStretches, lowestStretch);
-  limits_.uniaxialTension = ScanTension(probe, UniaxialStretches, highestStretch);
-  limits_.equibiaxialCompression = ScanCompression(probe, EquibiaxialStretches, lowestStretch);
-  limits_.equibiaxialTension = ScanTension(probe, EquibiaxialStretches, highestStretch);
-  limits_.pureShearCompression = ScanCompression(probe, PureShearStretches, lowestStretch);
-  limits_.pureShearTension = ScanTension(probe, PureShearStretches, highestStretch);
+  limits_.uniaxialCompression = Scan(ScannedMode::Uniaxial, false, lowestStretch, probe);
+  limits_.uniaxialTension = Scan(ScannedMode::Uniaxial, true, highestStretch, probe);
+  limits_.equibiaxialCompression = Scan(ScannedMode::Equibiaxial, false, lowestStretch, probe);
+  limits_.equibiaxialTension = Scan(ScannedMode::Equibiaxial, true, highestStretch, probe);
+  limits_.pureShearCompression = Scan(ScannedMode::PureShear, false, lowestStretch, probe);
+  limits_.pureShearTension = Scan(ScannedMode::PureShear, true, highestStretch, probe);
 }
 
 XemMaterialStabilityPolynomial::XemMaterialStabilityPolynomial(std::int32_t order)
@@ -144,7 +178,12 @@ void XemMaterialStabilityPolynomial::SetParameters(std::span<const double> coeff
 }
 
 XemMaterialStabilityOgden::XemMaterialStabilityOgden(std::int32_t terms)
-    : XemMaterialStabilityBase(kLowestOgdenStrain),
+    : XemMaterialStabilityBase(
+          kLowestOgdenStrain,
+          [](const XemMaterialStabilityBase& model, const ScannedStates& states, std::span<bool> clear) {
+            const auto& ogden = static_cast<const XemMaterialStabilityOgden&>(model);
+            MarkClearlyStable(ogden.pairs_, ogden.volumetric_, states, clear);
+          }),
       terms_(terms),
       pairs_(CheckedParameterCount(2 * std::int64_t{terms})) {}
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -31,6 +32,19 @@ inline constexpr std::array<IsochoricDeformation, 3> kScannedModes{UniaxialStret
 /// The scan goes outwards in such steps of the nominal strain.
 inline constexpr double kScanStep = 0.01;
 
+/// Consecutive states of a scan in one mode, whose principal stretches are the stretch of the mode, the same to the
+/// power of `lateralExponent`, and one of these again or, in pure shear, 1.
+enum class ScannedMode { Uniaxial, Equibiaxial, PureShear };
+inline constexpr std::size_t kScannedAtOnce = 64;
+struct ScannedStates {
+  ScannedMode mode;
+  double lateralExponent;
+  std::span<const double> logStretches;
+  /// (a^2 + b^2) / (a^2 - b^2) / 2 of the first two principal stretches, and of the first and 1.
+  std::span<const double> shearFactors;
+  std::span<const double> middleFactors;
+};
+
 /// Scans uniaxial, equibiaxial and pure-shear deformations, isochoric, in compression and tension for the first nominal
 /// strain at which the tangent is not positive definite (Drucker 1959). Virtual operations stand in slot order.
 class XemMaterialStabilityBase {
@@ -49,13 +63,22 @@ class XemMaterialStabilityBase {
   const StabilityLimits& Limits() const { return limits_; }
 
  protected:
+  /// Marks states that are stable by far more than rounding, for which no tangent is computed: a model that can tell
+  /// this of many states at once spares most of its scan.
+  using MarkClear = void (*)(const XemMaterialStabilityBase& model, const ScannedStates& states, std::span<bool> clear);
+
   /// `lowest` is the widest lower limit of the model.
-  explicit XemMaterialStabilityBase(double lowest) : lowest_(lowest) {}
+  explicit XemMaterialStabilityBase(double lowest, MarkClear markClear = nullptr)
+      : lowest_(lowest), markClear_(markClear) {}
   ~XemMaterialStabilityBase() = default;
 
  private:
+  class Probe;
+  double Scan(ScannedMode mode, bool tension, double limit, Probe& probe) const;
+
   double lowest_;
   StabilityLimits limits_;
+  MarkClear markClear_;  // not a slot
 };
 
 class XemMaterialStabilityPolynomial final : public XemMaterialStabilityBase {

@@ -1,5 +1,6 @@
 #include "testfunctions/scaled_test_function.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -22,6 +23,7 @@ ScaledTestFunction::ScaledTestFunction(boost::shared_ptr<XemMaterialTestFunction
   curve_.abscissa = inner_->Stretch();
   curve_.measured = inner_->Stress();
   compared_ = std::move(compared);
+  plain_ = std::ranges::all_of(factors_.Span(), [](double factor) { return factor == 1.0; });
 }
 
 bool ScaledTestFunction::EnforceParameterConstraints(std::int32_t termCount, std::span<double> parameters) const {
@@ -36,6 +38,7 @@ void ScaledTestFunction::LinearDesignRows(std::span<const double> nonlinear, Mat
 void ScaledTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
                                   std::span<double> model, MatrixView derivatives) const {
   inner_->EvaluateBlock(termCount, parameters, first, model, derivatives);
+  if (plain_) return;
   const auto factors = factors_.Span().subspan(first, model.size());
   ForThisProcessor().multiply(factors.size(), factors.data(), model.data());
   MultiplyColumns(derivatives, factors);

@@ -24,6 +24,7 @@ class ScaledTestFunction : public BlockTestFunction {
  private:
   boost::shared_ptr<XemMaterialTestFunctionBase> inner_;
   Vector factors_;
+  bool plain_;  // every factor is 1
 };
 
 }  // namespace Xem::MaterialUtil

@@ -135,15 +135,17 @@ bool XemMaterialCreepType300::EnforceParameterConstraints(std::int32_t, std::spa
 void XemMaterialCreepType300::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(
       points, [](const _T_FUNT_BASE& point) { return point.first > 0.0; }, AsItStands);
+  logTimes_ = curve_.abscissa;
+  for (double& time : logTimes_) time = std::log(time);
 }
 
 void XemMaterialCreepType300::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                        std::span<double> model, MatrixView derivatives) const {
+  const CreepAtStress law(parameters, stress_);
   EvaluateByPoint<kCreepConstants>(
-      first, model, derivatives,
-      [&](std::int32_t point) { return CreepStrain(parameters, stress_, curve_.abscissa[point]); },
+      first, model, derivatives, [&](std::int32_t point) { return law.Strain(curve_.abscissa[point]); },
       [&](std::int32_t point, std::span<double> gradient) {
-        return CreepGradient(parameters, stress_, curve_.abscissa[point], gradient);
+        return law.Gradient(curve_.abscissa[point], logTimes_[point], gradient);
       });
 }
 

@@ -61,6 +61,7 @@ class XemMaterialCreepType300 final : public BlockTestFunction {
 
  private:
   double stress_ = 0.0;
+  Vector logTimes_;
 };
 
 /// Fits all constants that take part at once, with relative residuals and tolerance 1e-8, each from 1. `constants` has

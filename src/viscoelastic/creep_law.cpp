@@ -58,25 +58,32 @@ bool MakePositive(double& value) {
 
 }  // namespace
 
-double CreepStrain(std::span<const double> c, double stress, double time) {
-  return c[kC1] * std::pow(stress, c[kC2]) * std::pow(time, c[kC4]) + c[kC5] * std::pow(stress, c[kC6]) * time;
-}
+CreepAtStress::CreepAtStress(std::span<const double> c, double stress)
+    : timeExponent_(c[kC4]),
+      logStress_(std::log(stress)),
+      stressToC2_(std::pow(stress, c[kC2])),
+      stressToC6_(std::pow(stress, c[kC6])),
+      primary_(c[kC1] * stressToC2_),
+      secondary_(c[kC5] * stressToC6_) {}
 
-double CreepGradient(std::span<const double> c, double stress, double time, std::span<double> gradient) {
-  const double logStress = std::log(stress);
-  const double stressToC2 = std::pow(stress, c[kC2]);
-  const double timeToC4 = std::pow(time, c[kC4]);
-  const double stressToC6 = std::pow(stress, c[kC6]);
-  const double primary = c[kC1] * stressToC2 * timeToC4;
-  const double secondary = c[kC5] * stressToC6 * time;
-  gradient[kC1] = stressToC2 * timeToC4;
-  gradient[kC2] = primary * logStress;
+double CreepAtStress::Strain(double time) const { return primary_ * std::pow(time, timeExponent_) + secondary_ * time; }
+
+double CreepAtStress::Gradient(double time, double logTime, std::span<double> gradient) const {
+  const double timeToC4 = std::pow(time, timeExponent_);
+  const double primary = primary_ * timeToC4;
+  const double secondary = secondary_ * time;
+  gradient[kC1] = stressToC2_ * timeToC4;
+  gradient[kC2] = primary * logStress_;
   gradient[kC3] = 0.0;
-  gradient[kC4] = primary * std::log(time);
-  gradient[kC5] = stressToC6 * time;
-  gradient[kC6] = secondary * logStress;
+  gradient[kC4] = primary * logTime;
+  gradient[kC5] = stressToC6_ * time;
+  gradient[kC6] = secondary * logStress_;
   gradient[kC7] = 0.0;
   return primary + secondary;
+}
+
+double CreepStrain(std::span<const double> constants, double stress, double time) {
+  return CreepAtStress(constants, stress).Strain(time);
 }
 
 bool ConstrainCreep(std::span<double> c) {

@@ -17,14 +17,30 @@ inline constexpr int kCreepConstants = 7;
 /// Where the constants stand.
 enum CreepConstant : int { kC1 = 0, kC2 = 1, kC3 = 2, kC4 = 3, kC5 = 4, kC6 = 5, kC7 = 6 };
 
-// Deliberate: products are formed from left to right, C1 s^C2 before t^C4, in the strain and in its derivatives: the
-// iterative fit of all constants is singular but for rounding, so that the last bit decides where it ends.
-double CreepStrain(std::span<const double> constants, double stress, double time);
-
-/// Fills the first seven entries of `gradient` and returns the strain:
+/// The law at one stress, whose powers are formed once.
+///
 ///   d/dC1 = s^C2 t^C4,  d/dC2 = C1 s^C2 t^C4 ln s,  d/dC4 = C1 s^C2 t^C4 ln t,
 ///   d/dC5 = s^C6 t,     d/dC6 = C5 s^C6 t ln s,     d/dC3 = d/dC7 = 0.
-double CreepGradient(std::span<const double> constants, double stress, double time, std::span<double> gradient);
+// Deliberate: products are formed from left to right, C1 s^C2 before t^C4, in the strain and in its derivatives: the
+// iterative fit of all constants is singular but for rounding, so that the last bit decides where it ends.
+class CreepAtStress {
+ public:
+  CreepAtStress(std::span<const double> constants, double stress);
+
+  double Strain(double time) const;
+  /// Fills the first seven entries of `gradient` and returns the strain. `logTime` is ln t.
+  double Gradient(double time, double logTime, std::span<double> gradient) const;
+
+ private:
+  double timeExponent_;
+  double logStress_;
+  double stressToC2_;
+  double stressToC6_;
+  double primary_;    ///< C1 s^C2
+  double secondary_;  ///< C5 s^C6
+};
+
+double CreepStrain(std::span<const double> constants, double stress, double time);
 
 /// Admissible region: C1, C5 >= 0; C2 within 1.0001 ... 7.999; C4 within 0.20001 ... 2. True when anything changed.
 /// The bounds 1.0001 ... 7.999 of C6 end up in C4.

@@ -2,11 +2,13 @@
 #include <limits>
 #include <ostream>
 #include <random>
+#include <vector>
 
 #include "solver/linalg/lapack.h"
 #include "stability/blatz_ko_tangent.h"
 #include "stability/ogden_tangent.h"
 #include "stability/polynomial_tangent.h"
+#include "stability/stability_scan.h"
 #include "stability/symmetric3.h"
 #include "stability/volumetric_energy.h"
 #include "support/near.h"
@@ -172,6 +174,53 @@ TEST_P(TangentLaw, StiffnessIsTheDerivativeOfTheStress) {
       }
     }
   }
+}
+
+/// Ogden's tangents, each of them computed.
+class EveryTangent final : public XemMaterialStabilityBase {
+ public:
+  explicit EveryTangent(std::int32_t terms) : XemMaterialStabilityBase(-0.5), ogden_(terms) {}
+  void ComputeTangent(const Matrix& f, Matrix& tangent, std::span<double> stress, double a, double b,
+                      double c) const override {
+    ogden_.ComputeTangent(f, tangent, stress, a, b, c);
+  }
+  void SetParameters(std::span<const double> pairs, std::span<const double> volumetric) override {
+    ogden_.SetParameters(pairs, volumetric);
+  }
+
+ private:
+  XemMaterialStabilityOgden ogden_;
+};
+
+TEST(StabilityScan, StatesThatNeedNoTangentAreStable) {
+  std::mt19937 random(5);
+  const auto draw = [&](double from, double to) { return std::uniform_real_distribution<double>(from, to)(random); };
+  int limited = 0;
+  for (int trial = 0; trial < 150; ++trial) {
+    const std::int32_t terms = 1 + trial % 3;
+    std::vector<double> pairs;
+    for (std::int32_t k = 0; k < terms; ++k) {
+      const double alpha = trial % 5 == 0 ? draw(-25.0, 25.0) : draw(-6.0, 6.0);
+      // Terms that pull against each other, by little or by much.
+      pairs.insert(pairs.end(), {(k == 0 ? 1.0 : draw(-0.3, 0.5)) * (alpha < 0.0 ? -1.0 : 1.0), alpha});
+    }
+    const std::vector<double> volumetric{trial % 7 == 0 ? 1e9 : draw(0.0, 100.0)};
+    XemMaterialStabilityOgden quick(terms);
+    EveryTangent slow(terms);
+    for (XemMaterialStabilityBase* model :
+         {static_cast<XemMaterialStabilityBase*>(&quick), static_cast<XemMaterialStabilityBase*>(&slow)}) {
+      model->SetParameters(pairs, volumetric);
+      model->CheckStability(-1.0, 10.0);
+    }
+    for (double StabilityLimits::*limit :
+         {&StabilityLimits::uniaxialCompression, &StabilityLimits::equibiaxialCompression,
+          &StabilityLimits::pureShearCompression, &StabilityLimits::uniaxialTension,
+          &StabilityLimits::equibiaxialTension, &StabilityLimits::pureShearTension}) {
+      EXPECT_EQ(quick.Limits().*limit, slow.Limits().*limit) << trial;
+      limited += slow.Limits().*limit != 0.0 ? 1 : 0;
+    }
+  }
+  EXPECT_GT(limited, 100);
 }
 
 TEST(Symmetric3, ReproducesMatricesWithDistinctAndRepeatedEigenvalues) {

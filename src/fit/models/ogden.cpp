@@ -11,6 +11,7 @@
 #include "fit/assemble.h"
 #include "fit/linear_model.h"
 #include "fit/models/models.h"
+#include "fit/models/ogden_trials.h"
 #include "fit/models/rubber.h"
 #include "fit/models/shear_stress_function.h"
 #include "hyperelastic/export_fits.h"
@@ -192,7 +193,7 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
   std::vector<Minimum> minima;
   const auto follow = [&](const std::vector<double>& start) {
     try {
-      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}, kComparedEvaluations));
+      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}, {kComparedEvaluations}));
       return true;
     } catch (const Error&) {
       return false;
@@ -252,23 +253,33 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
                                     const Options& options) {
   std::vector<Minimum> minima;
   double shearModulus = std::numeric_limits<double>::infinity();
+  const Problem oneTerm = MakeOgdenProblem(screened, 1, unit, options);
+  OgdenTrials trials(oneTerm);
   for (int count = 1; count <= terms; ++count) {
     std::vector<std::vector<double>> shorter = Different(minima);
     if (shorter.empty()) shorter.emplace_back();
     const Problem problem = MakeOgdenProblem(screened, count, unit, options);
     // What was learnt with a term less and what was not: a good pair of exponents often contains neither of the best
     // one.
-    const std::vector<double> none(problem.parameters.size(), 0.0);
     std::vector<Start> tried;
-    for (const auto& pattern : kPatterns) tried.push_back(FromExponents(problem, none, pattern));
+    const auto attempt = [&](std::vector<double> pairs) {
+      const double objective = trials.FitModuli(pairs);
+      tried.push_back(std::isnan(objective) ? WithBestModuli(problem, std::move(pairs))
+                                            : Start{std::move(pairs), objective});
+    };
+    for (const auto& pattern : kPatterns) {
+      std::vector<double> pairs(problem.parameters.size(), 0.0);
+      for (std::size_t k = 1; k < pairs.size(); k += 2) pairs[k] = pattern[k / 2];
+      attempt(std::move(pairs));
+    }
     for (const double exponent : kTriedExponents) {
       for (std::vector<double> extended : shorter) {
         extended.insert(extended.end(), {0.0, exponent});
-        tried.push_back(WithBestModuli(problem, std::move(extended)));
+        attempt(std::move(extended));
       }
       // A pair is soon tried with every other exponent, whatever a single term does.
       for (const double other : kTriedExponents) {
-        if (count == 2 && other < exponent) tried.push_back(WithBestModuli(problem, {0.0, other, 0.0, exponent}));
+        if (count == 2 && other < exponent) attempt({0.0, other, 0.0, exponent});
       }
     }
     std::vector<std::vector<double>> starts = BestOf(std::move(tried), kRefined);

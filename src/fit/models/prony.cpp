@@ -33,7 +33,12 @@ constexpr int kMostTermsInChain = 12;
 constexpr double kNoiseAroundZero = 0.05;
 
 /// Enough for every series that the data support; a series with too many terms could creep on for ever.
-constexpr int kRankingEvaluations = 300;
+constexpr Effort kRanking{.evaluations = 300, .iterations = 60};
+
+/// A misfit below this part of the curve, of their sums of squares, is no scatter of a measurement: such curves were
+/// computed, and have narrow valleys that are worth any number of steps.
+constexpr double kNoScatter = 1e-9;
+constexpr Effort kRankingWithoutScatter{.evaluations = 300};
 
 /// A fitted series: coordinates of PronyShares, and the modulus where it is free.
 struct SeriesFit {
@@ -71,7 +76,7 @@ class PronyFitter {
 
   /// The best minimum from starts g_1 ... g_n, tau_1 ... tau_n.
   SeriesFit Fit(const std::vector<FreeOrHeld>& series, const std::vector<std::vector<double>>& starts,
-                int mostEvaluations = 0) const {
+                const Effort& effort = {}) const {
     const Problem problem = MakeProblem(series);
     const PronyShares shares = SharesOf(series);
     std::vector<std::vector<double>> coordinates;
@@ -81,7 +86,7 @@ class PronyFitter {
     }
     SeriesFit fit;
     fit.terms = static_cast<int>(shares.Terms());
-    fit.minimum = Minimise(problem, coordinates, mostEvaluations);
+    fit.minimum = Minimise(problem, coordinates, effort);
     // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
     const double points = problem.PointCount();
     const double floor = points * (kRounding * curve_.weight) * (kRounding * curve_.weight);
@@ -91,6 +96,12 @@ class PronyFitter {
   }
 
   const Curve& Points() const { return curve_; }
+  /// What a misfit is compared with.
+  double SumOfSquares() const {
+    double sum = 0.0;
+    for (const double y : curve_.y) sum += residual_ == Residual::Relative ? 1.0 : y * y;
+    return curve_.weight * curve_.weight * sum;
+  }
   const LogRange& Range() const { return range_; }
   Residual Kind() const { return residual_; }
   bool Raw() const { return modulus_ == Modulus::Free; }
@@ -181,7 +192,11 @@ class SeriesSearch {
     if (terms > 1 && terms <= kMostTermsInChain) AddSplits(With(terms - 1), starts);
     // A series with more terms than the data have lines wanders along a valley without a floor. To rank it, where it
     // stands after this many evaluations is enough.
-    fit = fitter_.Fit(SeriesParameters(terms, fitter_.Range(), fitter_.Raw()), starts, kRankingEvaluations);
+    const std::vector<FreeOrHeld> series = SeriesParameters(terms, fitter_.Range(), fitter_.Raw());
+    fit = fitter_.Fit(series, starts, kRanking);
+    if (fit->minimum.objective <= kNoScatter * fitter_.SumOfSquares()) {
+      fit = fitter_.Fit(series, starts, kRankingWithoutScatter);
+    }
     return *fit;
   }
 
@@ -429,11 +444,11 @@ Curve ScreenRelaxation(const RelaxationData& data, double& modulus, std::vector<
       curve, "modulus",
       [&](double time, double value) -> std::string {
         const double ratio = value / modulus;
-        const std::string shown = Text(held ? ratio : value);
+        const auto shown = [&] { return what + Text(held ? ratio : value); };
         if (time == referenceTime && ratio == 1.0) return "the point that the curve is normalised by";
         if (time <= 0.0) return "time " + Text(time) + " is not positive";
-        if (held && ratio >= 1.0) return what + shown + " is not below 1";
-        if (ratio < -kNoiseAroundZero) return what + shown + " is below 0";
+        if (held && ratio >= 1.0) return shown() + " is not below 1";
+        if (ratio < -kNoiseAroundZero) return shown() + " is below 0";
         return {};
       },
       1, dropped);
@@ -566,6 +581,15 @@ class PronyFit final : public ModelFit {
       if (called != name) throw Error(ErrorKind::BadInput, "there is no curve " + called);
       return series.At(time);
     };
+  }
+
+  std::vector<double> Ordinates(const std::vector<double>& parameters, const std::string&,
+                                std::span<const double> times) const override {
+    const Series series = Series::Of(parameters);
+    std::vector<double> moduli(times.size());
+    PronyModuli(series.ratios, times, moduli, {});
+    for (double& modulus : moduli) modulus *= series.modulus;
+    return moduli;
   }
 
   void Complete(const Minimum& minimum, Result& result) override {

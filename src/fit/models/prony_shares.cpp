@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "kernels/kernels.h"
 #include "viscoelastic/prony.h"
 
 namespace Xem::Fit {
@@ -72,46 +73,34 @@ std::vector<double> PronyShares::FromSeries(std::span<const double> series) cons
   return coordinates;
 }
 
-void PronyShares::Derivatives(std::span<const double> coordinates, std::span<double> derivatives) const {
-  const std::size_t n = Terms();
-  std::fill(derivatives.begin(), derivatives.end(), 0.0);
-  // Raising one share takes from every later term: the matrix is lower triangular.
-  const double whole = Whole(coordinates);
-  double rest = whole;  // before term j
-  for (std::size_t j = 0; j < n; ++j) {
-    if (terms_[j].held) continue;
-    const double own = Span(j, rest);
-    derivatives[j * n + j] = own;
-    double later = rest - coordinates[j] * own;  // before term i
-    rest = later;
-    double slope = -own;  // derivative of what is left after term j
-    for (std::size_t i = j + 1; i < n; ++i) {
-      if (terms_[i].held) continue;
-      const double span = Span(i, later);
-      // A term at its upper bound takes no more of a larger rest.
-      if (span == later) {
-        derivatives[i * n + j] = coordinates[i] * slope;
-        slope *= 1.0 - coordinates[i];
-      }
-      later -= coordinates[i] * span;
-    }
-  }
-}
-
 void PronyShares::MoveToShares(std::span<const double> coordinates, std::span<const double> series,
                                MatrixView derivatives) const {
   const std::size_t n = Terms();
-  byShares_.resize(n * n);
-  // The chain rule in place: column j needs the columns from j on, which are still those of the series.
-  Derivatives(coordinates, byShares_);
-  for (std::size_t j = 0; j < n; ++j) {
-    const std::span<double> column = derivatives.Column(j);
-    for (double& entry : column) entry *= byShares_[j * n + j];
-    for (std::size_t k = j + 1; k < n; ++k) {
-      const std::span<const double> later = derivatives.Column(k);
-      for (std::size_t i = 0; i < column.size(); ++i) column[i] += later[i] * byShares_[k * n + j];
+  spans_.resize(n);
+  double rest = Whole(coordinates);
+  shareOfRest_.assign(n, 0.0);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (terms_[i].held) continue;
+    spans_[i] = Span(i, rest);
+    // A term at its upper bound takes no more of a larger rest.
+    if (spans_[i] == rest) shareOfRest_[i] = coordinates[i];
+    rest -= coordinates[i] * spans_[i];
+  }
+  // From the last term back, what the model gains from a larger rest is known: a share of it as the term's own, and
+  // what is left as a larger rest for those that follow. Raising a share gives to its own term and takes from that
+  // rest.
+  const std::size_t points = derivatives.Column(0).size();
+  byRest_.assign(points, 0.0);
+  for (std::size_t j = n; j-- > 0;) {
+    double* const column = derivatives.Column(j).data();
+    double* const byTime = derivatives.Column(n + j).data();
+    if (terms_[j].held) {
+      for (std::size_t i = 0; i < points; ++i) byTime[i] *= series[n + j];
+      std::fill_n(column, points, 0.0);
+      continue;
     }
-    for (double& entry : derivatives.Column(n + j)) entry *= series[n + j];
+    MaterialUtil::ForThisProcessor().pronyShare(points, spans_[j], shareOfRest_[j], series[n + j],
+                                                {column, byTime, byRest_.data()});
   }
 }
 

@@ -33,8 +33,6 @@ class PronyShares {
   void ToSeries(std::span<const double> coordinates, std::span<double> series) const;
   /// Coordinates of a series; coefficients outside the region are brought to its border.
   std::vector<double> FromSeries(std::span<const double> series) const;
-  /// `derivatives` (n x n, row i): d g_i / d u_j; zero for j > i.
-  void Derivatives(std::span<const double> coordinates, std::span<double> derivatives) const;
   /// The chain rule in place: from columns of coefficients and times, of that `series`, to those of coordinates.
   void MoveToShares(std::span<const double> coordinates, std::span<const double> series,
                     MaterialUtil::MatrixView derivatives) const;
@@ -46,7 +44,10 @@ class PronyShares {
   double Span(std::size_t term, double rest) const;
 
   std::vector<Coefficient> terms_;
-  mutable std::vector<double> byShares_;  // work space of one fit, which runs on one thread
+  // Work space of one fit, which runs on one thread.
+  mutable std::vector<double> spans_;
+  mutable std::vector<double> shareOfRest_;
+  mutable std::vector<double> byRest_;
 };
 
 /// A relaxation curve against the series in those coordinates, times an instantaneous modulus where one more coordinate
