@@ -13,6 +13,8 @@ namespace {
 
 #define XEM_INLINE inline __attribute__((always_inline))
 #define XEM_INLINE_LAMBDA __attribute__((always_inline))
+/// Before a loop that stays one: unrolled, its constants would not fit into the registers.
+#define XEM_LOOP _Pragma("GCC unroll 1")
 
 inline constexpr std::size_t kLanes = XEM_LANES;
 typedef double V __attribute__((vector_size(sizeof(double) * kLanes)));
