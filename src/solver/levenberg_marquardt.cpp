@@ -16,8 +16,21 @@ constexpr std::int32_t kMaximumIterations = 1000;
 constexpr std::int32_t kEnoughSmallChanges = 4;
 constexpr double kInitialDamping = 0.001;
 
-/// After this many rejected steps in a row another one is likely to be rejected, too.
-constexpr std::int32_t kUnlikely = 2;
+/// Whether the next step is likely to be accepted. Damping falls after an accepted step, so that a run that has found
+/// its damping accepts and rejects in turns: what followed an accepted step the last time will do so again. After two
+/// rejected steps a third is likely.
+class Expectation {
+ public:
+  bool Accepted() const { return rejectedInARow_ == 0 ? lastWasFollowedByAnother_ : rejectedInARow_ < 2; }
+  void Learn(bool accepted) {
+    if (rejectedInARow_ == 0) lastWasFollowedByAnother_ = accepted;
+    rejectedInARow_ = accepted ? 0 : rejectedInARow_ + 1;
+  }
+
+ private:
+  bool lastWasFollowedByAnother_ = true;
+  std::int32_t rejectedInARow_ = 0;
+};
 
 /// A relative threshold for sums of squares above 1, an absolute one below.
 double SmallChange(double tolerance, double sumOfSquares) {
@@ -283,7 +296,7 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   double error = Pass(trial, &accepted, nullptr);
   double damping = kInitialDamping;
   std::int32_t small = 0;
-  std::int32_t rejectedInARow = 0;
+  Expectation expectation;
 
   for (iterations_ = 0; iterations_ < kMaximumIterations; ++iterations_) {
     // Deliberate: small changes accumulate over the whole run; a large change does not reset the count.
@@ -293,11 +306,12 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
     ApplyStep(parameters, mask_, step, trial);
     EnforceConstraints(trial);
 
-    // Equations cost little beside the sum of squares, and nothing when the trial is accepted.
-    const bool withEquations = !large && rejectedInARow < kUnlikely;
+    // Equations cost a third of a pass, and nothing when the trial is accepted.
+    const bool withEquations = !large && expectation.Accepted();
     const EarlyEnd earlyEnd{error, tolerance};
     const double trialError = Pass(trial, withEquations ? &tried : nullptr, &earlyEnd);
     if (SmallChange(tolerance, trialError) > std::abs(trialError - error)) ++small;
+    expectation.Learn(trialError < error);
     if (trialError < error) {
       std::ranges::copy(trial, parameters.begin());
       if (small == kEnoughSmallChanges) {
@@ -308,10 +322,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
       if (!withEquations) Pass(trial, &tried, nullptr);
       std::swap(accepted, tried);
       damping *= 0.1;
-      rejectedInARow = 0;
     } else {
       damping *= 10.0;
-      ++rejectedInARow;
     }
   }
   return small > 0 ? 0 : -1;
