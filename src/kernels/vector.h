@@ -15,6 +15,8 @@ namespace {
 #define XEM_INLINE_LAMBDA __attribute__((always_inline))
 /// Before a loop that stays one: unrolled, its constants would not fit into the registers.
 #define XEM_LOOP _Pragma("GCC unroll 1")
+/// Before a loop of a few rounds, as many as are known beforehand.
+#define XEM_UNROLL _Pragma("GCC unroll 8")
 
 inline constexpr std::size_t kLanes = XEM_LANES;
 typedef double V __attribute__((vector_size(sizeof(double) * kLanes)));
@@ -32,6 +34,14 @@ XEM_INLINE V Fma(V a, V b, V c) {
   return __builtin_ia32_vfmaddpd512_mask(a, b, c, 0xff, 4);
 #elif XEM_LANES == 4
   return __builtin_ia32_vfmaddpd256(a, b, c);
+#else
+  return a * b + c;
+#endif
+}
+
+XEM_INLINE double Fma(double a, double b, double c) {
+#if XEM_LANES > 2
+  return __builtin_fma(a, b, c);
 #else
   return a * b + c;
 #endif
