@@ -151,7 +151,8 @@ bool LevenbergMarquardtMethod::EnforceConstraints(std::span<double> parameters) 
   return applyConstraints_ && testFunctions_.front()->EnforceParameterConstraints(termCount_, parameters);
 }
 
-void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask) {
+std::span<double> LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask,
+                                                          std::size_t further) {
   // What a block touches stays in the first cache, unless the model is large. Columns begin with a line of the cache,
   // and not a power of two apart, where they would get into one another's way.
   constexpr std::size_t kFewest = 32, kMost = 256, kNumbers = 2048, kLine = 8;
@@ -162,7 +163,7 @@ void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const F
   const std::size_t stride = (blockLength_ + kLine - 1) / kLine * kLine + kLine;
   const std::size_t totals = columns * columns;
   const std::size_t sums = IsLarge(parameterCount) ? 0 : totals * kLaneSumLength;
-  const std::size_t size = kLine + stride * columns + sums + totals;
+  const std::size_t size = kLine + stride * columns + sums + totals + further;
   if (storage_.size() < size) storage_.resize(size);
   const std::size_t offset = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % kLine;
   Parts parts(std::span<double>(storage_).subspan((kLine - offset) % kLine));
@@ -170,12 +171,15 @@ void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const F
             static_cast<std::int32_t>(columns), static_cast<std::int32_t>(stride)};
   sums_ = parts.Next(static_cast<std::int64_t>(sums));
   totals_ = parts.Next(static_cast<std::int64_t>(totals));
-  columns_.clear();
-  columns_.reserve(columns);
+  std::size_t free = 0;
+  for (std::size_t k = 0; k < parameterCount; ++k) free += mask[k] == 0 ? 1 : 0;
+  columns_.Resize(static_cast<std::int64_t>(free + 1));
+  std::size_t column = 0;
   for (std::size_t k = 0; k < parameterCount; ++k) {
-    if (mask[k] == 0) columns_.push_back(block_.Column(k).data());
+    if (mask[k] == 0) columns_[column++] = block_.Column(k).data();
   }
-  columns_.push_back(block_.Column(parameterCount).data());
+  columns_[free] = block_.Column(parameterCount).data();
+  return parts.Next(static_cast<std::int64_t>(further));
 }
 
 void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh) {
@@ -198,7 +202,7 @@ void LevenbergMarquardtMethod::MakeTotals(std::size_t columnCount, bool ofAll) {
 double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const Equations* equations,
                                       const EarlyEnd* earlyEnd) {
   // Without equations the residuals are the only column.
-  const std::span<double* const> columns = equations ? std::span(columns_) : std::span(columns_).last(1);
+  const std::span<double* const> columns = equations ? columns_.Span() : columns_.Span().last(1);
   const std::size_t free = columns.size() - 1;
   double& sumOfSquares = totals_[columns.size() * columns.size() - 1];
 
@@ -281,8 +285,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   EnforceConstraints(parameters);
   const std::int32_t n = SystemSize();
   const bool large = IsLarge(parameters.size());
-  std::vector<double> work(static_cast<std::size_t>((large ? 1 : 2) * std::int64_t{n} * n + 3 * n) + parameters.size());
-  Parts parts(work);
+  const std::int64_t systems = (large ? 1 : 2) * std::int64_t{n} * n + 3 * n;
+  Parts parts(PrepareBlocks(parameters.size(), mask_, static_cast<std::size_t>(systems) + parameters.size()));
   // Of the accepted parameters, and of a trial: an accepted trial has its equations already.
   Equations accepted{parts.NextSquare(n), parts.Next(n)};
   Equations tried = large ? accepted : Equations{parts.NextSquare(n), parts.Next(n)};
@@ -292,7 +296,6 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
 
   StepSolver solver(arithmetic_);
 
-  PrepareBlocks(parameters.size(), mask_);
   double error = Pass(trial, &accepted, nullptr);
   double damping = kInitialDamping;
   std::int32_t small = 0;

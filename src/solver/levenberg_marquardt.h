@@ -81,7 +81,8 @@ class LevenbergMarquardtMethod {
   struct EarlyEnd;
 
   bool EnforceConstraints(std::span<double> parameters) const;
-  void PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask);
+  /// Returns room for further numbers.
+  std::span<double> PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask, std::size_t further = 0);
   /// Sum of squares, or what it was at an early end. With `equations`, a parameter of mask 0 each, these are complete
   /// unless the end was early. Uses the prepared blocks.
   double Pass(std::span<const double> parameters, const Equations* equations, const EarlyEnd* earlyEnd);
@@ -98,7 +99,7 @@ class LevenbergMarquardtMethod {
   // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
   // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run.
   std::vector<double> storage_;
-  std::vector<double*> columns_;
+  BasicVector<double*> columns_;
   std::size_t blockLength_ = 0;
   MatrixView block_;
   std::span<double> sums_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +15,8 @@
 namespace Xem::MaterialUtil {
 
 /// Dense vector with a stride: either the owner of its elements (stride 1) or a view of somebody else's, such as a
-/// row of a column-major matrix. Copies own their elements; assignment to a view is not offered.
+/// row of a column-major matrix. Copies own their elements; assignment to a view is not offered. A few elements stand
+/// in the vector itself, so that parameters, flags and the like take no memory of their own; moving it moves them.
 template <class T>
 class BasicVector {
  public:
@@ -53,9 +55,10 @@ class BasicVector {
       std::fill(data_, data_ + size_, T());
       return;
     }
-    auto storage = size > 0 ? std::make_unique<T[]>(static_cast<std::size_t>(size)) : nullptr;
+    auto storage = size > kFew ? std::make_unique<T[]>(static_cast<std::size_t>(size)) : nullptr;
     Release();
-    data_ = storage.release();
+    if (size > 0) data_ = storage ? storage.release() : few_.data();
+    if (size <= kFew) few_.fill(T());
     size_ = static_cast<std::int32_t>(size);
     stride_ = 1;
     ownsStorage_ = true;
@@ -74,14 +77,22 @@ class BasicVector {
   std::span<const T> Span() const { return {begin(), end()}; }
 
  private:
+  static constexpr std::int64_t kFew = 8;
+
+  bool HoldsAFew() const { return data_ == few_.data(); }
   void Swap(BasicVector& other) noexcept {
+    const bool few = HoldsAFew();
+    const bool otherFew = other.HoldsAFew();
     std::swap(data_, other.data_);
+    if (few || otherFew) std::swap(few_, other.few_);
+    if (few) other.data_ = other.few_.data();
+    if (otherFew) data_ = few_.data();
     std::swap(size_, other.size_);
     std::swap(stride_, other.stride_);
     std::swap(ownsStorage_, other.ownsStorage_);
   }
   void Release() noexcept {
-    if (ownsStorage_) std::unique_ptr<T[]>{data_}.reset();
+    if (ownsStorage_ && !HoldsAFew()) std::unique_ptr<T[]>{data_}.reset();
     data_ = nullptr;
     size_ = 0;
   }
@@ -90,6 +101,7 @@ class BasicVector {
   std::int32_t size_ = 0;
   std::int32_t stride_ = 1;
   bool ownsStorage_ = true;
+  std::array<T, kFew> few_{};  // the elements of an owner of a few; else without meaning
 };
 
 using Vector = BasicVector<double>;
