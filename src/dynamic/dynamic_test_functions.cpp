@@ -60,36 +60,30 @@ void DynamicMatTestFunction::Output(std::span<const double> parameters, std::spa
 template <class StressAt>
 void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt) {
   Load(points, KeepMeasured(), AsItStands);
-  const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
-  // ... and no power need be taken to see it.
-  const auto observed = [&](std::int32_t i) {
-    if (family_ != DynamicFamily::PowerLaw || form_ < ResidualForm::Strain || form_ > ResidualForm::Stress)
-      return Compare(any, i).observed;
-    return weight_ * (form_ == ResidualForm::Stress ? curve_.measured[i] : curve_.abscissa[i]);
-  };
-  for (std::int32_t i = 0; i < PointCount(); ++i) {
-    switch (form_) {
-      case ResidualForm::Strain:
-        break;
-      case ResidualForm::LogStrain:
-        curve_.abscissa[i] = std::log(curve_.abscissa[i]);
-        break;
-      case ResidualForm::Stress:
-        curve_.abscissa[i] = stressAt(i);
-        break;
-    }
-    compared_[i] = observed(i);
+  const bool known = form_ >= ResidualForm::Strain && form_ <= ResidualForm::Stress;
+  for (std::int32_t i = 0; i < PointCount() && known; ++i) {
+    double& stored = curve_.abscissa[i];
+    if (form_ == ResidualForm::LogStrain) stored = std::log(stored);
+    if (form_ == ResidualForm::Stress) stored = stressAt(i);
+  }
+  if (family_ == DynamicFamily::PowerLaw && known) {
+    compared_ = form_ == ResidualForm::Stress ? curve_.measured : curve_.abscissa;
+    for (double& value : compared_) value *= weight_;
+  } else {
+    const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
+    for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] = Compare(any, i).observed;
   }
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   LoadAs(points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; });
+  if (Family() != DynamicFamily::PowerLaw) return;
+  const bool stress = Form() == ResidualForm::Stress;
   logarithms_.Resize(PointCount());
-  factors_.Resize(PointCount());
+  factors_.Resize(stress ? 0 : PointCount());
   for (std::int32_t i = 0; i < PointCount(); ++i) {
-    const double inverse = 1.0 / curve_.measured[i];
-    logarithms_[i] = Form() == ResidualForm::Stress ? 2.0 * curve_.abscissa[i] : inverse - 1.0;
-    factors_[i] = 0.5 * inverse;
+    logarithms_[i] = stress ? 2.0 * curve_.abscissa[i] : 1.0 / curve_.measured[i] - 1.0;
+    if (!stress) factors_[i] = 0.5 / curve_.measured[i];
   }
   const Kernels& kernels = ForThisProcessor();
   kernels.log(logarithms_.Span().size(), logarithms_.begin(), logarithms_.begin());
@@ -103,8 +97,9 @@ void XemDynamicMatShearStiffTestFunction::Evaluate(std::int32_t termCount, std::
     return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
   }
   const CyclicParameters at = ModelParameters(parameters);
+  const bool stress = Form() == ResidualForm::Stress;
   const PowerLawArguments law{at.referenceStrain, at.exponent, at.logScale, logarithms_.begin() + first,
-                              factors_.begin() + first};
+                              stress ? nullptr : factors_.begin() + first};
   const KernelBlock block{model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}};
   if (derivatives.columns > 2) derivatives.Fill(0.0);  // further columns have no effect
   const Kernels& kernels = ForThisProcessor();
