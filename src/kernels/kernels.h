@@ -100,6 +100,9 @@ struct Kernels {
   /// begin at zero, whatever stands there.
   void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
                       bool fresh);
+  /// The same for the last column j alone.
+  void (*addProductsOfLast)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
+                            bool fresh);
   /// Makes numbers of the sums of columns `from` ... columnCount - 1.
   void (*totals)(const double* sums, std::size_t columnCount, std::size_t from, double* totals);
 
@@ -107,6 +110,11 @@ struct Kernels {
   /// with x as it was, unless every pivot of L D L^T is well clear of what rounding may make of it; a general
   /// factorisation then tells what the matrix is.
   bool (*solvePositiveDefinite)(std::size_t order, const double* a, double damping, double* x);
+
+  /// The triangle R of A = Q R in place of A, of columns `stride` numbers apart; what stands below it means nothing.
+  /// Returns how many columns were reduced: all of them, or those before one whose square is not in the range of
+  /// numbers, or zero. A general factorisation may go on from there, once the columns before have zeros below R.
+  std::size_t (*triangularise)(std::size_t rows, std::size_t columns, double* a, std::ptrdiff_t stride);
 };
 
 /// The kernels for the processor at hand, which does not change.

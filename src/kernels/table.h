@@ -7,6 +7,7 @@
 #include "kernels/positive_definite_kernel.h"
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
+#include "kernels/triangle_kernel.h"
 
 /// All kernels for the instruction set of the file that includes this.
 namespace Xem::MaterialUtil {
@@ -39,8 +40,10 @@ constexpr Kernels kTable{
     .relativeResiduals = RelativeResiduals,
     .multiply = Multiply,
     .addProducts = AddProducts,
+    .addProductsOfLast = AddProductsOfLast,
     .totals = Totals,
     .solvePositiveDefinite = SolvePositiveDefinite,
+    .triangularise = Triangularise,
 };
 
 }  // namespace

@@ -182,9 +182,12 @@ std::span<double> LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterC
   return parts.Next(static_cast<std::int64_t>(further));
 }
 
-void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh) {
+/// Of the last column with all, or of each with each.
+void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh,
+                                           bool ofAll) {
   if (!sums_.empty() && arithmetic_ == Arithmetic::Vectorised) {
-    kernels_.addProducts(count, columns.data(), columns.size(), sums_.data(), fresh);
+    const auto add = ofAll ? kernels_.addProducts : kernels_.addProductsOfLast;
+    add(count, columns.data(), columns.size(), sums_.data(), fresh);
     return;
   }
   if (fresh) std::ranges::fill(totals_.first(columns.size() * columns.size()), 0.0);
@@ -204,6 +207,7 @@ double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const 
   // Without equations the residuals are the only column.
   const std::span<double* const> columns = equations ? columns_.Span() : columns_.Span().last(1);
   const std::size_t free = columns.size() - 1;
+  const bool ofAll = equations && !equations->normalIsKnown;
   double& sumOfSquares = totals_[columns.size() * columns.size() - 1];
 
   bool fresh = true;
@@ -216,23 +220,23 @@ double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const 
       first += count;
       filled += count;
       if (filled < blockLength_) continue;
-      AddProducts(filled, columns, std::exchange(fresh, false));
+      AddProducts(filled, columns, std::exchange(fresh, false), ofAll);
       filled = 0;
       if (!earlyEnd) continue;
       MakeTotals(columns.size(), false);
       if (earlyEnd->Reached(sumOfSquares)) return sumOfSquares;
     }
   }
-  if (filled > 0 || fresh) AddProducts(filled, columns, fresh);
-  MakeTotals(columns.size(), equations != nullptr);
+  if (filled > 0 || fresh) AddProducts(filled, columns, fresh, ofAll);
+  MakeTotals(columns.size(), ofAll);
   if (!equations) return sumOfSquares;
 
   if (std::cmp_less(free, equations->gradient.size())) {
-    equations->normal.Fill(0.0);
+    if (ofAll) equations->normal.Fill(0.0);
     std::ranges::fill(equations->gradient, 0.0);
   }
   for (std::size_t column = 0; column < free; ++column) {
-    for (std::size_t row = 0; row <= column; ++row) {
+    for (std::size_t row = 0; row <= column && ofAll; ++row) {
       equations->normal(row, column) = equations->normal(column, row) = totals_[row + column * columns.size()];
     }
     equations->gradient[column] = totals_[column + free * columns.size()];
@@ -297,8 +301,17 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   StepSolver solver(arithmetic_);
 
   double error = Pass(trial, &accepted, nullptr);
+  firstSumOfSquares_ = lastSumOfSquares_ = error;
+  const bool linear = !large && std::ranges::all_of(testFunctions_, [](const auto& f) { return f->IsLinearModel(); });
+  if (linear) {
+    for (std::int32_t column = 0; column < n; ++column) {
+      std::ranges::copy(accepted.normal.Column(column), tried.normal.Column(column).begin());
+    }
+    accepted.normalIsKnown = tried.normalIsKnown = true;
+  }
   double damping = kInitialDamping;
   std::int32_t small = 0;
+  bool lastWasSmall = false;
   Expectation expectation;
 
   for (iterations_ = 0; iterations_ < kMaximumIterations; ++iterations_) {
@@ -309,14 +322,17 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
     ApplyStep(parameters, mask_, step, trial);
     EnforceConstraints(trial);
 
-    // Equations cost a third of a pass, and nothing when the trial is accepted.
-    const bool withEquations = !large && expectation.Accepted();
+    // Equations cost a third of a pass, and nothing when the trial is accepted and another one follows.
+    const bool likelyTheLast = lastWasSmall && small + 1 == kEnoughSmallChanges;
+    const bool withEquations = !large && expectation.Accepted() && !likelyTheLast;
     const EarlyEnd earlyEnd{error, tolerance};
     const double trialError = Pass(trial, withEquations ? &tried : nullptr, &earlyEnd);
-    if (SmallChange(tolerance, trialError) > std::abs(trialError - error)) ++small;
+    lastWasSmall = SmallChange(tolerance, trialError) > std::abs(trialError - error);
+    if (lastWasSmall) ++small;
     expectation.Learn(trialError < error);
     if (trialError < error) {
       std::ranges::copy(trial, parameters.begin());
+      lastSumOfSquares_ = trialError;
       if (small == kEnoughSmallChanges) {
         ++iterations_;
         return 0;
@@ -333,6 +349,13 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
 }
 
 double LevenbergMarquardtMethod::CoefficientOfDetermination(std::span<const double> parameters) {
+  const Form form = std::exchange(form_, Form::Absolute);
+  const double residual = SumOfSquares(parameters);
+  form_ = form;
+  return DeterminationOf(residual);
+}
+
+double LevenbergMarquardtMethod::DeterminationOf(double sumOfSquares) const {
   std::int64_t points = 0;
   double sum = 0.0;
   double last = 0.0;
@@ -348,10 +371,7 @@ double LevenbergMarquardtMethod::CoefficientOfDetermination(std::span<const doub
   for (const auto& function : testFunctions_) {
     for (const double value : function->Compared()) total += (value - mean) * (value - mean);
   }
-  const Form form = std::exchange(form_, Form::Absolute);
-  const double residual = SumOfSquares(parameters);
-  form_ = form;
-  return std::abs(total - residual) / total;
+  return std::abs(total - sumOfSquares) / total;
 }
 
 }  // namespace Xem::MaterialUtil

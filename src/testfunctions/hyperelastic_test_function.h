@@ -35,6 +35,7 @@ class XemHyperElasticTestFunction : public BlockTestFunction {
 
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
+  bool IsLinear() const override { return modelType_ != ModelType::Ogden; }
 
  protected:
   explicit XemHyperElasticTestFunction(const ModeKinematics& mode) : mode_(mode) {}
