@@ -24,11 +24,11 @@ class BasicVector {
   explicit BasicVector(std::int64_t size) { Resize(size); }
   BasicVector(std::initializer_list<T> values) : BasicVector(std::span<const T>(values.begin(), values.size())) {}
   explicit BasicVector(std::span<const T> values) {
-    Resize(static_cast<std::int64_t>(values.size()));
+    ResizeToOverwrite(static_cast<std::int64_t>(values.size()));
     std::copy(values.begin(), values.end(), data_);
   }
   BasicVector(const BasicVector& other) {
-    Resize(other.size_);
+    ResizeToOverwrite(other.size_);
     for (std::int32_t i = 0; i < size_; ++i) data_[i] = other[i];
   }
   BasicVector(BasicVector&& other) noexcept { Swap(other); }
@@ -50,15 +50,16 @@ class BasicVector {
 
   /// Replaces the storage by `size` value-initialised elements; storage is reallocated only when the count changes.
   void Resize(std::int64_t size) {
+    ResizeToOverwrite(size);
+    std::fill(data_, data_ + size_, T());
+  }
+  /// The same with elements that mean nothing yet.
+  void ResizeToOverwrite(std::int64_t size) {
     if (size < 0 || size > INT32_MAX) throw CInvalidArgException("a vector size is out of range");
-    if (ownsStorage_ && size == size_) {
-      std::fill(data_, data_ + size_, T());
-      return;
-    }
-    auto storage = size > kFew ? std::make_unique<T[]>(static_cast<std::size_t>(size)) : nullptr;
+    if (ownsStorage_ && size == size_) return;
+    auto storage = size > kFew ? std::make_unique_for_overwrite<T[]>(static_cast<std::size_t>(size)) : nullptr;
     Release();
     if (size > 0) data_ = storage ? storage.release() : few_.data();
-    if (size <= kFew) few_.fill(T());
     size_ = static_cast<std::int32_t>(size);
     stride_ = 1;
     ownsStorage_ = true;
