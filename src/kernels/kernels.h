@@ -49,8 +49,8 @@ struct PolynomialTerm {
 };
 
 /// Polynomial strain energy (testdata/strain_energy.h): what its points are known by, and derivatives by the
-/// coefficients. Terms are of a total degree up to `order`, which is at most kLargestPolynomialOrder. Without
-/// coefficients there are derivatives alone.
+/// coefficients. Terms are of a total degree up to `order`, which is at most kLargestPolynomialOrder; where they
+/// are all, by total degree and then by falling i. Without coefficients there are derivatives alone.
 struct PolynomialArguments {
   std::size_t order;
   std::size_t termCount;

@@ -22,9 +22,9 @@ void OgdenBlock(const OgdenArguments& series, const KernelBlock& block) {
 }
 
 void PolynomialBlock(const PolynomialArguments& energy, const KernelBlock& block) {
-  if (!energy.coefficients) return PolynomialStresses<false, true>(energy, block);
-  block.derivatives.first ? PolynomialStresses<true, true>(energy, block)
-                          : PolynomialStresses<true, false>(energy, block);
+  if (!energy.coefficients) return PolynomialOfItsOrder<false, true>(energy, block);
+  block.derivatives.first ? PolynomialOfItsOrder<true, true>(energy, block)
+                          : PolynomialOfItsOrder<true, false>(energy, block);
 }
 
 constexpr Kernels kTable{
