@@ -73,6 +73,14 @@ struct PowerLawArguments {
   const double* factors;
 };
 
+/// Hyperbolic stiffness and damping of strains, derivatives by the reference strain: one column. That of the stiffness is
+/// multiplied by a number.
+struct HyperbolicArguments {
+  double referenceStrain;
+  const double* strains;
+  double slopeScale;
+};
+
 inline constexpr std::size_t kLaneSumLength = 8;
 inline constexpr std::size_t kLargestPositiveDefinite = 24;
 
@@ -86,6 +94,8 @@ struct Kernels {
   void (*powerLawStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawRatios)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*hyperbolicRatios)(const HyperbolicArguments& law, const KernelBlock& block);
+  void (*hyperbolicDampings)(const HyperbolicArguments& law, const KernelBlock& block);
 
   /// residuals = measured - residuals; relative: 1 - residuals / measured.
   void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);

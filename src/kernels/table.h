@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kernels/elementary.h"
+#include "kernels/hyperbolic_kernel.h"
 #include "kernels/least_squares_kernel.h"
 #include "kernels/ogden_kernel.h"
 #include "kernels/polynomial_kernel.h"
@@ -36,6 +37,8 @@ constexpr Kernels kTable{
     .powerLawStrains = PowerLawStrains,
     .powerLawLogStrains = PowerLawLogStrains,
     .powerLawRatios = PowerLawRatios,
+    .hyperbolicRatios = HyperbolicRatios,
+    .hyperbolicDampings = HyperbolicDampings,
     .absoluteResiduals = AbsoluteResiduals,
     .relativeResiduals = RelativeResiduals,
     .multiply = Multiply,
