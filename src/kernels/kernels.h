@@ -73,12 +73,26 @@ struct PowerLawArguments {
   const double* factors;
 };
 
-/// Hyperbolic stiffness and damping of strains, derivatives by the reference strain: one column. That of the stiffness is
-/// multiplied by a number.
+/// Hyperbolic stiffness and damping of strains, derivatives by the reference strain: one column. That of the stiffness
+/// is multiplied by a number.
 struct HyperbolicArguments {
   double referenceStrain;
   const double* strains;
   double slopeScale;
+};
+
+/// Generalised hyperbolic stiffness (dynamic/ghe_law.h) of strains over the reference strain, none negative, with both
+/// scales above 0; six derivatives.
+struct GheArguments {
+  const double* parameters;
+  const double* strains;
+};
+
+/// The damping that goes with it, of the logarithms of 1 - G/G0; derivatives by both numbers.
+struct GheDampingArguments {
+  double largestDamping;
+  double exponent;
+  const double* logLosses;
 };
 
 inline constexpr std::size_t kLaneSumLength = 8;
@@ -96,6 +110,8 @@ struct Kernels {
   void (*powerLawRatios)(const PowerLawArguments& law, const KernelBlock& block);
   void (*hyperbolicRatios)(const HyperbolicArguments& law, const KernelBlock& block);
   void (*hyperbolicDampings)(const HyperbolicArguments& law, const KernelBlock& block);
+  void (*gheRatios)(const GheArguments& law, const KernelBlock& block);
+  void (*gheDampings)(const GheDampingArguments& law, const KernelBlock& block);
 
   /// residuals = measured - residuals; relative: 1 - residuals / measured.
   void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kernels/elementary.h"
+#include "kernels/ghe_kernel.h"
 #include "kernels/hyperbolic_kernel.h"
 #include "kernels/least_squares_kernel.h"
 #include "kernels/ogden_kernel.h"
@@ -39,6 +40,8 @@ constexpr Kernels kTable{
     .powerLawRatios = PowerLawRatios,
     .hyperbolicRatios = HyperbolicRatios,
     .hyperbolicDampings = HyperbolicDampings,
+    .gheRatios = GheRatios,
+    .gheDampings = GheDampings,
     .absoluteResiduals = AbsoluteResiduals,
     .relativeResiduals = RelativeResiduals,
     .multiply = Multiply,
