@@ -80,7 +80,7 @@ class XemDynamicMatDampingTestFunction final : public DynamicMatTestFunction {
   using DynamicMatTestFunction::SetTestData;
   XemDynamicMatDampingTestFunction() : DynamicMatTestFunction(DampingComparison, DampingRatioAt) {}
   void SetTestData(std::span<const _T_FUNT_BASE> points, std::span<const _T_FUNT_BASE> stiffness) override;
-  /// The hyperbolic family many points at a time. The power law has two powers a point and stays scalar.
+  /// The hyperbolic family many points at a time, the power law point after point.
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
 };

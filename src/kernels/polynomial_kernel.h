@@ -10,6 +10,8 @@ namespace {
 ///
 ///   dP/dC_ij = P_ij
 ///
+/// No product is fused, so that stresses have the same bits on every processor.
+///
 /// A `kOrder` above 0 is the order, of which all terms are there: the compiler then writes them out.
 template <bool kModel, bool kDerivatives, std::size_t kOrder>
 void PolynomialStresses(const PolynomialArguments& energy, const KernelBlock& block) {
@@ -39,8 +41,8 @@ void PolynomialStresses(const PolynomialArguments& energy, const KernelBlock& bl
     const auto add = [&](std::size_t i, std::size_t j) XEM_INLINE_LAMBDA {
       const V unit = i == 0   ? slopesOf2[j]
                      : j == 0 ? slopesOf1[i]
-                              : Fma(slopesOf1[i], powersOf2[j], slopesOf2[j] * powersOf1[i]);
-      if constexpr (kModel) stress = Fma(Set(*coefficient++), unit, stress);
+                              : slopesOf1[i] * powersOf2[j] + slopesOf2[j] * powersOf1[i];
+      if constexpr (kModel) stress += *coefficient++ * unit;
       if constexpr (kDerivatives) {
         at.Store(unit, column);
         column += block.derivatives.stride;

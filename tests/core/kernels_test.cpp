@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <random>
+#include <span>
 #include <vector>
 
+#include "dynamic/ghe_law.h"
+#include "dynamic/stiffness_damping_law.h"
 #include "support/near.h"
 #include "testdata/strain_energy.h"
 
@@ -113,6 +118,48 @@ TEST_P(EachKernels, PolynomialTermsAreThoseOfOnePoint) {
       }
     }
   }
+}
+
+TEST_P(EachKernels, CyclicLawsAreThoseOfOnePoint) {
+  const CyclicParameters at{.referenceStrain = 3e-4, .exponent = 0.0};
+  const std::vector<double> ghe{1.0, 0.17, 0.83, 2.5, 2.86, 3.229};
+  std::vector<double> strains{0.0}, logLosses{-std::numeric_limits<double>::infinity()};
+  for (double strain = 1e-9; strain < 1e3; strain *= 1.7) {  // not a multiple of the lanes
+    strains.push_back(strain);
+    logLosses.push_back(std::log(strain / 1e3));
+  }
+  const std::size_t count = strains.size();
+  std::vector<double> model(count), columns(6 * count);
+  const KernelBlock block{count, model.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}};
+  const auto compare = [&](const std::function<double(std::size_t point, std::span<double> gradient)>& law) {
+    for (std::size_t i = 0; i < count; ++i) {
+      std::array<double, 6> gradient{};
+      ExpectDigits(model[i], law(i, gradient), 2e-14);
+      for (std::size_t k = 0; k < 6; ++k) ExpectDigits(columns[k * count + i], gradient[k], 1e-13);
+    }
+    std::ranges::fill(columns, 0.0);
+  };
+  GetParam()->hyperbolicRatios({at.referenceStrain, strains.data(), 1.0}, block);
+  compare([&](std::size_t i, std::span<double> gradient) {
+    const ComparedPoint point = HyperbolicStiffness(at, strains[i], 0.0);
+    gradient[0] = point.byReferenceStrain;
+    return point.predicted;
+  });
+  GetParam()->hyperbolicDampings({at.referenceStrain, strains.data(), 1.0}, block);
+  compare([&](std::size_t i, std::span<double> gradient) {
+    // Without strain the law of one point divides zero by zero.
+    const ComparedPoint point = HyperbolicDamping(at, std::max(strains[i], 1e-300), 0.0);
+    gradient[0] = strains[i] > 0.0 ? point.byReferenceStrain : 0.0;
+    return strains[i] > 0.0 ? point.predicted : 0.0;
+  });
+  GetParam()->gheRatios({ghe.data(), strains.data()}, block);
+  compare([&](std::size_t i, std::span<double> gradient) { return GheRatioAndGradient(ghe, strains[i], gradient); });
+  GetParam()->gheDampings({0.3, 1.1, logLosses.data()}, block);
+  compare([&](std::size_t i, std::span<double> gradient) {
+    gradient[0] = i == 0 ? 0.0 : std::pow(strains[i] / 1e3, 1.1);
+    gradient[1] = i == 0 ? 0.0 : 0.3 * gradient[0] * std::log(strains[i] / 1e3);
+    return 0.3 * gradient[0];
+  });
 }
 
 TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
