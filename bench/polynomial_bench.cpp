@@ -43,7 +43,7 @@ void Compare(benchmark::State& state, Work&& work) {
 }
 
 void LinearSolve(benchmark::State& state) {
-  std::size_t peak = 0;
+  std::int64_t peak = 0;
   std::size_t designBytes = 1;
   Compare(state, [&](const auto& points, const Matrix& design, const auto&) {
     const auto data = MakeTestData(DeformationMode::Uniaxial);
@@ -53,7 +53,7 @@ void LinearSolve(benchmark::State& state) {
     std::vector<double> coefficients(9);
     designBytes = sizeof(double) * static_cast<std::size_t>(design.Rows()) * static_cast<std::size_t>(design.Columns());
     ResetPeak();
-    const std::size_t before = PeakBytes();
+    const std::int64_t before = PeakBytes();
     const double time = Seconds([&] { SolveLinear(model, FixedTermMask(9), coefficients, 1, 0.0); });
     peak = PeakBytes() - before;
     return time;

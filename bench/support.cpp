@@ -19,21 +19,25 @@ extern "C" void dgelss_(const std::int32_t* m, const std::int32_t* n, const std:
 
 namespace {
 
-std::atomic<std::size_t> inUse{0};
-std::atomic<std::size_t> peak{0};
+// Counted from the first ResetPeak on, so that calls timed before it cost what they cost without; what is freed may
+// have been allocated earlier.
+std::atomic<bool> counting{false};
+std::atomic<std::int64_t> inUse{0};
+std::atomic<std::int64_t> peak{0};
 std::atomic<std::size_t> allocations{0};
 
 void* Counted(std::size_t size) {
   void* memory = std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
-  const std::size_t now = inUse += malloc_usable_size(memory);
+  if (!counting) return memory;
+  const std::int64_t now = inUse += static_cast<std::int64_t>(malloc_usable_size(memory));
   peak = std::max(peak.load(), now);
   ++allocations;
   return memory;
 }
 
 void Release(void* memory) noexcept {
-  if (memory != nullptr) inUse -= malloc_usable_size(memory);
+  if (memory != nullptr && counting) inUse -= static_cast<std::int64_t>(malloc_usable_size(memory));
   std::free(memory);
 }
 
@@ -98,10 +102,11 @@ double ProcessorSeconds() {
 }
 
 void ResetPeak() {
+  counting = true;
   peak = inUse.load();
   allocations = 0;
 }
-std::size_t PeakBytes() { return peak.load(); }
+std::int64_t PeakBytes() { return peak.load(); }
 std::size_t AllocationCount() { return allocations.load(); }
 
 }  // namespace Xem::Bench

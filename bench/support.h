@@ -28,9 +28,9 @@ std::vector<_T_FUNT_BASE> RubberCurve(std::int32_t points);
 /// The design matrix of a polynomial of order 3 on such a curve: nine columns.
 MaterialUtil::Matrix RubberDesign(const std::vector<_T_FUNT_BASE>& points);
 
-/// Heap bytes in use at the highest point since ResetPeak.
+/// Heap bytes in use at the highest point since ResetPeak, as differences: the count begins with the first call.
 void ResetPeak();
-std::size_t PeakBytes();
+std::int64_t PeakBytes();
 /// Heap allocations since ResetPeak.
 std::size_t AllocationCount();
 

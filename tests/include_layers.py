@@ -7,7 +7,7 @@ import sys
 KERNELS = "kernels/kernels.h"  # the rest is compiled for particular processors
 ALLOWED = {
     "kernels": [],
-    "solver/linalg": [],
+    "solver/linalg": [KERNELS],
     "testdata": ["solver/linalg", KERNELS],
     "testfunctions": ["testdata", "solver/linalg", KERNELS],
     "solver": ["testfunctions/test_function_base.h", "solver/linalg", KERNELS],

@@ -19,11 +19,14 @@ std::int32_t CurveFitting4Polynominal(const Xem::PointArray& uniaxial, const Xem
   const ModeSwitches switches{useUniaxial, useEquibiaxial, usePureShear, useSimpleShear};
   RequireMode(switches);
 
-  const TestDataList testData = LoadTestData(curves, switches);
-  const TestFunctionList functions = LoadTestFunctions(curves, switches, ModelType::Polynomial);
-  Vector solution(PolynomialTermCount(order));
-  FitLinearModel(XemMaterialCurveFittingPolynomial(testData, order), functions, order, method, conditionLimit, solution,
-                 [&](std::span<const double> found) { CopyOut(found, coefficients); });
+  {
+    // The stresses are computed from the caller's curves, once there is room for them again.
+    const TestDataList testData = LoadTestData(curves, switches);
+    const TestFunctionList functions = LoadTestFunctions(curves, switches, ModelType::Polynomial);
+    Vector solution(PolynomialTermCount(order));
+    FitLinearModel(XemMaterialCurveFittingPolynomial(testData, order), functions, order, method, conditionLimit,
+                   solution, [&](std::span<const double> found) { CopyOut(found, coefficients); });
+  }
   return ComputeStress4Polynominal(uniaxial, equibiaxial, pureShear, simpleShear, order, coefficients, uniaxialOut,
                                    equibiaxialOut, pureShearOut, simpleShearOut, lower, upper);
 }

@@ -46,6 +46,14 @@ void DynamicMatTestFunction::Evaluate(std::int32_t, std::span<const double> para
       });
 }
 
+void DynamicMatTestFunction::Weigh(std::span<double> model, MatrixView derivatives) const {
+  if (weight_ == 1.0) return;
+  for (double& value : model) value *= weight_;
+  for (std::int32_t k = 0; k < derivatives.columns; ++k) {
+    for (double& entry : derivatives.Column(k)) entry *= weight_;
+  }
+}
+
 void DynamicMatTestFunction::Output(std::span<const double> parameters, std::span<double> fitted,
                                     std::span<_T_FUNT_BASE> curve) const {
   const CyclicParameters at = ModelParameters(parameters);
@@ -60,38 +68,36 @@ void DynamicMatTestFunction::Output(std::span<const double> parameters, std::spa
 template <class StressAt>
 void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt) {
   Load(points, KeepMeasured(), AsItStands);
-  const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
-  // ... and no power need be taken to see it.
-  const auto observed = [&](std::int32_t i) {
-    if (family_ != DynamicFamily::PowerLaw || form_ < ResidualForm::Strain || form_ > ResidualForm::Stress)
-      return Compare(any, i).observed;
-    return weight_ * (form_ == ResidualForm::Stress ? curve_.measured[i] : curve_.abscissa[i]);
-  };
-  for (std::int32_t i = 0; i < PointCount(); ++i) {
-    switch (form_) {
-      case ResidualForm::Strain:
-        break;
-      case ResidualForm::LogStrain:
-        curve_.abscissa[i] = std::log(curve_.abscissa[i]);
-        break;
-      case ResidualForm::Stress:
-        curve_.abscissa[i] = stressAt(i);
-        break;
-    }
-    compared_[i] = observed(i);
+  const bool known = form_ >= ResidualForm::Strain && form_ <= ResidualForm::Stress;
+  for (std::int32_t i = 0; i < PointCount() && known; ++i) {
+    double& stored = curve_.abscissa[i];
+    if (form_ == ResidualForm::LogStrain) stored = std::log(stored);
+    if (form_ == ResidualForm::Stress) stored = stressAt(i);
+  }
+  if (family_ == DynamicFamily::PowerLaw && known) {
+    compared_ = form_ == ResidualForm::Stress ? curve_.measured : curve_.abscissa;
+    for (double& value : compared_) value *= weight_;
+  } else {
+    const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
+    for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] = Compare(any, i).observed;
   }
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   LoadAs(points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; });
-  logarithms_.Resize(PointCount());
-  factors_.Resize(PointCount());
-  for (std::int32_t i = 0; i < PointCount(); ++i) {
-    const double inverse = 1.0 / curve_.measured[i];
-    logarithms_[i] = Form() == ResidualForm::Stress ? 2.0 * curve_.abscissa[i] : inverse - 1.0;
-    factors_[i] = 0.5 * inverse;
-  }
   const Kernels& kernels = ForThisProcessor();
+  if (Family() == DynamicFamily::Hyperbolic) {
+    strains_ = curve_.abscissa;
+    if (Form() == ResidualForm::LogStrain) kernels.exp(strains_.Span().size(), strains_.begin(), strains_.begin());
+  }
+  if (Family() != DynamicFamily::PowerLaw) return;
+  const bool stress = Form() == ResidualForm::Stress;
+  logarithms_.Resize(PointCount());
+  factors_.Resize(stress ? 0 : PointCount());
+  for (std::int32_t i = 0; i < PointCount(); ++i) {
+    logarithms_[i] = stress ? 2.0 * curve_.abscissa[i] : 1.0 / curve_.measured[i] - 1.0;
+    if (!stress) factors_[i] = 0.5 / curve_.measured[i];
+  }
   kernels.log(logarithms_.Span().size(), logarithms_.begin(), logarithms_.begin());
   if (Form() == ResidualForm::LogStrain) kernels.log(factors_.Span().size(), factors_.begin(), factors_.begin());
 }
@@ -99,15 +105,22 @@ void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BA
 void XemDynamicMatShearStiffTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
                                                    std::int32_t first, std::span<double> model,
                                                    MatrixView derivatives) const {
+  const CyclicParameters at = ModelParameters(parameters);
+  const KernelBlock block{model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}};
+  const Kernels& kernels = ForThisProcessor();
+  const bool logarithmic = Form() == ResidualForm::LogStrain;
+  if (Family() == DynamicFamily::Hyperbolic && (logarithmic || Form() == ResidualForm::Strain)) {
+    derivatives.Fill(0.0);  // further columns have no effect
+    kernels.hyperbolicRatios({at.referenceStrain, strains_.begin() + first, logarithmic ? at.logScale : 1.0}, block);
+    return Weigh(model, derivatives);
+  }
   if (Family() != DynamicFamily::PowerLaw || derivatives.columns == 1) {
     return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
   }
-  const CyclicParameters at = ModelParameters(parameters);
+  const bool stress = Form() == ResidualForm::Stress;
   const PowerLawArguments law{at.referenceStrain, at.exponent, at.logScale, logarithms_.begin() + first,
-                              factors_.begin() + first};
-  const KernelBlock block{model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}};
-  if (derivatives.columns > 2) derivatives.Fill(0.0);  // further columns have no effect
-  const Kernels& kernels = ForThisProcessor();
+                              stress ? nullptr : factors_.begin() + first};
+  if (derivatives.columns > 2) derivatives.Fill(0.0);
   switch (Form()) {
     case ResidualForm::Strain:
       kernels.powerLawStrains(law, block);
@@ -121,16 +134,25 @@ void XemDynamicMatShearStiffTestFunction::Evaluate(std::int32_t termCount, std::
     default:
       return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
   }
-  if (Weight() == 1.0) return;
-  for (double& value : model) value *= Weight();
-  for (std::int32_t k = 0; k < derivatives.columns; ++k) {
-    for (double& entry : derivatives.Column(k)) entry *= Weight();
-  }
+  Weigh(model, derivatives);
 }
 
 void XemDynamicMatDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points,
                                                    std::span<const _T_FUNT_BASE> stiffness) {
   LoadAs(points, [&](std::int32_t i) { return NormalisedStressAt(stiffness, curve_.abscissa[i]); });
+}
+
+void XemDynamicMatDampingTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
+                                                std::int32_t first, std::span<double> model,
+                                                MatrixView derivatives) const {
+  if (Family() != DynamicFamily::Hyperbolic) {
+    return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
+  }
+  derivatives.Fill(0.0);  // further columns have no effect
+  ForThisProcessor().hyperbolicDampings(
+      {ModelParameters(parameters).referenceStrain, curve_.abscissa.begin() + first, 1.0},
+      {model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}});
+  Weigh(model, derivatives);
 }
 
 }  // namespace Xem::MaterialUtil

@@ -40,7 +40,8 @@ class DynamicMatTestFunction : public BlockTestFunction {
   CyclicParameters ModelParameters(std::span<const double> parameters) const;
   DynamicFamily Family() const { return family_; }
   ResidualForm Form() const { return form_; }
-  double Weight() const { return weight_; }
+  /// Multiplies both by the weight of the curve.
+  void Weigh(std::span<double> model, MatrixView derivatives) const;
 
  private:
   ComparedPoint Compare(const CyclicParameters& parameters, std::int32_t point) const;
@@ -62,14 +63,15 @@ class XemDynamicMatShearStiffTestFunction final : public DynamicMatTestFunction 
   using DynamicMatTestFunction::SetTestData;
   XemDynamicMatShearStiffTestFunction() : DynamicMatTestFunction(StiffnessComparison, StiffnessRatioAt) {}
   void SetTestData(std::span<const _T_FUNT_BASE> points) override;
-  /// The power law with an exponential, many points at a time.
+  /// Many points at a time.
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
 
  private:
-  // What does not depend on parameters: see PowerLawArguments.
+  // What does not depend on parameters: see PowerLawArguments and HyperbolicArguments.
   Vector logarithms_;
   Vector factors_;
+  Vector strains_;
 };
 
 /// Damping curve: (strain, damping ratio), with the stiffness curve from which the stress form reads the stresses.
@@ -78,6 +80,9 @@ class XemDynamicMatDampingTestFunction final : public DynamicMatTestFunction {
   using DynamicMatTestFunction::SetTestData;
   XemDynamicMatDampingTestFunction() : DynamicMatTestFunction(DampingComparison, DampingRatioAt) {}
   void SetTestData(std::span<const _T_FUNT_BASE> points, std::span<const _T_FUNT_BASE> stiffness) override;
+  /// The hyperbolic family many points at a time, the power law point after point.
+  void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MatrixView derivatives) const override;
 };
 
 }  // namespace Xem::MaterialUtil

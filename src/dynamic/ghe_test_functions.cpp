@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
+#include <limits>
+#include <utility>
 
 #include "dynamic/stiffness_damping_law.h"
+#include "kernels/kernels.h"
 #include "solver/linalg/numbers.h"
 #include "xem/array.h"
 
@@ -31,14 +35,29 @@ void XemGHEModelTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) 
 
 void XemGHEModelTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                        std::span<double> model, MatrixView derivatives) const {
-  const auto factor = [&](std::int32_t point) { return form_ == GheForm::Stress ? curve_.abscissa[point] : 1.0; };
+  const bool usual = parameters[4] > 0.0 && parameters[5] > 0.0 && referenceStrain_ > 0.0;
+  const std::span<const double> strains = curve_.abscissa.Span().subspan(first, model.size());
+  const Kernels& kernels = ForThisProcessor();
+  if (usual && (derivatives.Empty() || std::cmp_greater_equal(derivatives.columns, kGheParameterCount))) {
+    if (std::cmp_greater(derivatives.columns, kGheParameterCount)) derivatives.Fill(0.0);
+    kernels.gheRatios({parameters.data(), strains.data()},
+                      {model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}});
+  } else {
+    EvaluateScalar(parameters, first, model, derivatives);
+  }
+  if (form_ != GheForm::Stress) return;
+  kernels.multiply(strains.size(), strains.data(), model.data());
+  for (std::int32_t k = 0; k < derivatives.columns; ++k) {
+    kernels.multiply(strains.size(), strains.data(), derivatives.Column(k).data());
+  }
+}
+
+void XemGHEModelTestFunction::EvaluateScalar(std::span<const double> parameters, std::int32_t first,
+                                             std::span<double> model, MatrixView derivatives) const {
   EvaluateByPoint<kGheParameterCount>(
-      first, model, derivatives,
-      [&](std::int32_t point) { return GheRatio(parameters, curve_.abscissa[point]) * factor(point); },
+      first, model, derivatives, [&](std::int32_t point) { return GheRatio(parameters, curve_.abscissa[point]); },
       [&](std::int32_t point, std::span<double> gradient) {
-        const double ratio = GheRatioAndGradient(parameters, curve_.abscissa[point], gradient);
-        for (double& entry : gradient) entry *= factor(point);
-        return ratio * factor(point);
+        return GheRatioAndGradient(parameters, curve_.abscissa[point], gradient);
       });
 }
 
@@ -82,21 +101,24 @@ void XemGHEModelDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> p
   Load(points, KeepPositiveStrain(), AsItStands);
   if (source_.Empty()) source_ = StiffnessSource(stiffness);
   losses_.resize(PointCount());
+  logLosses_.Resize(PointCount());
   for (std::size_t i = 0; i < losses_.size(); ++i) {
     losses_[i] = 1.0 - source_.At(curve_.abscissa[i]);
+    logLosses_[i] = losses_[i] < kNegligible ? -std::numeric_limits<double>::infinity() : std::log(losses_[i]);
   }
 }
 
 void XemGHEModelDampingTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                               std::span<double> model, MatrixView derivatives) const {
-  const auto damping = [&](std::int32_t point) { return GheDamping(parameters[0], parameters[1], losses_[point]); };
-  EvaluateByPoint<2>(first, model, derivatives, damping, [&](std::int32_t point, std::span<double> gradient) {
-    const double loss = losses_[point];
-    const bool lost = !(loss < kNegligible);
-    gradient[0] = lost ? std::pow(loss, parameters[1]) : 0.0;
-    gradient[1] = lost ? parameters[0] * gradient[0] * std::log(loss) : 0.0;
-    return damping(point);
-  });
+  if (derivatives.columns == 1) {
+    Matrix both(derivatives.rows, 2);
+    Evaluate(0, parameters, first, model, both.View());
+    std::ranges::copy(both.Column(0), derivatives.Column(0).begin());
+    return;
+  }
+  if (derivatives.columns > 2) derivatives.Fill(0.0);  // further columns have no effect
+  ForThisProcessor().gheDampings({parameters[0], parameters[1], logLosses_.begin() + first},
+                                 {model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}});
 }
 
 void XemGHEModelDampingTestFunction::Output(std::span<const double> parameters, std::span<double> fitted,

@@ -35,10 +35,14 @@ class XemGHEModelTestFunction final : public BlockTestFunction {
   void Output(std::span<const double> parameters, std::span<double> fitted,
               std::span<_T_FUNT_BASE> curve) const override;
 
+  /// Many points at a time, unless a held entry is beyond what the law is meant for.
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
 
  private:
+  void EvaluateScalar(std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                      MatrixView derivatives) const;
+
   double referenceStrain_ = 1.0;
   GheForm form_ = GheForm::Stiffness;
   std::vector<std::int32_t> mask_ = std::vector<std::int32_t>(kGheParameterCount, 0);
@@ -85,6 +89,7 @@ class XemGHEModelDampingTestFunction final : public BlockTestFunction {
   std::vector<std::int32_t> mask_ = {0, 0};
   StiffnessSource source_;
   std::vector<double> losses_;
+  Vector logLosses_;  // -infinity where nothing is lost
 };
 
 }  // namespace Xem::MaterialUtil

@@ -22,8 +22,14 @@ Refinement RefineLinearSolution(const TestFunctionList& functions, std::int32_t 
   result.replaced = !(constrained && result.solverStatus != 0);
   if (!result.replaced) return result;
 
-  const double linearDistance = std::abs(1.0 - solver->CoefficientOfDetermination(linear));
-  const double refinedDistance = std::abs(1.0 - solver->CoefficientOfDetermination(refined));
+  // The run began with the linear candidate and ended with the other.
+  const bool absolute = ResidualFromCode(method) == ResidualKind::Absolute;
+  const auto distance = [&](double sumOfSquares, std::span<const double> candidate) {
+    return std::abs(1.0 -
+                    (absolute ? solver->DeterminationOf(sumOfSquares) : solver->CoefficientOfDetermination(candidate)));
+  };
+  const double linearDistance = distance(solver->FirstSumOfSquares(), linear);
+  const double refinedDistance = distance(solver->LastSumOfSquares(), refined);
   const Vector& kept = refinedDistance < linearDistance ? refined : linear;
   std::copy(kept.begin(), kept.end(), parameters.begin());
   return result;

@@ -40,10 +40,11 @@ __attribute__((noinline)) V ExpAtTheEnds(V mantissa, Bits n, V x) {
 /// exp(x) is a normal number up to here and down to the opposite.
 inline constexpr double kAlwaysNormal = 708.0;
 
-/// exp(x) = 2^n mantissa.
+/// exp(x) = 2^n mantissa; the lowest bits of `rounded` are n, and those that a shift by 52 keeps are all zero but for
+/// n.
 struct ScaledExp {
   V mantissa;
-  Bits n;
+  Bits rounded;
 };
 
 /// mantissa = exp(r), n the whole number next to x / ln 2; (exp(r) - 1 - r) / r^2 by a polynomial whose error is 4e-18
@@ -56,13 +57,13 @@ XEM_INLINE ScaledExp Reduce(V x) {
   const V rounded = Fma(x, Set(kLog2E), Set(kRounder));
   const V whole = rounded - kRounder;
   const V r = Fma(whole, Set(-kLn2Low), Fma(whole, Set(-kLn2High), x));
-  return {Fma(Polynomial(r, kSeries), r * r, r) + 1.0, (Bits)rounded - (Bits)Set(kRounder)};
+  return {Fma(Polynomial(r, kSeries), r * r, r) + 1.0, (Bits)rounded};
 }
 
 /// exp(x) where no x is beyond kAlwaysNormal.
 XEM_INLINE V ExpInside(V x) {
   const ScaledExp e = Reduce(x);
-  return (V)((Bits)e.mantissa + (e.n << 52));
+  return (V)((Bits)e.mantissa + (e.rounded << 52));
 }
 
 XEM_INLINE V Exp(V x) {
@@ -74,8 +75,8 @@ XEM_INLINE V Exp(V x) {
     inside = Where(x != x, Set(0.0), inside);
   }
   const ScaledExp e = Reduce(inside);
-  if (__builtin_expect(anyEnd, false)) return ExpAtTheEnds(e.mantissa, e.n, x);
-  return (V)((Bits)e.mantissa + (e.n << 52));
+  if (__builtin_expect(anyEnd, false)) return ExpAtTheEnds(e.mantissa, e.rounded - (Bits)Set(kRounder), x);
+  return (V)((Bits)e.mantissa + (e.rounded << 52));
 }
 
 /// ln x = e ln 2 + ln(1 + f) with 1 + f within sqrt(1/2) ... sqrt(2) and s = f / (2 + f):

@@ -57,8 +57,8 @@ struct PolynomialTerm {
 };
 
 /// Polynomial strain energy (testdata/strain_energy.h): what its points are known by, and derivatives by the
-/// coefficients. Terms are of a total degree up to `order`, which is at most kLargestPolynomialOrder. Without
-/// coefficients there are derivatives alone.
+/// coefficients. Terms are of a total degree up to `order`, which is at most kLargestPolynomialOrder; where they
+/// are all, by total degree and then by falling i. Without coefficients there are derivatives alone.
 struct PolynomialArguments {
   std::size_t order;
   std::size_t termCount;
@@ -81,6 +81,28 @@ struct PowerLawArguments {
   const double* factors;
 };
 
+/// Hyperbolic stiffness and damping of strains, derivatives by the reference strain: one column. That of the stiffness
+/// is multiplied by a number.
+struct HyperbolicArguments {
+  double referenceStrain;
+  const double* strains;
+  double slopeScale;
+};
+
+/// Generalised hyperbolic stiffness (dynamic/ghe_law.h) of strains over the reference strain, none negative, with both
+/// scales above 0; six derivatives.
+struct GheArguments {
+  const double* parameters;
+  const double* strains;
+};
+
+/// The damping that goes with it, of the logarithms of 1 - G/G0; derivatives by both numbers.
+struct GheDampingArguments {
+  double largestDamping;
+  double exponent;
+  const double* logLosses;
+};
+
 inline constexpr std::size_t kLaneSumLength = 8;
 inline constexpr std::size_t kLargestPositiveDefinite = 24;
 
@@ -96,6 +118,10 @@ struct Kernels {
   void (*powerLawStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawRatios)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*hyperbolicRatios)(const HyperbolicArguments& law, const KernelBlock& block);
+  void (*hyperbolicDampings)(const HyperbolicArguments& law, const KernelBlock& block);
+  void (*gheRatios)(const GheArguments& law, const KernelBlock& block);
+  void (*gheDampings)(const GheDampingArguments& law, const KernelBlock& block);
 
   /// residuals = measured - residuals; relative: 1 - residuals / measured.
   void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);
@@ -110,6 +136,9 @@ struct Kernels {
   /// begin at zero, whatever stands there.
   void (*addProducts)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
                       bool fresh);
+  /// The same for the last column j alone.
+  void (*addProductsOfLast)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
+                            bool fresh);
   /// Makes numbers of the sums of columns `from` ... columnCount - 1.
   void (*totals)(const double* sums, std::size_t columnCount, std::size_t from, double* totals);
 
@@ -121,6 +150,10 @@ struct Kernels {
   /// The triangle R of A = Q R, columnCount numbers a column with zeros below the diagonal, and in rows beyond those of
   /// A. Overwrites A.
   void (*gramSchmidt)(std::size_t count, double* const* columns, std::size_t columnCount, double* triangle);
+  /// The triangle R of A = Q R in place of A, of columns `stride` numbers apart; what stands below it means nothing.
+  /// Returns how many columns were reduced: all of them, or those before one whose square is not in the range of
+  /// numbers, or zero. A general factorisation may go on from there, once the columns before have zeros below R.
+  std::size_t (*triangularise)(std::size_t rows, std::size_t columns, double* a, std::ptrdiff_t stride);
 };
 
 /// The kernels for the processor at hand, which does not change.

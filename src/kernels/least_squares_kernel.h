@@ -83,21 +83,16 @@ void AddProducts(std::size_t count, const double* const* columns, std::size_t co
   if (column < columnCount) AddColumns<1>(count, columns, column, sums, columnCount, fresh);
 }
 
-/// Halves and halves again: the additions of one sum do not wait for one another.
-template <std::size_t kCount>
-XEM_INLINE double Total(const double* sum) {
-  if constexpr (kCount == 1) {
-    return sum[0];
-  } else {
-    return Total<kCount / 2>(sum) + Total<kCount / 2>(sum + kCount / 2);
-  }
+void AddProductsOfLast(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
+                       bool fresh) {
+  AddColumns<1>(count, columns, columnCount - 1, sums, columnCount, fresh);
 }
 
 void Totals(const double* sums, std::size_t columnCount, std::size_t from, double* totals) {
   for (std::size_t j = from; j < columnCount; ++j) {
     for (std::size_t i = 0; i <= j; ++i) {
       const std::size_t sum = i + j * columnCount;
-      totals[sum] = Total<kLanes>(sums + sum * kLaneSumLength);
+      totals[sum] = Total(LaneSum(sum).Load(sums));
     }
   }
 }

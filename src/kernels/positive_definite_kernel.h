@@ -6,13 +6,49 @@
 namespace Xem::MaterialUtil {
 namespace {
 
-/// L D L^T of A + damping diag A, column by column. Returns false when a pivot is not well clear of rounding.
-XEM_INLINE bool FactoriseAndSolve(std::size_t n, const double* a, double damping, double* x) {
-  // Elimination leaves a pivot with an error of a few roundings of the diagonal entry that it came from. Pivots above
-  // this share of theirs keep five digits and more; all of a matrix of which no column is nearly dependent do.
+/// Whether a pivot is well clear of rounding: elimination leaves it with an error of a few roundings of the diagonal
+/// entry that it came from. Pivots above this share of theirs keep five digits and more; all of a matrix of which no
+/// column is nearly dependent do. Not so for NaN; an infinite entry makes a pivot infinite or NaN.
+XEM_INLINE bool IsClear(double pivot, double diagonalEntry) {
   constexpr double kClear = 1e-10;
   constexpr double kSmallestNormal = 0x1p-1022;
   constexpr double kLargest = 0x1.fffffffffffffp1023;
+  return pivot > kClear * diagonalEntry && pivot >= kSmallestNormal && pivot <= kLargest;
+}
+
+/// L D L^T of A + damping diag A, all of it in registers.
+template <std::size_t n>
+bool SolveFew(const double* a, double damping, double* x) {
+  double l[n][n];  // below the diagonal: what elimination has left of A, then L
+  double pivots[n];
+  double y[n];  // L^-1 x, then D^-1 L^-1 x
+  XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
+    pivots[j] = (1.0 + damping) * a[j * n + j];
+    y[j] = x[j];
+    XEM_UNROLL for (std::size_t k = j + 1; k < n; ++k) l[j][k] = a[j * n + k];
+  }
+  XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
+    if (!IsClear(pivots[j], (1.0 + damping) * a[j * n + j])) return false;
+    const double inverse = 1.0 / pivots[j];
+    XEM_UNROLL for (std::size_t k = j + 1; k < n; ++k) {
+      const double share = l[j][k] * inverse;
+      pivots[k] = Fma(-share, l[j][k], pivots[k]);
+      y[k] = Fma(-share, y[j], y[k]);
+      XEM_UNROLL for (std::size_t i = k + 1; i < n; ++i) l[k][i] = Fma(-share, l[j][i], l[k][i]);
+      l[j][k] = share;
+    }
+    y[j] *= inverse;
+  }
+  XEM_UNROLL for (std::size_t done = 0; done < n; ++done) {
+    const std::size_t k = n - 1 - done;
+    XEM_UNROLL for (std::size_t j = 0; j < k; ++j) y[j] = Fma(-l[j][k], y[k], y[j]);
+  }
+  XEM_UNROLL for (std::size_t j = 0; j < n; ++j) x[j] = y[j];
+  return true;
+}
+
+/// The same of any order, column by column.
+bool SolveMany(std::size_t n, const double* a, double damping, double* x) {
   constexpr std::size_t kMost = kLargestPositiveDefinite;
   static_assert(kMost % kLanes == 0);
   double columns[kMost][kMost];  // of L D below the diagonal; what stands above it is not used
@@ -30,10 +66,7 @@ XEM_INLINE bool FactoriseAndSolve(std::size_t n, const double* a, double damping
     pivots[j] = (1.0 + damping) * a[j * n + j];
   }
   for (std::size_t j = 0; j < n; ++j) {
-    // Not so for NaN either; an infinite entry makes a pivot infinite or NaN.
-    const double least = kClear * (1.0 + damping) * a[j * n + j];
-    const bool clear = pivots[j] > least && pivots[j] >= kSmallestNormal && pivots[j] <= kLargest;
-    if (!clear) return false;
+    if (!IsClear(pivots[j], (1.0 + damping) * a[j * n + j])) return false;
     inverses[j] = 1.0 / pivots[j];
     const auto subtract = [&](double share, double* from, std::size_t first) XEM_INLINE_LAMBDA {
       for (FullVector at{first / kLanes * kLanes}; at.first < n; at.first += kLanes) {
@@ -56,17 +89,17 @@ XEM_INLINE bool FactoriseAndSolve(std::size_t n, const double* a, double damping
   return true;
 }
 
-/// The usual orders have code of their own, without loops.
+/// Returns false, with x as it was, when a pivot is not well clear of rounding.
 bool SolvePositiveDefinite(std::size_t n, const double* a, double damping, double* x) {
   switch (n) {
     case 2:
-      return FactoriseAndSolve(2, a, damping, x);
+      return SolveFew<2>(a, damping, x);
     case 4:
-      return FactoriseAndSolve(4, a, damping, x);
+      return SolveFew<4>(a, damping, x);
     case 6:
-      return FactoriseAndSolve(6, a, damping, x);
+      return SolveFew<6>(a, damping, x);
     default:
-      return FactoriseAndSolve(n, a, damping, x);
+      return SolveMany(n, a, damping, x);
   }
 }
 

@@ -28,8 +28,7 @@ void PowerLawStrains(const PowerLawArguments& law, const KernelBlock& block) {
 void PowerLawLogStrains(const PowerLawArguments& law, const KernelBlock& block) {
   const double a = law.exponent;
   const double s = law.logScale;
-  double logReference = 0.0;
-  LogOf(1, &law.referenceStrain, &logReference);
+  const double logReference = __builtin_log(law.referenceStrain);
   ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
     const V logOdds = at.Load(law.logarithms);
     at.Store(s * (logReference + at.Load(law.factors) + logOdds / a), block.model);
@@ -46,8 +45,7 @@ void PowerLawLogStrains(const PowerLawArguments& law, const KernelBlock& block) 
 void PowerLawRatios(const PowerLawArguments& law, const KernelBlock& block) {
   const double gr = law.referenceStrain;
   const double a = law.exponent;
-  double logReference = 0.0;
-  LogOf(1, &gr, &logReference);
+  const double logReference = __builtin_log(gr);
   ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
     const V logArgument = at.Load(law.logarithms) - logReference;
     const V power = Exp(a * logArgument);

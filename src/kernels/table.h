@@ -1,7 +1,9 @@
 #pragma once
 
 #include "kernels/elementary.h"
+#include "kernels/ghe_kernel.h"
 #include "kernels/gram_schmidt_kernel.h"
+#include "kernels/hyperbolic_kernel.h"
 #include "kernels/least_squares_kernel.h"
 #include "kernels/ogden_kernel.h"
 #include "kernels/polynomial_kernel.h"
@@ -9,6 +11,7 @@
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
 #include "kernels/prony_share_kernel.h"
+#include "kernels/triangle_kernel.h"
 
 /// All kernels for the instruction set of the file that includes this.
 namespace Xem::MaterialUtil {
@@ -23,9 +26,9 @@ void OgdenBlock(const OgdenArguments& series, const KernelBlock& block) {
 }
 
 void PolynomialBlock(const PolynomialArguments& energy, const KernelBlock& block) {
-  if (!energy.coefficients) return PolynomialStresses<false, true>(energy, block);
-  block.derivatives.first ? PolynomialStresses<true, true>(energy, block)
-                          : PolynomialStresses<true, false>(energy, block);
+  if (!energy.coefficients) return PolynomialOfItsOrder<false, true>(energy, block);
+  block.derivatives.first ? PolynomialOfItsOrder<true, true>(energy, block)
+                          : PolynomialOfItsOrder<true, false>(energy, block);
 }
 
 constexpr Kernels kTable{
@@ -38,13 +41,19 @@ constexpr Kernels kTable{
     .powerLawStrains = PowerLawStrains,
     .powerLawLogStrains = PowerLawLogStrains,
     .powerLawRatios = PowerLawRatios,
+    .hyperbolicRatios = HyperbolicRatios,
+    .hyperbolicDampings = HyperbolicDampings,
+    .gheRatios = GheRatios,
+    .gheDampings = GheDampings,
     .absoluteResiduals = AbsoluteResiduals,
     .relativeResiduals = RelativeResiduals,
     .multiply = Multiply,
     .addProducts = AddProducts,
+    .addProductsOfLast = AddProductsOfLast,
     .totals = Totals,
     .solvePositiveDefinite = SolvePositiveDefinite,
     .gramSchmidt = GramSchmidt,
+    .triangularise = Triangularise,
 };
 
 }  // namespace

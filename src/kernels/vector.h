@@ -13,6 +13,10 @@ namespace {
 
 #define XEM_INLINE inline __attribute__((always_inline))
 #define XEM_INLINE_LAMBDA __attribute__((always_inline))
+/// Before a loop that stays one: unrolled, its constants would not fit into the registers.
+#define XEM_LOOP _Pragma("GCC unroll 1")
+/// Before a loop of a few rounds, as many as are known beforehand.
+#define XEM_UNROLL _Pragma("GCC unroll 8")
 
 inline constexpr std::size_t kLanes = XEM_LANES;
 typedef double V __attribute__((vector_size(sizeof(double) * kLanes)));
@@ -35,6 +39,14 @@ XEM_INLINE V Fma(V a, V b, V c) {
 #endif
 }
 
+XEM_INLINE double Fma(double a, double b, double c) {
+#if XEM_LANES > 2
+  return __builtin_fma(a, b, c);
+#else
+  return a * b + c;
+#endif
+}
+
 XEM_INLINE V Where(Bits condition, V a, V b) { return condition ? a : b; }
 XEM_INLINE V Magnitude(V x) { return (V)((Bits)x & std::int64_t{0x7fffffffffffffff}); }
 
@@ -48,10 +60,26 @@ XEM_INLINE bool Any(Bits condition) {
 #endif
 }
 
+/// The sum of all lanes, by halves.
+XEM_INLINE double Total(V x) {
+#if XEM_LANES == 8
+  const auto four = __builtin_shufflevector(x, x, 0, 1, 2, 3) + __builtin_shufflevector(x, x, 4, 5, 6, 7);
+#else
+  const V four = x;
+#endif
+#if XEM_LANES > 2
+  const auto two = __builtin_shufflevector(four, four, 0, 1) + __builtin_shufflevector(four, four, 2, 3);
+#else
+  const V two = four;
+#endif
+  return two[0] + two[1];
+}
+
 /// As many consecutive points as there are lanes.
 struct FullVector {
   std::size_t first;
   XEM_INLINE V Load(const double* points) const { return *reinterpret_cast<const Unaligned*>(points + first); }
+  XEM_INLINE V LoadOrZero(const double* points) const { return Load(points); }
   XEM_INLINE void Store(V values, double* points) const { *reinterpret_cast<Unaligned*>(points + first) = values; }
 };
 
@@ -64,6 +92,7 @@ struct PartialVector {
     for (std::size_t i = 0; i < kLanes; ++i) lane[i] = static_cast<std::int64_t>(i);
     present = (Bits)(lane < static_cast<std::int64_t>(count));
   }
+  XEM_INLINE V LoadOrZero(const double* points) const { return Load(points, 0.0); }
   /// Lanes without a point hold `rest`.
   XEM_INLINE V Load(const double* points, double rest = 1.0) const {
 #if XEM_LANES == 8

@@ -15,8 +15,21 @@ namespace {
 constexpr std::int32_t kEnoughSmallChanges = 4;
 constexpr double kInitialDamping = 0.001;
 
-/// After this many rejected steps in a row another one is likely to be rejected, too.
-constexpr std::int32_t kUnlikely = 2;
+/// Whether the next step is likely to be accepted. Damping falls after an accepted step, so that a run that has found
+/// its damping accepts and rejects in turns: what followed an accepted step the last time will do so again. After two
+/// rejected steps a third is likely.
+class Expectation {
+ public:
+  bool Accepted() const { return rejectedInARow_ == 0 ? lastWasFollowedByAnother_ : rejectedInARow_ < 2; }
+  void Learn(bool accepted) {
+    if (rejectedInARow_ == 0) lastWasFollowedByAnother_ = accepted;
+    rejectedInARow_ = accepted ? 0 : rejectedInARow_ + 1;
+  }
+
+ private:
+  bool lastWasFollowedByAnother_ = true;
+  std::int32_t rejectedInARow_ = 0;
+};
 
 /// A relative threshold for sums of squares above 1, an absolute one below.
 double SmallChange(double tolerance, double sumOfSquares) {
@@ -137,7 +150,8 @@ bool LevenbergMarquardtMethod::EnforceConstraints(std::span<double> parameters) 
   return applyConstraints_ && testFunctions_.front()->EnforceParameterConstraints(termCount_, parameters);
 }
 
-void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask) {
+std::span<double> LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask,
+                                                          std::size_t further) {
   // What a block touches stays in the first cache, unless the model is large. Columns begin with a line of the cache,
   // and not a power of two apart, where they would get into one another's way.
   constexpr std::size_t kFewest = 32, kMost = 256, kNumbers = 2048, kLine = 8;
@@ -148,7 +162,7 @@ void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const F
   const std::size_t stride = (blockLength_ + kLine - 1) / kLine * kLine + kLine;
   const std::size_t totals = columns * columns;
   const std::size_t sums = IsLarge(parameterCount) ? 0 : totals * kLaneSumLength;
-  const std::size_t size = kLine + stride * columns + sums + totals;
+  const std::size_t size = kLine + stride * columns + sums + totals + further;
   if (storage_.size() < size) storage_.resize(size);
   const std::size_t offset = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % kLine;
   Parts parts(std::span<double>(storage_).subspan((kLine - offset) % kLine));
@@ -156,17 +170,23 @@ void LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const F
             static_cast<std::int32_t>(columns), static_cast<std::int32_t>(stride)};
   sums_ = parts.Next(static_cast<std::int64_t>(sums));
   totals_ = parts.Next(static_cast<std::int64_t>(totals));
-  columns_.clear();
-  columns_.reserve(columns);
+  std::size_t free = 0;
+  for (std::size_t k = 0; k < parameterCount; ++k) free += mask[k] == 0 ? 1 : 0;
+  columns_.Resize(static_cast<std::int64_t>(free + 1));
+  std::size_t column = 0;
   for (std::size_t k = 0; k < parameterCount; ++k) {
-    if (mask[k] == 0) columns_.push_back(block_.Column(k).data());
+    if (mask[k] == 0) columns_[column++] = block_.Column(k).data();
   }
-  columns_.push_back(block_.Column(parameterCount).data());
+  columns_[free] = block_.Column(parameterCount).data();
+  return parts.Next(static_cast<std::int64_t>(further));
 }
 
-void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh) {
+/// Of the last column with all, or of each with each.
+void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh,
+                                           bool ofAll) {
   if (!sums_.empty() && arithmetic_ == Arithmetic::Vectorised) {
-    kernels_.addProducts(count, columns.data(), columns.size(), sums_.data(), fresh);
+    const auto add = ofAll ? kernels_.addProducts : kernels_.addProductsOfLast;
+    add(count, columns.data(), columns.size(), sums_.data(), fresh);
     return;
   }
   if (fresh) std::ranges::fill(totals_.first(columns.size() * columns.size()), 0.0);
@@ -184,8 +204,9 @@ void LevenbergMarquardtMethod::MakeTotals(std::size_t columnCount, bool ofAll) {
 double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const Equations* equations,
                                       const EarlyEnd* earlyEnd) {
   // Without equations the residuals are the only column.
-  const std::span<double* const> columns = equations ? std::span(columns_) : std::span(columns_).last(1);
+  const std::span<double* const> columns = equations ? columns_.Span() : columns_.Span().last(1);
   const std::size_t free = columns.size() - 1;
+  const bool ofAll = equations && !equations->normalIsKnown;
   double& sumOfSquares = totals_[columns.size() * columns.size() - 1];
 
   bool fresh = true;
@@ -198,23 +219,23 @@ double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const 
       first += count;
       filled += count;
       if (filled < blockLength_) continue;
-      AddProducts(filled, columns, std::exchange(fresh, false));
+      AddProducts(filled, columns, std::exchange(fresh, false), ofAll);
       filled = 0;
       if (!earlyEnd) continue;
       MakeTotals(columns.size(), false);
       if (earlyEnd->Reached(sumOfSquares)) return sumOfSquares;
     }
   }
-  if (filled > 0 || fresh) AddProducts(filled, columns, fresh);
-  MakeTotals(columns.size(), equations != nullptr);
+  if (filled > 0 || fresh) AddProducts(filled, columns, fresh, ofAll);
+  MakeTotals(columns.size(), ofAll);
   if (!equations) return sumOfSquares;
 
   if (std::cmp_less(free, equations->gradient.size())) {
-    equations->normal.Fill(0.0);
+    if (ofAll) equations->normal.Fill(0.0);
     std::ranges::fill(equations->gradient, 0.0);
   }
   for (std::size_t column = 0; column < free; ++column) {
-    for (std::size_t row = 0; row <= column; ++row) {
+    for (std::size_t row = 0; row <= column && ofAll; ++row) {
       equations->normal(row, column) = equations->normal(column, row) = totals_[row + column * columns.size()];
     }
     equations->gradient[column] = totals_[column + free * columns.size()];
@@ -267,8 +288,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   EnforceConstraints(parameters);
   const std::int32_t n = SystemSize();
   const bool large = IsLarge(parameters.size());
-  std::vector<double> work(static_cast<std::size_t>((large ? 1 : 2) * std::int64_t{n} * n + 3 * n) + parameters.size());
-  Parts parts(work);
+  const std::int64_t systems = (large ? 1 : 2) * std::int64_t{n} * n + 3 * n;
+  Parts parts(PrepareBlocks(parameters.size(), mask_, static_cast<std::size_t>(systems) + parameters.size()));
   // Of the accepted parameters, and of a trial: an accepted trial has its equations already.
   Equations accepted{parts.NextSquare(n), parts.Next(n)};
   Equations tried = large ? accepted : Equations{parts.NextSquare(n), parts.Next(n)};
@@ -278,11 +299,19 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
 
   StepSolver solver(arithmetic_);
 
-  PrepareBlocks(parameters.size(), mask_);
   double error = Pass(trial, &accepted, nullptr);
+  firstSumOfSquares_ = lastSumOfSquares_ = error;
+  const bool linear = !large && std::ranges::all_of(testFunctions_, [](const auto& f) { return f->IsLinearModel(); });
+  if (linear) {
+    for (std::int32_t column = 0; column < n; ++column) {
+      std::ranges::copy(accepted.normal.Column(column), tried.normal.Column(column).begin());
+    }
+    accepted.normalIsKnown = tried.normalIsKnown = true;
+  }
   double damping = kInitialDamping;
   std::int32_t small = 0;
-  std::int32_t rejectedInARow = 0;
+  bool lastWasSmall = false;
+  Expectation expectation;
 
   for (iterations_ = 0; iterations_ < mostIterations_; ++iterations_) {
     // Deliberate: small changes accumulate over the whole run; a large change does not reset the count.
@@ -292,13 +321,17 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
     ApplyStep(parameters, mask_, step, trial);
     EnforceConstraints(trial);
 
-    // Equations cost little beside the sum of squares, and nothing when the trial is accepted.
-    const bool withEquations = !large && rejectedInARow < kUnlikely;
+    // Equations cost a third of a pass, and nothing when the trial is accepted and another one follows.
+    const bool likelyTheLast = lastWasSmall && small + 1 == kEnoughSmallChanges;
+    const bool withEquations = !large && expectation.Accepted() && !likelyTheLast;
     const EarlyEnd earlyEnd{error, tolerance};
     const double trialError = Pass(trial, withEquations ? &tried : nullptr, &earlyEnd);
-    if (SmallChange(tolerance, trialError) > std::abs(trialError - error)) ++small;
+    lastWasSmall = SmallChange(tolerance, trialError) > std::abs(trialError - error);
+    if (lastWasSmall) ++small;
+    expectation.Learn(trialError < error);
     if (trialError < error) {
       std::ranges::copy(trial, parameters.begin());
+      lastSumOfSquares_ = trialError;
       if (small == kEnoughSmallChanges) {
         ++iterations_;
         return 0;
@@ -307,16 +340,21 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
       if (!withEquations) Pass(trial, &tried, nullptr);
       std::swap(accepted, tried);
       damping *= 0.1;
-      rejectedInARow = 0;
     } else {
       damping *= 10.0;
-      ++rejectedInARow;
     }
   }
   return small > 0 ? 0 : -1;
 }
 
 double LevenbergMarquardtMethod::CoefficientOfDetermination(std::span<const double> parameters) {
+  const Form form = std::exchange(form_, Form::Absolute);
+  const double residual = SumOfSquares(parameters);
+  form_ = form;
+  return DeterminationOf(residual);
+}
+
+double LevenbergMarquardtMethod::DeterminationOf(double sumOfSquares) const {
   std::int64_t points = 0;
   double sum = 0.0;
   double last = 0.0;
@@ -332,10 +370,7 @@ double LevenbergMarquardtMethod::CoefficientOfDetermination(std::span<const doub
   for (const auto& function : testFunctions_) {
     for (const double value : function->Compared()) total += (value - mean) * (value - mean);
   }
-  const Form form = std::exchange(form_, Form::Absolute);
-  const double residual = SumOfSquares(parameters);
-  form_ = form;
-  return std::abs(total - residual) / total;
+  return std::abs(total - sumOfSquares) / total;
 }
 
 }  // namespace Xem::MaterialUtil

@@ -51,6 +51,12 @@ class LevenbergMarquardtMethod {
   /// |SStot - SSres| / SStot with absolute residuals.
   // Deliberate: the mean is the sum of the last measured value of each test function over the number of points.
   double CoefficientOfDetermination(std::span<const double> parameters);
+  /// The same of parameters with that sum of squares of absolute residuals.
+  double DeterminationOf(double sumOfSquares) const;
+
+  /// The sums of squares of the parameters that the last Solve began with, once they were admissible, and ended with.
+  double FirstSumOfSquares() const { return firstSumOfSquares_; }
+  double LastSumOfSquares() const { return lastSumOfSquares_; }
 
   /// Iterations of the last Solve.
   std::int32_t Iterations() const { return iterations_; }
@@ -74,23 +80,25 @@ class LevenbergMarquardtMethod {
   bool applyConstraints_;
 
  private:
-  /// Where a pass writes the normal equations.
+  /// Where a pass writes the normal equations; of the gradient alone where the matrix is known.
   struct Equations {
     MatrixView normal;
     std::span<double> gradient;
+    bool normalIsKnown = false;
   };
   /// A pass need not go on once its sum of squares is so far above `error` that the step is rejected for certain, and
   /// no small change.
   struct EarlyEnd;
 
   bool EnforceConstraints(std::span<double> parameters) const;
-  void PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask);
+  /// Returns room for further numbers.
+  std::span<double> PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask, std::size_t further = 0);
   /// Sum of squares, or what it was at an early end. With `equations`, a parameter of mask 0 each, these are complete
   /// unless the end was early. Uses the prepared blocks.
   double Pass(std::span<const double> parameters, const Equations* equations, const EarlyEnd* earlyEnd);
   void EvaluateInto(std::size_t row, const XemMaterialTestFunctionBase& function, std::span<const double> parameters,
                     std::span<const double> compared, std::size_t first, std::span<double* const> columns);
-  void AddProducts(std::size_t count, std::span<double* const> columns, bool fresh);
+  void AddProducts(std::size_t count, std::span<double* const> columns, bool fresh, bool ofAll);
   void MakeTotals(std::size_t columnCount, bool ofAll);
 
   Form form_;
@@ -98,11 +106,13 @@ class LevenbergMarquardtMethod {
   Arithmetic arithmetic_ = Arithmetic::Vectorised;
   std::int32_t iterations_ = 0;
   std::int32_t mostIterations_ = 1000;
+  double firstSumOfSquares_ = 0.0;
+  double lastSumOfSquares_ = 0.0;
 
   // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
   // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run.
   std::vector<double> storage_;
-  std::vector<double*> columns_;
+  BasicVector<double*> columns_;
   std::size_t blockLength_ = 0;
   MatrixView block_;
   std::span<double> sums_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -38,18 +39,18 @@ struct LoadedCurve {
   /// Loads the points that `keep` accepts; `convert` turns an abscissa into what is stored.
   template <class Point, class Keep, class Convert>
   void Load(std::span<const Point> points, Keep keep, Convert convert) {
-    std::int64_t kept = 0;
-    for (const Point& point : points) kept += keep(point) ? 1 : 0;
-    abscissa.Resize(kept);
-    measured.Resize(kept);
-    companion.Resize(kept);
-    std::int64_t i = 0;
+    const auto kept = static_cast<std::int64_t>(std::ranges::count_if(points, keep));
+    abscissa.ResizeToOverwrite(kept);
+    measured.ResizeToOverwrite(kept);
+    companion.ResizeToOverwrite(kept);
+    double* nextAbscissa = abscissa.begin();
+    double* nextMeasured = measured.begin();
+    double* nextCompanion = companion.begin();
     for (const Point& point : points) {
       if (!keep(point)) continue;
-      abscissa[i] = convert(point.first);
-      measured[i] = MeasuredValue(point);
-      companion[i] = LateralStretch(point);
-      ++i;
+      *nextAbscissa++ = convert(point.first);
+      *nextMeasured++ = MeasuredValue(point);
+      *nextCompanion++ = LateralStretch(point);
     }
   }
 

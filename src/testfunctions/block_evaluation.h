@@ -18,6 +18,8 @@ class BlockEvaluation {
   /// a row per point, a contiguous column per parameter. Every column is written in full, whatever it held before.
   virtual void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first,
                         std::span<double> model, MatrixView derivatives) const = 0;
+  /// Whether the derivatives are the same for all parameters.
+  virtual bool IsLinear() const { return false; }
 
  protected:
   ~BlockEvaluation() = default;

@@ -103,6 +103,8 @@ void XemHyperElasticTestFunction::PreparePoints() {
   const bool polynomial = modelType_ == ModelType::Polynomial;
   ogdenPoints_ = ogden ? OgdenPoints(curve_.abscissa) : OgdenPoints();
   polynomialPoints_ = polynomial ? PolynomialPoints(mode_, curve_.abscissa) : PolynomialPoints();
+  unitStresses_.ResizeToOverwrite(modelType_ == ModelType::BlatzKo ? PointCount() : 0);
+  for (std::int32_t i = 0; i < unitStresses_.Size(); ++i) unitStresses_[i] = BlatzKoStressAt(1.0, i);
 }
 
 void XemHyperElasticTestFunction::SetParameters(std::span<const double> settings,
@@ -162,7 +164,10 @@ double XemHyperElasticTestFunction::BlatzKoStressAt(double modulus, std::int32_t
   return modulus * mode_.blatzKo(curve_.abscissa[point], curve_.companion[point]);
 }
 
-void XemHyperElasticTestFunction::ComputeLateralStretches() { curve_.DeriveCompanion(LateralStretchExponent()); }
+void XemHyperElasticTestFunction::ComputeLateralStretches() {
+  curve_.DeriveCompanion(LateralStretchExponent());
+  PreparePoints();
+}
 
 void XemHyperElasticTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
                                            std::int32_t first, std::span<double> model, MatrixView derivatives) const {
@@ -186,12 +191,9 @@ void XemHyperElasticTestFunction::Evaluate(std::int32_t termCount, std::span<con
 
 void XemHyperElasticTestFunction::EvaluateBlatzKo(double modulus, std::int32_t first, std::span<double> model,
                                                   MatrixView derivatives) const {
-  for (std::size_t i = 0; i < model.size(); ++i) {
-    const std::int32_t point = first + static_cast<std::int32_t>(i);
-    const double stress = BlatzKoStressAt(1.0, point);
-    model[i] = modulus * stress;
-    if (!derivatives.Empty()) derivatives(i, 0) = stress;
-  }
+  const auto units = unitStresses_.Span().subspan(first, model.size());
+  std::ranges::transform(units, model.begin(), [modulus](double unit) { return modulus * unit; });
+  if (!derivatives.Empty()) std::ranges::copy(units, derivatives.Column(0).begin());
 }
 
 }  // namespace Xem::MaterialUtil

@@ -35,6 +35,7 @@ class XemHyperElasticTestFunction : public BlockTestFunction {
 
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
+  bool IsLinear() const override { return modelType_ != ModelType::Ogden; }
 
  protected:
   explicit XemHyperElasticTestFunction(const ModeKinematics& mode) : mode_(mode) {}
@@ -48,6 +49,7 @@ class XemHyperElasticTestFunction : public BlockTestFunction {
   ModelType modelType_ = ModelType::Polynomial;
   OgdenPoints ogdenPoints_;            // of the curve's stretches, when the model is Ogden's
   PolynomialPoints polynomialPoints_;  // of the same, when it is a polynomial
+  Vector unitStresses_;                // of the modulus 1, when it is Blatz-Ko's
 };
 
 class XemHyperElasticUniaxial final : public XemHyperElasticTestFunction {

@@ -17,6 +17,7 @@ class ScaledTestFunction : public BlockTestFunction {
   void LinearDesignRows(std::span<const double> nonlinear, MatrixView rows) const override;
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
+  bool IsLinear() const override { return inner_->IsLinearModel(); }
 
  protected:
   ~ScaledTestFunction() = default;

@@ -46,6 +46,9 @@ class XemMaterialTestFunctionBase {
     blocks_.Evaluate(termCount, parameters, first, model, derivatives);
   }
 
+  /// BlockEvaluation::IsLinear of the class.
+  bool IsLinearModel() const { return blocks_.IsLinear(); }
+
   std::int32_t PointCount() const { return curve_.PointCount(); }
   const Vector& Stretch() const { return curve_.abscissa; }
   /// Measured values, one per point.

@@ -24,6 +24,7 @@ class XemHyperViscoElasticRelaxation final : public XemHyperElasticTestFunction 
 
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
+  bool IsLinear() const override { return false; }
 
   double MaxTime() const { return maxTime_; }
   double MinTime() const { return minTime_; }

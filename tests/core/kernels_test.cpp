@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <random>
+#include <span>
 #include <vector>
 
+#include "dynamic/ghe_law.h"
+#include "dynamic/stiffness_damping_law.h"
 #include "support/near.h"
 #include "testdata/strain_energy.h"
 
@@ -88,30 +93,73 @@ TEST_P(EachKernels, OgdenTermsAreThoseOfOnePointAndOppositeInPlanarModes) {
 }
 
 TEST_P(EachKernels, PolynomialTermsAreThoseOfOnePoint) {
-  constexpr std::int32_t kOrder = 5;
-  const auto termCount = static_cast<std::size_t>(PolynomialTermCount(kOrder));
-  std::vector<PolynomialTerm> terms;
-  ForEachTerm(kOrder, [&](std::int32_t i, std::int32_t j) { terms.push_back({i, j}); });
-  std::vector<double> coefficients;
-  while (coefficients.size() < termCount)
-    coefficients.push_back(1.0 / (1.0 + static_cast<double>(coefficients.size())));
-  const std::vector<double> stretches{0.3, 0.8, 1.0, 1.01, 1.5, 2.0,
-                                      2.3, 3.0, 3.3, 4.5,  7.0};  // not a multiple of the lanes
-  const std::size_t count = stretches.size();
-  for (const ModeKinematics* mode : {&kUniaxial, &kEquibiaxial, &kPureShear, &kSimpleShear}) {
-    std::vector<double> known(4 * count), stress(count), columns(count * termCount);
-    double* const of = known.data();
-    mode->ofPoints(stretches, {of, of + count, of + 2 * count, of + 3 * count});
-    GetParam()->polynomial(
-        {kOrder, termCount, terms.data(), coefficients.data(), of, of + count, of + 2 * count, of + 3 * count},
-        {count, stress.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
-    for (std::size_t i = 0; i < count; ++i) {
-      ExpectDigits(stress[i], PolynomialStress(*mode, kOrder, coefficients, stretches[i]), 1e-13);
-      std::size_t k = 0;
-      ForEachTermStress(*mode, kOrder, stretches[i],
-                        [&](double term) { ExpectDigits(columns[k++ * count + i], term, 1e-13); });
+  for (const std::int32_t order : {1, 2, 3, 5}) {
+    const auto termCount = static_cast<std::size_t>(PolynomialTermCount(order));
+    std::vector<PolynomialTerm> terms;
+    ForEachTerm(order, [&](std::int32_t i, std::int32_t j) { terms.push_back({i, j}); });
+    std::vector<double> coefficients;
+    while (coefficients.size() < termCount)
+      coefficients.push_back(1.0 / (1.0 + static_cast<double>(coefficients.size())));
+    const std::vector<double> stretches{0.3, 0.8, 1.0, 1.01, 1.5, 2.0,
+                                        2.3, 3.0, 3.3, 4.5,  7.0};  // not a multiple of the lanes
+    const std::size_t count = stretches.size();
+    for (const ModeKinematics* mode : {&kUniaxial, &kEquibiaxial, &kPureShear, &kSimpleShear}) {
+      std::vector<double> known(4 * count), stress(count), columns(count * termCount);
+      double* const of = known.data();
+      mode->ofPoints(stretches, {of, of + count, of + 2 * count, of + 3 * count});
+      GetParam()->polynomial({static_cast<std::size_t>(order), termCount, terms.data(), coefficients.data(), of,
+                              of + count, of + 2 * count, of + 3 * count},
+                             {count, stress.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
+      for (std::size_t i = 0; i < count; ++i) {
+        ExpectDigits(stress[i], PolynomialStress(*mode, order, coefficients, stretches[i]), 1e-13);
+        std::size_t k = 0;
+        ForEachTermStress(*mode, order, stretches[i],
+                          [&](double term) { ExpectDigits(columns[k++ * count + i], term, 1e-13); });
+      }
     }
   }
+}
+
+TEST_P(EachKernels, CyclicLawsAreThoseOfOnePoint) {
+  const CyclicParameters at{.referenceStrain = 3e-4, .exponent = 0.0};
+  const std::vector<double> ghe{1.0, 0.17, 0.83, 2.5, 2.86, 3.229};
+  std::vector<double> strains{0.0}, logLosses{-std::numeric_limits<double>::infinity()};
+  for (double strain = 1e-9; strain < 1e3; strain *= 1.7) {  // not a multiple of the lanes
+    strains.push_back(strain);
+    logLosses.push_back(std::log(strain / 1e3));
+  }
+  const std::size_t count = strains.size();
+  std::vector<double> model(count), columns(6 * count);
+  const KernelBlock block{count, model.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}};
+  const auto compare = [&](const std::function<double(std::size_t point, std::span<double> gradient)>& law) {
+    for (std::size_t i = 0; i < count; ++i) {
+      std::array<double, 6> gradient{};
+      ExpectDigits(model[i], law(i, gradient), 2e-14);
+      for (std::size_t k = 0; k < 6; ++k) ExpectDigits(columns[k * count + i], gradient[k], 1e-13);
+    }
+    std::ranges::fill(columns, 0.0);
+  };
+  GetParam()->hyperbolicRatios({at.referenceStrain, strains.data(), 1.0}, block);
+  compare([&](std::size_t i, std::span<double> gradient) {
+    const ComparedPoint point = HyperbolicStiffness(at, strains[i], 0.0);
+    gradient[0] = point.byReferenceStrain;
+    return point.predicted;
+  });
+  GetParam()->hyperbolicDampings({at.referenceStrain, strains.data(), 1.0}, block);
+  compare([&](std::size_t i, std::span<double> gradient) {
+    // Without strain the law of one point divides zero by zero.
+    const ComparedPoint point = HyperbolicDamping(at, std::max(strains[i], 1e-300), 0.0);
+    gradient[0] = strains[i] > 0.0 ? point.byReferenceStrain : 0.0;
+    return strains[i] > 0.0 ? point.predicted : 0.0;
+  });
+  GetParam()->gheRatios({ghe.data(), strains.data()}, block);
+  compare([&](std::size_t i, std::span<double> gradient) { return GheRatioAndGradient(ghe, strains[i], gradient); });
+  GetParam()->gheDampings({0.3, 1.1, logLosses.data()}, block);
+  compare([&](std::size_t i, std::span<double> gradient) {
+    gradient[0] = i == 0 ? 0.0 : std::pow(strains[i] / 1e3, 1.1);
+    gradient[1] = i == 0 ? 0.0 : 0.3 * gradient[0] * std::log(strains[i] / 1e3);
+    return 0.3 * gradient[0];
+  });
 }
 
 TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
@@ -138,6 +186,33 @@ TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
         }
       }
     }
+  }
+}
+
+TEST_P(EachKernels, TrianglesKeepTheProductsOfTheirColumns) {
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> draw(-1.0, 1.0);
+  for (std::size_t columns = 1; columns <= 7; ++columns) {
+    for (const std::size_t rows : {1u, 2u, 7u, 8u, 33u, 70u}) {
+      const auto stride = static_cast<std::ptrdiff_t>(rows + 3);
+      std::vector<double> a(columns * (rows + 3));
+      for (double& entry : a) entry = draw(random);
+      const std::vector<double> before = a;
+      ASSERT_EQ(GetParam()->triangularise(rows, columns, a.data(), stride), columns);
+      for (std::size_t j = 0; j < columns; ++j) {
+        for (std::size_t i = 0; i <= j; ++i) {
+          double product = 0.0, reduced = 0.0;
+          for (std::size_t k = 0; k < rows; ++k) product += before[i * (rows + 3) + k] * before[j * (rows + 3) + k];
+          for (std::size_t k = 0; k <= std::min(i, rows - 1); ++k)
+            reduced += a[i * (rows + 3) + k] * a[j * (rows + 3) + k];
+          ExpectNear(reduced, product, 1e-12);
+        }
+      }
+    }
+  }
+  for (const double bad : {0.0, 1e-150, 1e150, std::nan("")}) {
+    std::vector<double> a{1.0, 2.0, 3.0, 0.0, bad, 0.0};
+    EXPECT_EQ(GetParam()->triangularise(3, 2, a.data(), 3), 1u) << bad;
   }
 }
 

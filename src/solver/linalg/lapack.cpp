@@ -8,6 +8,8 @@
 #include <limits>
 #include <utility>
 
+#include "kernels/kernels.h"
+
 // Fortran names, with the hidden lengths of character arguments at the end, as gfortran's convention has them.
 extern "C" {
 void dgesvd_(const char* jobu, const char* jobvt, const std::int32_t* m, const std::int32_t* n, double* a,
@@ -44,6 +46,9 @@ namespace Xem::MaterialUtil {
 namespace {
 
 constexpr std::int32_t kOne = 1;
+
+/// Up to this many columns are reduced one by one, many points at a time; blocks of more by LAPACK.
+constexpr std::int32_t kFewColumns = 32;
 
 /// The one place where a failed routine speaks.
 void ThrowInfo(std::int32_t info) {
@@ -103,13 +108,22 @@ Triangulariser::Triangulariser(std::int32_t columns)
 
 void Triangulariser::Reduce(const MatrixView& a) {
   if (a.rows == 0 || a.columns == 0) return;
+  const auto clearBelow = [&a](std::int32_t columns, std::int32_t rows) {
+    for (std::int32_t column = 0; column < std::min(rows - 1, columns); ++column) {
+      std::ranges::fill(a.Rows(0, rows).Column(column).subspan(static_cast<std::size_t>(column) + 1), 0.0);
+    }
+  };
+  if (a.columns <= kFewColumns) {
+    const auto done = static_cast<std::int32_t>(ForThisProcessor().triangularise(
+        static_cast<std::size_t>(a.rows), static_cast<std::size_t>(a.columns), a.data, a.leadingDimension));
+    if (done == a.columns) return clearBelow(done, std::min(a.rows, a.columns));
+    clearBelow(done, a.rows);
+  }
   const auto lwork = static_cast<std::int32_t>(work_.size());
   std::int32_t info = 0;
   dgeqrf_(&a.rows, &a.columns, a.data, &a.leadingDimension, scales_.data(), work_.data(), &lwork, &info);
   ThrowInfo(info);
-  for (std::int32_t column = 0; column < std::min(a.rows - 1, a.columns); ++column) {
-    std::ranges::fill(a.Column(column).subspan(static_cast<std::size_t>(column) + 1), 0.0);
-  }
+  clearBelow(a.columns, a.rows);
 }
 
 bool FactoriseCholesky(const MatrixView& a) {

@@ -21,7 +21,8 @@ struct SingularValues {
 };
 SingularValues DecomposeSingular(Matrix a);
 
-/// The triangle R of A = Q R (dgeqrf) in place of A, zeros below its diagonal; min(m, n) rows of A remain.
+/// The triangle R of A = Q R in place of A, zeros below its diagonal in the min(m, n) rows that remain: by a kernel
+/// where there are few columns within the range of their squares, or else by dgeqrf.
 class Triangulariser {
  public:
   /// For matrices of at most `columns` columns.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +15,8 @@
 namespace Xem::MaterialUtil {
 
 /// Dense vector with a stride: either the owner of its elements (stride 1) or a view of somebody else's, such as a
-/// row of a column-major matrix. Copies own their elements; assignment to a view is not offered.
+/// row of a column-major matrix. Copies own their elements; assignment to a view is not offered. A few elements stand
+/// in the vector itself, so that parameters, flags and the like take no memory of their own; moving it moves them.
 template <class T>
 class BasicVector {
  public:
@@ -22,11 +24,11 @@ class BasicVector {
   explicit BasicVector(std::int64_t size) { Resize(size); }
   BasicVector(std::initializer_list<T> values) : BasicVector(std::span<const T>(values.begin(), values.size())) {}
   explicit BasicVector(std::span<const T> values) {
-    Resize(static_cast<std::int64_t>(values.size()));
+    ResizeToOverwrite(static_cast<std::int64_t>(values.size()));
     std::copy(values.begin(), values.end(), data_);
   }
   BasicVector(const BasicVector& other) {
-    Resize(other.size_);
+    ResizeToOverwrite(other.size_);
     for (std::int32_t i = 0; i < size_; ++i) data_[i] = other[i];
   }
   BasicVector(BasicVector&& other) noexcept { Swap(other); }
@@ -48,14 +50,16 @@ class BasicVector {
 
   /// Replaces the storage by `size` value-initialised elements; storage is reallocated only when the count changes.
   void Resize(std::int64_t size) {
+    ResizeToOverwrite(size);
+    std::fill(data_, data_ + size_, T());
+  }
+  /// The same with elements that mean nothing yet.
+  void ResizeToOverwrite(std::int64_t size) {
     if (size < 0 || size > INT32_MAX) throw CInvalidArgException("a vector size is out of range");
-    if (ownsStorage_ && size == size_) {
-      std::fill(data_, data_ + size_, T());
-      return;
-    }
-    auto storage = size > 0 ? std::make_unique<T[]>(static_cast<std::size_t>(size)) : nullptr;
+    if (ownsStorage_ && size == size_) return;
+    auto storage = size > kFew ? std::make_unique_for_overwrite<T[]>(static_cast<std::size_t>(size)) : nullptr;
     Release();
-    data_ = storage.release();
+    if (size > 0) data_ = storage ? storage.release() : few_.data();
     size_ = static_cast<std::int32_t>(size);
     stride_ = 1;
     ownsStorage_ = true;
@@ -77,14 +81,22 @@ class BasicVector {
   std::span<const T> Span() const { return {begin(), end()}; }
 
  private:
+  static constexpr std::int64_t kFew = 8;
+
+  bool HoldsAFew() const { return data_ == few_.data(); }
   void Swap(BasicVector& other) noexcept {
+    const bool few = HoldsAFew();
+    const bool otherFew = other.HoldsAFew();
     std::swap(data_, other.data_);
+    if (few || otherFew) std::swap(few_, other.few_);
+    if (few) other.data_ = other.few_.data();
+    if (otherFew) data_ = few_.data();
     std::swap(size_, other.size_);
     std::swap(stride_, other.stride_);
     std::swap(ownsStorage_, other.ownsStorage_);
   }
   void Release() noexcept {
-    if (ownsStorage_) std::unique_ptr<T[]>{data_}.reset();
+    if (ownsStorage_ && !HoldsAFew()) std::unique_ptr<T[]>{data_}.reset();
     data_ = nullptr;
     size_ = 0;
   }
@@ -93,6 +105,7 @@ class BasicVector {
   std::int32_t size_ = 0;
   std::int32_t stride_ = 1;
   bool ownsStorage_ = true;
+  std::array<T, kFew> few_{};  // the elements of an owner of a few; else without meaning
 };
 
 using Vector = BasicVector<double>;
