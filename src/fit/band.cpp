@@ -7,12 +7,11 @@
 #include <utility>
 
 #include "fit/model.h"
+#include "fit/no_number.h"
 #include "xem/fit/result.h"
 
 namespace Xem::Fit {
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Differences of fourth order: errors of rounding and of curvature are 1e-11 of a slope or so.
 constexpr double kStep = 1e-4;

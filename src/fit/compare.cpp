@@ -12,7 +12,7 @@
 namespace Xem::Fit {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNoLimit = std::numeric_limits<double>::infinity();
 
 /// A candidate whose parameters say less than they seem to gives way to one without such within this much of its
 /// criterion: by then the worse one is practically ruled out (Burnham and Anderson 2002, 2.6).
@@ -77,7 +77,7 @@ bool Serves(const Compared& candidate, bool withDoubts) {
 }
 
 double SmallestCriterion(const std::vector<Compared>& all, bool withDoubts) {
-  double smallest = kInfinity;
+  double smallest = kNoLimit;
   for (const Compared& candidate : all) {
     if (!Serves(candidate, withDoubts)) continue;
     if (candidate.result->measures.aicc < smallest) smallest = candidate.result->measures.aicc;
@@ -106,13 +106,13 @@ std::size_t Propose(const std::vector<Compared>& all) {
 }
 
 StableRange Between(double compression, double tension) {
-  return {std::isnan(compression) ? -kInfinity : compression, std::isnan(tension) ? kInfinity : tension};
+  return {std::isnan(compression) ? -kNoLimit : compression, std::isnan(tension) ? kNoLimit : tension};
 }
 
 /// Simple shear has the principal stretches of pure shear, the same for either sign of the shear strain.
 StableRange SimpleShear(double pureShearTension) {
   const double stretch = 1.0 + pureShearTension;
-  const double limit = std::isnan(stretch) ? kInfinity : stretch - 1.0 / stretch;
+  const double limit = std::isnan(stretch) ? kNoLimit : stretch - 1.0 / stretch;
   return {-limit, limit};
 }
 

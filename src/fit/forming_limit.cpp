@@ -21,7 +21,7 @@ constexpr int kUsualPaths = 41;
 /// The left side is drawn through at least so many points, if the caller leaves the number of paths open.
 constexpr int kFewestLeftPoints = 6;
 
-[[noreturn]] void Refuse(const std::string& what) { throw Error(ErrorKind::BadInput, what); }
+[[noreturn]] void RefuseLimit(const std::string& what) { throw Error(ErrorKind::BadInput, what); }
 
 // --- Hardening ------------------------------------------------------------------------------------------------------
 
@@ -33,15 +33,15 @@ struct Bound {
 
 void RequireConstants(const Hardening& hardening, const std::vector<Bound>& bounds) {
   if (hardening.constants.size() != bounds.size()) {
-    Refuse("hardening law " + hardening.law + " has " + std::to_string(bounds.size()) + " constants, not " +
-           std::to_string(hardening.constants.size()));
+    RefuseLimit("hardening law " + hardening.law + " has " + std::to_string(bounds.size()) + " constants, not " +
+                std::to_string(hardening.constants.size()));
   }
   for (std::size_t k = 0; k < bounds.size(); ++k) {
     const double value = hardening.constants[k];
     const Bound& bound = bounds[k];
     if (std::isfinite(value) && (bound.included ? value >= bound.lowest : value > bound.lowest)) continue;
-    Refuse("hardening law " + hardening.law + ": constant " + bound.name + " = " + Text(value) +
-           (bound.included ? " must be at least " : " must be above ") + Text(bound.lowest));
+    RefuseLimit("hardening law " + hardening.law + ": constant " + bound.name + " = " + Text(value) +
+                (bound.included ? " must be at least " : " must be above ") + Text(bound.lowest));
   }
 }
 
@@ -71,7 +71,7 @@ boost::shared_ptr<HardeningParams> VoceRecord(const Hardening& hardening) {
   both.insert(both.end(), voce.begin(), voce.end());
   both.push_back({"w", 0.0, true});
   RequireConstants(hardening, both);
-  if (c[6] > 1.0) Refuse("hardening law swift-voce: constant w = " + Text(c[6]) + " must be at most 1");
+  if (c[6] > 1.0) RefuseLimit("hardening law swift-voce: constant w = " + Text(c[6]) + " must be at most 1");
   return boost::make_shared<HRSwiftVoceParams>(c[0], c[1], c[2], c[3], c[4], c[5], c[6]);
 }
 
@@ -103,10 +103,10 @@ boost::shared_ptr<HardeningParams> Record(const Hardening& hardening) {
 boost::shared_ptr<YieldParams> Record(const YieldCriterion& yield) {
   if (yield.name == "vonmises") return boost::make_shared<YCVonMisesParams>();
   if (yield.name != "hill1979") {
-    Refuse("there is no yield criterion " + yield.name + "; the criteria are vonmises and hill1979");
+    RefuseLimit("there is no yield criterion " + yield.name + "; the criteria are vonmises and hill1979");
   }
-  if (!std::isfinite(yield.r) || yield.r <= 0.0) Refuse("hill1979: r = " + Text(yield.r) + " must be above 0");
-  if (!std::isfinite(yield.m) || yield.m <= 1.0) Refuse("hill1979: m = " + Text(yield.m) + " must be above 1");
+  if (!std::isfinite(yield.r) || yield.r <= 0.0) RefuseLimit("hill1979: r = " + Text(yield.r) + " must be above 0");
+  if (!std::isfinite(yield.m) || yield.m <= 1.0) RefuseLimit("hill1979: m = " + Text(yield.m) + " must be above 1");
   return boost::make_shared<YCHill1979Params>(yield.r, yield.m);
 }
 
@@ -120,18 +120,18 @@ int LeftPaths(const XemSMYieldCriterion& criterion, int paths, double tolerance)
 
 FormingLimitSettings Completed(FormingLimitSettings settings, const boost::shared_ptr<YieldParams>& yield) {
   if (!(settings.increment >= 1e-7 && settings.increment <= 0.1)) {
-    Refuse("the increment of the major strain, " + Text(settings.increment) + ", must lie between 1e-7 and 0.1");
+    RefuseLimit("the increment of the major strain, " + Text(settings.increment) + ", must lie between 1e-7 and 0.1");
   }
   if (settings.tolerance == 0.0) settings.tolerance = std::sqrt(settings.increment);
   if (!(settings.tolerance > 0.0 && settings.tolerance <= 0.4)) {
-    Refuse("the tolerance on the strain ratio, " + Text(settings.tolerance) + ", must lie between 0 and 0.4");
+    RefuseLimit("the tolerance on the strain ratio, " + Text(settings.tolerance) + ", must lie between 0 and 0.4");
   }
   const auto criterion = MakeYieldCriterion(yield);
   const bool open = settings.paths == 0;
   if (open) settings.paths = kUsualPaths;
   if (settings.paths < 2 || settings.paths > kMostPaths) {
-    Refuse("the number of paths, " + std::to_string(settings.paths) + ", must lie between 2 and " +
-           std::to_string(kMostPaths));
+    RefuseLimit("the number of paths, " + std::to_string(settings.paths) + ", must lie between 2 and " +
+                std::to_string(kMostPaths));
   }
   const int wanted = open ? kFewestLeftPoints : 2;
   int needed = settings.paths;
@@ -139,8 +139,8 @@ FormingLimitSettings Completed(FormingLimitSettings settings, const boost::share
     needed = 2 * needed - 1;
   if (open) settings.paths = needed;
   if (LeftPaths(*criterion, settings.paths, settings.tolerance) < 2) {
-    Refuse("with " + std::to_string(settings.paths) +
-           " paths fewer than two lie left of plane strain, and two are needed; take " + std::to_string(needed));
+    RefuseLimit("with " + std::to_string(settings.paths) +
+                " paths fewer than two lie left of plane strain, and two are needed; take " + std::to_string(needed));
   }
   return settings;
 }

@@ -11,6 +11,7 @@
 
 #include "fit/assemble.h"
 #include "fit/model.h"
+#include "fit/no_number.h"
 
 namespace Xem::Fit {
 namespace {
@@ -19,13 +20,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kSchema = 2;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Documents of fits are four levels deep; a text of others must not exhaust the stack.
 constexpr int kDeepest = 200;
 
 /// No document of a fit has a longer series.
-constexpr std::int64_t kMostTerms = 1000;
+constexpr std::int64_t kMostStoredTerms = 1000;
 
 // --- Writing ---------------------------------------------------------------------------------------------------------
 
@@ -111,21 +111,21 @@ Json CurveJson(const CurveResult& curve) {
 }
 
 /// The six limits by their keys.
-struct Limit {
+struct NamedLimit {
   const char* key;
   double Stability::*value;
 };
-constexpr Limit kLimits[] = {{"uniaxial_tension", &Stability::uniaxialTension},
-                             {"uniaxial_compression", &Stability::uniaxialCompression},
-                             {"equibiaxial_tension", &Stability::equibiaxialTension},
-                             {"equibiaxial_compression", &Stability::equibiaxialCompression},
-                             {"pure_shear_tension", &Stability::pureShearTension},
-                             {"pure_shear_compression", &Stability::pureShearCompression}};
+constexpr NamedLimit kNamedLimits[] = {{"uniaxial_tension", &Stability::uniaxialTension},
+                                       {"uniaxial_compression", &Stability::uniaxialCompression},
+                                       {"equibiaxial_tension", &Stability::equibiaxialTension},
+                                       {"equibiaxial_compression", &Stability::equibiaxialCompression},
+                                       {"pure_shear_tension", &Stability::pureShearTension},
+                                       {"pure_shear_compression", &Stability::pureShearCompression}};
 
 Json StabilityJson(const std::optional<Stability>& stability) {
   if (!stability) return nullptr;
   Json json;
-  for (const Limit& limit : kLimits) json[limit.key] = (*stability).*limit.value;
+  for (const NamedLimit& limit : kNamedLimits) json[limit.key] = (*stability).*limit.value;
   json["intervals"] = Json::object();
   for (const auto& [name, interval] : stability->intervals) {
     json["intervals"][name] = Json::array({interval.lower, interval.upper});
@@ -278,7 +278,7 @@ class Reader {
     const auto terms = document.find("terms");
     if (terms == document.end() || !terms->is_number_integer()) return 0;
     const auto count = terms->get<std::int64_t>();
-    if (count < 0 || count > kMostTerms) Refuse("the value of \"terms\" makes no sense");
+    if (count < 0 || count > kMostStoredTerms) Refuse("the value of \"terms\" makes no sense");
     return static_cast<int>(count);
   }
 
@@ -330,7 +330,7 @@ std::optional<Stability> ReadStability(const Json& document) {
   const Json& object = Reader::ObjectAt(document, "stability");
   if (object.empty()) return std::nullopt;
   Stability stability;
-  for (const Limit& limit : kLimits) stability.*limit.value = Reader::NumberAt(object, limit.key);
+  for (const NamedLimit& limit : kNamedLimits) stability.*limit.value = Reader::NumberAt(object, limit.key);
   for (const auto& [name, ends] : Reader::ObjectAt(object, "intervals").items()) {
     if (!ends.is_array() || ends.size() != 2) continue;
     // An end that is null: no limit on that side.
@@ -359,7 +359,7 @@ Residual ReadResidual(const Json& object) {
   return Reader::TextAt(object, "residual") == "relative" ? Residual::Relative : Residual::Absolute;
 }
 
-Options ReadFitOptions(const Json& document) {
+Options StoredOptions(const Json& document) {
   const Json& object = Reader::ObjectAt(document, "options");
   Options options;
   options.residual = object.contains("residual") ? ReadResidual(object) : ReadResidual(document);
@@ -491,7 +491,7 @@ Result FromJson(const std::string& text, const std::string& source) {
                              Reader::TextAt(entry, "sha256"), Reader::TextsAt(entry, "columns"),
                              Reader::CountAt(entry, "rows"), Reader::TextAt(entry, "understood")});
   }
-  result.options = ReadFitOptions(document);
+  result.options = StoredOptions(document);
   result.version = Reader::TextAt(document, "version");
   result.notes = Reader::TextsAt(document, "notes");
   result.evaluate = MakeStoredEvaluator(result);

@@ -23,7 +23,7 @@ using MaterialUtil::SolveTruncated;
 using MaterialUtil::Vector;
 
 /// Directions below this part of the largest singular value are rounding.
-constexpr double kRounding = 1e-14;
+constexpr double kRoundingOfSquares = 1e-14;
 
 /// A unit column that keeps this part of its length beside those before it is clear of rounding in normal equations.
 constexpr double kClear = 1e-5;
@@ -167,7 +167,7 @@ class ActiveSet {
     for (std::size_t k = 0; k < columns_.size(); ++k) {
       std::ranges::copy(a_.Column(columns_[k]), part.Column(k).begin());
     }
-    const Vector solution = SolveTruncated(std::move(part), b_, 1.0 / kRounding);
+    const Vector solution = SolveTruncated(std::move(part), b_, 1.0 / kRoundingOfSquares);
     return {solution.begin(), solution.end()};
   }
 

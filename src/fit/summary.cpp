@@ -6,12 +6,11 @@
 #include <limits>
 
 #include "fit/assemble.h"
+#include "fit/no_number.h"
 #include "xem/fit/reading.h"
 
 namespace Xem::Fit {
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 struct ToldMeasure {
   const char* name;
@@ -143,10 +142,10 @@ Statistics SummaryColumn::Of(const std::vector<bool>& counted) const {
 }
 
 std::vector<std::size_t> SummaryColumn::Outliers(const std::vector<bool>& counted) const {
-  constexpr double kRounding = 1e-9;
+  constexpr double kOnlyRounding = 1e-9;
   std::vector<std::size_t> outliers;
   const Statistics s = Of(counted);
-  if (s.number < kFewestForOutliers || !(s.robustDeviation > kRounding * std::abs(s.median))) return outliers;
+  if (s.number < kFewestForOutliers || !(s.robustDeviation > kOnlyRounding * std::abs(s.median))) return outliers;
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (counted[i] && std::abs(values[i] - s.median) > kFarFromMedian * s.robustDeviation) outliers.push_back(i);
   }

@@ -82,7 +82,7 @@ struct OverlapDistance {
 }  // namespace
 
 double OverlapShift(const LogCurve& fixed, const LogCurve& moved) {
-  constexpr double kStep = 0.02;
+  constexpr double kNarrowStep = 0.02;
   constexpr double kFewest = 3.0;
   constexpr double kStay = 1e-7;  // of two places alike the nearer one
   const OverlapLine fixedLine(fixed);
@@ -98,7 +98,7 @@ double OverlapShift(const LogCurve& fixed, const LogCurve& moved) {
   const double to = fixed.x.back() - moved.x.front() + kProlonged;
   double best = 0.0;
   double least = cost(0.0);
-  for (double shift = from; shift <= to; shift += kStep) {
+  for (double shift = from; shift <= to; shift += kNarrowStep) {
     const double here = cost(shift);
     if (here < least) {
       least = here;

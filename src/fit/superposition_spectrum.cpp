@@ -16,14 +16,14 @@ namespace {
 using namespace MaterialUtil;
 
 /// Numbers of lines per decade that are tried.
-constexpr double kLinesPerDecade[] = {0.5, 0.75, 1.0, 1.5, 2.0};
+constexpr double kTriedLinesPerDecade[] = {0.5, 0.75, 1.0, 1.5, 2.0};
 constexpr std::size_t kMostLines = 60;
 /// Times leave the range that they begin in by this factor at most: shifts move it.
 constexpr double kTimesBeyond = 1e3;
 constexpr double kSpectrumBeyond = 10.0;
 /// Shifts stay within this factor of where a round begins: flat curves would wander without end.
 constexpr double kShiftsBeyond = 1e3;
-constexpr int kEvaluations = 100;
+constexpr int kSpectrumEvaluations = 100;
 /// A root-mean-square misfit below this is rounding.
 constexpr double kExactFit = 1e-9;
 
@@ -146,7 +146,7 @@ CommonFit FitWith(const std::vector<MaxwellCurve>& curves, std::size_t anchor, c
     fit.problem.parameters[fit.layout.Shift(k)].lower = shifts[k] - std::log(kShiftsBeyond);
     fit.problem.parameters[fit.layout.Shift(k)].upper = shifts[k] + std::log(kShiftsBeyond);
   }
-  for (Minimum& reached : Descend(fit.problem, {from}, kEvaluations)) fit.minimum = std::move(reached);
+  for (Minimum& reached : Descend(fit.problem, {from}, kSpectrumEvaluations)) fit.minimum = std::move(reached);
   if (fit.minimum.parameters.empty()) return fit;
   const int points = fit.problem.PointCount();
   const double floor = points * kExactFit * kExactFit;
@@ -186,7 +186,7 @@ CommonSpectrum FitCommonSpectrum(const std::vector<MaxwellCurve>& curves, std::s
     const Spectrum dense =
         DenseMaxwellSpectrum(reduced, Residual::Relative, range, kSpectrumBeyond, Instantaneous::Free, 1.0).lines;
     std::size_t tried = 0;
-    for (const double perDecade : kLinesPerDecade) {
+    for (const double perDecade : kTriedLinesPerDecade) {
       const auto wanted = static_cast<std::size_t>(std::ceil(perDecade * (range.Decades() + 1.0)));
       const std::size_t lines = std::clamp<std::size_t>(wanted, 2, std::min(kMostLines, dense.size() + 2));
       if (lines == std::exchange(tried, lines)) continue;
@@ -200,7 +200,7 @@ CommonSpectrum FitCommonSpectrum(const std::vector<MaxwellCurve>& curves, std::s
   if (best.minimum.parameters.empty()) {
     throw Error(ErrorKind::NotConverged, "no common spectrum was found for these temperatures");
   }
-  best.minimum = Minimise(best.problem, {best.minimum.parameters}, {4 * kEvaluations});
+  best.minimum = Minimise(best.problem, {best.minimum.parameters}, {4 * kSpectrumEvaluations});
 
   const Uncertainty uncertainty = EstimateUncertainty(best.problem, best.minimum);
   CommonSpectrum common;

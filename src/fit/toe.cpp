@@ -9,14 +9,14 @@ namespace Xem::Fit {
 namespace {
 
 /// A straight line through the points from `first` on, `count` of them.
-struct Line {
+struct StraightLine {
   double slope = 0.0;
   double x = 0.0;  ///< means
   double y = 0.0;
 };
 
-Line LineThrough(const Curve& curve, std::size_t first, std::size_t count) {
-  Line line;
+StraightLine LineThrough(const Curve& curve, std::size_t first, std::size_t count) {
+  StraightLine line;
   for (std::size_t i = first; i < first + count; ++i) {
     line.x += curve.x[i] / static_cast<double>(count);
     line.y += curve.y[i] / static_cast<double>(count);
@@ -35,8 +35,8 @@ Line LineThrough(const Curve& curve, std::size_t first, std::size_t count) {
 
 Toe FindToe(const Curve& curve) {
   constexpr std::size_t kFewest = 8;
-  constexpr double kPassed = 0.85;    // of the steepest slope: then the straight part is over
-  constexpr double kStraight = 0.97;  // of it: belongs to the straight part
+  constexpr double kPassed = 0.85;         // of the steepest slope: then the straight part is over
+  constexpr double kStraightShare = 0.97;  // of it: belongs to the straight part
   constexpr double kAboveSlack = 0.02;
   const std::size_t size = curve.x.size();
   if (size < kFewest) {
@@ -50,7 +50,7 @@ Toe FindToe(const Curve& curve) {
   std::vector<double> slopes;
   std::size_t best = 0;
   for (std::size_t first = 0; first + window <= size; first += step) {
-    const Line line = LineThrough(curve, first, window);
+    const StraightLine line = LineThrough(curve, first, window);
     starts.push_back(first);
     slopes.push_back(line.y > kAboveSlack * highest ? line.slope : 0.0);
     if (slopes.back() > slopes[best]) best = slopes.size() - 1;
@@ -59,11 +59,11 @@ Toe FindToe(const Curve& curve) {
   const double steepest = slopes[best];
   std::size_t from = best;
   std::size_t to = best;
-  while (from > 0 && slopes[from - 1] >= kStraight * steepest) --from;
-  while (to + 1 < slopes.size() && slopes[to + 1] >= kStraight * steepest) ++to;
+  while (from > 0 && slopes[from - 1] >= kStraightShare * steepest) --from;
+  while (to + 1 < slopes.size() && slopes[to + 1] >= kStraightShare * steepest) ++to;
   const std::size_t first = starts[from];
   const std::size_t last = starts[to] + window - 1;
-  const Line line = LineThrough(curve, first, last - first + 1);
+  const StraightLine line = LineThrough(curve, first, last - first + 1);
   if (!(line.slope > 0.0) || !std::isfinite(line.slope)) {
     throw Error(ErrorKind::BadData, "curve " + curve.name +
                                         ": no straight part rises behind its slack; take one loading branch of a test "

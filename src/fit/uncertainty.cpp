@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "fit/assemble.h"
+#include "fit/no_number.h"
 #include "fit/student.h"
 #include "kernels/kernels.h"
 #include "solver/linalg/lapack.h"
@@ -16,8 +17,6 @@ namespace {
 using MaterialUtil::DecomposeSingular;
 using MaterialUtil::Matrix;
 using MaterialUtil::SingularValues;
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Singular values of the column-scaled Jacobian below this part of the largest count as zero.
 constexpr double kRankTolerance = 1e-8;

@@ -311,7 +311,7 @@ void RequireDetermined(CyclicFamily family, const ScreenedSoil& screened, const 
   }
 }
 
-std::vector<double> Flags(const Problem& problem) {
+std::vector<double> FreeFlags(const Problem& problem) {
   std::vector<double> flags;
   for (const FreeOrHeld& parameter : problem.parameters) flags.push_back(parameter.held ? 1.0 : 0.0);
   return flags;
@@ -331,8 +331,8 @@ std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Proble
   if (!problem.parameters[kReferenceStrain].held && (both || !strainGiven)) {
     parameters[kReferenceStrain] = InitialReferenceStrain(static_cast<ResidualForm>(code), stiffness);
   }
-  const DynamicFitRequest request =
-      PrepareDynamicFit(std::array{power ? 0.0 : 1.0, static_cast<double>(code), variant}, parameters, Flags(problem));
+  const DynamicFitRequest request = PrepareDynamicFit(std::array{power ? 0.0 : 1.0, static_cast<double>(code), variant},
+                                                      parameters, FreeFlags(problem));
   if (both) {
     const double factor = power ? DampingWeightFactor(damping, parameters[kLargestDamping]) : 1.0;
     const JointDynamicFit fit =

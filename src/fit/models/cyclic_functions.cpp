@@ -29,13 +29,13 @@ double ExponentSlope(double largestDamping) {
   return 4.0 * std::numbers::pi / (complement * complement);
 }
 
-Comparison OrdinateComparison(CyclicFamily family, CyclicCurve curve) {
+MaterialUtil::Comparison OrdinateComparison(CyclicFamily family, CyclicCurve curve) {
   const bool stiffness = curve == CyclicCurve::Stiffness;
   if (family == CyclicFamily::Power) return stiffness ? PowerLawStiffness : PowerLawDamping;
   return stiffness ? HyperbolicStiffness : HyperbolicDamping;
 }
 
-Comparison ChooseComparison(CyclicFamily family, CyclicCurve curve, CyclicForm form) {
+MaterialUtil::Comparison ChooseComparison(CyclicFamily family, CyclicCurve curve, CyclicForm form) {
   const auto choose = [curve](ResidualForm core) {
     return curve == CyclicCurve::Stiffness ? StiffnessComparison(MaterialUtil::DynamicFamily::PowerLaw, core)
                                            : DampingComparison(MaterialUtil::DynamicFamily::PowerLaw, core);
@@ -94,7 +94,7 @@ class CyclicFunction final : public BlockTestFunction {
   }
 
   CyclicFamily family_;
-  Comparison comparison_;
+  MaterialUtil::Comparison comparison_;
 };
 
 /// Value of the generalised equation or of its damping, with derivatives.

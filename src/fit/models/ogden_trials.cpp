@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
+#include "fit/no_number.h"
 #include "kernels/kernels.h"
 
 namespace Xem::Fit {
@@ -33,7 +33,6 @@ const std::vector<double>& OgdenTrials::ColumnOf(double exponent) {
 
 /// By normal equations of unit columns, improved by a step on what they leave (Björck 1987).
 double OgdenTrials::FitModuli(std::span<double> pairs) {
-  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
   const std::size_t terms = pairs.size() / 2;
   const std::size_t points = measured_.size();
   if (points == 0 || points > kMostTriedPoints || terms > MaterialUtil::kLargestPositiveDefinite) return kNaN;

@@ -11,6 +11,7 @@
 #include "fit/assemble.h"
 #include "fit/linear_model.h"
 #include "fit/models/retention_soil.h"
+#include "fit/no_number.h"
 #include "fit/search.h"
 #include "soil/retention_fit.h"
 
@@ -20,8 +21,6 @@ namespace {
 namespace Core = MaterialUtil;
 using Core::Suction;
 using Core::XemUnsaturatedSoilTestFunction;
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// More than this share of the drainable water left in the driest point makes theta_r an extrapolation.
 constexpr double kDryEnough = 0.3;

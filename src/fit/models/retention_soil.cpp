@@ -47,7 +47,7 @@ std::vector<std::string> NamesOf(const Table& table) {
 }
 
 template <class Table>
-const auto& Known(const Table& table, const std::string& name, const char* what) {
+const auto& EntryOf(const Table& table, const std::string& name, const char* what) {
   const auto found = std::find_if(table.begin(), table.end(), [&](const auto& entry) { return name == entry.name; });
   if (found != table.end()) return *found;
   std::string known;
@@ -91,7 +91,7 @@ std::vector<_T_FUNT_BASE> LoadGrading(const RetentionData& data, Soil& soil) {
   if (curve.y.size() != curve.x.size() || (!curve.rows.empty() && curve.rows.size() != curve.x.size())) {
     throw Error(ErrorKind::BadData, "curve grading: its columns differ in length");
   }
-  const DiameterUnit& unit = Known(kDiameterUnits, data.diameterUnit, "unit of diameter");
+  const DiameterUnit& unit = EntryOf(kDiameterUnits, data.diameterUnit, "unit of diameter");
   std::vector<_T_FUNT_BASE> points;
   for (std::size_t i = 0; i < curve.x.size(); ++i) {
     std::string reason;
@@ -156,7 +156,9 @@ void ChooseFitted(RetentionPoints points, Soil& soil) {
 
 std::vector<std::string> SuctionUnits() { return NamesOf(kSuctionUnits); }
 
-const SuctionUnit& SuctionUnitCalled(const std::string& name) { return Known(kSuctionUnits, name, "unit of suction"); }
+const SuctionUnit& SuctionUnitCalled(const std::string& name) {
+  return EntryOf(kSuctionUnits, name, "unit of suction");
+}
 
 std::vector<_T_FUNT_BASE> Soil::InKilopascal(const Curve& curve) const {
   std::vector<_T_FUNT_BASE> points = CorePoints(curve);

@@ -12,14 +12,13 @@
 #include "fit/assemble.h"
 #include "fit/models/stability_interval.h"
 #include "fit/models/stable_search.h"
+#include "fit/no_number.h"
 #include "stability/volumetric_energy.h"
 
 namespace Xem::Fit {
 namespace {
 
 using namespace MaterialUtil;
-
-constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
 
 bool IsVolumetricName(const std::string& name) {
   return name.size() > 1 && name[0] == 'D' && std::isdigit(static_cast<unsigned char>(name[1]));
@@ -43,7 +42,7 @@ using SquareMatrix = std::vector<std::vector<double>>;
 /// The two fits share no data, so their parameters are neither correlated nor do they vary together.
 void AppendIndependent(const SquareMatrix& more, SquareMatrix& matrix) {
   const std::size_t own = matrix.size();
-  const auto cross = [](const SquareMatrix& part, std::size_t i) { return std::isnan(part[i][i]) ? kNotKnown : 0.0; };
+  const auto cross = [](const SquareMatrix& part, std::size_t i) { return std::isnan(part[i][i]) ? kNaN : 0.0; };
   for (std::size_t i = 0; i < own; ++i) {
     for (std::size_t j = 0; j < more.size(); ++j) matrix[i].push_back(cross(matrix, i) + cross(more, j));
   }
@@ -78,7 +77,7 @@ std::vector<double> AddVolumetric(const HyperelasticData& data, const Options& o
   return coefficients;
 }
 
-double OrNaN(double limit) { return limit == 0.0 ? kNotKnown : limit; }
+double OrNaN(double limit) { return limit == 0.0 ? kNaN : limit; }
 
 Stability ToStability(const std::function<StabilityReport()>& report) {
   StabilityReport found;
@@ -130,7 +129,7 @@ void RubberFit::Screen() {
 void RubberFit::Describe() {
   problem = MakeHyperelasticProblem(screened_, core_, count_, options);
   problem.parameters = Fit::Describe(law_.parameters(count_), data_.stressUnit);
-  given.assign(problem.parameters.size(), kNotKnown);
+  given.assign(problem.parameters.size(), kNaN);
   if (data_.volumetric.Empty()) return;
   volumetricOptions_ = options;
   volumetricOptions_.held.clear();
