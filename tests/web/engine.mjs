@@ -25,6 +25,7 @@ const FITS = [
   "hyper fit --model polynomial:2 --uniaxial data:silicone_uniaxial --volumetric data:silicone_volumetric",
   "volume fit --terms 2 data:silicone_volumetric",
   "prony fit --terms 3 data:polymer_relaxation",
+  "prony shift data:dma_pvb_raw --reference-temperature 60",
   "creep fit --type both data:metal_creep_500MPa",
   "cyclic fit --family hyperbolic --stiffness data:seed_idriss1970_sand_stiffness --damping data:seed_idriss1970_sand_damping",
   "forming curve --tensile data:sgcc_flow_curve@angle_deg=0 --law swift --yield hill1979:2.2",
