@@ -26,9 +26,7 @@ void TakeAlong(std::size_t count, const double* pivot, double square, double* co
   V shares[kColumns];
   const double length = __builtin_sqrt(square);
   for (std::size_t c = 0; c < kColumns; ++c) {
-    alignas(V) double spread[kLanes];
-    FullVector{0}.Store(sums[c], spread);
-    const double product = Total<kLanes>(spread);
+    const double product = Total(sums[c]);
     parts[c * stride] = product / length;
     shares[c] = Set(-product / square);
   }
@@ -49,9 +47,7 @@ double SquareOf(std::size_t count, const double* column) {
     const V x = PartialVector(first, count - first).Load(column, 0.0);
     sum = Fma(x, x, sum);
   }
-  alignas(V) double spread[kLanes];
-  FullVector{0}.Store(sum, spread);
-  return Total<kLanes>(spread);
+  return Total(sum);
 }
 
 /// R of A = Q R by the modified Gram-Schmidt process, whose R is as good as one by reflections, and which with a
