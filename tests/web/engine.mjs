@@ -9,7 +9,8 @@ import { basename, dirname, join, resolve } from "node:path";
 import { fileURLToPath, pathToFileURL } from "node:url";
 import { Browser } from "../browser/browser.mjs";
 
-const [pagePath, xemfit, chromium] = process.argv.slice(2);
+const [pagePath, tool, chromium] = process.argv.slice(2);
+const xemfit = resolve(tool);
 const data = join(dirname(fileURLToPath(import.meta.url)), "../../data");
 const folder = mkdtempSync(join(tmpdir(), "xemfit-web-"));
 for (const name of readdirSync(data)) symlinkSync(resolve(data, name), join(folder, `data:${basename(name, ".csv")}`));
