@@ -28,6 +28,10 @@ File UnnamedFile(const std::string& contents);
 /// All of it, whatever was read before.
 std::string Contents(std::FILE* file);
 
+/// Matrices of fits are small: threads of the BLAS library would wait for each other longer than they compute, minutes
+/// on a busy machine.
+void KeepAlgebraOnOneThread();
+
 /// As `exec` wants them: valid as long as the texts.
 std::vector<char*> Pointers(std::vector<std::string>& texts);
 

@@ -1,5 +1,6 @@
 #include "process.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -95,6 +96,13 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
   result.output = Contents(out.get());
   result.errors = Contents(err.get());
   return result;
+}
+
+void KeepAlgebraOnOneThread() {
+  // Looked up at run time, so that any BLAS serves.
+  using Setter = void (*)(int);
+  const auto setter = reinterpret_cast<Setter>(dlsym(RTLD_DEFAULT, "openblas_set_num_threads"));
+  if (setter != nullptr) setter(1);
 }
 
 }  // namespace Xem::Tool
