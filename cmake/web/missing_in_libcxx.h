@@ -33,6 +33,16 @@ void copy(Range&& range, Output output) {
   std::copy(std::begin(range), std::end(range), output);
 }
 
+template <class Range, class Predicate>
+bool all_of(Range&& range, Predicate predicate) {
+  return std::all_of(std::begin(range), std::end(range), predicate);
+}
+
+template <class Range, class Predicate>
+auto count_if(Range&& range, Predicate predicate) {
+  return std::count_if(std::begin(range), std::end(range), predicate);
+}
+
 template <class Range, class Output, class Operation>
 void transform(Range&& range, Output output, Operation operation) {
   std::transform(std::begin(range), std::end(range), output, operation);

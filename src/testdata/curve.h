@@ -39,7 +39,7 @@ struct LoadedCurve {
   /// Loads the points that `keep` accepts; `convert` turns an abscissa into what is stored.
   template <class Point, class Keep, class Convert>
   void Load(std::span<const Point> points, Keep keep, Convert convert) {
-    const auto kept = static_cast<std::int64_t>(std::count_if(points.begin(), points.end(), keep));
+    const auto kept = static_cast<std::int64_t>(std::ranges::count_if(points, keep));
     abscissa.ResizeToOverwrite(kept);
     measured.ResizeToOverwrite(kept);
     companion.ResizeToOverwrite(kept);
