@@ -23,6 +23,13 @@ XEM_INLINE double Square(std::size_t count, const double* x) {
   return Total((sums[0] + sums[1]) + (sums[2] + sums[3]));
 }
 
+XEM_INLINE bool IsZero(std::size_t count, const double* x) {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (x[i] != 0.0) return false;
+  }
+  return true;
+}
+
 /// Reflects a few columns: each less (u . column) / h of u.
 template <std::size_t kColumns>
 void Reflect(std::size_t count, const double* u, double inverseOfH, double* first, std::ptrdiff_t stride) {
@@ -44,6 +51,8 @@ void Reflect(std::size_t count, const double* u, double inverseOfH, double* firs
 /// Reflections I - u u^T / h that turn one column after the other into a multiple of a unit vector (Householder 1958):
 ///
 ///   u = column + sign(column_1) |column| e_1,  h = |column| (|column| + |column_1|)
+///
+/// Nothing has to be turned where a column is zero from its diagonal on.
 std::size_t Triangularise(std::size_t rows, std::size_t columns, double* a, std::ptrdiff_t stride) {
   // The square of a column keeps all its digits within these.
   constexpr double kLeast = 1e-200;
@@ -52,7 +61,10 @@ std::size_t Triangularise(std::size_t rows, std::size_t columns, double* a, std:
     double* const u = a + static_cast<std::ptrdiff_t>(j) * stride + j;
     const std::size_t count = rows - j;
     const double square = Square(count, u);
-    if (!(square >= kLeast && square <= kMost)) return j;
+    if (!(square >= kLeast && square <= kMost)) {
+      if (!IsZero(count, u)) return j;
+      continue;
+    }
     const double norm = __builtin_sqrt(square);
     const double pivot = -__builtin_copysign(norm, u[0]);
     const double inverseOfH = 1.0 / (norm * (norm + __builtin_fabs(u[0])));
