@@ -6,10 +6,12 @@
 #include <cmath>
 #include <cstdint>
 
-#include "kernels/kernels.h"
+#include "solver/linalg/least_squares.h"
 
 namespace Xem::Fit {
 
+using MaterialUtil::ForEachBlockOfRows;
+using MaterialUtil::LeastSquares;
 using MaterialUtil::MatrixView;
 
 /// MINPACK's view of the problem: the free parameters only, and rotated points.
@@ -41,6 +43,10 @@ TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld
       released_(parameters.size()),
       columns_(residuals.PointCount() * parameters.size()),
       values_(residuals.PointCount()),
+      rows_(std::min(static_cast<std::int32_t>(values_.size()),
+                     LeastSquares::kBlockRows + static_cast<std::int32_t>(parameters.size()) + 1),
+            static_cast<std::int32_t>(parameters.size()) + 1),
+      triangulariser_(rows_.Columns()),
       rotated_(parameters.size() + 1),
       jacobian_(rotated_.size() * parameters.size()),
       point_(parameters.size()),
@@ -52,54 +58,35 @@ TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld
       work4_(rotated_.size()),
       pivots_(parameters.size()) {
   free_.reserve(parameters.size());
-  pointers_.reserve(rotated_.size());
 }
 
 void TrustRegion::Rotate(std::span<double> residuals, MatrixView jacobian) {
   residuals_.Jacobian(full_, columns_);
   const std::size_t points = values_.size();
-  pointers_.clear();
-  for (std::size_t j = 0; j < free_.size(); ++j) {
-    double* const column = columns_.data() + free_[j] * points;
-    // MINPACK knows no ranges. A trial beyond one is evaluated at its border, so the misfit does not change with that
-    // parameter any more, and a column of zeros says just that; the true column would pull the trial further out.
-    if (clipped_[free_[j]]) std::fill_n(column, points, 0.0);
-    pointers_.push_back(column);
-  }
-  pointers_.push_back(values_.data());
-  Triangularise();
+  const auto columns = static_cast<std::int32_t>(free_.size()) + 1;
+  const MatrixView triangle = rows_.View().FirstColumns(columns);
+  std::int32_t filled = 0;
+  ForEachBlockOfRows(static_cast<std::int32_t>(points), [&](std::int32_t first, std::int32_t count) {
+    const MatrixView block = triangle.Rows(filled, count);
+    for (std::size_t j = 0; j < free_.size(); ++j) {
+      // MINPACK knows no ranges. A trial beyond one is evaluated at its border, so the misfit does not change with that
+      // parameter any more, and a column of zeros says just that; the true column would pull the trial further out.
+      if (clipped_[free_[j]]) {
+        std::ranges::fill(block.Column(j), 0.0);
+      } else {
+        std::copy_n(columns_.data() + free_[j] * points + first, count, block.Column(j).begin());
+      }
+    }
+    std::copy_n(values_.data() + first, count, block.Column(free_.size()).begin());
+    triangulariser_.Reduce(triangle.Rows(0, filled + count));
+    filled = std::min(filled + count, columns);
+  });
 
-  const auto columns = static_cast<std::int32_t>(pointers_.size());
   for (std::int32_t column = 0; column < columns; ++column) {
-    const double* const from = triangle_.data() + std::int64_t{column} * columns;
     for (std::int32_t row = 0; row < columns; ++row) {
-      (column < columns - 1 ? jacobian(row, column) : residuals[static_cast<std::size_t>(row)]) = from[row];
+      (column < columns - 1 ? jacobian(row, column) : residuals[static_cast<std::size_t>(row)]) =
+          row < filled ? triangle(row, column) : 0.0;
     }
-  }
-}
-
-void TrustRegion::Triangularise() {
-  constexpr std::size_t kBlock = 512;  // rows that stay in the cache
-  const auto& kernels = MaterialUtil::ForThisProcessor();
-  const std::size_t columns = pointers_.size();
-  const std::size_t points = values_.size();
-  triangle_.resize(columns * columns);
-  if (points <= kBlock) {
-    kernels.gramSchmidt(points, pointers_.data(), columns, triangle_.data());
-    return;
-  }
-  const std::size_t height = columns + kBlock;
-  block_.resize(height * columns);
-  blockColumns_.clear();
-  for (std::size_t k = 0; k < columns; ++k) blockColumns_.push_back(block_.data() + k * height);
-  for (std::size_t first = 0; first < points; first += kBlock) {
-    const std::size_t above = first == 0 ? 0 : columns;
-    const std::size_t rows = std::min(kBlock, points - first);
-    for (std::size_t k = 0; k < columns; ++k) {
-      std::copy_n(triangle_.data() + k * columns, above, blockColumns_[k]);
-      std::copy_n(pointers_[k] + first, rows, blockColumns_[k] + above);
-    }
-    kernels.gramSchmidt(above + rows, blockColumns_.data(), columns, triangle_.data());
   }
 }
 

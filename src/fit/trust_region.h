@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "fit/problem.h"
+#include "solver/linalg/lapack.h"
 #include "solver/linalg/matrix.h"
 
 namespace Xem::Fit {
@@ -44,8 +45,6 @@ class TrustRegion {
   double SumOfSquares(std::span<const double> parameters);
   /// The rotated Jacobian and residuals, of the free parameters at `full_`.
   void Rotate(std::span<double> residuals, MaterialUtil::MatrixView jacobian);
-  /// The triangle of the columns that `pointers_` lead to, which are overwritten where they are few.
-  void Triangularise();
   bool RunOnce(Minimum& minimum);
   /// Sets or frees parameters at their bounds by the sign of the gradient; true when that changed the free set.
   bool UpdateBounds(Minimum& minimum);
@@ -60,10 +59,8 @@ class TrustRegion {
   std::vector<int> released_;      // how often a parameter was let go
   std::vector<double> columns_;    // Jacobian of all parameters
   std::vector<double> values_;     // residuals at `full_`
-  std::vector<double*> pointers_;  // to columns of the free parameters and to the residuals
-  std::vector<double> triangle_;   // of columns of the free parameters and residuals
-  std::vector<double> block_;      // of the rows of many points, below the triangle of those before
-  std::vector<double*> blockColumns_;
+  MaterialUtil::Matrix rows_;  // free parameters' columns and residuals: the triangle of earlier points, further ones
+  MaterialUtil::Triangulariser triangulariser_;
   std::vector<double> rotated_, jacobian_;
   std::vector<double> point_, diagonal_, qtf_, work1_, work2_, work3_, work4_;
   std::vector<int> pivots_;

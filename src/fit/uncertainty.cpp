@@ -8,7 +8,6 @@
 #include "fit/assemble.h"
 #include "fit/no_number.h"
 #include "fit/student.h"
-#include "kernels/kernels.h"
 #include "solver/linalg/lapack.h"
 
 namespace Xem::Fit {
@@ -57,9 +56,11 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
 
   // Singular values and right vectors are those of the triangle.
   Matrix triangle(n, n);
-  std::vector<double*> unit;
-  for (std::int32_t j = 0; j < n; ++j) unit.push_back(scaled.Column(j).data());
-  MaterialUtil::ForThisProcessor().gramSchmidt(points, unit.data(), unit.size(), triangle.Data());
+  MaterialUtil::Triangulariser(n).Reduce(scaled.View());
+  for (std::int32_t j = 0; j < n; ++j) {
+    const auto column = scaled.Column(j);
+    std::copy_n(column.begin(), std::min(column.size(), triangle.Column(j).size()), triangle.Column(j).begin());
+  }
   const SingularValues svd = DecomposeSingular(std::move(triangle));
   // Sum of v v^T / s^2 over what the data see. The squares of a parameter's entries in those directions add up to 1
   // when it is determined and to less when a part of it lies in a direction that no point sees.

@@ -147,12 +147,10 @@ struct Kernels {
   /// factorisation then tells what the matrix is.
   bool (*solvePositiveDefinite)(std::size_t order, const double* a, double damping, double* x);
 
-  /// The triangle R of A = Q R, columnCount numbers a column with zeros below the diagonal, and in rows beyond those of
-  /// A. Overwrites A.
-  void (*gramSchmidt)(std::size_t count, double* const* columns, std::size_t columnCount, double* triangle);
   /// The triangle R of A = Q R in place of A, of columns `stride` numbers apart; what stands below it means nothing.
   /// Returns how many columns were reduced: all of them, or those before one whose square is not in the range of
-  /// numbers, or zero. A general factorisation may go on from there, once the columns before have zeros below R.
+  /// numbers; a column of zeros stays one. A general factorisation may go on from there, once the columns before have
+  /// zeros below R.
   std::size_t (*triangularise)(std::size_t rows, std::size_t columns, double* a, std::ptrdiff_t stride);
 };
 

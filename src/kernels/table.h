@@ -2,7 +2,6 @@
 
 #include "kernels/elementary.h"
 #include "kernels/ghe_kernel.h"
-#include "kernels/gram_schmidt_kernel.h"
 #include "kernels/hyperbolic_kernel.h"
 #include "kernels/least_squares_kernel.h"
 #include "kernels/ogden_kernel.h"
@@ -52,7 +51,6 @@ constexpr Kernels kTable{
     .addProductsOfLast = AddProductsOfLast,
     .totals = Totals,
     .solvePositiveDefinite = SolvePositiveDefinite,
-    .gramSchmidt = GramSchmidt,
     .triangularise = Triangularise,
 };
 

@@ -75,6 +75,13 @@ XEM_INLINE double Total(V x) {
   return two[0] + two[1];
 }
 
+/// 0, 1, 2, ...
+XEM_INLINE Bits LaneNumbers() {
+  Bits lane{};
+  for (std::size_t i = 0; i < kLanes; ++i) lane[i] = static_cast<std::int64_t>(i);
+  return lane;
+}
+
 /// As many consecutive points as there are lanes.
 struct FullVector {
   std::size_t first;
@@ -88,9 +95,7 @@ struct PartialVector {
   std::size_t first;
   Bits present;
   XEM_INLINE PartialVector(std::size_t begin, std::size_t count) : first(begin) {
-    Bits lane{};
-    for (std::size_t i = 0; i < kLanes; ++i) lane[i] = static_cast<std::int64_t>(i);
-    present = (Bits)(lane < static_cast<std::int64_t>(count));
+    present = (Bits)(LaneNumbers() < static_cast<std::int64_t>(count));
   }
   XEM_INLINE V LoadOrZero(const double* points) const { return Load(points, 0.0); }
   /// Lanes without a point hold `rest`.
@@ -116,12 +121,17 @@ struct PartialVector {
   }
 };
 
-/// body(at) for all points, a vector of them at a time; at.Load(points) and at.Store(values, points) reach them.
+/// body(at) for all points from `first` on, a vector of them at a time; at.Load(points) and at.Store(values, points)
+/// reach them.
 template <class Body>
-XEM_INLINE void ForEachVector(std::size_t count, Body body) {
-  std::size_t first = 0;
+XEM_INLINE void ForEachVector(std::size_t count, std::size_t first, Body body) {
   for (; first + kLanes <= count; first += kLanes) body(FullVector{first});
   if (first < count) body(PartialVector(first, count - first));
+}
+
+template <class Body>
+XEM_INLINE void ForEachVector(std::size_t count, Body body) {
+  ForEachVector(count, 0, body);
 }
 
 XEM_INLINE void Fill(const KernelBlock& block, double value) {
