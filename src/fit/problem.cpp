@@ -51,16 +51,6 @@ class ProblemFunction final : public ScaledTestFunction {
   std::span<const FreeOrHeld> ranges_;
 };
 
-TestFunctionList ScaledFunctions(const Problem& problem) {
-  TestFunctionList scaled;
-  for (std::size_t i = 0; i < problem.functions.size(); ++i) {
-    const auto& function = problem.functions[i];
-    scaled.push_back(boost::make_shared<ProblemFunction>(function, problem,
-                                                         Scales(*function, problem.residual, problem.weights[i])));
-  }
-  return scaled;
-}
-
 /// The weighted residuals model - measured of all points, for the trust-region polish and the uncertainty.
 class WeightedResiduals final : public ResidualFunction {
  public:
@@ -152,6 +142,16 @@ bool ArrivesAt(const Minimum& minimum, ResidualFunction& residuals, std::span<co
 }
 
 }  // namespace
+
+TestFunctionList ScaledFunctions(const Problem& problem) {
+  TestFunctionList scaled;
+  for (std::size_t i = 0; i < problem.functions.size(); ++i) {
+    const auto& function = problem.functions[i];
+    scaled.push_back(boost::make_shared<ProblemFunction>(function, problem,
+                                                         Scales(*function, problem.residual, problem.weights[i])));
+  }
+  return scaled;
+}
 
 int Problem::PointCount() const {
   int count = 0;

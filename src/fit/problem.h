@@ -36,6 +36,10 @@ struct Problem {
   int FreeCount() const;
 };
 
+/// The test functions as minimisers see them, weighted, relative where that is asked for, and with parameters kept in
+/// their ranges. The problem must live as long.
+MaterialUtil::TestFunctionList ScaledFunctions(const Problem& problem);
+
 /// A minimum of the weighted sum of squared residuals.
 struct Minimum {
   std::vector<double> parameters;

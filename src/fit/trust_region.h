@@ -35,6 +35,9 @@ class TrustRegion {
   /// not sought; 0: to rounding, with 400 per parameter between two changes of bounds.
   TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters, int mostEvaluations = 0);
 
+  /// For the runs that follow.
+  void SetMostEvaluations(int mostEvaluations) { mostEvaluations_ = mostEvaluations; }
+
   /// Improves `minimum` in place; its parameters must be inside their ranges.
   void Run(Minimum& minimum);
 
@@ -50,7 +53,7 @@ class TrustRegion {
   bool UpdateBounds(Minimum& minimum);
 
   ResidualFunction& residuals_;
-  const int mostEvaluations_;
+  int mostEvaluations_;
   int evaluations_ = 0;  // of the run
   std::span<const FreeOrHeld> parameters_;
   std::vector<std::size_t> free_;  // indices of the parameters being moved
