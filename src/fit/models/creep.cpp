@@ -15,8 +15,8 @@
 #include "fit/assemble.h"
 #include "fit/models/models.h"
 #include "fit/models/tertiary.h"
-#include "fit/non_negative.h"
 #include "fit/screening.h"
+#include "solver/linalg/non_negative.h"
 #include "viscoelastic/creep_law.h"
 
 namespace Xem::Fit {

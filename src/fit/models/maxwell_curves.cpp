@@ -9,7 +9,7 @@
 #include <optional>
 #include <utility>
 
-#include "fit/non_negative.h"
+#include "solver/linalg/non_negative.h"
 #include "viscoelastic/dynamic_modulus.h"
 #include "viscoelastic/prony.h"
 

@@ -38,9 +38,9 @@ constexpr double kBeyondZero = 0.5;
 /// they say nothing.
 constexpr double kLargestModulus = 1000.0;
 
-/// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave: of a single term,
-/// whose misfit has few valleys, and of more.
-constexpr std::size_t kRefinedOfOne = 4;
+/// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave: fewer for few
+/// terms, whose misfit has few valleys.
+constexpr std::size_t kRefinedPerTerm = 4;
 constexpr std::size_t kRefined = 12;
 
 /// How many different minima of a model are extended by one more term.
@@ -340,7 +340,8 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
         if (count == 2 && other < exponent) attempt({0.0, other, 0.0, exponent});
       }
     }
-    std::vector<std::vector<double>> starts = BestOf(std::move(tried), count == 1 ? kRefinedOfOne : kRefined);
+    std::vector<std::vector<double>> starts =
+        BestOf(std::move(tried), std::min(kRefined, kRefinedPerTerm * static_cast<std::size_t>(count)));
     std::vector<Start> exports;
     AddExportsResult(problem, exports);
     for (Start& start : exports) starts.push_back(std::move(start.parameters));

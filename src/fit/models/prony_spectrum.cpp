@@ -6,13 +6,14 @@
 #include <numeric>
 #include <utility>
 
-#include "fit/non_negative.h"
+#include "solver/linalg/non_negative.h"
 #include "viscoelastic/prony.h"
 
 namespace Xem::Fit {
 namespace {
 
 using MaterialUtil::Matrix;
+using MaterialUtil::SolveNonNegative;
 
 constexpr double kLinesPerDecade = 8.0;
 constexpr std::size_t kMostPoints = 600;

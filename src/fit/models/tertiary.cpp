@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "fit/assemble.h"
-#include "fit/non_negative.h"
+#include "solver/linalg/non_negative.h"
 
 namespace Xem::Fit {
 namespace {
 
 using MaterialUtil::Matrix;
+using MaterialUtil::SolveNonNegative;
 
 constexpr std::size_t kFewestPoints = 8;
 constexpr std::size_t kFewestBefore = 3;
