@@ -114,6 +114,7 @@ double SumOfSquares(std::span<const double> residuals) {
 /// The core's solver from one start; its result replaces the start unless it failed. Returns its iterations.
 int Approach(const Problem& problem, const TestFunctionList& functions, const Effort& effort, double objective,
              std::span<double> parameters) {
+  if (effort.iterations == 0) return 0;
   std::vector<double> moved(parameters.begin(), parameters.end());
   LevenbergMarquardtMethodAbsolute solver(functions, problem.termCount);
   solver.SetMask(Mask(problem));

@@ -52,7 +52,7 @@ struct Minimum {
 /// How far a start is followed: fits that only rank models or compare starts are in a hurry.
 struct Effort {
   int evaluations = 0;    ///< of the polish; 0: until it has arrived
-  int iterations = 1000;  ///< of the core's solver before it
+  int iterations = 1000;  ///< of the core's solver before it; 0: the polish alone
 };
 
 /// From every start: the core's solver, then a trust-region polish within the ranges; returns the best minimum, the

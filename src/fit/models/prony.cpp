@@ -40,6 +40,9 @@ constexpr Effort kRanking{.evaluations = 300, .iterations = 60};
 constexpr double kNoScatter = 1e-9;
 constexpr Effort kRankingWithoutScatter{.evaluations = 300};
 
+/// From where a search of the same curve, or of a thinned one, has arrived.
+constexpr Effort kPolish{.iterations = 0};
+
 /// A fitted series: coordinates of PronyShares, and the modulus where it is free.
 struct SeriesFit {
   int terms = 0;
@@ -87,12 +90,15 @@ class PronyFitter {
     SeriesFit fit;
     fit.terms = static_cast<int>(shares.Terms());
     fit.minimum = Minimise(problem, coordinates, effort);
-    // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
-    const double points = problem.PointCount();
-    const double floor = points * (kRounding * curve_.weight) * (kRounding * curve_.weight);
-    fit.information =
-        CorrectedInformation(std::max(fit.minimum.objective, floor), problem.PointCount(), problem.FreeCount());
+    fit.information = Information(fit.minimum.objective, problem.FreeCount());
     return fit;
+  }
+
+  /// Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
+  double Information(double objective, int freeParameters) const {
+    const auto points = static_cast<double>(points_.size());
+    const double floor = points * (kRounding * curve_.weight) * (kRounding * curve_.weight);
+    return CorrectedInformation(std::max(objective, floor), static_cast<int>(points_.size()), freeParameters);
   }
 
   const Curve& Points() const { return curve_; }
@@ -200,6 +206,17 @@ class SeriesSearch {
     return *fit;
   }
 
+  /// No criterion of a series of so many terms is lower.
+  double LeastInformation(int terms) {
+    if (!leastMisfit_) {
+      const double beyond = std::log(kBeyondMeasured);
+      const LogRange range{fitter_.Range().from - beyond, fitter_.Range().to + beyond};
+      leastMisfit_ = LeastMisfit(fitter_.Points(), fitter_.Kind(), range, fitter_.Raw());
+    }
+    const double weight = fitter_.Points().weight;
+    return fitter_.Information(weight * weight * *leastMisfit_, 2 * terms + (fitter_.Raw() ? 1 : 0));
+  }
+
   /// More are not supported by the data for certain.
   int MostTerms() const { return std::min(kMostPronyTerms, static_cast<int>(dense_.size()) + kBeyondSpectrum); }
 
@@ -261,6 +278,7 @@ class SeriesSearch {
 
   const PronyFitter& fitter_;
   Spectrum dense_;
+  std::optional<double> leastMisfit_;
   std::vector<std::optional<SeriesFit>> fits_;
 };
 
@@ -360,6 +378,7 @@ int BestTerms(const PronyFitter& fitter, SeriesSearch& search, std::vector<std::
   const int byDecades = static_cast<int>(std::ceil(1.5 * fitter.Range().Decades())) + 3;
   const int most = std::max(1, std::min({byDecades, (points - 2) / 2, search.MostTerms()}));
   const auto better = [&](int terms, int best) {
+    if (!(search.LeastInformation(terms) < search.With(best).information)) return false;
     return search.With(terms).information < search.With(best).information && Determined(search.With(terms), fitter);
   };
   int best = 1;
@@ -690,7 +709,7 @@ class PronyFit final : public ModelFit {
     SeriesSearch search(coarse);
     terms = terms == kAutomaticTerms ? BestTerms(coarse, search, notes) : SupportedTerms(terms, search, notes);
     const std::vector<FreeOrHeld> series = SeriesParameters(terms, range, FreeModulus());
-    const SeriesFit fit = fine.Fit(series, {ToSeries(search.With(terms))});
+    const SeriesFit fit = fine.Fit(series, {ToSeries(search.With(terms))}, kPolish);
     DescribeSeries();
     return WithModulus(Physical(fit, series, true));
   }

@@ -32,6 +32,10 @@ Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<do
 /// `raw`: the ordinates are raw moduli.
 Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range, bool raw = false);
 
+/// What no spectrum within the range leaves less of, whatever its number of lines: the sum of squares of the best one
+/// over a fine grid, less what spectra between its times might gain.
+double LeastMisfit(const Curve& curve, Residual residual, const LogRange& range, bool raw = false);
+
 /// Of the lines over a grid of times those above 0, with two beside each other as one: a time between two points of
 /// the grid shows as two lines.
 Spectrum JoinedNeighbours(const Spectrum& overGrid);
