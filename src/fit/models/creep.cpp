@@ -224,7 +224,7 @@ CreepLine FitLine(const Curve& curve, const Units& units, double exponent, Creep
     if (HasSecondary(terms)) design(row, columns - 1) = time * scale;
     target[i] = curve.y[i] * scale;
   }
-  const std::vector<double> solution = SolveNonNegative(std::move(design), target);
+  const std::vector<double> solution = SolveNonNegative(std::move(design), target).x;
   CreepLine line;
   line.exponent = exponent;
   if (HasPrimary(terms)) line.amplitude = solution.front();

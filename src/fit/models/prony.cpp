@@ -113,14 +113,8 @@ class PronyFitter {
   bool Raw() const { return modulus_ == Modulus::Free; }
 
   /// The best coefficients, and modulus, for given times.
-  struct Lines {
-    Spectrum spectrum;
-    double modulus = 1.0;
-  };
-  Lines LinesAt(const std::vector<double>& logTimes) const {
-    Lines lines;
-    lines.spectrum = FitSpectrum(curve_, residual_, logTimes, Raw() ? &lines.modulus : nullptr);
-    return lines;
+  ScaledSpectrum LinesAt(const std::vector<double>& logTimes) const {
+    return FitSpectrum(curve_, residual_, logTimes, Raw());
   }
 
  private:
@@ -167,8 +161,8 @@ Spectrum ToSpectrum(const std::vector<double>& series) {
 }
 
 /// As a start: lines without a coefficient get a small one, so that their times can move.
-std::vector<double> AsStart(const PronyFitter& fitter, const PronyFitter::Lines& lines) {
-  const Spectrum& spectrum = lines.spectrum;
+std::vector<double> AsStart(const PronyFitter& fitter, const ScaledSpectrum& scaled) {
+  const Spectrum& spectrum = scaled.lines;
   double sum = 0.0;
   for (const SpectrumLine& line : spectrum) sum += line.g;
   const double least = std::max(1e-3 * sum, 1e-6) / static_cast<double>(std::max<std::size_t>(1, spectrum.size()));
@@ -177,7 +171,7 @@ std::vector<double> AsStart(const PronyFitter& fitter, const PronyFitter::Lines&
     start[i] = std::max(spectrum[i].g, least);
     start[spectrum.size() + i] = std::exp(spectrum[i].logTime);
   }
-  if (fitter.Raw()) start.push_back(lines.modulus);
+  if (fitter.Raw()) start.push_back(scaled.modulus);
   return start;
 }
 
@@ -241,39 +235,16 @@ class SeriesSearch {
     std::vector<double> borders = LogTimes(lines);
     borders.insert(borders.begin(), fitter_.Range().from);
     borders.push_back(fitter_.Range().to);
-    double best = std::numeric_limits<double>::infinity();
-    PronyFitter::Lines chosen;
+    ScaledSpectrum best;
+    best.misfit = std::numeric_limits<double>::infinity();
     for (std::size_t k = 0; k + 1 < borders.size(); ++k) {
       std::vector<double> times = LogTimes(lines);
       times.push_back(0.5 * (borders[k] + borders[k + 1]));
       std::sort(times.begin(), times.end());
-      PronyFitter::Lines candidate = fitter_.LinesAt(times);
-      const double misfit = Misfit(candidate);
-      if (misfit < best) {
-        best = misfit;
-        chosen = std::move(candidate);
-      }
+      ScaledSpectrum candidate = fitter_.LinesAt(times);
+      if (candidate.misfit < best.misfit) best = std::move(candidate);
     }
-    if (!chosen.spectrum.empty()) starts.push_back(AsStart(fitter_, chosen));
-  }
-
-  double Misfit(const PronyFitter::Lines& lines) const {
-    const Curve& curve = fitter_.Points();
-    const Spectrum& spectrum = lines.spectrum;
-    std::vector<double> parameters(2 * spectrum.size());
-    for (std::size_t k = 0; k < spectrum.size(); ++k) {
-      parameters[k] = spectrum[k].g;
-      parameters[spectrum.size() + k] = std::exp(spectrum[k].logTime);
-    }
-    std::vector<double> moduli(curve.x.size());
-    PronyModuli(parameters, curve.x, moduli, {});
-    double sum = 0.0;
-    for (std::size_t i = 0; i < curve.x.size(); ++i) {
-      const double value = lines.modulus * moduli[i];
-      const double scale = fitter_.Kind() == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
-      sum += (value - curve.y[i]) * scale * (value - curve.y[i]) * scale;
-    }
-    return sum;
+    if (!best.lines.empty()) starts.push_back(AsStart(fitter_, best));
   }
 
   const PronyFitter& fitter_;

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "kernels/kernels.h"
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/non_negative.h"
 #include "viscoelastic/prony.h"
@@ -14,6 +15,7 @@ namespace Xem::Fit {
 namespace {
 
 using MaterialUtil::Matrix;
+using MaterialUtil::NonNegativeSolution;
 using MaterialUtil::SolveNonNegative;
 
 constexpr double kLinesPerDecade = 8.0;
@@ -46,17 +48,21 @@ SpectrumSystem MakeSystem(const Curve& curve, Residual residual, const std::vect
   const std::size_t terms = logTimes.size();
   SpectrumSystem system{Matrix(static_cast<std::int32_t>(points), static_cast<std::int32_t>(terms) + (raw ? 1 : 0)),
                         std::vector<double>(points)};
-  std::vector<double> scales(points, 1.0);
+  std::vector<double> factors(points);
   for (std::size_t i = 0; i < points; ++i) {
-    if (residual == Residual::Relative) scales[i] = 1.0 / curve.y[i];
-    system.target[i] = (raw ? curve.y[i] : 1.0 - curve.y[i]) * scales[i];
+    const double scale = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
+    system.target[i] = (raw ? curve.y[i] : 1.0 - curve.y[i]) * scale;
+    factors[i] = raw ? scale : -scale;
   }
   for (std::size_t k = 0; k < terms; ++k) {
     const std::span<double> column = system.design.Column(k);
     MaterialUtil::PronyDecays(std::exp(logTimes[k]), curve.x, column);
-    for (std::size_t i = 0; i < points; ++i) column[i] = (raw ? 1.0 + column[i] : -column[i]) * scales[i];
+    if (raw) {
+      for (double& entry : column) entry += 1.0;
+    }
+    MaterialUtil::ForThisProcessor().multiply(points, factors.data(), column.data());
   }
-  if (raw) std::ranges::copy(scales, system.design.Column(terms).begin());
+  if (raw) std::ranges::copy(factors, system.design.Column(terms).begin());
   return system;
 }
 
@@ -78,31 +84,33 @@ LogRange MeasuredRange(const Curve& curve) {
   return {std::log(*least), std::log(*most)};
 }
 
-Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes, double* modulus) {
-  SpectrumSystem system = MakeSystem(curve, residual, logTimes, modulus != nullptr);
-  const std::vector<double> solution = SolveNonNegative(std::move(system.design), system.target);
-  double whole = 1.0;
-  if (modulus != nullptr) {
+ScaledSpectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes, bool raw) {
+  SpectrumSystem system = MakeSystem(curve, residual, logTimes, raw);
+  const NonNegativeSolution solution = SolveNonNegative(std::move(system.design), system.target);
+  ScaledSpectrum spectrum;
+  spectrum.misfit = solution.misfit;
+  if (raw) {
     // With nothing below 0: E0 is the sum of all, and g_i = E_i / E0.
-    const double sum = std::accumulate(solution.begin(), solution.end(), 0.0);
-    whole = *modulus = sum > 0.0 ? sum : 1.0;
+    const double sum = std::accumulate(solution.x.begin(), solution.x.end(), 0.0);
+    spectrum.modulus = sum > 0.0 ? sum : 1.0;
   }
-  Spectrum spectrum;
-  for (std::size_t k = 0; k < logTimes.size(); ++k) spectrum.push_back({solution[k] / whole, logTimes[k]});
+  spectrum.lines.reserve(logTimes.size());
+  for (std::size_t k = 0; k < logTimes.size(); ++k) {
+    spectrum.lines.push_back({solution.x[k] / spectrum.modulus, logTimes[k]});
+  }
   return spectrum;
 }
 
 Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range, bool raw) {
   // exp(-t/tau) of neighbours on a finer grid are parallel to rounding, and a coarser one blurs lines a factor of 2
   // apart.
-  double modulus = 1.0;
-  return JoinedNeighbours(FitSpectrum(curve, residual, EvenGrid(range, kLinesPerDecade), raw ? &modulus : nullptr));
+  return JoinedNeighbours(FitSpectrum(curve, residual, EvenGrid(range, kLinesPerDecade), raw).lines);
 }
 
 double LeastMisfit(const Curve& curve, Residual residual, const LogRange& range, bool raw) {
   std::vector<double> grid = EvenGrid(range, kBoundLinesPerDecade);
   const SpectrumSystem system = MakeSystem(curve, residual, grid, raw);
-  const std::vector<double> solution = SolveNonNegative(system.design, system.target);
+  const std::vector<double> solution = SolveNonNegative(system.design, system.target).x;
   std::vector<double> rest = system.target;
   for (std::size_t k = 0; k < solution.size(); ++k) {
     if (solution[k] == 0.0) continue;

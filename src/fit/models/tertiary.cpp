@@ -48,15 +48,7 @@ StageFit BestOverExponents(const Curve& curve, double onset) {
       design(row, 1) = time / curve.y[i];
       if (accelerates) design(row, 2) = Cube(std::max(0.0, curve.x[i] - onset) / scale) / curve.y[i];
     }
-    const std::vector<double> solution = SolveNonNegative(design, target);
-    double misfit = 0.0;
-    for (std::size_t i = 0; i < points; ++i) {
-      double residual = 1.0;
-      for (std::size_t k = 0; k < solution.size(); ++k) {
-        residual -= design(i, k) * solution[k];
-      }
-      misfit += residual * residual;
-    }
+    const auto [solution, misfit] = SolveNonNegative(design, target);
     if (misfit < best.misfit) best = {misfit, onset, accelerates ? solution[2] / Cube(scale) : 0.0};
   }
   return best;

@@ -25,22 +25,29 @@ constexpr double kFlat = 1e-13;
 /// The active-set iteration over unit columns: those in `passive_` are free, the others at zero.
 class ActiveSet {
  public:
-  ActiveSet(const Matrix& a, std::span<const double> b)
+  /// `x` receives the solution.
+  ActiveSet(const Matrix& a, std::span<const double> b, std::span<double> x)
       : a_(a),
         b_(b),
-        x_(static_cast<std::size_t>(a.Columns()), 0.0),
-        trial_(x_.size()),
-        before_(x_.size()),
-        standing_(x_.size(), kAtZero),
-        known_(x_.size(), 0),
-        products_(a.Columns(), a.Columns()),
-        target_(x_.size()),
-        residual_(b.begin(), b.end()),
-        gradient_(x_.size()) {
+        x_(x),
+        standing_(x.size(), kAtZero),
+        placeOfProducts_(x.size(), 0),
+        storage_(6 * x.size() + 2 * b.size()) {
+    std::span<double> rest(storage_);
+    for (std::span<double>* part : {&trial_, &before_, &target_, &gradient_, &solution_, &step_}) {
+      *part = rest.first(x.size());
+      rest = rest.subspan(x.size());
+    }
+    residual_ = rest.first(b.size());
+    left_ = rest.subspan(b.size());
+    passive_.reserve(std::min(x.size(), b.size()));
+    std::ranges::fill(x_, 0.0);
+    std::ranges::copy(b_, residual_.begin());
     MultiplyTransposed(a_, b_, target_);
   }
 
-  std::vector<double> Solve() {
+  void Solve() {
+    if (AllAtOnce()) return;
     const double scale = std::sqrt(Dot(b_, b_));
     // Each round lowers the misfit or blocks a column, so this many suffice unless rounding makes it cycle.
     const std::size_t rounds = 10 * x_.size() + 10;
@@ -49,11 +56,28 @@ class ActiveSet {
       if (entering == x_.size() || !(gradient_[entering] > kFlat * scale)) break;
       Enter(static_cast<std::int32_t>(entering));
     }
-    return std::move(x_);
   }
+
+  double Misfit() const { return Dot(residual_, residual_); }
 
  private:
   enum Standing : char { kAtZero, kFree, kBlocked };
+
+  /// A few columns are often all above zero: then nothing has to enter one by one.
+  bool AllAtOnce() {
+    constexpr std::size_t kFew = 8;
+    if (x_.size() > kFew) return false;
+    for (std::size_t j = 0; j < x_.size(); ++j) SetPassive(static_cast<std::int32_t>(j));
+    const std::span<double> solution = solution_.first(x_.size());
+    if (SolveNormal(solution) && *std::ranges::min_element(solution) > 0.0) {
+      std::ranges::copy(solution, x_.begin());
+      UpdateResidual();
+      return true;
+    }
+    passive_.clear();
+    std::ranges::fill(standing_, kAtZero);
+    return false;
+  }
 
   std::size_t Steepest() {
     MultiplyTransposed(a_, residual_, gradient_);
@@ -69,7 +93,7 @@ class ActiveSet {
     const auto place = static_cast<std::size_t>(entering);
     std::ranges::copy(x_, before_.begin());
     passiveBefore_ = passive_;
-    const double old = Dot(residual_, residual_);
+    const double old = Misfit();
     SetPassive(entering);
     SolvePassive();
     // Nearly parallel columns, which a dense grid of relaxation times has many of, can have a positive gradient and
@@ -78,9 +102,9 @@ class ActiveSet {
     bool useful = trial_[place] > 0.0;
     while (useful && StepTowardsTrial()) SolvePassive();
     if (useful) {
-      std::swap(x_, trial_);
+      std::ranges::copy(trial_, x_.begin());
       UpdateResidual();
-      useful = Dot(residual_, residual_) < old;
+      useful = Misfit() < old;
     }
     if (useful) {
       std::ranges::replace(standing_, kBlocked, kAtZero);
@@ -89,7 +113,7 @@ class ActiveSet {
     for (const std::int32_t column : passive_) standing_[static_cast<std::size_t>(column)] = kAtZero;
     for (const std::int32_t column : passiveBefore_) standing_[static_cast<std::size_t>(column)] = kFree;
     passive_ = passiveBefore_;
-    std::swap(x_, before_);
+    std::ranges::copy(before_, x_.begin());
     standing_[place] = kBlocked;
     UpdateResidual();
   }
@@ -102,10 +126,10 @@ class ActiveSet {
 
   /// `trial_` becomes the solution with passive columns alone.
   void SolvePassive() {
-    solution_.resize(passive_.size());
-    if (!SolveNormal(solution_)) SolveSingular(solution_);
+    const std::span<double> solution = solution_.first(passive_.size());
+    if (!SolveNormal(solution)) SolveSingular(solution);
     std::ranges::fill(trial_, 0.0);
-    for (std::size_t k = 0; k < passive_.size(); ++k) trial_[static_cast<std::size_t>(passive_[k])] = solution_[k];
+    for (std::size_t k = 0; k < passive_.size(); ++k) trial_[static_cast<std::size_t>(passive_[k])] = solution[k];
   }
 
   /// By normal equations, improved by a step on what they leave (Björck 1987): as good as by rotations wherever the
@@ -119,12 +143,11 @@ class ActiveSet {
       solution[k] = target_[static_cast<std::size_t>(passive_[k])];
     }
     if (!Factorise(n) || !SolveFactorised(solution)) return false;
-    left_.resize(b_.size());
     TakeAway(solution, left_);
-    step_.resize(n);
-    for (std::size_t k = 0; k < n; ++k) step_[k] = Dot(a_.Column(passive_[k]), left_);
-    SolveFactorised(step_);
-    for (std::size_t k = 0; k < n; ++k) solution[k] += step_[k];
+    const std::span<double> step = step_.first(n);
+    for (std::size_t k = 0; k < n; ++k) step[k] = Dot(a_.Column(passive_[k]), left_);
+    SolveFactorised(step);
+    for (std::size_t k = 0; k < n; ++k) solution[k] += step[k];
     return true;
   }
 
@@ -178,12 +201,14 @@ class ActiveSet {
 
   /// Inner products with every column, of columns that were passive once.
   std::span<const double> ProductsWith(std::int32_t column) {
-    const std::span<double> products = products_.Column(column);
-    if (known_[static_cast<std::size_t>(column)] == 0) {
-      MultiplyTransposed(a_, a_.Column(column), products);
-      known_[static_cast<std::size_t>(column)] = 1;
+    const std::size_t n = x_.size();
+    const auto place = static_cast<std::size_t>(column);
+    if (placeOfProducts_[place] == 0) {
+      products_.resize(products_.size() + n);
+      MultiplyTransposed(a_, a_.Column(column), std::span(products_).last(n));
+      placeOfProducts_[place] = static_cast<std::uint32_t>(products_.size() / n);
     }
-    return products;
+    return std::span<const double>(products_).subspan((placeOfProducts_[place] - 1) * n, n);
   }
 
   /// Goes towards the trial until the first passive entry reaches zero and leaves; false when none does.
@@ -212,44 +237,44 @@ class ActiveSet {
   }
 
   void UpdateResidual() {
-    solution_.resize(passive_.size());
-    for (std::size_t k = 0; k < passive_.size(); ++k) solution_[k] = x_[static_cast<std::size_t>(passive_[k])];
-    TakeAway(solution_, residual_);
+    const std::span<double> values = solution_.first(passive_.size());
+    for (std::size_t k = 0; k < passive_.size(); ++k) values[k] = x_[static_cast<std::size_t>(passive_[k])];
+    TakeAway(values, residual_);
   }
 
   const Matrix& a_;
   std::span<const double> b_;
-  std::vector<double> x_;
-  std::vector<double> trial_;
-  std::vector<double> before_;
+  std::span<double> x_;
   std::vector<char> standing_;
-  std::vector<char> known_;  // whose products are there
-  Matrix products_;
-  std::vector<double> target_;
-  std::vector<double> residual_;
-  std::vector<double> gradient_;
   std::vector<std::int32_t> passive_;  // columns in their order
   std::vector<std::int32_t> passiveBefore_;
-  std::vector<double> solution_;  // of passive columns
+  std::vector<std::uint32_t> placeOfProducts_;  // counted from 1
+  std::vector<double> products_;
   std::vector<double> normal_;
-  std::vector<double> left_;
-  std::vector<double> step_;
+  std::vector<double> storage_;
+  std::span<double> trial_, before_, target_, gradient_, solution_, step_;
+  std::span<double> residual_, left_;
 };
 
 }  // namespace
 
-std::vector<double> SolveNonNegative(Matrix a, std::span<const double> b) {
-  std::vector<double> norms(static_cast<std::size_t>(a.Columns()));
-  for (std::size_t j = 0; j < norms.size(); ++j) {
+NonNegativeSolution SolveNonNegative(Matrix a, std::span<const double> b) {
+  const auto count = static_cast<std::size_t>(a.Columns());
+  NonNegativeSolution solution{std::vector<double>(count), Dot(b, b)};
+  if (a.Rows() == 0 || count == 0) return solution;
+  std::vector<double> norms(count);
+  for (std::size_t j = 0; j < count; ++j) {
     const std::span<double> column = a.Column(j);
     const double norm = std::sqrt(Dot(column, column));
     norms[j] = norm > 0.0 ? norm : 1.0;
-    for (double& entry : column) entry /= norms[j];
+    const double scale = 1.0 / norms[j];
+    for (double& entry : column) entry *= scale;
   }
-  if (a.Rows() == 0 || a.Columns() == 0) return std::vector<double>(norms.size(), 0.0);
-  std::vector<double> x = ActiveSet(a, b).Solve();
-  for (std::size_t j = 0; j < x.size(); ++j) x[j] /= norms[j];
-  return x;
+  ActiveSet set(a, b, solution.x);
+  set.Solve();
+  solution.misfit = set.Misfit();
+  for (std::size_t j = 0; j < count; ++j) solution.x[j] /= norms[j];
+  return solution;
 }
 
 }  // namespace Xem::MaterialUtil
