@@ -175,17 +175,20 @@ Problem Bounded(Problem problem, const std::vector<double>& start, double shearM
   return problem;
 }
 
-std::vector<double> SortedExponents(const Minimum& minimum) {
+/// On shear paths alone (mu, alpha) and (-mu, -alpha) are the same curve.
+std::vector<double> SortedExponents(const Minimum& minimum, bool onlyShear) {
   std::vector<double> exponents;
-  for (std::size_t k = 1; k < minimum.parameters.size(); k += 2) exponents.push_back(minimum.parameters[k]);
+  for (std::size_t k = 1; k < minimum.parameters.size(); k += 2) {
+    exponents.push_back(onlyShear ? std::abs(minimum.parameters[k]) : minimum.parameters[k]);
+  }
   std::sort(exponents.begin(), exponents.end());
   return exponents;
 }
 
 /// True for terms, in whatever order, that differ in more than rounding and the last digits of a minimum.
-bool DifferentExponents(const Minimum& a, const Minimum& b) {
+bool DifferentExponents(const Minimum& a, const Minimum& b, bool onlyShear) {
   constexpr double kNotable = 0.5;
-  return !std::ranges::equal(SortedExponents(a), SortedExponents(b),
+  return !std::ranges::equal(SortedExponents(a, onlyShear), SortedExponents(b, onlyShear),
                              [](double one, double other) { return std::abs(one - other) <= kNotable; });
 }
 
@@ -250,7 +253,7 @@ class OgdenDescent {
 
 /// The minima that the starts lead to, the best first; starts that lead nowhere are left out.
 std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::vector<double>>& starts,
-                                double shearModulus) {
+                                double shearModulus, bool onlyShear) {
   OgdenDescent descent(problem, shearModulus);
   std::vector<Minimum> minima;
   const auto follow = [&](const std::vector<double>& start) {
@@ -279,8 +282,9 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
   std::vector<const Minimum*> followed;
   const double highest = kWorthFollowing * minima.front().objective;
   for (Minimum& minimum : minima) {
-    const bool isNew = std::all_of(followed.begin(), followed.end(),
-                                   [&](const Minimum* other) { return DifferentExponents(minimum, *other); });
+    const bool isNew = std::all_of(followed.begin(), followed.end(), [&](const Minimum* other) {
+      return DifferentExponents(minimum, *other, onlyShear);
+    });
     if (!isNew || minimum.objective > highest) continue;
     descent.Follow(minimum);
     followed.push_back(&minimum);
@@ -293,11 +297,12 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
 double ShearModulusScale(const Minimum& oneTerm) { return std::abs(OgdenShearModulus(oneTerm.parameters)); }
 
 /// The best minima that differ from each other.
-std::vector<std::vector<double>> Different(const std::vector<Minimum>& minima) {
+std::vector<std::vector<double>> Different(const std::vector<Minimum>& minima, bool onlyShear) {
   std::vector<const Minimum*> chosen;
   for (const Minimum& minimum : minima) {
-    const bool isNew = std::all_of(chosen.begin(), chosen.end(),
-                                   [&](const Minimum* other) { return DifferentExponents(minimum, *other); });
+    const bool isNew = std::all_of(chosen.begin(), chosen.end(), [&](const Minimum* other) {
+      return DifferentExponents(minimum, *other, onlyShear);
+    });
     if (isNew && chosen.size() < kExtended) chosen.push_back(&minimum);
   }
   std::vector<std::vector<double>> parameters;
@@ -314,7 +319,7 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
   const Problem oneTerm = MakeOgdenProblem(screened, 1, unit, options);
   OgdenTrials trials(oneTerm);
   for (int count = 1; count <= terms; ++count) {
-    std::vector<std::vector<double>> shorter = Different(minima);
+    std::vector<std::vector<double>> shorter = Different(minima, screened.OnlyShear());
     if (shorter.empty()) shorter.emplace_back();
     const Problem problem = MakeOgdenProblem(screened, count, unit, options);
     // What was learnt with a term less and what was not: a good pair of exponents often contains neither of the best
@@ -352,7 +357,7 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
       starts.back().insert(starts.back().end(), {0.0, 2.0});
     }
     // The first number of terms has no bound on its modulus yet: it gives the scale that bounds the others.
-    minima = MinimaFrom(problem, starts, shearModulus);
+    minima = MinimaFrom(problem, starts, shearModulus, screened.OnlyShear());
     if (count == 1) shearModulus = ShearModulusScale(minima.front());
   }
   return minima;
@@ -360,7 +365,7 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
 
 /// Some parameters are held or started by name, so the terms keep their places.
 std::vector<Minimum> SearchNamed(const Problem& problem, const std::vector<double>& given, bool started,
-                                 double shearModulus) {
+                                 double shearModulus, bool onlyShear) {
   std::vector<Start> tried;
   // Held terms break the symmetry between terms, so which exponent a free place starts from matters: each pattern is
   // tried in all rotations.
@@ -373,16 +378,17 @@ std::vector<Minimum> SearchNamed(const Problem& problem, const std::vector<doubl
   }
   std::vector<std::vector<double>> starts = BestOf(std::move(tried), 2 * kRefined);
   if (started) starts.insert(starts.begin(), given);
-  return MinimaFrom(problem, starts, shearModulus);
+  return MinimaFrom(problem, starts, shearModulus, onlyShear);
 }
 
 /// Says so when another minimum fits equally well: the data of these modes do not decide between them.
-void NoteRival(const Problem& problem, const std::vector<Minimum>& minima, std::vector<std::string>& notes) {
+void NoteRival(const Problem& problem, const std::vector<Minimum>& minima, bool onlyShear,
+               std::vector<std::string>& notes) {
   // Both have as many parameters, so the difference of their criteria is m ln(E2 / E1).
   const double points = problem.PointCount();
   for (const Minimum& rival : minima) {
     if (!(points * std::log(rival.objective / minima.front().objective) < kEquallyGood)) return;
-    if (!rival.converged || !DifferentExponents(rival, minima.front())) continue;
+    if (!rival.converged || !DifferentExponents(rival, minima.front(), onlyShear)) continue;
     std::string values;
     for (std::size_t k = 0; k < rival.parameters.size(); ++k) {
       values += (k == 0 ? "" : ", ") + problem.parameters[k].name + " = " + Text(rival.parameters[k]);
@@ -490,12 +496,13 @@ Minimum OgdenFit::Minimise() {
     for (std::size_t k = 0; k < seeds.size(); ++k) {
       if (!std::isnan(given[k])) seeds[k] = given[k];
     }
-    minima = SearchNamed(problem, seeds, !options.start.empty(), ShearModulusScale(minima.front()));
+    minima =
+        SearchNamed(problem, seeds, !options.start.empty(), ShearModulusScale(minima.front()), screened_.OnlyShear());
   } else {
     for (Minimum& minimum : minima) Tidy(screened_.OnlyShear(), minimum);
   }
   whole_ = problem;
-  NoteRival(problem, minima, notes);
+  NoteRival(problem, minima, screened_.OnlyShear(), notes);
   // What else is done with the minimum stays in the ranges that it was found in.
   problem = Bounded(problem, minima.front().parameters, std::numeric_limits<double>::infinity());
   return minima.front();

@@ -40,7 +40,7 @@ constexpr Effort kRanking{.evaluations = 300, .iterations = 60};
 constexpr double kNoScatter = 1e-9;
 constexpr Effort kRankingWithoutScatter{.evaluations = 300};
 
-/// From where a search of the same curve, or of a thinned one, has arrived.
+/// From the minimum of the same curve or of a thinned one.
 constexpr Effort kPolish{.iterations = 0};
 
 /// A fitted series: coordinates of PronyShares, and the modulus where it is free.
@@ -680,7 +680,8 @@ class PronyFit final : public ModelFit {
     SeriesSearch search(coarse);
     terms = terms == kAutomaticTerms ? BestTerms(coarse, search, notes) : SupportedTerms(terms, search, notes);
     const std::vector<FreeOrHeld> series = SeriesParameters(terms, range, FreeModulus());
-    const SeriesFit fit = fine.Fit(series, {ToSeries(search.With(terms))}, kPolish);
+    const SeriesFit& found = search.With(terms);
+    const SeriesFit fit = fine.Fit(series, {ToSeries(found)}, found.minimum.converged ? kPolish : Effort{});
     DescribeSeries();
     return WithModulus(Physical(fit, series, true));
   }
