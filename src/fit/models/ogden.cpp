@@ -38,10 +38,10 @@ constexpr double kBeyondZero = 0.5;
 /// they say nothing.
 constexpr double kLargestModulus = 1000.0;
 
-/// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave: fewer for few
-/// terms, whose misfit has few valleys.
-constexpr std::size_t kRefinedPerTerm = 4;
+/// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave, and how many of
+/// single exponents on either side of 0.
 constexpr std::size_t kRefined = 12;
+constexpr std::size_t kRefinedOfASide = 3;
 
 /// How many different minima of a model are extended by one more term.
 constexpr std::size_t kExtended = 6;
@@ -149,6 +149,15 @@ std::vector<std::vector<double>> BestOf(std::vector<Start> starts, std::size_t c
   for (Start& start : starts) {
     if (best.size() < count && std::isfinite(start.objective)) best.push_back(std::move(start.parameters));
   }
+  return best;
+}
+
+/// Of single terms: the misfit has a valley on either side of 0.
+std::vector<std::vector<double>> BestOfBothSides(std::vector<Start> starts) {
+  const auto negative = std::stable_partition(starts.begin(), starts.end(),
+                                              [](const Start& start) { return start.parameters.back() > 0.0; });
+  std::vector<std::vector<double>> best = BestOf({starts.begin(), negative}, kRefinedOfASide);
+  for (auto& start : BestOf({negative, starts.end()}, kRefinedOfASide)) best.push_back(std::move(start));
   return best;
 }
 
@@ -346,7 +355,7 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
       }
     }
     std::vector<std::vector<double>> starts =
-        BestOf(std::move(tried), std::min(kRefined, kRefinedPerTerm * static_cast<std::size_t>(count)));
+        count == 1 ? BestOfBothSides(std::move(tried)) : BestOf(std::move(tried), kRefined);
     std::vector<Start> exports;
     AddExportsResult(problem, exports);
     for (Start& start : exports) starts.push_back(std::move(start.parameters));
