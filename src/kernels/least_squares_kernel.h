@@ -97,5 +97,48 @@ void Totals(const double* sums, std::size_t columnCount, std::size_t from, doubl
   }
 }
 
+/// All sums of a few columns stay in registers.
+template <std::size_t n>
+void ProductsOfFew(std::size_t count, const double* const* columns, double* totals) {
+  constexpr std::size_t kProducts = n * (n + 1) / 2;
+  constexpr std::size_t kGroups = (kProducts + kLanes - 1) / kLanes;
+  V sums[kGroups][kLanes] = {};  // of columns 0 and 0, 0 and 1, 1 and 1, 0 and 2, ...
+  ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA {
+    V column[n];
+    XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
+      column[j] = at.LoadOrZero(columns[j]);
+      XEM_UNROLL for (std::size_t i = 0; i <= j; ++i) {
+        V& sum = sums[(j * (j + 1) / 2 + i) / kLanes][(j * (j + 1) / 2 + i) % kLanes];
+        sum = Fma(column[i], column[j], sum);
+      }
+    }
+  });
+  double numbers[kGroups * kLanes];
+  XEM_UNROLL for (std::size_t group = 0; group < kGroups; ++group) {
+    FullVector{group * kLanes}.Store(TotalOfEach(sums[group]), numbers);
+  }
+  XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
+    XEM_UNROLL for (std::size_t i = 0; i <= j; ++i) totals[i + j * n] = numbers[j * (j + 1) / 2 + i];
+  }
+}
+
+void Products(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums, double* totals) {
+  switch (columnCount) {
+    case 1:
+      return ProductsOfFew<1>(count, columns, totals);
+    case 3:
+      return ProductsOfFew<3>(count, columns, totals);
+    case 5:
+      return ProductsOfFew<5>(count, columns, totals);
+#if XEM_LANES == 8  // which comes with registers for as many sums
+    case 7:
+      return ProductsOfFew<7>(count, columns, totals);
+#endif
+    default:
+      AddProducts(count, columns, columnCount, sums, true);
+      Totals(sums, columnCount, 0, totals);
+  }
+}
+
 }  // namespace
 }  // namespace Xem::MaterialUtil

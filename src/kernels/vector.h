@@ -75,6 +75,33 @@ XEM_INLINE double Total(V x) {
   return two[0] + two[1];
 }
 
+/// Total(x[0]), Total(x[1]), ..., added in the same order: halves of all side by side, then halves of these.
+XEM_INLINE V TotalOfEach(const V (&x)[kLanes]) {
+#if XEM_LANES == 8
+  const auto halves = [](V a, V b) XEM_INLINE_LAMBDA {
+    return __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11) +
+           __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15);
+  };
+  const auto quarters = [](V a, V b) XEM_INLINE_LAMBDA {
+    return __builtin_shufflevector(a, b, 0, 1, 4, 5, 8, 9, 12, 13) +
+           __builtin_shufflevector(a, b, 2, 3, 6, 7, 10, 11, 14, 15);
+  };
+  const V even = quarters(halves(x[0], x[2]), halves(x[4], x[6]));
+  const V odd = quarters(halves(x[1], x[3]), halves(x[5], x[7]));
+  return __builtin_shufflevector(even, odd, 0, 8, 2, 10, 4, 12, 6, 14) +
+         __builtin_shufflevector(even, odd, 1, 9, 3, 11, 5, 13, 7, 15);
+#elif XEM_LANES == 4
+  const auto halves = [](V a, V b) XEM_INLINE_LAMBDA {
+    return __builtin_shufflevector(a, b, 0, 1, 4, 5) + __builtin_shufflevector(a, b, 2, 3, 6, 7);
+  };
+  const V even = halves(x[0], x[2]);
+  const V odd = halves(x[1], x[3]);
+  return __builtin_shufflevector(even, odd, 0, 4, 2, 6) + __builtin_shufflevector(even, odd, 1, 5, 3, 7);
+#else
+  return V{x[0][0], x[1][0]} + V{x[0][1], x[1][1]};
+#endif
+}
+
 /// 0, 1, 2, ...
 XEM_INLINE Bits LaneNumbers() {
   Bits lane{};

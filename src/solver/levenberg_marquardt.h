@@ -80,26 +80,27 @@ class LevenbergMarquardtMethod {
   bool applyConstraints_;
 
  private:
-  /// Where a pass writes the normal equations; of the gradient alone where the matrix is known.
-  struct Equations {
-    MatrixView normal;
-    std::span<double> gradient;
-    bool normalIsKnown = false;
-  };
   /// A pass need not go on once its sum of squares is so far above `error` that the step is rejected for certain, and
   /// no small change.
   struct EarlyEnd;
+  /// What a pass is asked for: the product of the residuals with themselves, with every column, or all of them.
+  enum class Asked { SumOfSquares, Gradient, Equations };
 
   bool EnforceConstraints(std::span<double> parameters) const;
   /// Returns room for further numbers.
   std::span<double> PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask, std::size_t further = 0);
-  /// Sum of squares, or what it was at an early end. With `equations`, a parameter of mask 0 each, these are complete
-  /// unless the end was early. Uses the prepared blocks.
-  double Pass(std::span<const double> parameters, const Equations* equations, const EarlyEnd* earlyEnd);
+  /// Sum of squares, or what it was at an early end. `products` receives the inner products of `columns_`, that of i
+  /// and j, i <= j, at i + j columns_.Size(): normal matrix, gradient and, as the last of all, the sum of squares. What
+  /// was not asked for stays as it was; of the sum of squares alone there is one. They are complete unless the end was
+  /// early. Uses the prepared blocks.
+  double Pass(std::span<const double> parameters, Asked asked, std::span<double> products, const EarlyEnd* earlyEnd);
   void EvaluateInto(std::size_t row, const XemMaterialTestFunctionBase& function, std::span<const double> parameters,
                     std::span<const double> compared, std::size_t first, std::span<double* const> columns);
-  void AddProducts(std::size_t count, std::span<double* const> columns, bool fresh, bool ofAll);
-  void MakeTotals(std::size_t columnCount, bool ofAll);
+  void AddProducts(std::size_t count, std::span<double* const> columns, bool fresh, bool ofAll,
+                   std::span<double> products);
+  void MakeTotals(std::size_t columnCount, bool ofAll, std::span<double> products);
+  /// Room for the products of a pass for equations.
+  std::int64_t ProductCount() const { return std::int64_t{columns_.Size()} * columns_.Size(); }
 
   Form form_;
   const Kernels& kernels_;
@@ -114,9 +115,9 @@ class LevenbergMarquardtMethod {
   std::vector<double> storage_;
   BasicVector<double*> columns_;
   std::size_t blockLength_ = 0;
+  std::size_t pointCount_ = 0;
   MatrixView block_;
   std::span<double> sums_;
-  std::span<double> totals_;
 };
 
 /// Residual measured - model.
