@@ -205,8 +205,8 @@ Problem PronyProblem(const Points& curve, std::size_t terms) {
   Problem problem;
   problem.points = curve.size();
   problem.start.resize(2 * terms);
-  StartRelaxation({function}, static_cast<std::int32_t>(terms), function->MaxTime(), function->MinTime(),
-                  FixedTermMask(2 * terms), problem.start);
+  StartRelaxation(TestFunctionList{function}, static_cast<std::int32_t>(terms), function->MaxTime(),
+                  function->MinTime(), FixedTermMask(2 * terms), problem.start);
   problem.residuals = [curve, terms](const double* p, double* r) {
     for (std::size_t i = 0; i < curve.size(); ++i) {
       double g = 1.0;

@@ -75,12 +75,11 @@ JointDynamicFit FitJointly(const DynamicFitRequest& request, const DynamicCurves
   return fit;
 }
 
-std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,
-                             std::span<double> parameters) {
+std::int32_t SolveDynamicFit(const DynamicFitRequest& request, TestFunctions functions, std::span<double> parameters) {
   if (request.everythingFixed) return 0;
-  const auto solver = MakeSolver(request.residual, functions, static_cast<std::int32_t>(parameters.size()));
-  solver->SetMask(request.mask);
-  return solver->Solve(parameters, kDynamicTolerance);
+  LevenbergMarquardtMethodOfKind solver(request.residual, functions, static_cast<std::int32_t>(parameters.size()));
+  solver.SetMask(request.mask);
+  return solver.Solve(parameters, kDynamicTolerance);
 }
 
 double DampingWeightFactor(std::span<const _T_FUNT_BASE> damping, double largestDamping) {

@@ -139,8 +139,8 @@ struct LevenbergMarquardtMethod::EarlyEnd {
   bool Reached(double soFar) const { return tolerance < 0.25 && soFar - error > 2.0 * SmallChange(tolerance, soFar); }
 };
 
-LevenbergMarquardtMethod::LevenbergMarquardtMethod(Form form, const TestFunctionList& testFunctions,
-                                                   std::int32_t termCount, bool applyConstraints)
+LevenbergMarquardtMethod::LevenbergMarquardtMethod(Form form, TestFunctions testFunctions, std::int32_t termCount,
+                                                   bool applyConstraints)
     : testFunctions_(testFunctions),
       termCount_(termCount),
       mask_(termCount),

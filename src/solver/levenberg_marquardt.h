@@ -67,13 +67,12 @@ class LevenbergMarquardtMethod {
   /// `termCount` is handed to the test functions, in their own count, and is the length of the mask until SetMask; the
   /// number of parameters is that of the vector to solve for. Throws CInvalidArgException when there is no test
   /// function.
-  LevenbergMarquardtMethod(Form form, const TestFunctionList& testFunctions, std::int32_t termCount,
-                           bool applyConstraints);
+  LevenbergMarquardtMethod(Form form, TestFunctions testFunctions, std::int32_t termCount, bool applyConstraints);
   ~LevenbergMarquardtMethod() = default;
 
   std::int32_t SystemSize() const { return freeCount_ >= 1 ? freeCount_ : mask_.Size(); }
 
-  const TestFunctionList& testFunctions_;
+  const TestFunctions testFunctions_;
   std::int32_t termCount_;
   FixedTermMask mask_;
   std::int32_t freeCount_ = -1;
@@ -123,16 +122,14 @@ class LevenbergMarquardtMethod {
 /// Residual measured - model.
 class LevenbergMarquardtMethodAbsolute : public LevenbergMarquardtMethod {
  public:
-  LevenbergMarquardtMethodAbsolute(const TestFunctionList& testFunctions, std::int32_t termCount,
-                                   bool applyConstraints = true)
+  LevenbergMarquardtMethodAbsolute(TestFunctions testFunctions, std::int32_t termCount, bool applyConstraints = true)
       : LevenbergMarquardtMethod(Form::Absolute, testFunctions, termCount, applyConstraints) {}
 };
 
 /// Residual 1 - model / measured.
 class LevenbergMarquardtMethodRelative : public LevenbergMarquardtMethod {
  public:
-  LevenbergMarquardtMethodRelative(const TestFunctionList& testFunctions, std::int32_t termCount,
-                                   bool applyConstraints = true)
+  LevenbergMarquardtMethodRelative(TestFunctions testFunctions, std::int32_t termCount, bool applyConstraints = true)
       : LevenbergMarquardtMethod(Form::Relative, testFunctions, termCount, applyConstraints) {}
 };
 
