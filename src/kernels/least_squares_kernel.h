@@ -77,7 +77,64 @@ void AddColumns(std::size_t count, const double* const* columns, std::size_t col
   if (end - row == 3) tile(AddTile<3, kColumns>);
 }
 
+/// The sums of a few columns that all stay in registers: of columns 0 and 0, 0 and 1, 1 and 1, 0 and 2, ...
+template <std::size_t n>
+struct SumsOfFew {
+  static constexpr std::size_t kGroups = (n * (n + 1) / 2 + kLanes - 1) / kLanes;
+  V groups[kGroups][kLanes] = {};
+
+  XEM_INLINE V& Of(std::size_t i, std::size_t j) {
+    const std::size_t place = j * (j + 1) / 2 + i;
+    return groups[place / kLanes][place % kLanes];
+  }
+  template <class Visit>
+  XEM_INLINE void ForEach(Visit visit) {
+    XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
+      XEM_UNROLL for (std::size_t i = 0; i <= j; ++i) visit(i + j * n, Of(i, j));
+    }
+  }
+  XEM_INLINE void Add(std::size_t count, const double* const* columns) {
+    ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA {
+      V column[n];
+      XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
+        column[j] = at.LoadOrZero(columns[j]);
+        XEM_UNROLL for (std::size_t i = 0; i <= j; ++i) Of(i, j) = Fma(column[i], column[j], Of(i, j));
+      }
+    });
+  }
+};
+
+template <std::size_t n>
+void AddProductsOfFew(std::size_t count, const double* const* columns, double* sums, bool fresh) {
+  SumsOfFew<n> few;
+  if (!fresh) few.ForEach([&](std::size_t place, V& sum) XEM_INLINE_LAMBDA { sum = LaneSum(place).Load(sums); });
+  few.Add(count, columns);
+  few.ForEach([&](std::size_t place, const V& sum) XEM_INLINE_LAMBDA { LaneSum(place).Store(sum, sums); });
+}
+
+template <std::size_t n>
+void ProductsOfFew(std::size_t count, const double* const* columns, double* totals) {
+  SumsOfFew<n> few;
+  few.Add(count, columns);
+  double numbers[few.kGroups * kLanes];
+  XEM_UNROLL for (std::size_t group = 0; group < few.kGroups; ++group) {
+    FullVector{group * kLanes}.Store(TotalOfEach(few.groups[group]), numbers);
+  }
+  const double* next = numbers;
+  few.ForEach([&](std::size_t place, const V&) XEM_INLINE_LAMBDA { totals[place] = *next++; });
+}
+
 void AddProducts(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums, bool fresh) {
+  switch (columnCount) {
+    case 3:
+      return AddProductsOfFew<3>(count, columns, sums, fresh);
+    case 5:
+      return AddProductsOfFew<5>(count, columns, sums, fresh);
+#if XEM_LANES == 8  // which comes with registers for as many sums
+    case 7:
+      return AddProductsOfFew<7>(count, columns, sums, fresh);
+#endif
+  }
   std::size_t column = 0;
   for (; column + 2 <= columnCount; column += 2) AddColumns<2>(count, columns, column, sums, columnCount, fresh);
   if (column < columnCount) AddColumns<1>(count, columns, column, sums, columnCount, fresh);
@@ -97,31 +154,6 @@ void Totals(const double* sums, std::size_t columnCount, std::size_t from, doubl
   }
 }
 
-/// All sums of a few columns stay in registers.
-template <std::size_t n>
-void ProductsOfFew(std::size_t count, const double* const* columns, double* totals) {
-  constexpr std::size_t kProducts = n * (n + 1) / 2;
-  constexpr std::size_t kGroups = (kProducts + kLanes - 1) / kLanes;
-  V sums[kGroups][kLanes] = {};  // of columns 0 and 0, 0 and 1, 1 and 1, 0 and 2, ...
-  ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA {
-    V column[n];
-    XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
-      column[j] = at.LoadOrZero(columns[j]);
-      XEM_UNROLL for (std::size_t i = 0; i <= j; ++i) {
-        V& sum = sums[(j * (j + 1) / 2 + i) / kLanes][(j * (j + 1) / 2 + i) % kLanes];
-        sum = Fma(column[i], column[j], sum);
-      }
-    }
-  });
-  double numbers[kGroups * kLanes];
-  XEM_UNROLL for (std::size_t group = 0; group < kGroups; ++group) {
-    FullVector{group * kLanes}.Store(TotalOfEach(sums[group]), numbers);
-  }
-  XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
-    XEM_UNROLL for (std::size_t i = 0; i <= j; ++i) totals[i + j * n] = numbers[j * (j + 1) / 2 + i];
-  }
-}
-
 void Products(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums, double* totals) {
   switch (columnCount) {
     case 1:
@@ -130,7 +162,7 @@ void Products(std::size_t count, const double* const* columns, std::size_t colum
       return ProductsOfFew<3>(count, columns, totals);
     case 5:
       return ProductsOfFew<5>(count, columns, totals);
-#if XEM_LANES == 8  // which comes with registers for as many sums
+#if XEM_LANES == 8
     case 7:
       return ProductsOfFew<7>(count, columns, totals);
 #endif

@@ -161,6 +161,21 @@ XEM_INLINE void ForEachVector(std::size_t count, Body body) {
   ForEachVector(count, 0, body);
 }
 
+/// The same for laws of long chains of operations: as long as there are as many points, `at` is an array of two
+/// vectors, so that one is at work while the other waits for its own results; then of one.
+template <class Body>
+XEM_INLINE void ForEachPairOfVectors(std::size_t count, Body body) {
+  std::size_t first = 0;
+  for (; first + 2 * kLanes <= count; first += 2 * kLanes) {
+    const FullVector both[]{{first}, {first + kLanes}};
+    body(both);
+  }
+  ForEachVector(count, first, [&](auto at) XEM_INLINE_LAMBDA {
+    const decltype(at) one[]{at};
+    body(one);
+  });
+}
+
 XEM_INLINE void Fill(const KernelBlock& block, double value) {
   for (std::size_t i = 0; i < block.count; ++i) block.model[i] = value;
 }
