@@ -48,7 +48,7 @@ DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<c
 
 boost::shared_ptr<XemMaterialTestFunctionBase> LoadStiffness(const DynamicFitRequest& request, double weight,
                                                              std::span<const _T_FUNT_BASE> stiffness) {
-  const auto function = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
+  auto function = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
   function->SetParameters(WithWeight(request.working, weight), request.modelOptions);
   function->SetTestData(stiffness);
   return function;
@@ -57,7 +57,7 @@ boost::shared_ptr<XemMaterialTestFunctionBase> LoadStiffness(const DynamicFitReq
 boost::shared_ptr<XemMaterialTestFunctionBase> LoadDamping(const DynamicFitRequest& request, double weight,
                                                            std::span<const _T_FUNT_BASE> damping,
                                                            std::span<const _T_FUNT_BASE> stiffness) {
-  const auto function = boost::make_shared<XemDynamicMatDampingTestFunction>();
+  auto function = boost::make_shared<XemDynamicMatDampingTestFunction>();
   function->SetParameters(WithWeight(request.working, weight), request.modelOptions);
   function->SetTestData(damping, stiffness);
   return function;

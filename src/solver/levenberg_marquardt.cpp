@@ -161,6 +161,15 @@ bool LevenbergMarquardtMethod::EnforceConstraints(std::span<double> parameters) 
   return applyConstraints_ && testFunctions_.front()->EnforceParameterConstraints(termCount_, parameters);
 }
 
+std::span<double> LevenbergMarquardtMethod::Storage(std::size_t size) {
+  if (size <= few_.size()) return few_;
+  if (size > manySize_) {
+    many_ = std::make_unique_for_overwrite<double[]>(size);
+    manySize_ = size;
+  }
+  return {many_.get(), manySize_};
+}
+
 std::span<double> LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask,
                                                           std::size_t further) {
   // What a block touches stays in the first cache, unless the model is large. Columns begin with a line of the cache,
@@ -172,12 +181,12 @@ std::span<double> LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterC
   blockLength_ = std::min(std::clamp(kNumbers / (columns + 1) / kFewest * kFewest, kFewest, kMost), pointCount_);
   const std::size_t stride = (blockLength_ + kLine - 1) / kLine * kLine + kLine;
   const std::size_t sums = IsLarge(parameterCount) ? 0 : columns * columns * kLaneSumLength;
-  const std::size_t size = kLine + stride * columns + sums + further;
-  if (storage_.size() < size) storage_.resize(size);
-  const std::size_t offset = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % kLine;
-  Parts parts(std::span<double>(storage_).subspan((kLine - offset) % kLine));
+  const std::span<double> storage = Storage(kLine + stride * columns + sums + further);
+  const std::size_t offset = reinterpret_cast<std::uintptr_t>(storage.data()) / sizeof(double) % kLine;
+  Parts parts(storage.subspan((kLine - offset) % kLine));
   block_ = {parts.Next(static_cast<std::int64_t>(stride * columns)).data(), static_cast<std::int32_t>(blockLength_),
             static_cast<std::int32_t>(columns), static_cast<std::int32_t>(stride)};
+  derivatives_ = block_.FirstColumns(static_cast<std::int32_t>(parameterCount));
   sums_ = parts.Next(static_cast<std::int64_t>(sums));
   std::size_t free = 0;
   for (std::size_t k = 0; k < parameterCount; ++k) free += mask[k] == 0 ? 1 : 0;
@@ -253,12 +262,15 @@ void LevenbergMarquardtMethod::EvaluateInto(std::size_t row, const XemMaterialTe
                                             std::size_t first, std::span<double* const> columns) {
   const std::size_t count = compared.size();
   const std::span<double> residuals(columns.back() + row, count);
-  if (columns.size() > 1) {
-    function.EvaluateBlock(termCount_, parameters, static_cast<std::int32_t>(first), residuals,
-                           {block_.data + row, static_cast<std::int32_t>(count),
-                            static_cast<std::int32_t>(parameters.size()), block_.leadingDimension});
+  const auto point = static_cast<std::int32_t>(first);
+  if (columns.size() == 1) {
+    function.EvaluateBlock(termCount_, parameters, point, residuals);
+  } else if (count == blockLength_) {
+    // A view that is there already: the processor would wait for one that is handed on while it is being written.
+    function.EvaluateBlock(termCount_, parameters, point, residuals, derivatives_);
   } else {
-    function.EvaluateBlock(termCount_, parameters, static_cast<std::int32_t>(first), residuals);
+    function.EvaluateBlock(termCount_, parameters, point, residuals,
+                           derivatives_.Rows(static_cast<std::int32_t>(row), static_cast<std::int32_t>(count)));
   }
   const bool relative = form_ == Form::Relative;
   const auto free = columns.first(columns.size() - 1);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/matrix.h"
@@ -86,6 +88,8 @@ class LevenbergMarquardtMethod {
   enum class Asked { SumOfSquares, Gradient, Equations };
 
   bool EnforceConstraints(std::span<double> parameters) const;
+  /// At least `size` numbers that mean nothing yet.
+  std::span<double> Storage(std::size_t size);
   /// Returns room for further numbers.
   std::span<double> PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask, std::size_t further = 0);
   /// Sum of squares, or what it was at an early end. `products` receives the inner products of `columns_`, that of i
@@ -110,12 +114,16 @@ class LevenbergMarquardtMethod {
   double lastSumOfSquares_ = 0.0;
 
   // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
-  // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run.
-  std::vector<double> storage_;
+  // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run; that of
+  // a small fit, 50 points of six parameters, stands in the solver itself.
+  std::array<double, 1024> few_;
+  std::unique_ptr<double[]> many_;
+  std::size_t manySize_ = 0;
   BasicVector<double*> columns_;
   std::size_t blockLength_ = 0;
   std::size_t pointCount_ = 0;
   MatrixView block_;
+  MatrixView derivatives_;  // of a whole block, all parameters
   std::span<double> sums_;
 };
 
