@@ -12,8 +12,7 @@ constexpr std::int32_t kOptionCount = 3;
 
 DynamicFitRequest ReadRequest(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
                               const Xem::DoubleArray& flags) {
-  const std::int32_t count = CheckedParameterCount(parameters.GetSize());
-  return PrepareDynamicFit(Values(options), Values(parameters).first(static_cast<std::size_t>(count)), Values(flags));
+  return PrepareDynamicFit(Values(options), Values(parameters), Values(flags));
 }
 
 /// Fits one loaded curve; the output curve comes back empty.
