@@ -41,7 +41,7 @@ XEM_INLINE void AddPronyTerms(const PronyTerms& terms, const double* times, cons
   XEM_LOOP for (std::size_t k = 0; k < terms.count; ++k) {
     XEM_UNROLL for (std::size_t i = 0; i < n; ++i) {
       const V exponent = terms.rates[k] * time[i];
-      const bool anyEnd = kFar && Any(~(Magnitude(exponent) <= kAlwaysNormal));
+      const bool anyEnd = kFar && AnyBeyond(exponent, kAlwaysNormal);
       const V remainder = anyEnd ? Remainder(exponent) : ExpInside(exponent);
       const V response = remainder - 1.0;
       modulus[i] = Fma(Set(terms.shares[k]), response, modulus[i]);
@@ -74,9 +74,9 @@ XEM_INLINE void PronyModuli(const PronyArguments& series, const KernelBlock& blo
     }
     ForEachPairOfVectors(block.count, [&](const auto& at) XEM_INLINE_LAMBDA {
       constexpr std::size_t n = sizeof at / sizeof *at;
-      Bits far{};
-      for (const auto& one : at) far |= ~(Magnitude(one.Load(series.times)) * sumOfRates <= kAlwaysNormal);  // NaN, too
-      if (__builtin_expect(!Any(far), true)) {
+      bool far = false;
+      for (const auto& one : at) far = far || AnyBeyond(one.Load(series.times) * sumOfRates, kAlwaysNormal);
+      if (__builtin_expect(!far, true)) {
         return AddPronyTerms<kDerivatives, false, n>(terms, series.times, block, at);
       }
       for (const auto& one : at) AddPronyTerms<kDerivatives, true, 1>(terms, series.times, block, &one);

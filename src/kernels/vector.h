@@ -60,6 +60,16 @@ XEM_INLINE bool Any(Bits condition) {
 #endif
 }
 
+/// Whether any magnitude is above a number, or not a number.
+XEM_INLINE bool AnyBeyond(V x, double most) {
+#if XEM_LANES == 8
+  constexpr int kNotLessOrEqual = 6;
+  return __builtin_ia32_cmppd512_mask(Magnitude(x), Set(most), kNotLessOrEqual, 0xff, 4) != 0;
+#else
+  return Any(~(Magnitude(x) <= most));
+#endif
+}
+
 /// The sum of all lanes, by halves.
 XEM_INLINE double Total(V x) {
 #if XEM_LANES == 8
@@ -117,18 +127,24 @@ struct FullVector {
   XEM_INLINE void Store(V values, double* points) const { *reinterpret_cast<Unaligned*>(points + first) = values; }
 };
 
-/// The points that are left, fewer than there are lanes; nothing is read or written beyond them.
+/// The points that are left, usually fewer than there are lanes; nothing is read or written beyond them.
 struct PartialVector {
   std::size_t first;
+#if XEM_LANES == 8
+  unsigned char present;  // a bit per lane: made of numbers, so that it waits for no vector
+  XEM_INLINE PartialVector(std::size_t begin, std::size_t count)
+      : first(begin), present(static_cast<unsigned char>(count < kLanes ? (1u << count) - 1 : 0xff)) {}
+#else
   Bits present;
   XEM_INLINE PartialVector(std::size_t begin, std::size_t count) : first(begin) {
     present = (Bits)(LaneNumbers() < static_cast<std::int64_t>(count));
   }
+#endif
   XEM_INLINE V LoadOrZero(const double* points) const { return Load(points, 0.0); }
   /// Lanes without a point hold `rest`.
   XEM_INLINE V Load(const double* points, double rest = 1.0) const {
 #if XEM_LANES == 8
-    return __builtin_ia32_loadupd512_mask(points + first, Set(rest), __builtin_ia32_cvtq2mask512((LongLong)present));
+    return __builtin_ia32_loadupd512_mask(points + first, Set(rest), present);
 #elif XEM_LANES == 4
     return Where(present, __builtin_ia32_maskloadpd256(reinterpret_cast<const V*>(points + first), (LongLong)present),
                  Set(rest));
@@ -138,7 +154,7 @@ struct PartialVector {
   }
   XEM_INLINE void Store(V values, double* points) const {
 #if XEM_LANES == 8
-    __builtin_ia32_storeupd512_mask(points + first, values, __builtin_ia32_cvtq2mask512((LongLong)present));
+    __builtin_ia32_storeupd512_mask(points + first, values, present);
 #elif XEM_LANES == 4
     __builtin_ia32_maskstorepd256(reinterpret_cast<V*>(points + first), (LongLong)present, values);
 #else
