@@ -160,7 +160,11 @@ void Row(const std::string& workload, const std::vector<Problem>& problems, cons
     std::printf(" %s %6.2f", kSolvers[i].name, seconds[i + 1] / seconds[0]);
     if (missed[i] > 0) std::printf(" (%d of %zu not reached)", missed[i], problems.size());
   }
-  std::printf(" | best peer %.2f\n", *std::min_element(seconds.begin() + 1, seconds.end()) / seconds[0]);
+  ResetPeak();
+  call();
+  StopCounting();
+  std::printf(" | best peer %.2f | %zu allocations a fit\n",
+              *std::min_element(seconds.begin() + 1, seconds.end()) / seconds[0], AllocationCount() / problems.size());
 }
 
 using Points = std::vector<_T_FUNT_BASE>;
@@ -205,8 +209,8 @@ Problem PronyProblem(const Points& curve, std::size_t terms) {
   Problem problem;
   problem.points = curve.size();
   problem.start.resize(2 * terms);
-  StartRelaxation({function}, static_cast<std::int32_t>(terms), function->MaxTime(), function->MinTime(),
-                  FixedTermMask(2 * terms), problem.start);
+  StartRelaxation(TestFunctionList{function}, static_cast<std::int32_t>(terms), function->MaxTime(),
+                  function->MinTime(), FixedTermMask(2 * terms), problem.start);
   problem.residuals = [curve, terms](const double* p, double* r) {
     for (std::size_t i = 0; i < curve.size(); ++i) {
       double g = 1.0;
@@ -411,6 +415,7 @@ void Polynomial(std::int32_t points) {
   ResetPeak();
   const std::int64_t before = PeakBytes();
   call();
+  StopCounting();
   const double bytes = static_cast<double>(PeakBytes() - before) / points;
   double best[2] = {1e300, 1e300};
   for (int turn = 0; turn < (points > 500'000 ? 3 : 7); ++turn) {

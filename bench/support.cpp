@@ -19,8 +19,8 @@ extern "C" void dgelss_(const std::int32_t* m, const std::int32_t* n, const std:
 
 namespace {
 
-// Counted from the first ResetPeak on, so that calls timed before it cost what they cost without; what is freed may
-// have been allocated earlier.
+// Counted between ResetPeak and StopCounting alone, so that calls timed before and after cost what they cost without;
+// what is freed may have been allocated earlier.
 std::atomic<bool> counting{false};
 std::atomic<std::int64_t> inUse{0};
 std::atomic<std::int64_t> peak{0};
@@ -106,6 +106,7 @@ void ResetPeak() {
   peak = inUse.load();
   allocations = 0;
 }
+void StopCounting() { counting = false; }
 std::int64_t PeakBytes() { return peak.load(); }
 std::size_t AllocationCount() { return allocations.load(); }
 

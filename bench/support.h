@@ -28,8 +28,10 @@ std::vector<_T_FUNT_BASE> RubberCurve(std::int32_t points);
 /// The design matrix of a polynomial of order 3 on such a curve: nine columns.
 MaterialUtil::Matrix RubberDesign(const std::vector<_T_FUNT_BASE>& points);
 
-/// Heap bytes in use at the highest point since ResetPeak, as differences: the count begins with the first call.
+/// Heap bytes in use at the highest point since ResetPeak, as differences: the count begins there and lasts until
+/// StopCounting, for nothing should be timed meanwhile.
 void ResetPeak();
+void StopCounting();
 std::int64_t PeakBytes();
 /// Heap allocations since ResetPeak.
 std::size_t AllocationCount();

@@ -12,17 +12,17 @@ constexpr std::int32_t kOptionCount = 3;
 
 DynamicFitRequest ReadRequest(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
                               const Xem::DoubleArray& flags) {
-  const std::int32_t count = CheckedParameterCount(parameters.GetSize());
-  return PrepareDynamicFit(CopyIn(options, kOptionCount), CopyIn(parameters, count), CopyIn(flags, count));
+  return PrepareDynamicFit(Values(options), Values(parameters), Values(flags));
 }
 
 /// Fits one loaded curve; the output curve comes back empty.
-std::int32_t FitOneCurve(const DynamicFitRequest& request, const TestFunctionList& functions, Xem::DoubleArray& fitted,
+std::int32_t FitOneCurve(const DynamicFitRequest& request,
+                         const boost::shared_ptr<XemMaterialTestFunctionBase>& function, Xem::DoubleArray& fitted,
                          Xem::PointArray& curveOut) {
   Vector parameters = request.start;
-  const std::int32_t status = SolveDynamicFit(request, functions, parameters);
+  const std::int32_t status = SolveDynamicFit(request, {&function, 1}, parameters);
   Vector values(parameters.Size());
-  functions.front()->Output(parameters, values, {});
+  function->Output(parameters, values, {});
   CopyOut(values, fitted);
   // Deliberate: only the joint fit draws curves.
   curveOut.RemoveAll();
@@ -51,7 +51,7 @@ std::int32_t CurveFitting4DynamicMatShearStiff(const Xem::DoubleArray& options, 
                                                Xem::DoubleArray& fitted, Xem::PointArray& curveOut) {
   if (options.GetSize() < kOptionCount) return 0;
   const DynamicFitRequest request = ReadRequest(options, parameters, flags);
-  return FitOneCurve(request, {LoadStiffness(request, 1.0, Points(stiffness))}, fitted, curveOut);
+  return FitOneCurve(request, LoadStiffness(request, 1.0, Points(stiffness)), fitted, curveOut);
 }
 
 std::int32_t CurveFitting4DynamicMatDamping(const Xem::DoubleArray& options, const Xem::DoubleArray& parameters,
@@ -60,7 +60,7 @@ std::int32_t CurveFitting4DynamicMatDamping(const Xem::DoubleArray& options, con
                                             Xem::PointArray& curveOut) {
   if (options.GetSize() < kOptionCount) return 0;
   const DynamicFitRequest request = ReadRequest(options, parameters, flags);
-  return FitOneCurve(request, {LoadDamping(request, 1.0, Points(damping), Points(stiffness))}, fitted, curveOut);
+  return FitOneCurve(request, LoadDamping(request, 1.0, Points(damping), Points(stiffness)), fitted, curveOut);
 }
 
 std::int32_t CurveFitting4DynamicMatParameters(const Xem::DoubleArray& options, Xem::DoubleArray& parameters,

@@ -127,6 +127,10 @@ void WriteStresses(std::span<const double> stresses, std::span<PointArray* const
   }
 }
 
+std::span<const double> Values(const DoubleArray& array) {
+  return {array.GetData(), static_cast<std::size_t>(array.GetSize())};
+}
+
 Vector CopyIn(const DoubleArray& array, std::int32_t count) {
   Vector values(count);
   for (std::int32_t i = 0; i < count; ++i) values[i] = array[i];

@@ -52,6 +52,8 @@ TestDataList LoadVolumetric(const PointArray& curve);
 /// are any; further points keep their ordinates.
 void WriteStresses(std::span<const double> stresses, std::span<PointArray* const> out);
 
+/// The values of an input array, where they are.
+std::span<const double> Values(const DoubleArray& array);
 /// The first `count` values of an array; fewer throw CInvalidArgException.
 Vector CopyIn(const DoubleArray& array, std::int32_t count);
 /// The points of an output array.

@@ -48,7 +48,7 @@ DynamicFitRequest PrepareDynamicFit(std::span<const double> options, std::span<c
 
 boost::shared_ptr<XemMaterialTestFunctionBase> LoadStiffness(const DynamicFitRequest& request, double weight,
                                                              std::span<const _T_FUNT_BASE> stiffness) {
-  const auto function = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
+  auto function = boost::make_shared<XemDynamicMatShearStiffTestFunction>();
   function->SetParameters(WithWeight(request.working, weight), request.modelOptions);
   function->SetTestData(stiffness);
   return function;
@@ -57,7 +57,7 @@ boost::shared_ptr<XemMaterialTestFunctionBase> LoadStiffness(const DynamicFitReq
 boost::shared_ptr<XemMaterialTestFunctionBase> LoadDamping(const DynamicFitRequest& request, double weight,
                                                            std::span<const _T_FUNT_BASE> damping,
                                                            std::span<const _T_FUNT_BASE> stiffness) {
-  const auto function = boost::make_shared<XemDynamicMatDampingTestFunction>();
+  auto function = boost::make_shared<XemDynamicMatDampingTestFunction>();
   function->SetParameters(WithWeight(request.working, weight), request.modelOptions);
   function->SetTestData(damping, stiffness);
   return function;
@@ -75,12 +75,11 @@ JointDynamicFit FitJointly(const DynamicFitRequest& request, const DynamicCurves
   return fit;
 }
 
-std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,
-                             std::span<double> parameters) {
+std::int32_t SolveDynamicFit(const DynamicFitRequest& request, TestFunctions functions, std::span<double> parameters) {
   if (request.everythingFixed) return 0;
-  const auto solver = MakeSolver(request.residual, functions, static_cast<std::int32_t>(parameters.size()));
-  solver->SetMask(request.mask);
-  return solver->Solve(parameters, kDynamicTolerance);
+  LevenbergMarquardtMethodOfKind solver(request.residual, functions, static_cast<std::int32_t>(parameters.size()));
+  solver.SetMask(request.mask);
+  return solver.Solve(parameters, kDynamicTolerance);
 }
 
 double DampingWeightFactor(std::span<const _T_FUNT_BASE> damping, double largestDamping) {

@@ -56,8 +56,7 @@ struct JointDynamicFit {
 JointDynamicFit FitJointly(const DynamicFitRequest& request, const DynamicCurves& curves);
 
 /// Improves `parameters` unless everything is fixed; returns the solver status, 0 without a solve.
-std::int32_t SolveDynamicFit(const DynamicFitRequest& request, const TestFunctionList& functions,
-                             std::span<double> parameters);
+std::int32_t SolveDynamicFit(const DynamicFitRequest& request, TestFunctions functions, std::span<double> parameters);
 
 /// Factor on the damping weight of a joint fit: min(1 / last damping ordinate, 1 / largest damping ratio). Throws
 /// CInvalidArgException when the damping curve is empty.

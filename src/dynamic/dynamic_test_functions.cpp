@@ -66,17 +66,19 @@ void DynamicMatTestFunction::Output(std::span<const double> parameters, std::spa
 }
 
 template <class StressAt>
-void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt) {
-  Load(points, KeepMeasured(), AsItStands);
-  const bool known = form_ >= ResidualForm::Strain && form_ <= ResidualForm::Stress;
-  for (std::int32_t i = 0; i < PointCount() && known; ++i) {
-    double& stored = curve_.abscissa[i];
-    if (form_ == ResidualForm::LogStrain) stored = std::log(stored);
-    if (form_ == ResidualForm::Stress) stored = stressAt(i);
+void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt, std::int32_t further) {
+  Load(points, KeepMeasured(), AsItStands, further);
+  const std::span<double> stored = curve_.abscissa.Span();
+  if (form_ == ResidualForm::LogStrain) {
+    for (double& strain : stored) strain = std::log(strain);
   }
+  if (form_ == ResidualForm::Stress) {
+    for (std::int32_t i = 0; i < PointCount(); ++i) stored[static_cast<std::size_t>(i)] = stressAt(i);
+  }
+  const bool known = form_ >= ResidualForm::Strain && form_ <= ResidualForm::Stress;
   if (family_ == DynamicFamily::PowerLaw && known) {
-    compared_ = form_ == ResidualForm::Stress ? curve_.measured : curve_.abscissa;
-    for (double& value : compared_) value *= weight_;
+    if (form_ != ResidualForm::Stress) std::ranges::copy(stored, compared_.begin());
+    Weigh(compared_, {});
   } else {
     const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
     for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] = Compare(any, i).observed;
@@ -84,19 +86,24 @@ void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, Stress
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  LoadAs(points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; });
+  LoadAs(
+      points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; }, 2);
   const Kernels& kernels = ForThisProcessor();
   if (Family() == DynamicFamily::Hyperbolic) {
-    strains_ = curve_.abscissa;
+    strains_ = FurtherColumn(0);
+    std::ranges::copy(curve_.abscissa, strains_.begin());
     if (Form() == ResidualForm::LogStrain) kernels.exp(strains_.Span().size(), strains_.begin(), strains_.begin());
   }
   if (Family() != DynamicFamily::PowerLaw) return;
-  const bool stress = Form() == ResidualForm::Stress;
-  logarithms_.Resize(PointCount());
-  factors_.Resize(stress ? 0 : PointCount());
-  for (std::int32_t i = 0; i < PointCount(); ++i) {
-    logarithms_[i] = stress ? 2.0 * curve_.abscissa[i] : 1.0 / curve_.measured[i] - 1.0;
-    if (!stress) factors_[i] = 0.5 / curve_.measured[i];
+  logarithms_ = FurtherColumn(0);
+  factors_ = FurtherColumn(1);
+  if (Form() == ResidualForm::Stress) {
+    for (std::int32_t i = 0; i < PointCount(); ++i) logarithms_[i] = 2.0 * curve_.abscissa[i];
+  } else {
+    for (std::int32_t i = 0; i < PointCount(); ++i) {
+      logarithms_[i] = 1.0 / curve_.measured[i] - 1.0;
+      factors_[i] = 0.5 / curve_.measured[i];
+    }
   }
   kernels.log(logarithms_.Span().size(), logarithms_.begin(), logarithms_.begin());
   if (Form() == ResidualForm::LogStrain) kernels.log(factors_.Span().size(), factors_.begin(), factors_.begin());

@@ -33,9 +33,9 @@ class DynamicMatTestFunction : public BlockTestFunction {
   ~DynamicMatTestFunction() = default;
 
   /// Loads strains and replaces them by what the residual form stores; `stressAt(i)` is the normalised stress of
-  /// point i.
+  /// point i. `further` is that of Load.
   template <class StressAt>
-  void LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt);
+  void LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt, std::int32_t further = 0);
 
   CyclicParameters ModelParameters(std::span<const double> parameters) const;
   DynamicFamily Family() const { return family_; }
@@ -68,7 +68,7 @@ class XemDynamicMatShearStiffTestFunction final : public DynamicMatTestFunction 
                 MatrixView derivatives) const override;
 
  private:
-  // What does not depend on parameters: see PowerLawArguments and HyperbolicArguments.
+  // What does not depend on parameters, in further columns of the curve: see PowerLawArguments and HyperbolicArguments.
   Vector logarithms_;
   Vector factors_;
   Vector strains_;

@@ -25,16 +25,16 @@ template <class Function>
 GheMeasures Fit(ResidualKind residual, std::span<const std::int32_t> mask, const boost::shared_ptr<Function>& function,
                 bool solvable, std::span<double> parameters) {
   const TestFunctionList functions{function};
-  const auto solver = MakeSolver(residual, functions, static_cast<std::int32_t>(parameters.size()));
+  LevenbergMarquardtMethodOfKind solver(residual, functions, static_cast<std::int32_t>(parameters.size()));
   const FixedTermMask fixedTerms(mask);
-  solver->SetMask(fixedTerms);
+  solver.SetMask(fixedTerms);
   GheMeasures measures;
   measures.tolerance = Tolerance(residual, *function);
   if (solvable && function->PointCount() > 0 && FreeCount(fixedTerms) > 0) {
-    measures.status = solver->Solve(parameters, measures.tolerance);
+    measures.status = solver.Solve(parameters, measures.tolerance);
   }
-  measures.determination = solver->CoefficientOfDetermination(parameters);
-  measures.sumOfSquares = solver->SumOfSquares(parameters);
+  measures.determination = solver.CoefficientOfDetermination(parameters);
+  measures.sumOfSquares = solver.SumOfSquares(parameters);
   return measures;
 }
 

@@ -18,12 +18,12 @@ std::int32_t FitLinearModel(const XemMaterialCurvefittingModelBase& model, const
 
 OgdenFitStatus FitOgdenSeries(const TestFunctionList& functions, ResidualKind residual, std::span<double> pairs) {
   const FixedTermMask mask(pairs.size());
-  const auto solver = MakeOgdenSolver(residual, functions, mask.Size() / 2);
-  solver->InitialGuess(mask, pairs);
-  solver->SetMask(mask);
+  OgdenMethodOfKind solver(residual, functions, mask.Size() / 2);
+  solver.InitialGuess(mask, pairs);
+  solver.SetMask(mask);
   OgdenFitStatus status;
-  status.solverStatus = solver->Solve(pairs, kRubberTolerance);
-  status.iterations = solver->Iterations();
+  status.solverStatus = solver.Solve(pairs, kRubberTolerance);
+  status.iterations = solver.Iterations();
   return status;
 }
 

@@ -10,13 +10,13 @@ namespace Xem::MaterialUtil {
 
 Refinement RefineLinearSolution(const TestFunctionList& functions, std::int32_t termCount, std::int32_t method,
                                 std::span<double> parameters) {
-  const auto solver = MakeSolver(ResidualFromCode(method), functions, termCount);
-  solver->SetMask(FixedTermMask(parameters.size()));
+  LevenbergMarquardtMethodOfKind solver(ResidualFromCode(method), functions, termCount);
+  solver.SetMask(FixedTermMask(parameters.size()));
 
   Vector linear{std::span<const double>(parameters)};
   Vector refined = linear;
   Refinement result;
-  result.solverStatus = solver->Solve(refined, kRubberTolerance);
+  result.solverStatus = solver.Solve(refined, kRubberTolerance);
 
   const bool constrained = functions.front()->EnforceParameterConstraints(termCount, linear);
   result.replaced = !(constrained && result.solverStatus != 0);
@@ -26,10 +26,10 @@ Refinement RefineLinearSolution(const TestFunctionList& functions, std::int32_t 
   const bool absolute = ResidualFromCode(method) == ResidualKind::Absolute;
   const auto distance = [&](double sumOfSquares, std::span<const double> candidate) {
     return std::abs(1.0 -
-                    (absolute ? solver->DeterminationOf(sumOfSquares) : solver->CoefficientOfDetermination(candidate)));
+                    (absolute ? solver.DeterminationOf(sumOfSquares) : solver.CoefficientOfDetermination(candidate)));
   };
-  const double linearDistance = distance(solver->FirstSumOfSquares(), linear);
-  const double refinedDistance = distance(solver->LastSumOfSquares(), refined);
+  const double linearDistance = distance(solver.FirstSumOfSquares(), linear);
+  const double refinedDistance = distance(solver.LastSumOfSquares(), refined);
   const Vector& kept = refinedDistance < linearDistance ? refined : linear;
   std::copy(kept.begin(), kept.end(), parameters.begin());
   return result;

@@ -67,9 +67,8 @@ XEM_INLINE V ExpInside(V x) {
 }
 
 XEM_INLINE V Exp(V x) {
-  const Bits ends = ~(Magnitude(x) <= kAlwaysNormal);  // NaN, too
   V inside = x;
-  const bool anyEnd = Any(ends);
+  const bool anyEnd = AnyBeyond(x, kAlwaysNormal);
   if (__builtin_expect(anyEnd, false)) {
     inside = Where(x > 710.0, Set(710.0), Where(x < -746.0, Set(-746.0), x));  // infinite and zero from there on
     inside = Where(x != x, Set(0.0), inside);

@@ -141,11 +141,15 @@ struct Kernels {
                             bool fresh);
   /// Makes numbers of the sums of columns `from` ... columnCount - 1.
   void (*totals)(const double* sums, std::size_t columnCount, std::size_t from, double* totals);
+  /// Both at once, with the same result, for points of one block alone. `sums` is room that it may use.
+  void (*products)(std::size_t count, const double* const* columns, std::size_t columnCount, double* sums,
+                   double* totals);
 
-  /// Solves (A + damping diag A) x = x, A column by column of an order up to kLargestPositiveDefinite. Returns false,
-  /// with x as it was, unless every pivot of L D L^T is well clear of what rounding may make of it; a general
-  /// factorisation then tells what the matrix is.
-  bool (*solvePositiveDefinite)(std::size_t order, const double* a, double damping, double* x);
+  /// Solves (A + damping diag A) x = b, A of an order up to kLargestPositiveDefinite, by its columns, `stride` numbers
+  /// apart, down to the diagonal. Returns false, with x as it was, unless every pivot of L D L^T is well clear of what
+  /// rounding may make of it; a general factorisation then tells what the matrix is. x may be b.
+  bool (*solvePositiveDefinite)(std::size_t order, const double* a, std::size_t stride, double damping, const double* b,
+                                double* x);
 
   /// The triangle R of A = Q R in place of A, of columns `stride` numbers apart; what stands below it means nothing.
   /// Returns how many columns were reduced: all of them, or those before one whose square is not in the range of

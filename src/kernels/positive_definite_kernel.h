@@ -18,17 +18,17 @@ XEM_INLINE bool IsClear(double pivot, double diagonalEntry) {
 
 /// L D L^T of A + damping diag A, all of it in registers.
 template <std::size_t n>
-bool SolveFew(const double* a, double damping, double* x) {
+bool SolveFew(const double* a, std::size_t stride, double damping, const double* b, double* x) {
   double l[n][n];  // below the diagonal: what elimination has left of A, then L
   double pivots[n];
-  double y[n];  // L^-1 x, then D^-1 L^-1 x
+  double y[n];  // L^-1 b, then D^-1 L^-1 b
   XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
-    pivots[j] = (1.0 + damping) * a[j * n + j];
-    y[j] = x[j];
-    XEM_UNROLL for (std::size_t k = j + 1; k < n; ++k) l[j][k] = a[j * n + k];
+    pivots[j] = (1.0 + damping) * a[j * stride + j];
+    y[j] = b[j];
+    XEM_UNROLL for (std::size_t k = j + 1; k < n; ++k) l[j][k] = a[k * stride + j];
   }
   XEM_UNROLL for (std::size_t j = 0; j < n; ++j) {
-    if (!IsClear(pivots[j], (1.0 + damping) * a[j * n + j])) return false;
+    if (!IsClear(pivots[j], (1.0 + damping) * a[j * stride + j])) return false;
     const double inverse = 1.0 / pivots[j];
     XEM_UNROLL for (std::size_t k = j + 1; k < n; ++k) {
       const double share = l[j][k] * inverse;
@@ -48,7 +48,7 @@ bool SolveFew(const double* a, double damping, double* x) {
 }
 
 /// The same of any order, column by column.
-bool SolveMany(std::size_t n, const double* a, double damping, double* x) {
+bool SolveMany(std::size_t n, const double* a, std::size_t stride, double damping, const double* b, double* x) {
   constexpr std::size_t kMost = kLargestPositiveDefinite;
   static_assert(kMost % kLanes == 0);
   double columns[kMost][kMost];  // of L D below the diagonal; what stands above it is not used
@@ -57,16 +57,16 @@ bool SolveMany(std::size_t n, const double* a, double damping, double* x) {
   double rest[kMost];  // of the right-hand side
   double y[kMost];     // L^-1 of the right-hand side
 
-  const auto copy = [n](const double* from, double* to) {
-    ForEachVector(n, [&](auto at) XEM_INLINE_LAMBDA { FullVector{at.first}.Store(at.Load(from), to); });
-  };
-  copy(x, rest);
+  const std::size_t whole = (n + kLanes - 1) / kLanes * kLanes;  // what is touched with the last of n
   for (std::size_t j = 0; j < n; ++j) {
-    copy(a + j * n, columns[j]);
-    pivots[j] = (1.0 + damping) * a[j * n + j];
+    rest[j] = b[j];
+    pivots[j] = (1.0 + damping) * a[j * stride + j];
+    for (std::size_t k = 0; k <= j; ++k) columns[j][k] = columns[k][j] = a[j * stride + k];
+    for (std::size_t k = n; k < whole; ++k) columns[j][k] = 1.0;
   }
+  for (std::size_t k = n; k < whole; ++k) rest[k] = 1.0;
   for (std::size_t j = 0; j < n; ++j) {
-    if (!IsClear(pivots[j], (1.0 + damping) * a[j * n + j])) return false;
+    if (!IsClear(pivots[j], (1.0 + damping) * a[j * stride + j])) return false;
     inverses[j] = 1.0 / pivots[j];
     const auto subtract = [&](double share, double* from, std::size_t first) XEM_INLINE_LAMBDA {
       for (FullVector at{first / kLanes * kLanes}; at.first < n; at.first += kLanes) {
@@ -90,16 +90,17 @@ bool SolveMany(std::size_t n, const double* a, double damping, double* x) {
 }
 
 /// Returns false, with x as it was, when a pivot is not well clear of rounding.
-bool SolvePositiveDefinite(std::size_t n, const double* a, double damping, double* x) {
+bool SolvePositiveDefinite(std::size_t n, const double* a, std::size_t stride, double damping, const double* b,
+                           double* x) {
   switch (n) {
     case 2:
-      return SolveFew<2>(a, damping, x);
+      return SolveFew<2>(a, stride, damping, b, x);
     case 4:
-      return SolveFew<4>(a, damping, x);
+      return SolveFew<4>(a, stride, damping, b, x);
     case 6:
-      return SolveFew<6>(a, damping, x);
+      return SolveFew<6>(a, stride, damping, b, x);
     default:
-      return SolveMany(n, a, damping, x);
+      return SolveMany(n, a, stride, damping, b, x);
   }
 }
 

@@ -46,6 +46,7 @@ void PowerLawRatios(const PowerLawArguments& law, const KernelBlock& block) {
   const double gr = law.referenceStrain;
   const double a = law.exponent;
   const double logReference = __builtin_log(gr);
+  const double scale = a / gr;
   ForEachVector(block.count, [&](auto at) XEM_INLINE_LAMBDA {
     const V logArgument = at.Load(law.logarithms) - logReference;
     const V power = Exp(a * logArgument);
@@ -54,7 +55,7 @@ void PowerLawRatios(const PowerLawArguments& law, const KernelBlock& block) {
     if (!block.derivatives.first) return;
     // 1 - R without cancellation; the law is flat beyond the range of numbers.
     const V slope = Where(ratio == 0.0, Set(0.0), ratio * (power * ratio));
-    at.Store((a / gr) * slope, Column(block, 0));
+    at.Store(scale * slope, Column(block, 0));
     at.Store(Where(slope == 0.0, Set(0.0), -logArgument * slope), Column(block, 1));
   });
 }

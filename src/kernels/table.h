@@ -50,6 +50,7 @@ constexpr Kernels kTable{
     .addProducts = AddProducts,
     .addProductsOfLast = AddProductsOfLast,
     .totals = Totals,
+    .products = Products,
     .solvePositiveDefinite = SolvePositiveDefinite,
     .triangularise = Triangularise,
 };

@@ -147,9 +147,9 @@ RetentionFit FitRetention(const RetentionSettings& settings, const RetentionPoin
   if (FreeCount(settings.mask) == 0 || fit.function->PointCount() == 0) return fit;
 
   const TestFunctionList functions{fit.function};
-  const auto solver = MakeSolver(settings.residual, functions, held.Size());
-  solver->SetMask(settings.mask);
-  fit.status = SolveRepeatedly(*solver, fit.parameters);
+  LevenbergMarquardtMethodOfKind solver(settings.residual, functions, held.Size());
+  solver.SetMask(settings.mask);
+  fit.status = SolveRepeatedly(solver, fit.parameters);
   return fit;
 }
 

@@ -78,24 +78,36 @@ void AddInOrder(std::span<const double> column, std::span<double* const> others,
 /// Solves for steps: the small factorisation where it is safe, LAPACK's otherwise.
 class StepSolver {
  public:
-  explicit StepSolver(Arithmetic arithmetic) : small_(arithmetic == Arithmetic::Vectorised) {}
+  StepSolver(Arithmetic arithmetic, std::size_t fitted, std::int32_t order)
+      : fitted_(fitted),
+        order_(order),
+        small_(arithmetic == Arithmetic::Vectorised && fitted <= kLargestPositiveDefinite &&
+               std::cmp_equal(fitted, order)) {}
 
-  /// `step` is the gradient on entry; the diagonal is scaled by 1 + damping (Marquardt). Throws LAPACK's `info`.
-  void Solve(const MatrixView& normal, double damping, std::span<double> step) {
-    const bool small = small_ && step.size() <= kLargestPositiveDefinite;
-    if (small && ForThisProcessor().solvePositiveDefinite(step.size(), normal.data, damping, step.data())) return;
-    if (!general_) {
-      general_.emplace(normal.rows);
-      damped_ = Matrix(normal.rows, normal.columns);
+  /// From the products of a pass; the diagonal is scaled by 1 + damping (Marquardt). Throws LAPACK's `info`.
+  void Solve(const double* products, double damping, std::span<double> step) {
+    const std::size_t stride = fitted_ + 1;
+    const double* const gradient = products + fitted_ * stride;
+    if (small_ && ForThisProcessor().solvePositiveDefinite(fitted_, products, stride, damping, gradient, step.data())) {
+      return;
     }
-    for (std::int32_t j = 0; j < normal.columns; ++j) {
-      std::ranges::copy(normal.Column(j), damped_.Column(j).begin());
-      damped_(j, j) = (1.0 + damping) * normal(j, j);
+    if (!general_) {
+      general_.emplace(order_);
+      damped_ = Matrix(order_, order_);
+    }
+    damped_.Fill(0.0);
+    std::ranges::fill(step, 0.0);
+    for (std::size_t j = 0; j < fitted_; ++j) {
+      for (std::size_t i = j; i < fitted_; ++i) damped_(i, j) = products[j + i * stride];
+      damped_(j, j) *= 1.0 + damping;
+      step[j] = gradient[j];
     }
     general_->Solve(damped_, step);
   }
 
  private:
+  std::size_t fitted_;
+  std::int32_t order_;  // more than are fitted where a mask says so: a singular matrix
   bool small_;
   std::optional<SymmetricSolver> general_;  // made when it is needed
   Matrix damped_;
@@ -110,7 +122,6 @@ class Parts {
     rest_ = rest_.subspan(part.size());
     return part;
   }
-  MatrixView NextSquare(std::int32_t n) { return {Next(std::int64_t{n} * n).data(), n, n, n}; }
 
  private:
   std::span<double> rest_;
@@ -128,8 +139,8 @@ struct LevenbergMarquardtMethod::EarlyEnd {
   bool Reached(double soFar) const { return tolerance < 0.25 && soFar - error > 2.0 * SmallChange(tolerance, soFar); }
 };
 
-LevenbergMarquardtMethod::LevenbergMarquardtMethod(Form form, const TestFunctionList& testFunctions,
-                                                   std::int32_t termCount, bool applyConstraints)
+LevenbergMarquardtMethod::LevenbergMarquardtMethod(Form form, TestFunctions testFunctions, std::int32_t termCount,
+                                                   bool applyConstraints)
     : testFunctions_(testFunctions),
       termCount_(termCount),
       mask_(termCount),
@@ -150,26 +161,33 @@ bool LevenbergMarquardtMethod::EnforceConstraints(std::span<double> parameters) 
   return applyConstraints_ && testFunctions_.front()->EnforceParameterConstraints(termCount_, parameters);
 }
 
+std::span<double> LevenbergMarquardtMethod::Storage(std::size_t size) {
+  if (size <= few_.size()) return few_;
+  if (size > manySize_) {
+    many_ = std::make_unique_for_overwrite<double[]>(size);
+    manySize_ = size;
+  }
+  return {many_.get(), manySize_};
+}
+
 std::span<double> LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask,
                                                           std::size_t further) {
   // What a block touches stays in the first cache, unless the model is large. Columns begin with a line of the cache,
   // and not a power of two apart, where they would get into one another's way.
   constexpr std::size_t kFewest = 32, kMost = 256, kNumbers = 2048, kLine = 8;
-  std::size_t points = 0;
-  for (const auto& function : testFunctions_) points += static_cast<std::size_t>(function->PointCount());
+  pointCount_ = 0;
+  for (const auto& function : testFunctions_) pointCount_ += function->Compared().size();
   const std::size_t columns = parameterCount + 1;
-  blockLength_ = std::min(std::clamp(kNumbers / (columns + 1) / kFewest * kFewest, kFewest, kMost), points);
+  blockLength_ = std::min(std::clamp(kNumbers / (columns + 1) / kFewest * kFewest, kFewest, kMost), pointCount_);
   const std::size_t stride = (blockLength_ + kLine - 1) / kLine * kLine + kLine;
-  const std::size_t totals = columns * columns;
-  const std::size_t sums = IsLarge(parameterCount) ? 0 : totals * kLaneSumLength;
-  const std::size_t size = kLine + stride * columns + sums + totals + further;
-  if (storage_.size() < size) storage_.resize(size);
-  const std::size_t offset = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % kLine;
-  Parts parts(std::span<double>(storage_).subspan((kLine - offset) % kLine));
+  const std::size_t sums = IsLarge(parameterCount) ? 0 : columns * columns * kLaneSumLength;
+  const std::span<double> storage = Storage(kLine + stride * columns + sums + further);
+  const std::size_t offset = reinterpret_cast<std::uintptr_t>(storage.data()) / sizeof(double) % kLine;
+  Parts parts(storage.subspan((kLine - offset) % kLine));
   block_ = {parts.Next(static_cast<std::int64_t>(stride * columns)).data(), static_cast<std::int32_t>(blockLength_),
             static_cast<std::int32_t>(columns), static_cast<std::int32_t>(stride)};
+  derivatives_ = block_.FirstColumns(static_cast<std::int32_t>(parameterCount));
   sums_ = parts.Next(static_cast<std::int64_t>(sums));
-  totals_ = parts.Next(static_cast<std::int64_t>(totals));
   std::size_t free = 0;
   for (std::size_t k = 0; k < parameterCount; ++k) free += mask[k] == 0 ? 1 : 0;
   columns_.Resize(static_cast<std::int64_t>(free + 1));
@@ -182,34 +200,36 @@ std::span<double> LevenbergMarquardtMethod::PrepareBlocks(std::size_t parameterC
 }
 
 /// Of the last column with all, or of each with each.
-void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh,
-                                           bool ofAll) {
+void LevenbergMarquardtMethod::AddProducts(std::size_t count, std::span<double* const> columns, bool fresh, bool ofAll,
+                                           std::span<double> products) {
   if (!sums_.empty() && arithmetic_ == Arithmetic::Vectorised) {
     const auto add = ofAll ? kernels_.addProducts : kernels_.addProductsOfLast;
     add(count, columns.data(), columns.size(), sums_.data(), fresh);
     return;
   }
-  if (fresh) std::ranges::fill(totals_.first(columns.size() * columns.size()), 0.0);
-  for (std::size_t k = 0; k < columns.size(); ++k) {
-    AddInOrder({columns[k], count}, columns.first(k + 1), totals_.data() + k * columns.size());
+  for (std::size_t k = ofAll ? 0 : columns.size() - 1; k < columns.size(); ++k) {
+    const auto ofColumn = products.subspan(k * columns.size(), k + 1);
+    if (fresh) std::ranges::fill(ofColumn, 0.0);
+    AddInOrder({columns[k], count}, columns.first(k + 1), ofColumn.data());
   }
 }
 
 /// Of the last column alone, the residuals, or of all.
-void LevenbergMarquardtMethod::MakeTotals(std::size_t columnCount, bool ofAll) {
+void LevenbergMarquardtMethod::MakeTotals(std::size_t columnCount, bool ofAll, std::span<double> products) {
   if (sums_.empty() || arithmetic_ == Arithmetic::AsWritten) return;
-  kernels_.totals(sums_.data(), columnCount, ofAll ? 0 : columnCount - 1, totals_.data());
+  kernels_.totals(sums_.data(), columnCount, ofAll ? 0 : columnCount - 1, products.data());
 }
 
-double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const Equations* equations,
+double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, Asked asked, std::span<double> products,
                                       const EarlyEnd* earlyEnd) {
-  // Without equations the residuals are the only column.
-  const std::span<double* const> columns = equations ? columns_.Span() : columns_.Span().last(1);
-  const std::size_t free = columns.size() - 1;
-  const bool ofAll = equations && !equations->normalIsKnown;
-  double& sumOfSquares = totals_[columns.size() * columns.size() - 1];
+  // For the sum of squares the residuals are the only column.
+  const std::span<double* const> columns =
+      asked == Asked::SumOfSquares ? columns_.Span().last(1) : std::as_const(columns_).Span();
+  const bool ofAll = asked != Asked::Gradient;
+  const double& sumOfSquares = products[columns.size() * columns.size() - 1];
 
   bool fresh = true;
+  std::size_t left = pointCount_;
   std::size_t filled = 0;  // rows of the block, whatever curves their points belong to
   for (const auto& function : testFunctions_) {
     const std::span<const double> compared = function->Compared();
@@ -218,28 +238,21 @@ double LevenbergMarquardtMethod::Pass(std::span<const double> parameters, const 
       EvaluateInto(filled, *function, parameters, compared.subspan(first, count), first, columns);
       first += count;
       filled += count;
-      if (filled < blockLength_) continue;
-      AddProducts(filled, columns, std::exchange(fresh, false), ofAll);
+      left -= count;
+      if (filled < blockLength_ || left == 0) continue;
+      AddProducts(filled, columns, std::exchange(fresh, false), ofAll, products);
       filled = 0;
       if (!earlyEnd) continue;
-      MakeTotals(columns.size(), false);
+      MakeTotals(columns.size(), false, products);
       if (earlyEnd->Reached(sumOfSquares)) return sumOfSquares;
     }
   }
-  if (filled > 0 || fresh) AddProducts(filled, columns, fresh, ofAll);
-  MakeTotals(columns.size(), ofAll);
-  if (!equations) return sumOfSquares;
-
-  if (std::cmp_less(free, equations->gradient.size())) {
-    if (ofAll) equations->normal.Fill(0.0);
-    std::ranges::fill(equations->gradient, 0.0);
+  if (fresh && ofAll && !sums_.empty() && arithmetic_ == Arithmetic::Vectorised) {
+    kernels_.products(filled, columns.data(), columns.size(), sums_.data(), products.data());
+    return sumOfSquares;
   }
-  for (std::size_t column = 0; column < free; ++column) {
-    for (std::size_t row = 0; row <= column && ofAll; ++row) {
-      equations->normal(row, column) = equations->normal(column, row) = totals_[row + column * columns.size()];
-    }
-    equations->gradient[column] = totals_[column + free * columns.size()];
-  }
+  AddProducts(filled, columns, fresh, ofAll, products);
+  MakeTotals(columns.size(), ofAll, products);
   return sumOfSquares;
 }
 
@@ -249,12 +262,16 @@ void LevenbergMarquardtMethod::EvaluateInto(std::size_t row, const XemMaterialTe
                                             std::size_t first, std::span<double* const> columns) {
   const std::size_t count = compared.size();
   const std::span<double> residuals(columns.back() + row, count);
-  MatrixView derivatives;
-  if (columns.size() > 1) {
-    derivatives = {block_.data + row, static_cast<std::int32_t>(count), static_cast<std::int32_t>(parameters.size()),
-                   block_.leadingDimension};
+  const auto point = static_cast<std::int32_t>(first);
+  if (columns.size() == 1) {
+    function.EvaluateBlock(termCount_, parameters, point, residuals);
+  } else if (count == blockLength_) {
+    // A view that is there already: the processor would wait for one that is handed on while it is being written.
+    function.EvaluateBlock(termCount_, parameters, point, residuals, derivatives_);
+  } else {
+    function.EvaluateBlock(termCount_, parameters, point, residuals,
+                           derivatives_.Rows(static_cast<std::int32_t>(row), static_cast<std::int32_t>(count)));
   }
-  function.EvaluateBlock(termCount_, parameters, static_cast<std::int32_t>(first), residuals, derivatives);
   const bool relative = form_ == Form::Relative;
   const auto free = columns.first(columns.size() - 1);
   if (arithmetic_ == Arithmetic::AsWritten) {
@@ -271,14 +288,21 @@ void LevenbergMarquardtMethod::EvaluateInto(std::size_t row, const XemMaterialTe
 
 void LevenbergMarquardtMethod::BuildNormalEquations(std::span<const double> parameters, const FixedTermMask& mask,
                                                     Matrix& normal, std::span<double> gradient) {
-  const Equations equations{normal.View(), gradient};
-  PrepareBlocks(parameters.size(), mask);
-  Pass(parameters, &equations, nullptr);
+  const std::size_t most = (parameters.size() + 1) * (parameters.size() + 1);
+  const std::span<double> products = PrepareBlocks(parameters.size(), mask, most);
+  Pass(parameters, Asked::Equations, products, nullptr);
+  normal.Fill(0.0);
+  std::ranges::fill(gradient, 0.0);
+  const std::int32_t free = columns_.Size() - 1;
+  for (std::int32_t j = 0; j < free; ++j) {
+    for (std::int32_t i = 0; i <= j; ++i) normal(i, j) = normal(j, i) = products[ColumnMajor(i, j, free + 1)];
+    gradient[j] = products[ColumnMajor(j, free, free + 1)];
+  }
 }
 
 double LevenbergMarquardtMethod::SumOfSquares(std::span<const double> parameters) {
-  PrepareBlocks(parameters.size(), FixedTermMask(static_cast<std::int64_t>(parameters.size())));
-  return Pass(parameters, nullptr, nullptr);
+  const FixedTermMask nothingHeld(static_cast<std::int64_t>(parameters.size()));
+  return Pass(parameters, Asked::SumOfSquares, PrepareBlocks(parameters.size(), nothingHeld, 1), nullptr);
 }
 
 std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, double tolerance) {
@@ -288,26 +312,25 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   EnforceConstraints(parameters);
   const std::int32_t n = SystemSize();
   const bool large = IsLarge(parameters.size());
-  const std::int64_t systems = (large ? 1 : 2) * std::int64_t{n} * n + 3 * n;
-  Parts parts(PrepareBlocks(parameters.size(), mask_, static_cast<std::size_t>(systems) + parameters.size()));
+  const std::size_t most = (parameters.size() + 1) * (parameters.size() + 1);
+  Parts parts(PrepareBlocks(parameters.size(), mask_,
+                            (large ? 1 : 2) * most + 1 + static_cast<std::size_t>(n) + parameters.size()));
   // Of the accepted parameters, and of a trial: an accepted trial has its equations already.
-  Equations accepted{parts.NextSquare(n), parts.Next(n)};
-  Equations tried = large ? accepted : Equations{parts.NextSquare(n), parts.Next(n)};
+  std::span<double> accepted = parts.Next(ProductCount());
+  std::span<double> tried = large ? accepted : parts.Next(ProductCount());
+  const std::span<double> alone = parts.Next(1);  // the product of a pass for the sum of squares
   const std::span<double> step = parts.Next(n);
   const std::span<double> trial = parts.Next(std::ssize(parameters));
   std::ranges::copy(parameters, trial.begin());
 
-  StepSolver solver(arithmetic_);
+  StepSolver solver(arithmetic_, columns_.size() - 1, n);
 
-  double error = Pass(trial, &accepted, nullptr);
+  double error = Pass(trial, Asked::Equations, accepted, nullptr);
   firstSumOfSquares_ = lastSumOfSquares_ = error;
+  // The matrix of a linear model stays as it is.
   const bool linear = !large && std::ranges::all_of(testFunctions_, [](const auto& f) { return f->IsLinearModel(); });
-  if (linear) {
-    for (std::int32_t column = 0; column < n; ++column) {
-      std::ranges::copy(accepted.normal.Column(column), tried.normal.Column(column).begin());
-    }
-    accepted.normalIsKnown = tried.normalIsKnown = true;
-  }
+  if (linear) std::ranges::copy(accepted, tried.begin());
+  const Asked equations = linear ? Asked::Gradient : Asked::Equations;
   double damping = kInitialDamping;
   std::int32_t small = 0;
   bool lastWasSmall = false;
@@ -316,8 +339,7 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
   for (iterations_ = 0; iterations_ < mostIterations_; ++iterations_) {
     // Deliberate: small changes accumulate over the whole run; a large change does not reset the count.
     if (small == kEnoughSmallChanges) return 0;
-    std::ranges::copy(accepted.gradient, step.begin());
-    solver.Solve(accepted.normal, damping, step);
+    solver.Solve(accepted.data(), damping, step);
     ApplyStep(parameters, mask_, step, trial);
     EnforceConstraints(trial);
 
@@ -325,7 +347,8 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
     const bool likelyTheLast = lastWasSmall && small + 1 == kEnoughSmallChanges;
     const bool withEquations = !large && expectation.Accepted() && !likelyTheLast;
     const EarlyEnd earlyEnd{error, tolerance};
-    const double trialError = Pass(trial, withEquations ? &tried : nullptr, &earlyEnd);
+    const double trialError =
+        withEquations ? Pass(trial, equations, tried, &earlyEnd) : Pass(trial, Asked::SumOfSquares, alone, &earlyEnd);
     lastWasSmall = SmallChange(tolerance, trialError) > std::abs(trialError - error);
     if (lastWasSmall) ++small;
     expectation.Learn(trialError < error);
@@ -337,7 +360,7 @@ std::int32_t LevenbergMarquardtMethod::Solve(std::span<double> parameters, doubl
         return 0;
       }
       error = trialError;
-      if (!withEquations) Pass(trial, &tried, nullptr);
+      if (!withEquations) Pass(trial, equations, tried, nullptr);
       std::swap(accepted, tried);
       damping *= 0.1;
     } else {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/matrix.h"
@@ -67,39 +69,41 @@ class LevenbergMarquardtMethod {
   /// `termCount` is handed to the test functions, in their own count, and is the length of the mask until SetMask; the
   /// number of parameters is that of the vector to solve for. Throws CInvalidArgException when there is no test
   /// function.
-  LevenbergMarquardtMethod(Form form, const TestFunctionList& testFunctions, std::int32_t termCount,
-                           bool applyConstraints);
+  LevenbergMarquardtMethod(Form form, TestFunctions testFunctions, std::int32_t termCount, bool applyConstraints);
   ~LevenbergMarquardtMethod() = default;
 
   std::int32_t SystemSize() const { return freeCount_ >= 1 ? freeCount_ : mask_.Size(); }
 
-  const TestFunctionList& testFunctions_;
+  const TestFunctions testFunctions_;
   std::int32_t termCount_;
   FixedTermMask mask_;
   std::int32_t freeCount_ = -1;
   bool applyConstraints_;
 
  private:
-  /// Where a pass writes the normal equations; of the gradient alone where the matrix is known.
-  struct Equations {
-    MatrixView normal;
-    std::span<double> gradient;
-    bool normalIsKnown = false;
-  };
   /// A pass need not go on once its sum of squares is so far above `error` that the step is rejected for certain, and
   /// no small change.
   struct EarlyEnd;
+  /// What a pass is asked for: the product of the residuals with themselves, with every column, or all of them.
+  enum class Asked { SumOfSquares, Gradient, Equations };
 
   bool EnforceConstraints(std::span<double> parameters) const;
+  /// At least `size` numbers that mean nothing yet.
+  std::span<double> Storage(std::size_t size);
   /// Returns room for further numbers.
   std::span<double> PrepareBlocks(std::size_t parameterCount, const FixedTermMask& mask, std::size_t further = 0);
-  /// Sum of squares, or what it was at an early end. With `equations`, a parameter of mask 0 each, these are complete
-  /// unless the end was early. Uses the prepared blocks.
-  double Pass(std::span<const double> parameters, const Equations* equations, const EarlyEnd* earlyEnd);
+  /// Sum of squares, or what it was at an early end. `products` receives the inner products of `columns_`, that of i
+  /// and j, i <= j, at i + j columns_.Size(): normal matrix, gradient and, as the last of all, the sum of squares. What
+  /// was not asked for stays as it was; of the sum of squares alone there is one. They are complete unless the end was
+  /// early. Uses the prepared blocks.
+  double Pass(std::span<const double> parameters, Asked asked, std::span<double> products, const EarlyEnd* earlyEnd);
   void EvaluateInto(std::size_t row, const XemMaterialTestFunctionBase& function, std::span<const double> parameters,
                     std::span<const double> compared, std::size_t first, std::span<double* const> columns);
-  void AddProducts(std::size_t count, std::span<double* const> columns, bool fresh, bool ofAll);
-  void MakeTotals(std::size_t columnCount, bool ofAll);
+  void AddProducts(std::size_t count, std::span<double* const> columns, bool fresh, bool ofAll,
+                   std::span<double> products);
+  void MakeTotals(std::size_t columnCount, bool ofAll, std::span<double> products);
+  /// Room for the products of a pass for equations.
+  std::int64_t ProductCount() const { return std::int64_t{columns_.Size()} * columns_.Size(); }
 
   Form form_;
   const Kernels& kernels_;
@@ -110,28 +114,30 @@ class LevenbergMarquardtMethod {
   double lastSumOfSquares_ = 0.0;
 
   // A block of points. All parameters have a column of derivatives, those that are fitted stand in `columns_`, followed
-  // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run.
-  std::vector<double> storage_;
+  // by the residuals; the sums are those of the products of `columns_` with one another. One storage for a run; that of
+  // a small fit, 50 points of six parameters, stands in the solver itself.
+  std::array<double, 1024> few_;
+  std::unique_ptr<double[]> many_;
+  std::size_t manySize_ = 0;
   BasicVector<double*> columns_;
   std::size_t blockLength_ = 0;
+  std::size_t pointCount_ = 0;
   MatrixView block_;
+  MatrixView derivatives_;  // of a whole block, all parameters
   std::span<double> sums_;
-  std::span<double> totals_;
 };
 
 /// Residual measured - model.
 class LevenbergMarquardtMethodAbsolute : public LevenbergMarquardtMethod {
  public:
-  LevenbergMarquardtMethodAbsolute(const TestFunctionList& testFunctions, std::int32_t termCount,
-                                   bool applyConstraints = true)
+  LevenbergMarquardtMethodAbsolute(TestFunctions testFunctions, std::int32_t termCount, bool applyConstraints = true)
       : LevenbergMarquardtMethod(Form::Absolute, testFunctions, termCount, applyConstraints) {}
 };
 
 /// Residual 1 - model / measured.
 class LevenbergMarquardtMethodRelative : public LevenbergMarquardtMethod {
  public:
-  LevenbergMarquardtMethodRelative(const TestFunctionList& testFunctions, std::int32_t termCount,
-                                   bool applyConstraints = true)
+  LevenbergMarquardtMethodRelative(TestFunctions testFunctions, std::int32_t termCount, bool applyConstraints = true)
       : LevenbergMarquardtMethod(Form::Relative, testFunctions, termCount, applyConstraints) {}
 };
 

@@ -10,7 +10,7 @@
 namespace Xem::MaterialUtil {
 namespace {
 
-std::int32_t PointCount(const TestFunctionList& testFunctions) {
+std::int32_t PointCount(TestFunctions testFunctions) {
   std::int64_t count = 0;
   for (const auto& function : testFunctions) count += function->PointCount();
   if (count > INT32_MAX) throw CInvalidArgException("too many points");
@@ -37,7 +37,7 @@ void RequireFullRank(const Matrix& design) {
 
 }  // namespace
 
-Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const double> nonlinear, double baseline) {
+Vector LinearCoefficients(TestFunctions testFunctions, std::span<const double> nonlinear, double baseline) {
   const std::int32_t points = PointCount(testFunctions);
   const auto terms = static_cast<std::int32_t>(nonlinear.size());
   Matrix design(points, terms);
@@ -72,7 +72,7 @@ void WriteOgdenSeeds(std::int32_t terms, std::span<double> parameters) {
   }
 }
 
-void StartOgden(const TestFunctionList& testFunctions, std::int32_t terms, const FixedTermMask& mask,
+void StartOgden(TestFunctions testFunctions, std::int32_t terms, const FixedTermMask& mask,
                 std::span<double> parameters) {
   const auto pairs = static_cast<std::size_t>(CheckedParameterCount(2 * std::int64_t{terms}));
   if (parameters.size() < pairs || static_cast<std::size_t>(mask.Size()) < pairs) {
@@ -102,7 +102,7 @@ void WriteRelaxationSeeds(double maxTime, double minTime, std::span<double> time
   }
 }
 
-void StartRelaxation(const TestFunctionList& testFunctions, std::int32_t terms, double maxTime, double minTime,
+void StartRelaxation(TestFunctions testFunctions, std::int32_t terms, double maxTime, double minTime,
                      const FixedTermMask& mask, std::span<double> parameters) {
   const auto entries = static_cast<std::size_t>(CheckedParameterCount(2 * std::int64_t{terms}));
   if (parameters.size() < entries || static_cast<std::size_t>(mask.Size()) < entries) {

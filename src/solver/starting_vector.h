@@ -17,7 +17,7 @@ namespace Xem::MaterialUtil {
 /// by normal equations. Throws an int when the terms are not independent: the number of points plus 1 when there are
 /// fewer of them than terms; else the number of the first term whose response is zero at every point, or equal or
 /// opposite to that of an earlier term at every point; else LAPACK's `info` when it finds the matrix singular.
-Vector LinearCoefficients(const TestFunctionList& testFunctions, std::span<const double> nonlinear, double baseline);
+Vector LinearCoefficients(TestFunctions testFunctions, std::span<const double> nonlinear, double baseline);
 
 /// Seeds of the pairs (mu, alpha): one term (0, 2); more terms (0, 2), (0, -2), (0, 6), (0, 10), ... Entries beyond the
 /// pairs hold the last listed value, 2 for one term and -2 for more.
@@ -25,7 +25,7 @@ void WriteOgdenSeeds(std::int32_t terms, std::span<double> parameters);
 
 /// The whole starting vector of an Ogden series: seeds, then moduli by LinearCoefficients, each with the sign of its
 /// exponent. Throws CInvalidArgException when mask or parameters are shorter than the pairs.
-void StartOgden(const TestFunctionList& testFunctions, std::int32_t terms, const FixedTermMask& mask,
+void StartOgden(TestFunctions testFunctions, std::int32_t terms, const FixedTermMask& mask,
                 std::span<double> parameters);
 
 /// Either variant of the solver, with the starting vector of an Ogden series (mu_1, alpha_1, mu_2, alpha_2, ...).
@@ -45,14 +45,14 @@ void WriteRelaxationSeeds(double maxTime, double minTime, std::span<double> time
 /// The whole starting vector of a relaxation series g_1 ... g_n, tau_1 ... tau_n: seeds, then coefficients by
 /// LinearCoefficients of (measured - 1). Held entries keep what the caller placed there. Throws CInvalidArgException
 /// when mask or parameters are shorter than the series.
-void StartRelaxation(const TestFunctionList& testFunctions, std::int32_t terms, double maxTime, double minTime,
+void StartRelaxation(TestFunctions testFunctions, std::int32_t terms, double maxTime, double minTime,
                      const FixedTermMask& mask, std::span<double> parameters);
 
 /// Either variant of the solver, with the starting vector of a relaxation series over the times given.
 template <class Variant>
 class LMMethodRelaxationTmpl final : public Variant {
  public:
-  LMMethodRelaxationTmpl(const TestFunctionList& testFunctions, std::int32_t terms, double maxTime, double minTime)
+  LMMethodRelaxationTmpl(TestFunctions testFunctions, std::int32_t terms, double maxTime, double minTime)
       : Variant(testFunctions, terms), maxTime_(maxTime), minTime_(minTime) {}
   void InitialGuess(const FixedTermMask& mask, std::span<double> parameters) override {
     StartRelaxation(this->testFunctions_, this->termCount_, maxTime_, minTime_, mask, parameters);

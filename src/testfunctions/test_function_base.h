@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <span>
@@ -65,10 +66,13 @@ class XemMaterialTestFunctionBase {
 
   /// LoadedCurve::Load; the measured values are compared.
   template <class Point, class Keep, class Convert>
-  void Load(std::span<const Point> points, Keep keep, Convert convert) {
-    curve_.Load(points, keep, convert);
-    compared_ = curve_.measured;
+  void Load(std::span<const Point> points, Keep keep, Convert convert, std::int32_t further = 0) {
+    curve_.Load(points, keep, convert, 1 + further);
+    compared_ = curve_.Further(0);
+    std::ranges::copy(curve_.measured, compared_.begin());
   }
+  /// One of the further columns, see LoadedCurve::Further.
+  Vector FurtherColumn(std::int32_t column) { return curve_.Further(1 + column); }
 
   LoadedCurve curve_;
   Vector compared_;
@@ -85,5 +89,7 @@ class BlockTestFunction : public XemMaterialTestFunctionBase, public BlockEvalua
 };
 
 using TestFunctionList = std::vector<boost::shared_ptr<XemMaterialTestFunctionBase>>;
+/// Somebody else's list of them.
+using TestFunctions = std::span<const boost::shared_ptr<XemMaterialTestFunctionBase>>;
 
 }  // namespace Xem::MaterialUtil

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <compare>
 #include <cstddef>
-#include <vector>
 
 #include "kernels/kernels.h"
 
@@ -43,7 +42,7 @@ void SortByTime(std::span<double> parameters) {
     double tau;
   };
   const std::size_t count = parameters.size() / 2;
-  std::vector<Term> terms(count);
+  BasicVector<Term> terms(static_cast<std::int64_t>(count));
   for (std::size_t i = 0; i < count; ++i) terms[i] = {parameters[i], parameters[count + i]};
   // A total order, so that values that are not numbers cannot upset the sort.
   std::sort(terms.begin(), terms.end(), [](const Term& a, const Term& b) {

@@ -20,9 +20,9 @@ std::span<const double> Parameters(std::int32_t terms, std::span<const double> p
 
 template <class Variant>
 std::int32_t FitSeries(const boost::shared_ptr<XemHyperViscoElasticRelaxation>& curve, std::span<double> parameters) {
-  const TestFunctionList functions{curve};
+  const boost::shared_ptr<XemMaterialTestFunctionBase> function = curve;
   const FixedTermMask mask(parameters.size());
-  LMMethodRelaxationTmpl<Variant> solver(functions, mask.Size() / 2, curve->MaxTime(), curve->MinTime());
+  LMMethodRelaxationTmpl<Variant> solver({&function, 1}, mask.Size() / 2, curve->MaxTime(), curve->MinTime());
   solver.InitialGuess(mask, parameters);
   solver.SetMask(mask);
   return solver.Solve(parameters, kRelaxationTolerance);

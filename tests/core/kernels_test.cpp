@@ -185,6 +185,13 @@ TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
           ExpectNear(totals[i + j * width], 2.0 * product, 1e-13);
         }
       }
+      GetParam()->addProducts(count, columns.data(), width, sums.data(), true);
+      GetParam()->totals(sums.data(), width, 0, totals.data());
+      std::vector<double> atOnce(width * width);
+      GetParam()->products(count, columns.data(), width, sums.data(), atOnce.data());
+      for (std::size_t j = 0; j < width; ++j) {
+        EXPECT_TRUE(std::equal(&atOnce[j * width], &atOnce[j * width] + j + 1, &totals[j * width])) << width;
+      }
     }
   }
 }
@@ -221,27 +228,29 @@ TEST_P(EachKernels, SmallSystemsAreSolvedOrLeftAlone) {
   constexpr double kDamping = 0.01;
   for (std::size_t n = 1; n <= kLargestPositiveDefinite; ++n) {
     // A Hilbert matrix, whose last pivot is 1 / C(2n-2, n-1)^2 of its diagonal entry, damped and not.
-    std::vector<double> a(n * n), x(n), rightHandSide(n);
+    const auto entry = [](std::size_t i, std::size_t j) { return 1.0 / static_cast<double>(i + j + 1); };
+    const std::size_t stride = n + 1;
+    std::vector<double> a(n * stride, std::nan("")), x(n), rightHandSide(n);
     for (std::size_t i = 0; i < n; ++i) {
-      for (std::size_t j = 0; j < n; ++j) a[i + j * n] = 1.0 / static_cast<double>(i + j + 1);
+      for (std::size_t j = i; j < n; ++j) a[i + j * stride] = entry(i, j);
       rightHandSide[i] = static_cast<double>(i) - 3.5;
     }
     x = rightHandSide;
-    ASSERT_TRUE(GetParam()->solvePositiveDefinite(n, a.data(), kDamping, x.data()));
+    ASSERT_TRUE(GetParam()->solvePositiveDefinite(n, a.data(), stride, kDamping, x.data(), x.data()));
     for (std::size_t i = 0; i < n; ++i) {
-      double sum = kDamping * a[i + i * n] * x[i];
-      for (std::size_t j = 0; j < n; ++j) sum += a[i + j * n] * x[j];
+      double sum = kDamping * entry(i, i) * x[i];
+      for (std::size_t j = 0; j < n; ++j) sum += entry(i, j) * x[j];
       ExpectNear(sum, rightHandSide[i], 1e-11);
     }
     x = rightHandSide;
-    EXPECT_EQ(GetParam()->solvePositiveDefinite(n, a.data(), 0.0, x.data()), n < 11) << n;
+    EXPECT_EQ(GetParam()->solvePositiveDefinite(n, a.data(), stride, 0.0, x.data(), x.data()), n < 11) << n;
     if (n >= 11) {
       EXPECT_EQ(x, rightHandSide);
     }
   }
   for (const double bad : {0.0, -1.0, std::nan(""), 1e-310, std::numeric_limits<double>::infinity()}) {
     double x = 1.0;
-    EXPECT_FALSE(GetParam()->solvePositiveDefinite(1, &bad, 0.0, &x)) << bad;
+    EXPECT_FALSE(GetParam()->solvePositiveDefinite(1, &bad, 1, 0.0, &x, &x)) << bad;
   }
 }
 

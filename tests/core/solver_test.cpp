@@ -283,22 +283,22 @@ TEST(OgdenStart, AZeroedTrialMayBeAcceptedAndThenTheSystemIsSingular) {
   const auto function = MakeTestFunction(DeformationMode::Uniaxial, ModelType::Ogden);
   function->SetTestData(std::span<const _T_FUNT_BASE>(rubber));
   const TestFunctionList functions{function};
-  const auto solver = MakeOgdenSolver(ResidualKind::Relative, functions, 2);
+  OgdenMethodOfKind solver(ResidualKind::Relative, functions, 2);
   std::vector<double> parameters(4);
-  solver->InitialGuess(FixedTermMask(4), parameters);
-  solver->SetMask(FixedTermMask(4));
-  const double start = solver->SumOfSquares(parameters);
+  solver.InitialGuess(FixedTermMask(4), parameters);
+  solver.SetMask(FixedTermMask(4));
+  const double start = solver.SumOfSquares(parameters);
   int info = 0;
   try {
-    solver->Solve(parameters, 1e-4);
+    solver.Solve(parameters, 1e-4);
   } catch (int thrown) {
     info = thrown;
   }
   EXPECT_GT(info, 0);
   EXPECT_EQ(parameters[0] * parameters[1], 0.0);
   EXPECT_EQ(parameters[2] * parameters[3], 0.0);
-  EXPECT_EQ(solver->SumOfSquares(parameters), static_cast<double>(function->PointCount()));
-  EXPECT_GT(start, solver->SumOfSquares(parameters));
+  EXPECT_EQ(solver.SumOfSquares(parameters), static_cast<double>(function->PointCount()));
+  EXPECT_GT(start, solver.SumOfSquares(parameters));
 }
 
 }  // namespace

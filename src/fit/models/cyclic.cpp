@@ -343,7 +343,7 @@ std::int32_t RunDynamicExport(CyclicFamily family, CyclicForm form, const Proble
   const auto function =
       stiffness.empty() ? LoadDamping(request, 1.0, damping, {}) : LoadStiffness(request, 1.0, stiffness);
   Vector solution = request.start;
-  const std::int32_t status = SolveDynamicFit(request, {function}, solution);
+  const std::int32_t status = SolveDynamicFit(request, {&function, 1}, solution);
   function->Output(solution, parameters, {});
   return status;
 }

@@ -58,7 +58,7 @@ double OgdenTrials::FitModuli(std::span<double> pairs) {
         normal_[i + k * terms] = normal_[k + i * terms] = products_[i + k * columns];
       }
     }
-    if (!kernels.solvePositiveDefinite(terms, normal_.data(), 0.0, step_.data())) return kNaN;
+    if (!kernels.solvePositiveDefinite(terms, normal_.data(), terms, 0.0, step_.data(), step_.data())) return kNaN;
     for (std::size_t k = 0; k < terms; ++k) {
       moduli_[k] += step_[k];
       for (std::size_t i = 0; i < points; ++i) left_[i] -= step_[k] * used_[k][i];

@@ -160,9 +160,10 @@ std::span<const double> SymmetricEigenvalues::Compute(Matrix& a) {
 void Invert(Matrix& a) {
   const std::int32_t n = a.Rows();
   if (n == 0) return;
-  std::vector<std::int32_t> pivots(static_cast<std::size_t>(n));
-  const std::int32_t lwork = 64 * n;
-  std::vector<double> work(static_cast<std::size_t>(lwork));
+  BasicVector<std::int32_t> pivots(n);
+  constexpr std::int32_t kBlock = 64;
+  const std::int32_t lwork = n <= kBlock ? n : kBlock * n;  // a matrix of no more than a block is not divided
+  Vector work(lwork);
   std::int32_t info = 0;
   dgetrf_(&n, &n, a.Data(), &n, pivots.data(), &info);
   ThrowInfo(info);

@@ -166,7 +166,7 @@ class ActiveSet {
   bool SolveFactorised(std::span<double> x) const {
     const std::size_t n = x.size();
     if (n <= kLargestPositiveDefinite) {
-      return ForThisProcessor().solvePositiveDefinite(n, normal_.data(), 0.0, x.data());
+      return ForThisProcessor().solvePositiveDefinite(n, normal_.data(), n, 0.0, x.data(), x.data());
     }
     for (std::size_t k = 0; k < n; ++k) {
       const double* const column = normal_.data() + k * n;

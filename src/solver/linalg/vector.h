@@ -20,7 +20,7 @@ namespace Xem::MaterialUtil {
 template <class T>
 class BasicVector {
  public:
-  BasicVector() = default;
+  BasicVector() {}  // not by default, which would set few_ to zeros where a class is value-initialised
   explicit BasicVector(std::int64_t size) { Resize(size); }
   BasicVector(std::initializer_list<T> values) : BasicVector(std::span<const T>(values.begin(), values.size())) {}
   explicit BasicVector(std::span<const T> values) {
@@ -31,9 +31,10 @@ class BasicVector {
     ResizeToOverwrite(other.size_);
     for (std::int32_t i = 0; i < size_; ++i) data_[i] = other[i];
   }
-  BasicVector(BasicVector&& other) noexcept { Swap(other); }
+  BasicVector(BasicVector&& other) noexcept { Take(other); }
   BasicVector& operator=(BasicVector other) noexcept {
-    Swap(other);
+    Release();
+    Take(other);
     return *this;
   }
   ~BasicVector() { Release(); }
@@ -84,16 +85,18 @@ class BasicVector {
   static constexpr std::int64_t kFew = 8;
 
   bool HoldsAFew() const { return data_ == few_.data(); }
-  void Swap(BasicVector& other) noexcept {
-    const bool few = HoldsAFew();
-    const bool otherFew = other.HoldsAFew();
-    std::swap(data_, other.data_);
-    if (few || otherFew) std::swap(few_, other.few_);
-    if (few) other.data_ = other.few_.data();
-    if (otherFew) data_ = few_.data();
-    std::swap(size_, other.size_);
-    std::swap(stride_, other.stride_);
-    std::swap(ownsStorage_, other.ownsStorage_);
+  /// What `other` has, which is empty then; this owns nothing before.
+  void Take(BasicVector& other) noexcept {
+    size_ = std::exchange(other.size_, 0);
+    stride_ = other.stride_;
+    ownsStorage_ = std::exchange(other.ownsStorage_, true);
+    if (other.HoldsAFew()) {
+      data_ = few_.data();
+      std::copy_n(other.data_, size_, data_);
+    } else {
+      data_ = other.data_;
+    }
+    other.data_ = nullptr;
   }
   void Release() noexcept {
     if (ownsStorage_ && !HoldsAFew()) std::unique_ptr<T[]>{data_}.reset();
@@ -105,7 +108,7 @@ class BasicVector {
   std::int32_t size_ = 0;
   std::int32_t stride_ = 1;
   bool ownsStorage_ = true;
-  std::array<T, kFew> few_{};  // the elements of an owner of a few; else without meaning
+  std::array<T, kFew> few_;  // the elements of an owner of a few; else without meaning
 };
 
 using Vector = BasicVector<double>;
