@@ -25,7 +25,7 @@ constexpr double kLowestPolynomialStrain = -0.6;
 constexpr double kLowestOgdenStrain = -0.5;
 constexpr double kHighestStrain = 9.0;
 
-enum class Pivots { AllPositive, OneNegative, NotFinite };
+enum class Pivots { AllPositive, OneNegative, Unclear };
 
 /// Of the factorisation L D L^T of A + shift I (lower triangle), up to the first that is not positive.
 Pivots PivotsOf(const Matrix& a, double shift) {
@@ -40,8 +40,8 @@ Pivots PivotsOf(const Matrix& a, double shift) {
         factor[i][j] = rest / pivots[j];
         continue;
       }
-      if (!std::isfinite(rest)) return Pivots::NotFinite;
-      if (!(rest > 0.0)) return Pivots::OneNegative;
+      if (rest < 0.0 && std::isfinite(rest)) return Pivots::OneNegative;
+      if (!(rest > 0.0) || !std::isfinite(rest)) return Pivots::Unclear;
       pivots[j] = rest;
     }
   }
