@@ -113,6 +113,25 @@ XEM_INLINE V Log(V x) {
   return result;
 }
 
+/// ln(1 + x) for finite x: the logarithm of the rounded sum, and to first order what rounding took from it.
+XEM_INLINE V LogOfOneAnd(V x) {
+  const V sum = 1.0 + x;
+  return Log(sum) + (x - (sum - 1.0)) / sum;
+}
+
+/// ln(1 + e^x) and its slope e^x / (1 + e^x), which neither overflow nor cancel.
+struct Softplus {
+  V value;
+  V slope;
+
+  XEM_INLINE explicit Softplus(V x) {
+    const V small = Exp(-Magnitude(x));
+    const V share = 1.0 / (1.0 + small);
+    value = Where(x > 0.0, x, Set(0.0)) + LogOfOneAnd(small);
+    slope = Where(x > 0.0, share, small * share);
+  }
+};
+
 void ExpOf(std::size_t count, const double* x, double* result) {
   ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(Exp(at.Load(x)), result); });
 }

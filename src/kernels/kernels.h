@@ -71,8 +71,10 @@ struct PolynomialArguments {
 };
 inline constexpr int kLargestPolynomialOrder = 64;
 
-/// Power-law stiffness (dynamic/stiffness_damping_law.h), derivatives by reference strain and exponent. Of each point
-/// the strain form has ln(1 / R - 1) and the factor 1 / (2 R), the stress form ln(2 x).
+/// Power-law stiffness and damping (dynamic/stiffness_damping_law.h), derivatives by reference strain and exponent. Of
+/// each point strains from a ratio have ln(1 / R - 1) and the factor 1 / (2 R), its logarithm for that of the strain;
+/// strains from a damping have h in place of the factor; ratios and dampings have ln(2 x) of the stress x or,
+/// for an exponent above 0, ln(2 gamma).
 struct PowerLawArguments {
   double referenceStrain;
   double exponent;
@@ -118,6 +120,11 @@ struct Kernels {
   void (*powerLawStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawRatios)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawRatiosAtStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampingStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampingLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampings)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampingsAtStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*hyperbolicRatios)(const HyperbolicArguments& law, const KernelBlock& block);
   void (*hyperbolicDampings)(const HyperbolicArguments& law, const KernelBlock& block);
   void (*gheRatios)(const GheArguments& law, const KernelBlock& block);

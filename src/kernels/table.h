@@ -7,6 +7,7 @@
 #include "kernels/ogden_kernel.h"
 #include "kernels/polynomial_kernel.h"
 #include "kernels/positive_definite_kernel.h"
+#include "kernels/power_law_damping_kernel.h"
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
 #include "kernels/prony_share_kernel.h"
@@ -40,6 +41,11 @@ constexpr Kernels kTable{
     .powerLawStrains = PowerLawStrains,
     .powerLawLogStrains = PowerLawLogStrains,
     .powerLawRatios = PowerLawRatios,
+    .powerLawRatiosAtStrains = PowerLawRatiosAtStrains,
+    .powerLawDampingStrains = PowerLawDampingStrains,
+    .powerLawDampingLogStrains = PowerLawDampingLogStrains,
+    .powerLawDampings = PowerLawDampingsAtStresses,
+    .powerLawDampingsAtStrains = PowerLawDampingsAtStrains,
     .hyperbolicRatios = HyperbolicRatios,
     .hyperbolicDampings = HyperbolicDampings,
     .gheRatios = GheRatios,

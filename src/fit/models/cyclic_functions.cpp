@@ -7,6 +7,7 @@
 #include <numbers>
 #include <utility>
 
+#include "dynamic/cyclic_blocks.h"
 #include "dynamic/ghe_law.h"
 #include "fit/models/darendeli.h"
 #include "solver/linalg/numbers.h"
@@ -53,6 +54,17 @@ MaterialUtil::Comparison ChooseComparison(CyclicFamily family, CyclicCurve curve
   return OrdinateComparison(family, curve);
 }
 
+const CyclicKernel* ChooseKernel(CyclicFamily family, CyclicCurve curve, CyclicForm form) {
+  const bool ordinate = form == CyclicForm::Ordinate;
+  const bool power = !ordinate || family == CyclicFamily::Power;
+  const auto choose = curve == CyclicCurve::Stiffness ? StiffnessKernel : DampingKernel;
+  std::optional<ResidualForm> core;
+  if (form == CyclicForm::Strain) core = ResidualForm::Strain;
+  if (form == CyclicForm::LogStrain) core = ResidualForm::LogStrain;
+  if (form == CyclicForm::Stress) core = ResidualForm::Stress;
+  return choose(power ? DynamicFamily::PowerLaw : DynamicFamily::Hyperbolic, core);
+}
+
 double StoredAbscissa(CyclicCurve curve, CyclicForm form, const _T_FUNT_BASE& point,
                       std::span<const _T_FUNT_BASE> stiffness) {
   if (form == CyclicForm::LogStrain) return std::log(point.first);
@@ -72,12 +84,18 @@ class CyclicFunction final : public BlockTestFunction {
       curve_.measured[i] = Compare({1.0, 1.0, 1.0}, i).observed;
     }
     compared_ = curve_.measured;
+    blocks_.Load(ChooseKernel(family, curve, form), curve_.abscissa.Span(), curve_.companion.Span());
   }
 
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override {
     const CyclicParameters at = ModelParameters(family_, parameters);
     const double slope = family_ == CyclicFamily::Power ? ExponentSlope(parameters[kLargestDamping]) : 0.0;
+    if (blocks_.Evaluate(at, first, model, derivatives)) {
+      if (static_cast<std::size_t>(derivatives.columns) <= kLargestDamping) return;
+      for (double& entry : derivatives.Column(kLargestDamping)) entry *= slope;
+      return;
+    }
     EvaluateByPoint<2>(
         first, model, derivatives, [&](std::int32_t point) { return Compare(at, point).predicted; },
         [&](std::int32_t point, std::span<double> gradient) {
@@ -95,6 +113,7 @@ class CyclicFunction final : public BlockTestFunction {
 
   CyclicFamily family_;
   MaterialUtil::Comparison comparison_;
+  CyclicBlocks blocks_;
 };
 
 /// Value of the generalised equation or of its damping, with derivatives.
