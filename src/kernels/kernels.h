@@ -105,6 +105,15 @@ struct GheDampingArguments {
   const double* logLosses;
 };
 
+/// Water contents (soil/retention_law.h) times `scale`, and their derivatives by the parameters of the model. Suctions
+/// have logarithms where they are above 0.
+struct RetentionArguments {
+  const double* parameters;
+  double scale;
+  const double* suctions;
+  const double* logSuctions;
+};
+
 inline constexpr std::size_t kLaneSumLength = 8;
 inline constexpr std::size_t kLargestPositiveDefinite = 24;
 
@@ -129,6 +138,11 @@ struct Kernels {
   void (*hyperbolicDampings)(const HyperbolicArguments& law, const KernelBlock& block);
   void (*gheRatios)(const GheArguments& law, const KernelBlock& block);
   void (*gheDampings)(const GheDampingArguments& law, const KernelBlock& block);
+
+  void (*vanGenuchten)(const RetentionArguments& law, const KernelBlock& block);
+  void (*freeVanGenuchten)(const RetentionArguments& law, const KernelBlock& block);  // m too
+  void (*fredlundXing)(const RetentionArguments& law, const KernelBlock& block);
+  void (*brooksCorey)(const RetentionArguments& law, const KernelBlock& block);
 
   /// residuals = measured - residuals; relative: 1 - residuals / measured.
   void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);

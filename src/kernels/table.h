@@ -11,6 +11,7 @@
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
 #include "kernels/prony_share_kernel.h"
+#include "kernels/retention_kernel.h"
 #include "kernels/triangle_kernel.h"
 
 /// All kernels for the instruction set of the file that includes this.
@@ -50,6 +51,10 @@ constexpr Kernels kTable{
     .hyperbolicDampings = HyperbolicDampings,
     .gheRatios = GheRatios,
     .gheDampings = GheDampings,
+    .vanGenuchten = VanGenuchtenContents,
+    .freeVanGenuchten = FreeVanGenuchtenContents,
+    .fredlundXing = FredlundXingContents,
+    .brooksCorey = BrooksCoreyContents,
     .absoluteResiduals = AbsoluteResiduals,
     .relativeResiduals = RelativeResiduals,
     .multiply = Multiply,

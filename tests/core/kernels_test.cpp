@@ -14,6 +14,7 @@
 #include "dynamic/cyclic_blocks.h"
 #include "dynamic/ghe_law.h"
 #include "dynamic/stiffness_damping_law.h"
+#include "soil/retention_law.h"
 #include "support/near.h"
 #include "testdata/strain_energy.h"
 
@@ -216,6 +217,57 @@ TEST_P(EachKernels, GeneralisedCyclicLawsAreThoseOfOnePoint) {
     gradient[1] = i == 0 ? 0.0 : 0.3 * gradient[0] * std::log(strains[i] / 1e3);
     return 0.3 * gradient[0];
   });
+}
+
+TEST_P(EachKernels, WaterContentsAreThoseOfOnePointAndAccurate) {
+  using Parameters = std::vector<double>;
+  using Real = long double;
+  static const auto genuchten = [](const Parameters& p, Real s, Real m) {
+    return p[1] + (Real(p[0]) - p[1]) * std::exp(-m * std::log1p(std::exp(p[3] * std::log(p[2] * s))));
+  };
+  struct Case {
+    void (*Kernels::*kernel)(const RetentionArguments&, const KernelBlock&);
+    RetentionModel model;
+    Parameters parameters;
+    Real (*law)(const Parameters& p, Real s);
+  };
+  const auto steepening = [](const Parameters& p, Real s) { return genuchten(p, s, 1 - 1 / Real(p[3])); };
+  const auto free = [](const Parameters& p, Real s) { return genuchten(p, s, p[4]); };
+  const auto fredlund = [](const Parameters& p, Real s) {
+    const Real logSum = std::log(std::exp(Real(1)) + std::exp(p[2] * std::log(s / p[1])));
+    return p[0] * (1 - std::log1p(s / p[4]) / std::log1p(Real(1e6) / p[4])) * std::exp(-p[3] * std::log(logSum));
+  };
+  const auto brooks = [](const Parameters& p, Real s) {
+    return s <= p[2] ? p[0] : p[1] + (Real(p[0]) - p[1]) * std::exp(p[3] * std::log(p[2] / s));
+  };
+  using enum RetentionModel;
+  for (const Case& c : {Case{&Kernels::vanGenuchten, VanGenuchten, {.43, .05, .1, 1.6}, steepening},
+                        Case{&Kernels::vanGenuchten, VanGenuchten, {.43, 0, 3., 15.}, steepening},
+                        Case{&Kernels::freeVanGenuchten, VanGenuchtenFreeM, {.43, .05, .1, 1.6, .5}, free},
+                        Case{&Kernels::freeVanGenuchten, VanGenuchtenFreeM, {.43, 0, 1e-3, .1, 9.}, free},
+                        Case{&Kernels::fredlundXing, FredlundXing, {.45, 20, 1.5, 1.2, 1500}, fredlund},
+                        Case{&Kernels::fredlundXing, FredlundXing, {.45, .3, .05, 19., 1}, fredlund},
+                        Case{&Kernels::brooksCorey, BrooksCorey, {.43, .05, 8, .4}, brooks},
+                        Case{&Kernels::brooksCorey, BrooksCorey, {.43, 0, .3, 9.}, brooks}}) {
+    std::vector<double> suctions{0.0, -3.0, 1e-300, 1e300};
+    for (double s = 1e-4; s < 1e6; s *= 1.3) suctions.push_back(s);
+    suctions.push_back(c.parameters[2]);  // not a multiple of the lanes
+    std::vector<double> logs;
+    for (const double s : suctions) logs.push_back(Suction(s).log);
+    const std::size_t count = suctions.size();
+    std::vector<double> model(count), columns(count * c.parameters.size()), gradient(c.parameters.size());
+    (GetParam()->*c.kernel)({c.parameters.data(), 100.0, suctions.data(), logs.data()},
+                            {count, model.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::string what = std::to_string(static_cast<int>(c.model)) + " at " + std::to_string(suctions[i]);
+      const double content = WaterContentGradient(c.model, c.parameters, Suction(suctions[i]), gradient);
+      if (i > 2) ExpectNear(model[i], static_cast<double>(100 * c.law(c.parameters, suctions[i])), 1e-14, what.c_str());
+      ExpectSame(model[i], 100.0 * content, suctions[i] > 0.0 ? 1e-13 : 0.0, what);
+      for (std::size_t k = 0; k < gradient.size(); ++k) {
+        ExpectNear(columns[k * count + i], 100.0 * gradient[k], 1e-13, (what + " by " + std::to_string(k)).c_str());
+      }
+    }
+  }
 }
 
 TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {
