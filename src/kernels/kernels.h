@@ -114,6 +114,19 @@ struct RetentionArguments {
   const double* logSuctions;
 };
 
+/// Creep strains at one stress (viscoelastic/creep_law.h), whose powers come with it, at finite times above 0;
+/// derivatives by C1 ... C7.
+struct CreepArguments {
+  double timeExponent;
+  double logStress;
+  double stressToC2;
+  double stressToC6;
+  double primary;    // C1 s^C2
+  double secondary;  // C5 s^C6
+  const double* times;
+  const double* logTimes;
+};
+
 inline constexpr std::size_t kLaneSumLength = 8;
 inline constexpr std::size_t kLargestPositiveDefinite = 24;
 
@@ -143,6 +156,8 @@ struct Kernels {
   void (*freeVanGenuchten)(const RetentionArguments& law, const KernelBlock& block);  // m too
   void (*fredlundXing)(const RetentionArguments& law, const KernelBlock& block);
   void (*brooksCorey)(const RetentionArguments& law, const KernelBlock& block);
+
+  void (*creep)(const CreepArguments& law, const KernelBlock& block);
 
   /// residuals = measured - residuals; relative: 1 - residuals / measured.
   void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);

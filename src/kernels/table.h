@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kernels/creep_kernel.h"
 #include "kernels/elementary.h"
 #include "kernels/ghe_kernel.h"
 #include "kernels/hyperbolic_kernel.h"
@@ -55,6 +56,7 @@ constexpr Kernels kTable{
     .freeVanGenuchten = FreeVanGenuchtenContents,
     .fredlundXing = FredlundXingContents,
     .brooksCorey = BrooksCoreyContents,
+    .creep = CreepStrains,
     .absoluteResiduals = AbsoluteResiduals,
     .relativeResiduals = RelativeResiduals,
     .multiply = Multiply,

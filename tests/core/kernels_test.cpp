@@ -17,6 +17,7 @@
 #include "soil/retention_law.h"
 #include "support/near.h"
 #include "testdata/strain_energy.h"
+#include "viscoelastic/creep_law.h"
 
 namespace Xem::Testing {
 namespace {
@@ -266,6 +267,28 @@ TEST_P(EachKernels, WaterContentsAreThoseOfOnePointAndAccurate) {
       for (std::size_t k = 0; k < gradient.size(); ++k) {
         ExpectNear(columns[k * count + i], 100.0 * gradient[k], 1e-13, (what + " by " + std::to_string(k)).c_str());
       }
+    }
+  }
+}
+
+TEST_P(EachKernels, CreepStrainsAreThoseOfOnePointAndAccurate) {
+  std::vector<double> times, logs;
+  for (double time = 1e-6; time < 1e7; time *= 1.9) {  // not a multiple of the lanes
+    times.push_back(time);
+    logs.push_back(std::log(time));
+  }
+  const std::size_t count = times.size();
+  for (const double exponent : {0.01, 0.3, 2.0}) {
+    const CreepArguments law{exponent, 0.7, 1.9, 2.3, 3e-4, 2e-7, times.data(), logs.data()};
+    const double stress = std::exp(law.logStress), c2 = std::log(1.9) / 0.7, c6 = std::log(2.3) / 0.7;
+    const std::vector<double> constants{3e-4 / 1.9, c2, 0.0, exponent, 2e-7 / 2.3, c6, 0.0};
+    std::vector<double> model(count), columns(kCreepConstants * count), gradient(kCreepConstants);
+    GetParam()->creep(law, {count, model.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
+    for (std::size_t i = 0; i < count; ++i) {
+      const long double exact = 3e-4 * std::pow<long double>(times[i], exponent) + 2e-7L * times[i];
+      ExpectDigits(model[i], static_cast<double>(exact), 1.2e-16 * (4.0 + std::abs(2.0 * exponent * logs[i])));
+      CreepAtStress(constants, stress).Gradient(times[i], logs[i], gradient);
+      for (std::size_t k = 0; k < gradient.size(); ++k) ExpectDigits(columns[k * count + i], gradient[k], 1e-14);
     }
   }
 }
