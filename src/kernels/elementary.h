@@ -113,11 +113,10 @@ XEM_INLINE V Log(V x) {
   return result;
 }
 
-/// ln(1 + x) for finite x: the logarithm of the rounded sum, and to first order what rounding took from it.
-XEM_INLINE V LogOfOneAnd(V x) {
-  const V sum = 1.0 + x;
-  return Log(sum) + (x - (sum - 1.0)) / sum;
-}
+/// ln(1 + x) for finite x, of the rounded sum and its reciprocal: what rounding took from it is added to first order.
+XEM_INLINE V LogOfSum(V x, V sum, V inverse) { return Fma(x - (sum - 1.0), inverse, Log(sum)); }
+
+XEM_INLINE V LogOfOneAnd(V x) { return LogOfSum(x, 1.0 + x, 1.0 / (1.0 + x)); }
 
 /// ln(1 + e^x) and its slope e^x / (1 + e^x), which neither overflow nor cancel.
 struct Softplus {
@@ -126,9 +125,10 @@ struct Softplus {
 
   XEM_INLINE explicit Softplus(V x) {
     const V small = Exp(-Magnitude(x));
-    const V share = 1.0 / (1.0 + small);
-    value = Where(x > 0.0, x, Set(0.0)) + LogOfOneAnd(small);
-    slope = Where(x > 0.0, share, small * share);
+    const V sum = 1.0 + small;
+    const V inverse = 1.0 / sum;
+    value = Where(x > 0.0, x, Set(0.0)) + LogOfSum(small, sum, inverse);
+    slope = Where(x > 0.0, inverse, small * inverse);
   }
 };
 

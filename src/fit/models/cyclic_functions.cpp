@@ -116,30 +116,7 @@ class CyclicFunction final : public BlockTestFunction {
   CyclicBlocks blocks_;
 };
 
-/// Value of the generalised equation or of its damping, with derivatives.
-double GheRow(CyclicCurve curve, std::span<const double> p, double strain, std::span<double> gradient) {
-  const auto six = gradient.subspan(kGheFirst, kGheParameterCount);
-  const double ratio = GheRatioAndGradient(p.subspan(kGheFirst, kGheParameterCount), strain / p[kReferenceStrain], six);
-  gradient[kReferenceStrain] = 0.0;
-  if (curve == CyclicCurve::Stiffness) {
-    std::fill(gradient.begin() + kGheLargestDamping, gradient.end(), 0.0);
-    return ratio;
-  }
-  // The power of the loss has an infinite slope at 0 for an exponent below 1. There the damping is 0 anyway, whatever
-  // the parameters are.
-  const double loss = 1.0 - ratio;
-  if (loss < kNegligible) {
-    std::fill(gradient.begin(), gradient.end(), 0.0);
-    return 0.0;
-  }
-  const double unit = std::pow(loss, p[kGheExponent]);
-  const double damping = p[kGheLargestDamping] * unit;
-  for (double& entry : six) entry *= -damping * p[kGheExponent] / loss;
-  gradient[kGheLargestDamping] = unit;
-  gradient[kGheExponent] = damping * std::log(loss);
-  return damping;
-}
-
+/// The generalised equation or its damping, which is a power of 1 - R.
 class GheFunction final : public BlockTestFunction {
  public:
   GheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points) : curveKind_(curve) {
@@ -148,17 +125,58 @@ class GheFunction final : public BlockTestFunction {
 
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override {
-    EvaluateByPoint<kGheExponent + 1>(
-        first, model, derivatives,
-        [&](std::int32_t point) {
-          return CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.abscissa[point]);
-        },
-        [&](std::int32_t point, std::span<double> gradient) {
-          return GheRow(curveKind_, parameters, curve_.abscissa[point], gradient);
-        });
+    derivatives.Fill(0.0);
+    for (std::size_t done = 0; done < model.size(); done += kBlock) {
+      const std::size_t count = std::min(kBlock, model.size() - done);
+      const auto row = static_cast<std::int32_t>(done);
+      const auto part = model.subspan(done, count);
+      const MatrixView rows = derivatives.Rows(row, static_cast<std::int32_t>(count));
+      EvaluateRatios(parameters, first + row, part, rows);
+      if (curveKind_ == CyclicCurve::Damping) DampingsOfRatios(parameters, part, rows);
+    }
   }
 
  private:
+  static constexpr std::size_t kBlock = 64;
+  using Numbers = std::array<double, kBlock>;
+
+  static KernelBlock Block(std::span<double> model, MatrixView derivatives, std::size_t firstColumn) {
+    double* const columns = derivatives.Empty() ? nullptr : derivatives.Column(firstColumn).data();
+    return {model.size(), model.data(), {columns, derivatives.leadingDimension}};
+  }
+
+  void EvaluateRatios(std::span<const double> p, std::int32_t first, std::span<double> model,
+                      MatrixView derivatives) const {
+    Numbers strains;
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      strains[i] = curve_.abscissa[first + static_cast<std::int32_t>(i)] / p[kReferenceStrain];
+    }
+    ForThisProcessor().gheRatios({p.data() + kGheFirst, strains.data()}, Block(model, derivatives, kGheFirst));
+  }
+
+  /// The power of the loss has an infinite slope at 0 for an exponent below 1. There the damping is 0 anyway, whatever
+  /// the parameters are.
+  static void DampingsOfRatios(std::span<const double> p, std::span<double> model, MatrixView derivatives) {
+    Numbers losses;
+    Numbers logarithms;
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      const double loss = 1.0 - model[i];
+      losses[i] = loss < kNegligible ? 0.0 : loss;
+    }
+    const Kernels& kernels = ForThisProcessor();
+    kernels.log(model.size(), losses.data(), logarithms.data());
+    kernels.gheDampings({p[kGheLargestDamping], p[kGheExponent], logarithms.data()},
+                        Block(model, derivatives, kGheLargestDamping));
+    if (derivatives.Empty()) return;
+    Numbers slopes;
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      slopes[i] = losses[i] == 0.0 ? 0.0 : -model[i] * p[kGheExponent] / losses[i];
+    }
+    for (std::size_t k = 0; k < kGheParameterCount; ++k) {
+      kernels.multiply(model.size(), slopes.data(), derivatives.Column(kGheFirst + k).data());
+    }
+  }
+
   CyclicCurve curveKind_;
 };
 
