@@ -265,7 +265,10 @@ TEST_P(EachKernels, WaterContentsAreThoseOfOnePointAndAccurate) {
       if (i > 2) ExpectNear(model[i], static_cast<double>(100 * c.law(c.parameters, suctions[i])), 1e-14, what.c_str());
       ExpectSame(model[i], 100.0 * content, suctions[i] > 0.0 ? 1e-13 : 0.0, what);
       for (std::size_t k = 0; k < gradient.size(); ++k) {
-        ExpectNear(columns[k * count + i], 100.0 * gradient[k], 1e-13, (what + " by " + std::to_string(k)).c_str());
+        const std::string by = what + " by " + std::to_string(k);
+        ExpectNear(columns[k * count + i], 100.0 * gradient[k], 1e-13, by.c_str());
+        // Products, which keep their digits where next to nothing has drained.
+        if (c.model == VanGenuchtenFreeM && k > 1) ExpectSame(columns[k * count + i], 100.0 * gradient[k], 1e-12, by);
       }
     }
   }
