@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <vector>
 
 #include "fit/assemble.h"
 #include "fit/non_negative.h"
+#include "kernels/kernels.h"
 
 namespace Xem::Fit {
 namespace {
@@ -34,7 +36,8 @@ double Cube(double x) { return x * x * x; }
 /// The equations of a curve for each of a grid of time exponents, without and with a third term.
 class Stages {
  public:
-  explicit Stages(const Curve& curve) : curve_(curve), scale_(curve.x.back()), ones_(curve.x.size(), 1.0) {
+  explicit Stages(const Curve& curve)
+      : curve_(curve), scale_(curve.x.back()), ones_(curve.x.size(), 1.0), triangle_(4 * curve.x.size()) {
     for (double exponent = 0.1; exponent < 0.96; exponent += 0.05) {
       Matrix& steady = steady_.emplace_back(static_cast<std::int32_t>(curve.x.size()), 2);
       for (std::size_t i = 0; i < curve.x.size(); ++i) {
@@ -47,32 +50,57 @@ class Stages {
     }
   }
 
-  StageFit Steady() const { return Best(steady_, curve_.x.back()); }
+  StageFit Steady() {
+    StageFit best;
+    for (const Matrix& design : steady_) Improve(design, curve_.x.back(), best);
+    return best;
+  }
 
-  StageFit Accelerating(double onset) {
+  /// Puts the fit with a third term after `onset` in place of a worse one.
+  void Accelerate(double onset, StageFit& best) {
     for (std::size_t i = 0; i < ones_.size(); ++i) {
       const double term = Cube(std::max(0.0, curve_.x[i] - onset) / scale_) / curve_.y[i];
       for (Matrix& design : accelerating_) design(i, 2) = term;
     }
-    return Best(accelerating_, onset);
+    for (const Matrix& design : accelerating_) Improve(design, onset, best);
   }
 
  private:
-  StageFit Best(const std::vector<Matrix>& designs, double onset) const {
-    StageFit best;
-    for (const Matrix& design : designs) {
-      const std::vector<double> solution = SolveNonNegative(design, ones_);
-      double misfit = 0.0;
-      for (std::size_t i = 0; i < ones_.size(); ++i) {
-        double residual = 1.0;
-        for (std::size_t k = 0; k < solution.size(); ++k) {
-          residual -= design(i, k) * solution[k];
-        }
-        misfit += residual * residual;
-      }
-      if (misfit < best.misfit) best = {misfit, onset, solution.size() > 2 ? solution[2] / Cube(scale_) : 0.0};
+  void Improve(const Matrix& design, double onset, StageFit& best) {
+    const std::vector<double> solution = Solve(design, best.misfit);
+    if (solution.empty()) return;
+    double misfit = 0.0;
+    for (std::size_t i = 0; i < ones_.size(); ++i) {
+      double residual = 1.0;
+      for (std::size_t k = 0; k < solution.size(); ++k) residual -= design(i, k) * solution[k];
+      misfit += residual * residual;
     }
-    return best;
+    if (misfit < best.misfit) best = {misfit, onset, solution.size() > 2 ? solution[2] / Cube(scale_) : 0.0};
+  }
+
+  /// The coefficients, none negative; none at all where even free ones leave no less than `misfit`. Most designs are
+  /// done with by a triangle.
+  std::vector<double> Solve(const Matrix& design, double misfit) {
+    const std::size_t rows = ones_.size();
+    const auto terms = static_cast<std::size_t>(design.Columns());
+    std::copy_n(design.Data(), terms * rows, triangle_.begin());
+    std::copy(ones_.begin(), ones_.end(), triangle_.begin() + static_cast<std::ptrdiff_t>(terms * rows));
+    const std::size_t reduced = MaterialUtil::ForThisProcessor().triangularise(rows, terms + 1, triangle_.data(),
+                                                                               static_cast<std::ptrdiff_t>(rows));
+    if (reduced == terms + 1) {
+      const auto entry = [&](std::size_t i, std::size_t j) { return triangle_[i + j * rows]; };
+      if (entry(terms, terms) * entry(terms, terms) >= misfit) return {};
+      std::vector<double> solution(terms);
+      bool positive = true;
+      for (std::size_t k = terms; k-- > 0;) {
+        double rest = entry(k, terms);
+        for (std::size_t j = k + 1; j < terms; ++j) rest -= entry(k, j) * solution[j];
+        solution[k] = rest / entry(k, k);
+        positive = positive && solution[k] >= 0.0 && std::isfinite(solution[k]);
+      }
+      if (positive) return solution;
+    }
+    return SolveNonNegative(design, ones_);
   }
 
   const Curve& curve_;
@@ -80,6 +108,7 @@ class Stages {
   std::vector<double> ones_;
   std::vector<Matrix> steady_;
   std::vector<Matrix> accelerating_;
+  std::vector<double> triangle_;
 };
 
 }  // namespace
@@ -95,8 +124,7 @@ std::optional<std::size_t> FirstTertiaryPoint(const Curve& sorted) {
   const std::size_t stride = std::max<std::size_t>(1, (last - first) / kMostOnsets);
   StageFit accelerating;
   for (std::size_t k = first; k < last; k += stride) {
-    const StageFit fit = stages.Accelerating(sorted.x[k]);
-    if (fit.misfit < accelerating.misfit) accelerating = fit;
+    stages.Accelerate(sorted.x[k], accelerating);
   }
   // A floor at rounding keeps curves that follow the law exactly from being called anything else.
   const auto count = static_cast<int>(points);
