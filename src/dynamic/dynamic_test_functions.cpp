@@ -16,6 +16,12 @@ void DynamicMatTestFunction::SetParameters(std::span<const double> settings, std
   form_ = static_cast<ResidualForm>(options[1]);
   weight_ = settings[2];
   comparison_ = choose_(family_, form_);
+  LoadBlocks();
+}
+
+void DynamicMatTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
+  BlockTestFunction::SetTestData(points);
+  LoadBlocks();
 }
 
 CyclicParameters DynamicMatTestFunction::ModelParameters(std::span<const double> parameters) const {
@@ -81,7 +87,7 @@ void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, Stress
     const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
     for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] = Compare(any, i).observed;
   }
-  blocks_.Load(chooseKernel_(family_, form_), curve_.abscissa.Span(), curve_.measured.Span());
+  LoadBlocks();
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "dynamic/cyclic_blocks.h"
@@ -17,6 +18,8 @@ class DynamicMatTestFunction : public BlockTestFunction {
   using BlockTestFunction::SetTestData;
   /// settings: working vector (reference strain, exponent, weight); options: (family, form).
   void SetParameters(std::span<const double> settings, std::span<const std::int32_t> options) override;
+  /// Abscissae as the residual form stores them.
+  void SetTestData(std::span<const _T_FUNT_BASE> points) override;
   /// User parameters: reference strain, and for the power law the largest damping ratio. `fitted` comes zero-filled;
   /// throws CInvalidArgException when it is too short.
   void Output(std::span<const double> parameters, std::span<double> fitted,
@@ -45,6 +48,7 @@ class DynamicMatTestFunction : public BlockTestFunction {
   /// Multiplies both by the weight of the curve.
   void Weigh(std::span<double> model, MatrixView derivatives) const;
   ComparedPoint Compare(const CyclicParameters& parameters, std::int32_t point) const;
+  void LoadBlocks() { blocks_.Load(chooseKernel_(family_, form_), curve_.abscissa.Span(), curve_.measured.Span()); }
 
   DynamicFamily family_ = DynamicFamily::PowerLaw;
   double initialReferenceStrain_ = 0.0;
