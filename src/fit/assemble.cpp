@@ -161,14 +161,12 @@ bool OneQuantity(const ModelInfo& info, const std::vector<CurveResult>& curves) 
 }
 
 Result Assemble(const Problem& problem, const Minimum& minimum, const std::vector<Curve>& curves,
-                std::vector<DroppedPoint> dropped, std::function<double(const std::string&, double)> evaluate,
-                double level) {
+                std::vector<DroppedPoint> dropped, const FittedOrdinates& ordinates, double level) {
   Result result;
   result.residual = problem.residual;
   result.converged = minimum.converged;
   result.status = minimum.converged ? "converged" : "stopped before reaching a minimum";
   result.iterations = minimum.iterations;
-  result.evaluate = std::move(evaluate);
 
   Uncertainty uncertainty = EstimateUncertainty(problem, minimum, level);
   result.parameters = std::move(uncertainty.parameters);
@@ -183,7 +181,7 @@ Result Assemble(const Problem& problem, const Minimum& minimum, const std::vecto
     fitted.x = curve.x;
     fitted.measured = curve.y;
     fitted.companion = curve.lateral;
-    for (const double x : curve.x) fitted.fitted.push_back(result.evaluate(curve.name, x));
+    fitted.fitted = ordinates(curve.name, curve.x);
     Measure(fitted);
     Add(fitted, all);
     fitted.measures.dropped = DroppedFrom(curve.name, dropped);

@@ -4,17 +4,16 @@
 #include <vector>
 
 #include "fit/problem.h"
+#include "fit/screening.h"
 #include "xem/fit/model.h"
 #include "xem/fit/result.h"
 
 namespace Xem::Fit {
 
 /// Everything in a result that is the same for all families: parameters with uncertainty, measures in all and per
-/// curve, fitted values. `curves` are the screened curves, one per test function and in the same order; fitted values
-/// come from `evaluate`, called with curve name and abscissa.
+/// curve, fitted values. `curves` are the screened curves, one per test function and in the same order.
 Result Assemble(const Problem& problem, const Minimum& minimum, const std::vector<Curve>& curves,
-                std::vector<DroppedPoint> dropped, std::function<double(const std::string&, double)> evaluate,
-                double level = 0.95);
+                std::vector<DroppedPoint> dropped, const FittedOrdinates& ordinates, double level = 0.95);
 
 /// How many parameters a criterion counts: those that were free. One that ended at a bound of 0 makes the model a
 /// smaller one and is not counted, just as if it had been held there; at any other bound it is.

@@ -165,8 +165,12 @@ Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoin
   std::vector<bool> wandering = Settle(fit, minimum);
   if (fit.options.stable) Stabilise(fit, minimum, wandering);
 
-  Result result = Assemble(fit.problem, minimum, fit.curves, std::move(fit.dropped),
-                           fit.MakeEvaluator(minimum.parameters), fit.options.level);
+  Evaluator evaluate = fit.MakeEvaluator(minimum.parameters);
+  const FittedOrdinates ordinates = [&](const std::string& curve, const std::vector<double>& x) {
+    return OrdinatesOf(fit, minimum.parameters, evaluate, curve, x);
+  };
+  Result result = Assemble(fit.problem, minimum, fit.curves, std::move(fit.dropped), ordinates, fit.options.level);
+  result.evaluate = evaluate;
   result.model = info.name;
   result.terms = fit.terms;
   result.formula = info.formula;
@@ -178,12 +182,8 @@ Result Drive(const ModelInfo& info, ModelFit& fit, const std::vector<DroppedPoin
   result.notes.insert(result.notes.end(), fit.notes.begin(), fit.notes.end());
   RemoveHidden(fit.problem, result);
   fit.Complete(minimum, result);
-  NoteImpossible(
-      info.family, result,
-      [&](const std::string& curve, const std::vector<double>& x) {
-        return OrdinatesOf(fit, minimum.parameters, result.evaluate, curve, x);
-      },
-      result.notes);
+  evaluate = result.evaluate;  // the model may have added curves of its own
+  NoteImpossible(info.family, result, ordinates, result.notes);
   Conclude(info, result);
   JoinNotes(result.notes);
   return result;

@@ -51,16 +51,6 @@ class ProblemFunction final : public ScaledTestFunction {
   std::span<const FreeOrHeld> ranges_;
 };
 
-TestFunctionList ScaledFunctions(const Problem& problem) {
-  TestFunctionList scaled;
-  for (std::size_t i = 0; i < problem.functions.size(); ++i) {
-    const auto& function = problem.functions[i];
-    scaled.push_back(boost::make_shared<ProblemFunction>(function, problem,
-                                                         Scales(*function, problem.residual, problem.weights[i])));
-  }
-  return scaled;
-}
-
 /// The weighted residuals model - measured of all points, for the trust-region polish and the uncertainty.
 class WeightedResiduals final : public ResidualFunction {
  public:
@@ -124,6 +114,7 @@ double SumOfSquares(std::span<const double> residuals) {
 /// The core's solver from one start; its result replaces the start unless it failed. Returns its iterations.
 int Approach(const Problem& problem, const TestFunctionList& functions, const Effort& effort, double objective,
              std::span<double> parameters) {
+  if (effort.iterations == 0) return 0;
   std::vector<double> moved(parameters.begin(), parameters.end());
   LevenbergMarquardtMethodAbsolute solver(functions, problem.termCount);
   solver.SetMask(Mask(problem));
@@ -152,6 +143,16 @@ bool ArrivesAt(const Minimum& minimum, ResidualFunction& residuals, std::span<co
 }
 
 }  // namespace
+
+TestFunctionList ScaledFunctions(const Problem& problem) {
+  TestFunctionList scaled;
+  for (std::size_t i = 0; i < problem.functions.size(); ++i) {
+    const auto& function = problem.functions[i];
+    scaled.push_back(boost::make_shared<ProblemFunction>(function, problem,
+                                                         Scales(*function, problem.residual, problem.weights[i])));
+  }
+  return scaled;
+}
 
 int Problem::PointCount() const {
   int count = 0;

@@ -36,6 +36,10 @@ struct Problem {
   int FreeCount() const;
 };
 
+/// The test functions as minimisers see them, weighted, relative where that is asked for, and with parameters kept in
+/// their ranges. The problem must live as long.
+MaterialUtil::TestFunctionList ScaledFunctions(const Problem& problem);
+
 /// A minimum of the weighted sum of squared residuals.
 struct Minimum {
   std::vector<double> parameters;
@@ -48,7 +52,7 @@ struct Minimum {
 /// How far a start is followed: fits that only rank models or compare starts are in a hurry.
 struct Effort {
   int evaluations = 0;    ///< of the polish; 0: until it has arrived
-  int iterations = 1000;  ///< of the core's solver before it
+  int iterations = 1000;  ///< of the core's solver before it; 0: the polish alone
 };
 
 /// From every start: the core's solver, then a trust-region polish within the ranges; returns the best minimum, the

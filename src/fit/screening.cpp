@@ -122,7 +122,9 @@ std::optional<double> WrongWay(const std::vector<double>& x, const std::vector<d
   if (trend == Trend::Any) return std::nullopt;
   std::vector<std::size_t> order(x.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return x[a] < x[b]; });
+  if (!std::is_sorted(x.begin(), x.end())) {
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return x[a] < x[b]; });
+  }
   const auto [least, most] = std::minmax_element(y.begin(), y.end());
   const double sign = trend == Trend::Rises ? 1.0 : -1.0;
   double furthest = sign * y[order.front()];
@@ -270,10 +272,11 @@ void NoteImpossible(const std::string& family, const Result& result, const Fitte
     if (guard->trend == Trend::Any && std::isinf(guard->limit)) continue;
     const auto [lowest, highest] = std::minmax_element(curve.x.begin(), curve.x.end());
     const bool logarithmic = *lowest > 0.0 && *highest > 100.0 * *lowest;
-    std::vector<double> x;
+    const double logRange = logarithmic ? std::log(*highest / *lowest) : 0.0;
+    std::vector<double> x(kSteps + 1);
     for (int i = 0; i <= kSteps; ++i) {
       const double share = static_cast<double>(i) / kSteps;
-      x.push_back(logarithmic ? *lowest * std::pow(*highest / *lowest, share) : *lowest + share * (*highest - *lowest));
+      x[i] = logarithmic ? *lowest * std::exp(share * logRange) : *lowest + share * (*highest - *lowest);
     }
     const std::vector<double> y = ordinates(curve.name, x);
     if (const auto where = WrongWay(x, y, guard->trend, kVisible)) {

@@ -41,23 +41,27 @@ TrustRegion::TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld
       full_(parameters.size()),
       clipped_(parameters.size()),
       released_(parameters.size()),
-      columns_(residuals.PointCount() * parameters.size()),
-      values_(residuals.PointCount()),
-      rows_(std::min(static_cast<std::int32_t>(values_.size()),
+      rows_(std::min(static_cast<std::int32_t>(residuals.PointCount()),
                      LeastSquares::kBlockRows + static_cast<std::int32_t>(parameters.size()) + 1),
             static_cast<std::int32_t>(parameters.size()) + 1),
       triangulariser_(rows_.Columns()),
-      rotated_(parameters.size() + 1),
-      jacobian_(rotated_.size() * parameters.size()),
-      point_(parameters.size()),
-      diagonal_(parameters.size()),
-      qtf_(parameters.size()),
-      work1_(parameters.size()),
-      work2_(parameters.size()),
-      work3_(parameters.size()),
-      work4_(rotated_.size()),
       pivots_(parameters.size()) {
-  free_.reserve(parameters.size());
+  const std::size_t points = residuals.PointCount();
+  const std::size_t n = parameters.size();
+  free_.reserve(n);
+  storage_.resize(points * (n + 1) + 2 * (n + 1) + (n + 1) * n + 6 * n);
+  std::span<double> rest(storage_);
+  const auto take = [&rest](std::size_t size) {
+    const std::span<double> part = rest.first(size);
+    rest = rest.subspan(size);
+    return part;
+  };
+  columns_ = take(points * n);
+  values_ = take(points);
+  rotated_ = take(n + 1);
+  work4_ = take(n + 1);
+  jacobian_ = take((n + 1) * n);
+  for (std::span<double>* part : {&point_, &diagonal_, &qtf_, &work1_, &work2_, &work3_}) *part = take(n);
 }
 
 void TrustRegion::Rotate(std::span<double> residuals, MatrixView jacobian) {

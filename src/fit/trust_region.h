@@ -34,6 +34,11 @@ class TrustRegion {
   /// `mostEvaluations` of the residuals end a run, wherever it is, and what follows the first digits of a minimum is
   /// not sought; 0: to rounding, with 400 per parameter between two changes of bounds.
   TrustRegion(ResidualFunction& residuals, std::span<const FreeOrHeld> parameters, int mostEvaluations = 0);
+  TrustRegion(const TrustRegion&) = delete;
+  TrustRegion& operator=(const TrustRegion&) = delete;
+
+  /// For the runs that follow.
+  void SetMostEvaluations(int mostEvaluations) { mostEvaluations_ = mostEvaluations; }
 
   /// Improves `minimum` in place; its parameters must be inside their ranges.
   void Run(Minimum& minimum);
@@ -50,19 +55,20 @@ class TrustRegion {
   bool UpdateBounds(Minimum& minimum);
 
   ResidualFunction& residuals_;
-  const int mostEvaluations_;
+  int mostEvaluations_;
   int evaluations_ = 0;  // of the run
   std::span<const FreeOrHeld> parameters_;
   std::vector<std::size_t> free_;  // indices of the parameters being moved
   std::vector<double> full_;       // all parameters, inside their ranges
   std::vector<bool> clipped_;      // a moved parameter lies beyond its range
   std::vector<int> released_;      // how often a parameter was let go
-  std::vector<double> columns_;    // Jacobian of all parameters
-  std::vector<double> values_;     // residuals at `full_`
+  std::vector<double> storage_;    // of the spans below
+  std::span<double> columns_;      // Jacobian of all parameters
+  std::span<double> values_;       // residuals at `full_`
   MaterialUtil::Matrix rows_;  // free parameters' columns and residuals: the triangle of earlier points, further ones
   MaterialUtil::Triangulariser triangulariser_;
-  std::vector<double> rotated_, jacobian_;
-  std::vector<double> point_, diagonal_, qtf_, work1_, work2_, work3_, work4_;
+  std::span<double> rotated_, jacobian_;
+  std::span<double> point_, diagonal_, qtf_, work1_, work2_, work3_, work4_;
   std::vector<int> pivots_;
 };
 

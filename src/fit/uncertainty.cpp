@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <utility>
 
 #include "fit/assemble.h"
 #include "fit/no_number.h"
@@ -22,6 +23,27 @@ constexpr double kRankTolerance = 1e-8;
 
 /// A parameter with more than this part of its unit vector in open directions is not identifiable.
 constexpr double kOpenPart = 1e-4;
+
+/// The inverse of an upper triangle with columns of length 1 in its place, if that proves no singular value to be
+/// anywhere near kRankTolerance of the largest; otherwise the triangle is as it was.
+bool InvertIfClear(Matrix& triangle) {
+  constexpr double kClearNorm = 1e6;
+  const std::int32_t n = triangle.Columns();
+  Matrix inverse(n, n);
+  double square = 0.0;
+  for (std::int32_t j = 0; j < n; ++j) {
+    for (std::int32_t i = j; i >= 0; --i) {
+      double rest = i == j ? 1.0 : 0.0;
+      for (std::int32_t k = i + 1; k <= j; ++k) rest -= triangle(i, k) * inverse(k, j);
+      inverse(i, j) = rest / triangle(i, i);
+      square += inverse(i, j) * inverse(i, j);
+    }
+  }
+  // The largest singular value is at most the root of n, the smallest at least the inverse of this norm.
+  if (!(square * n < kClearNorm * kClearNorm)) return false;
+  triangle = std::move(inverse);
+  return true;
+}
 
 /// Covariance, up to the variance of a residual, of the free parameters, and what part of each is determined.
 struct Shape {
@@ -60,6 +82,17 @@ Shape CovarianceShape(const Problem& problem, const Minimum& minimum) {
   for (std::int32_t j = 0; j < n; ++j) {
     const auto column = scaled.Column(j);
     std::copy_n(column.begin(), std::min(column.size(), triangle.Column(j).size()), triangle.Column(j).begin());
+  }
+  if (InvertIfClear(triangle)) {
+    shape.determined.assign(shape.free.size(), 1.0);
+    for (std::int32_t i = 0; i < n; ++i) {
+      for (std::int32_t j = 0; j < n; ++j) {
+        double sum = 0.0;
+        for (std::int32_t k = std::max(i, j); k < n; ++k) sum += triangle(i, k) * triangle(j, k);
+        shape.covariance(i, j) = sum / (norms[i] * norms[j]);
+      }
+    }
+    return shape;
   }
   const SingularValues svd = DecomposeSingular(std::move(triangle));
   // Sum of v v^T / s^2 over what the data see. The squares of a parameter's entries in those directions add up to 1

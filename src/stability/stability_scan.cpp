@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "kernels/kernels.h"
@@ -24,29 +25,39 @@ constexpr double kLowestPolynomialStrain = -0.6;
 constexpr double kLowestOgdenStrain = -0.5;
 constexpr double kHighestStrain = 9.0;
 
-/// True when all eigenvalues (lower triangle) are positive by far more than rounding: factorising the matrix less a
-/// ten-billionth of its trace finds positive pivots. False proves nothing. It spares nearly every eigenvalue problem of
-/// a scan, and a BLAS library that hands even those of order 6 to other threads.
-bool IsClearlyPositiveDefinite(const Matrix& a) {
+enum class Pivots { AllPositive, OneNegative, NotFinite };
+
+/// Of the factorisation L D L^T of A + shift I (lower triangle), up to the first that is not positive.
+Pivots PivotsOf(const Matrix& a, double shift) {
   constexpr std::int64_t kOrder = 6;
-  double trace = 0.0;
-  for (std::int64_t i = 0; i < kOrder; ++i) trace += a(i, i);
-  double factor[kOrder][kOrder];  // L of A = L D L^T
+  double factor[kOrder][kOrder];
   double pivots[kOrder];
   for (std::int64_t j = 0; j < kOrder; ++j) {
     for (std::int64_t i = j; i < kOrder; ++i) {
-      double rest = i == j ? a(j, j) - 1e-10 * trace : a(i, j);
+      double rest = i == j ? a(j, j) + shift : a(i, j);
       for (std::int64_t k = 0; k < j; ++k) rest -= factor[i][k] * factor[j][k] * pivots[k];
       if (i > j) {
         factor[i][j] = rest / pivots[j];
-      } else if (rest > 0.0 && std::isfinite(rest)) {
-        pivots[j] = rest;
-      } else {
-        return false;
+        continue;
       }
+      if (!std::isfinite(rest)) return Pivots::NotFinite;
+      if (!(rest > 0.0)) return Pivots::OneNegative;
+      pivots[j] = rest;
     }
   }
-  return true;
+  return Pivots::AllPositive;
+}
+
+/// Whether an eigenvalue is below 0, where pivots tell it by far more than rounding: those of the matrix less a
+/// ten-billionth of its diagonal's size, and those of the matrix with as much added. That spares nearly every
+/// eigenvalue problem of a scan, and a BLAS library that hands even those of order 6 to other threads.
+std::optional<bool> HasClearlyNegativeEigenvalue(const Matrix& a) {
+  double size = 0.0;
+  for (std::int64_t i = 0; i < 6; ++i) size += std::abs(a(i, i));
+  const double margin = 1e-10 * size;
+  if (PivotsOf(a, -margin) == Pivots::AllPositive) return false;
+  if (PivotsOf(a, margin) == Pivots::OneNegative) return true;
+  return std::nullopt;
 }
 
 /// What does not depend on the model: the states on one side of the undeformed one, as far as any scan goes.
@@ -119,7 +130,8 @@ class XemMaterialStabilityBase::Probe {
       gradient_(i, i) = stretches[i];
     }
     model_.ComputeTangent(gradient_, tangent_, stress_, 1.0, 0.0, 0.0);
-    return !IsClearlyPositiveDefinite(tangent_) && eigenvalues_.Compute(tangent_).front() < 0.0;
+    const std::optional<bool> negative = HasClearlyNegativeEigenvalue(tangent_);
+    return negative ? *negative : eigenvalues_.Compute(tangent_).front() < 0.0;
   }
 
  private:

@@ -15,8 +15,8 @@
 #include "fit/assemble.h"
 #include "fit/models/models.h"
 #include "fit/models/tertiary.h"
-#include "fit/non_negative.h"
 #include "fit/screening.h"
+#include "solver/linalg/non_negative.h"
 #include "viscoelastic/creep_law.h"
 
 namespace Xem::Fit {
@@ -246,7 +246,7 @@ CreepLine FitLine(const Curve& curve, const Units& units, double exponent, Creep
     if (HasSecondary(terms)) design(row, columns - 1) = time * scale;
     target[i] = curve.y[i] * scale;
   }
-  const std::vector<double> solution = SolveNonNegative(std::move(design), target);
+  const std::vector<double> solution = SolveNonNegative(std::move(design), target).x;
   CreepLine line;
   line.exponent = exponent;
   if (HasPrimary(terms)) line.amplitude = solution.front();

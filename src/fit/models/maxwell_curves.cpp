@@ -9,7 +9,7 @@
 #include <optional>
 #include <utility>
 
-#include "fit/non_negative.h"
+#include "solver/linalg/non_negative.h"
 #include "viscoelastic/dynamic_modulus.h"
 #include "viscoelastic/prony.h"
 
@@ -176,13 +176,9 @@ ScaledSpectrum FitMaxwellSpectrum(const std::vector<MaxwellCurve>& curves, Resid
     }
     row += count;
   }
-  const std::vector<double> moduli = SolveNonNegative(design, target);
+  const auto [moduli, misfit] = SolveNonNegative(std::move(design), target);
   ScaledSpectrum spectrum;
-  for (std::size_t i = 0; i < points; ++i) {
-    double rest = -target[i];
-    for (std::size_t k = 0; k < moduli.size(); ++k) rest += design(i, k) * moduli[k];
-    spectrum.misfit += rest * rest;
-  }
+  spectrum.misfit = misfit;
   const double sum = std::accumulate(moduli.begin(), moduli.end(), 0.0);
   spectrum.modulus = isFree ? (sum > 0.0 ? sum : 1.0) : modulus;
   for (std::size_t k = 0; k < terms; ++k) spectrum.lines.push_back({moduli[k] / spectrum.modulus, logTimes[k]});

@@ -47,12 +47,6 @@ enum class Instantaneous {
 };
 
 /// A spectrum and its instantaneous modulus.
-struct ScaledSpectrum {
-  Spectrum lines;
-  double modulus = 1.0;
-  double misfit = 0.0;  ///< weighted sum of squares
-};
-
 /// E_i = E0 g_i >= 0, and with a free modulus the long-term one >= 0, that fit best for given times; `modulus` is that
 /// which is held. Curves of ratios take no part where the modulus is free.
 ScaledSpectrum FitMaxwellSpectrum(const std::vector<MaxwellCurve>& curves, Residual residual,

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 #include <numeric>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -14,6 +15,7 @@
 #include "fit/models/ogden_trials.h"
 #include "fit/models/rubber.h"
 #include "fit/models/shear_stress_function.h"
+#include "fit/separable.h"
 #include "hyperelastic/export_fits.h"
 #include "solver/starting_vector.h"
 #include "testdata/strain_energy.h"
@@ -36,11 +38,13 @@ constexpr double kBeyondZero = 0.5;
 /// they say nothing.
 constexpr double kLargestModulus = 1000.0;
 
-/// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave.
-constexpr std::size_t kRefined = 8;
+/// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave: fewer for few
+/// terms, whose misfit has few valleys.
+constexpr std::size_t kRefinedPerTerm = 4;
+constexpr std::size_t kRefined = 12;
 
 /// How many different minima of a model are extended by one more term.
-constexpr std::size_t kExtended = 4;
+constexpr std::size_t kExtended = 6;
 
 /// Exponents tried for one more term, spread over what rubber and foam need.
 constexpr std::array kTriedExponents{-24.0, -16.0, -10.0, -6.0, -4.0, -3.0, -2.0, -1.0, -0.4, 0.4,  0.8,
@@ -171,13 +175,18 @@ Problem Bounded(Problem problem, const std::vector<double>& start, double shearM
   return problem;
 }
 
-/// True for terms that differ in more than rounding and the last digits of a minimum.
+std::vector<double> SortedExponents(const Minimum& minimum) {
+  std::vector<double> exponents;
+  for (std::size_t k = 1; k < minimum.parameters.size(); k += 2) exponents.push_back(minimum.parameters[k]);
+  std::sort(exponents.begin(), exponents.end());
+  return exponents;
+}
+
+/// True for terms, in whatever order, that differ in more than rounding and the last digits of a minimum.
 bool DifferentExponents(const Minimum& a, const Minimum& b) {
   constexpr double kNotable = 0.5;
-  for (std::size_t k = 1; k < a.parameters.size(); k += 2) {
-    if (std::abs(a.parameters[k] - b.parameters[k]) > kNotable) return true;
-  }
-  return false;
+  return !std::ranges::equal(SortedExponents(a), SortedExponents(b),
+                             [](double one, double other) { return std::abs(one - other) <= kNotable; });
 }
 
 /// After this many evaluations of each start the lowest valleys are known; most of the time of a fit would go into the
@@ -187,29 +196,79 @@ constexpr int kComparedEvaluations = 200;
 /// Valleys of which none is higher than this multiple of the lowest are followed to their ends.
 constexpr double kWorthFollowing = 1.5;
 
+std::vector<TermPlaces> PairPlaces(std::size_t terms) {
+  std::vector<TermPlaces> places;
+  for (std::size_t k = 0; k < terms; ++k) places.push_back({.coefficient = 2 * k, .shape = 2 * k + 1});
+  return places;
+}
+
+/// Goes down in ranges that keep terms meaningful: in the exponents alone, with the best moduli all the way, unless
+/// parameters are held.
+class OgdenDescent {
+ public:
+  OgdenDescent(const Problem& problem, double shearModulus) : problem_(problem), shearModulus_(shearModulus) {
+    if (problem.FreeCount() < static_cast<int>(problem.parameters.size())) return;
+    inExponents_.emplace(problem, PairPlaces(problem.parameters.size() / 2));
+  }
+
+  /// Far enough to compare the valley with others. Nothing for starts that lead nowhere.
+  std::optional<Minimum> Compare(const std::vector<double>& start) {
+    const Problem bounded = Bounded(problem_, start, shearModulus_);
+    if (inExponents_) {
+      if (std::optional<Minimum> reached = inExponents_->Run(bounded, start, kComparedEvaluations)) return reached;
+    }
+    try {
+      return Minimise(bounded, {start}, {kComparedEvaluations});
+    } catch (const Error&) {
+      return std::nullopt;
+    }
+  }
+
+  /// To the end of a valley, as far as it matters for a comparison.
+  void Follow(Minimum& minimum) {
+    if (!inExponents_) return Polish(minimum);
+    const Problem bounded = Bounded(problem_, minimum.parameters, shearModulus_);
+    std::optional<Minimum> further = inExponents_->Run(bounded, minimum.parameters);
+    if (further) Replace(std::move(*further), minimum);
+  }
+
+  /// To the last digit.
+  void Polish(Minimum& minimum) const {
+    Replace(Minimise(Bounded(problem_, minimum.parameters, shearModulus_), {minimum.parameters}), minimum);
+  }
+
+ private:
+  static void Replace(Minimum further, Minimum& minimum) {
+    further.iterations += minimum.iterations;
+    if (further.objective <= minimum.objective) minimum = std::move(further);
+  }
+
+  const Problem& problem_;
+  double shearModulus_;
+  std::optional<SeparableDescent> inExponents_;
+};
+
 /// The minima that the starts lead to, the best first; starts that lead nowhere are left out.
 std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::vector<double>>& starts,
                                 double shearModulus) {
+  OgdenDescent descent(problem, shearModulus);
   std::vector<Minimum> minima;
   const auto follow = [&](const std::vector<double>& start) {
-    try {
-      minima.push_back(Minimise(Bounded(problem, start, shearModulus), {start}, {kComparedEvaluations}));
-      return true;
-    } catch (const Error&) {
-      return false;
-    }
+    std::optional<Minimum> reached = descent.Compare(start);
+    if (reached) minima.push_back(std::move(*reached));
+    return reached.has_value();
   };
   for (const auto& start : starts) {
     if (!follow(start)) continue;
     // An exponent that is pushed against 0 wants to its other side, where the term is another one.
     std::vector<double> crossed = minima.back().parameters;
-    bool pushed = false;
+    int pushed = 0;
     for (std::size_t k = 1; k < crossed.size(); k += 2) {
       if (problem.parameters[k].held || !minima.back().atBound[k] || std::abs(crossed[k]) > kSmallestExponent) continue;
-      crossed[k] = crossed[k] > 0.0 ? -kBeyondZero : kBeyondZero;
-      pushed = true;
+      ++pushed;
+      crossed[k] = (crossed[k] > 0.0 ? -kBeyondZero : kBeyondZero) * pushed;  // no two at one place
     }
-    if (pushed) follow(WithBestModuli(problem, std::move(crossed)).parameters);
+    if (pushed > 0) follow(WithBestModuli(problem, std::move(crossed)).parameters);
   }
   if (minima.empty()) {
     throw Error(ErrorKind::NotConverged,
@@ -223,12 +282,11 @@ std::vector<Minimum> MinimaFrom(const Problem& problem, const std::vector<std::v
     const bool isNew = std::all_of(followed.begin(), followed.end(),
                                    [&](const Minimum* other) { return DifferentExponents(minimum, *other); });
     if (!isNew || minimum.objective > highest) continue;
-    const int before = minimum.iterations;
-    minimum = Minimise(Bounded(problem, minimum.parameters, shearModulus), {minimum.parameters});
-    minimum.iterations += before;
+    descent.Follow(minimum);
     followed.push_back(&minimum);
   }
   std::stable_sort(minima.begin(), minima.end(), lowest);
+  descent.Polish(minima.front());
   return minima;
 }
 
@@ -282,7 +340,8 @@ std::vector<Minimum> SearchStepwise(const HyperelasticCurves& screened, int term
         if (count == 2 && other < exponent) attempt({0.0, other, 0.0, exponent});
       }
     }
-    std::vector<std::vector<double>> starts = BestOf(std::move(tried), kRefined);
+    std::vector<std::vector<double>> starts =
+        BestOf(std::move(tried), std::min(kRefined, kRefinedPerTerm * static_cast<std::size_t>(count)));
     std::vector<Start> exports;
     AddExportsResult(problem, exports);
     for (Start& start : exports) starts.push_back(std::move(start.parameters));

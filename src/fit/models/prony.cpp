@@ -40,6 +40,9 @@ constexpr Effort kRanking{.evaluations = 300, .iterations = 60};
 constexpr double kNoScatter = 1e-9;
 constexpr Effort kRankingWithoutScatter{.evaluations = 300};
 
+/// From where a search of the same curve, or of a thinned one, has arrived.
+constexpr Effort kPolish{.iterations = 0};
+
 /// A fitted series: coordinates of PronyShares, and the modulus where it is free.
 struct SeriesFit {
   int terms = 0;
@@ -87,12 +90,15 @@ class PronyFitter {
     SeriesFit fit;
     fit.terms = static_cast<int>(shares.Terms());
     fit.minimum = Minimise(problem, coordinates, effort);
-    // Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
-    const double points = problem.PointCount();
-    const double floor = points * (kRounding * curve_.weight) * (kRounding * curve_.weight);
-    fit.information =
-        CorrectedInformation(std::max(fit.minimum.objective, floor), problem.PointCount(), problem.FreeCount());
+    fit.information = Information(fit.minimum.objective, problem.FreeCount());
     return fit;
+  }
+
+  /// Of curves computed from a series the misfit is rounding, whose logarithm would prefer whichever rounds best.
+  double Information(double objective, int freeParameters) const {
+    const auto points = static_cast<double>(points_.size());
+    const double floor = points * (kRounding * curve_.weight) * (kRounding * curve_.weight);
+    return CorrectedInformation(std::max(objective, floor), static_cast<int>(points_.size()), freeParameters);
   }
 
   const Curve& Points() const { return curve_; }
@@ -107,14 +113,8 @@ class PronyFitter {
   bool Raw() const { return modulus_ == Modulus::Free; }
 
   /// The best coefficients, and modulus, for given times.
-  struct Lines {
-    Spectrum spectrum;
-    double modulus = 1.0;
-  };
-  Lines LinesAt(const std::vector<double>& logTimes) const {
-    Lines lines;
-    lines.spectrum = FitSpectrum(curve_, residual_, logTimes, Raw() ? &lines.modulus : nullptr);
-    return lines;
+  ScaledSpectrum LinesAt(const std::vector<double>& logTimes) const {
+    return FitSpectrum(curve_, residual_, logTimes, Raw());
   }
 
  private:
@@ -161,8 +161,8 @@ Spectrum ToSpectrum(const std::vector<double>& series) {
 }
 
 /// As a start: lines without a coefficient get a small one, so that their times can move.
-std::vector<double> AsStart(const PronyFitter& fitter, const PronyFitter::Lines& lines) {
-  const Spectrum& spectrum = lines.spectrum;
+std::vector<double> AsStart(const PronyFitter& fitter, const ScaledSpectrum& scaled) {
+  const Spectrum& spectrum = scaled.lines;
   double sum = 0.0;
   for (const SpectrumLine& line : spectrum) sum += line.g;
   const double least = std::max(1e-3 * sum, 1e-6) / static_cast<double>(std::max<std::size_t>(1, spectrum.size()));
@@ -171,7 +171,7 @@ std::vector<double> AsStart(const PronyFitter& fitter, const PronyFitter::Lines&
     start[i] = std::max(spectrum[i].g, least);
     start[spectrum.size() + i] = std::exp(spectrum[i].logTime);
   }
-  if (fitter.Raw()) start.push_back(lines.modulus);
+  if (fitter.Raw()) start.push_back(scaled.modulus);
   return start;
 }
 
@@ -200,6 +200,17 @@ class SeriesSearch {
     return *fit;
   }
 
+  /// No criterion of a series of so many terms is lower.
+  double LeastInformation(int terms) {
+    if (!leastMisfit_) {
+      const double beyond = std::log(kBeyondMeasured);
+      const LogRange range{fitter_.Range().from - beyond, fitter_.Range().to + beyond};
+      leastMisfit_ = LeastMisfit(fitter_.Points(), fitter_.Kind(), range, fitter_.Raw());
+    }
+    const double weight = fitter_.Points().weight;
+    return fitter_.Information(weight * weight * *leastMisfit_, 2 * terms + (fitter_.Raw() ? 1 : 0));
+  }
+
   /// More are not supported by the data for certain.
   int MostTerms() const { return std::min(kMostPronyTerms, static_cast<int>(dense_.size()) + kBeyondSpectrum); }
 
@@ -224,43 +235,21 @@ class SeriesSearch {
     std::vector<double> borders = LogTimes(lines);
     borders.insert(borders.begin(), fitter_.Range().from);
     borders.push_back(fitter_.Range().to);
-    double best = std::numeric_limits<double>::infinity();
-    PronyFitter::Lines chosen;
+    ScaledSpectrum best;
+    best.misfit = std::numeric_limits<double>::infinity();
     for (std::size_t k = 0; k + 1 < borders.size(); ++k) {
       std::vector<double> times = LogTimes(lines);
       times.push_back(0.5 * (borders[k] + borders[k + 1]));
       std::sort(times.begin(), times.end());
-      PronyFitter::Lines candidate = fitter_.LinesAt(times);
-      const double misfit = Misfit(candidate);
-      if (misfit < best) {
-        best = misfit;
-        chosen = std::move(candidate);
-      }
+      ScaledSpectrum candidate = fitter_.LinesAt(times);
+      if (candidate.misfit < best.misfit) best = std::move(candidate);
     }
-    if (!chosen.spectrum.empty()) starts.push_back(AsStart(fitter_, chosen));
-  }
-
-  double Misfit(const PronyFitter::Lines& lines) const {
-    const Curve& curve = fitter_.Points();
-    const Spectrum& spectrum = lines.spectrum;
-    std::vector<double> parameters(2 * spectrum.size());
-    for (std::size_t k = 0; k < spectrum.size(); ++k) {
-      parameters[k] = spectrum[k].g;
-      parameters[spectrum.size() + k] = std::exp(spectrum[k].logTime);
-    }
-    std::vector<double> moduli(curve.x.size());
-    PronyModuli(parameters, curve.x, moduli, {});
-    double sum = 0.0;
-    for (std::size_t i = 0; i < curve.x.size(); ++i) {
-      const double value = lines.modulus * moduli[i];
-      const double scale = fitter_.Kind() == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
-      sum += (value - curve.y[i]) * scale * (value - curve.y[i]) * scale;
-    }
-    return sum;
+    if (!best.lines.empty()) starts.push_back(AsStart(fitter_, best));
   }
 
   const PronyFitter& fitter_;
   Spectrum dense_;
+  std::optional<double> leastMisfit_;
   std::vector<std::optional<SeriesFit>> fits_;
 };
 
@@ -360,6 +349,7 @@ int BestTerms(const PronyFitter& fitter, SeriesSearch& search, std::vector<std::
   const int byDecades = static_cast<int>(std::ceil(1.5 * fitter.Range().Decades())) + 3;
   const int most = std::max(1, std::min({byDecades, (points - 2) / 2, search.MostTerms()}));
   const auto better = [&](int terms, int best) {
+    if (!(search.LeastInformation(terms) < search.With(best).information)) return false;
     return search.With(terms).information < search.With(best).information && Determined(search.With(terms), fitter);
   };
   int best = 1;
@@ -690,7 +680,7 @@ class PronyFit final : public ModelFit {
     SeriesSearch search(coarse);
     terms = terms == kAutomaticTerms ? BestTerms(coarse, search, notes) : SupportedTerms(terms, search, notes);
     const std::vector<FreeOrHeld> series = SeriesParameters(terms, range, FreeModulus());
-    const SeriesFit fit = fine.Fit(series, {ToSeries(search.With(terms))});
+    const SeriesFit fit = fine.Fit(series, {ToSeries(search.With(terms))}, kPolish);
     DescribeSeries();
     return WithModulus(Physical(fit, series, true));
   }

@@ -6,15 +6,21 @@
 #include <numeric>
 #include <utility>
 
-#include "fit/non_negative.h"
+#include "kernels/kernels.h"
+#include "solver/linalg/lapack.h"
+#include "solver/linalg/non_negative.h"
 #include "viscoelastic/prony.h"
 
 namespace Xem::Fit {
 namespace {
 
 using MaterialUtil::Matrix;
+using MaterialUtil::NonNegativeSolution;
+using MaterialUtil::SolveNonNegative;
 
 constexpr double kLinesPerDecade = 8.0;
+/// A grid that no spectrum falls much between.
+constexpr double kBoundLinesPerDecade = 32.0;
 constexpr std::size_t kMostPoints = 600;
 constexpr std::size_t kThinnedPoints = 400;
 
@@ -30,28 +36,43 @@ SpectrumLine Together(const SpectrumLine& a, const SpectrumLine& b) {
   return {g, a.logTime + share * (b.logTime - a.logTime)};
 }
 
-/// E(t) = E_inf + sum E_i exp(-t / tau_i) with nothing below 0: E0 is their sum, and g_i = E_i / E0.
-Spectrum FitRawSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes, double& modulus) {
+/// |A x - b| for what a curve says of spectra: g(t) = 1 - sum g_i (1 - exp(-t / tau_i)), or with raw moduli
+/// E(t) = E_inf + sum E_i exp(-t / tau_i) with E_inf as the last unknown.
+struct SpectrumSystem {
+  Matrix design;
+  std::vector<double> target;
+};
+
+SpectrumSystem MakeSystem(const Curve& curve, Residual residual, const std::vector<double>& logTimes, bool raw) {
   const std::size_t points = curve.x.size();
   const std::size_t terms = logTimes.size();
-  Matrix design(static_cast<std::int32_t>(points), static_cast<std::int32_t>(terms) + 1);
-  std::vector<double> target(points);
-  const std::span<double> scales = design.Column(terms);
+  SpectrumSystem system{Matrix(static_cast<std::int32_t>(points), static_cast<std::int32_t>(terms) + (raw ? 1 : 0)),
+                        std::vector<double>(points)};
+  std::vector<double> factors(points);
   for (std::size_t i = 0; i < points; ++i) {
-    scales[i] = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
-    target[i] = curve.y[i] * scales[i];
+    const double scale = residual == Residual::Relative ? 1.0 / curve.y[i] : 1.0;
+    system.target[i] = (raw ? curve.y[i] : 1.0 - curve.y[i]) * scale;
+    factors[i] = raw ? scale : -scale;
   }
   for (std::size_t k = 0; k < terms; ++k) {
-    const std::span<double> column = design.Column(k);
+    const std::span<double> column = system.design.Column(k);
     MaterialUtil::PronyDecays(std::exp(logTimes[k]), curve.x, column);
-    for (std::size_t i = 0; i < points; ++i) column[i] = (1.0 + column[i]) * scales[i];
+    if (raw) {
+      for (double& entry : column) entry += 1.0;
+    }
+    MaterialUtil::ForThisProcessor().multiply(points, factors.data(), column.data());
   }
-  const std::vector<double> moduli = SolveNonNegative(std::move(design), target);
-  const double sum = std::accumulate(moduli.begin(), moduli.end(), 0.0);
-  modulus = sum > 0.0 ? sum : 1.0;
-  Spectrum spectrum;
-  for (std::size_t k = 0; k < terms; ++k) spectrum.push_back({moduli[k] / modulus, logTimes[k]});
-  return spectrum;
+  if (raw) std::ranges::copy(factors, system.design.Column(terms).begin());
+  return system;
+}
+
+std::vector<double> EvenGrid(const LogRange& range, double linesPerDecade) {
+  const auto steps = static_cast<std::size_t>(std::ceil(range.Decades() * linesPerDecade)) + 1;
+  std::vector<double> grid(steps + 1);
+  for (std::size_t k = 0; k <= steps; ++k) {
+    grid[k] = range.from + (range.to - range.from) * static_cast<double>(k) / static_cast<double>(steps);
+  }
+  return grid;
 }
 
 }  // namespace
@@ -63,37 +84,51 @@ LogRange MeasuredRange(const Curve& curve) {
   return {std::log(*least), std::log(*most)};
 }
 
-Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes, double* modulus) {
-  if (modulus != nullptr) return FitRawSpectrum(curve, residual, logTimes, *modulus);
-  const std::size_t points = curve.x.size();
-  Matrix design(static_cast<std::int32_t>(points), static_cast<std::int32_t>(logTimes.size()));
-  std::vector<double> target(points);
-  std::vector<double> scales(points, 1.0);
-  for (std::size_t i = 0; i < points; ++i) {
-    if (residual == Residual::Relative) scales[i] = 1.0 / curve.y[i];
-    target[i] = (1.0 - curve.y[i]) * scales[i];
+ScaledSpectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes, bool raw) {
+  SpectrumSystem system = MakeSystem(curve, residual, logTimes, raw);
+  const NonNegativeSolution solution = SolveNonNegative(std::move(system.design), system.target);
+  ScaledSpectrum spectrum;
+  spectrum.misfit = solution.misfit;
+  if (raw) {
+    // With nothing below 0: E0 is the sum of all, and g_i = E_i / E0.
+    const double sum = std::accumulate(solution.x.begin(), solution.x.end(), 0.0);
+    spectrum.modulus = sum > 0.0 ? sum : 1.0;
   }
+  spectrum.lines.reserve(logTimes.size());
   for (std::size_t k = 0; k < logTimes.size(); ++k) {
-    const std::span<double> column = design.Column(k);
-    MaterialUtil::PronyDecays(std::exp(logTimes[k]), curve.x, column);
-    for (std::size_t i = 0; i < points; ++i) column[i] *= -scales[i];
+    spectrum.lines.push_back({solution.x[k] / spectrum.modulus, logTimes[k]});
   }
-  const std::vector<double> coefficients = SolveNonNegative(std::move(design), target);
-  Spectrum spectrum;
-  for (std::size_t k = 0; k < logTimes.size(); ++k) spectrum.push_back({coefficients[k], logTimes[k]});
   return spectrum;
 }
 
 Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range, bool raw) {
   // exp(-t/tau) of neighbours on a finer grid are parallel to rounding, and a coarser one blurs lines a factor of 2
   // apart.
-  const auto steps = static_cast<std::size_t>(std::ceil(range.Decades() * kLinesPerDecade)) + 1;
-  std::vector<double> grid(steps + 1);
-  for (std::size_t k = 0; k <= steps; ++k) {
-    grid[k] = range.from + (range.to - range.from) * static_cast<double>(k) / static_cast<double>(steps);
+  return JoinedNeighbours(FitSpectrum(curve, residual, EvenGrid(range, kLinesPerDecade), raw).lines);
+}
+
+double LeastMisfit(const Curve& curve, Residual residual, const LogRange& range, bool raw) {
+  std::vector<double> grid = EvenGrid(range, kBoundLinesPerDecade);
+  const SpectrumSystem system = MakeSystem(curve, residual, grid, raw);
+  const std::vector<double> solution = SolveNonNegative(system.design, system.target).x;
+  std::vector<double> rest = system.target;
+  for (std::size_t k = 0; k < solution.size(); ++k) {
+    if (solution[k] == 0.0) continue;
+    const std::span<const double> column = system.design.Column(k);
+    for (std::size_t i = 0; i < rest.size(); ++i) rest[i] -= solution[k] * column[i];
   }
-  double modulus = 1.0;
-  return JoinedNeighbours(FitSpectrum(curve, residual, grid, raw ? &modulus : nullptr));
+  // The misfit is convex in the spectrum: none of this sum falls below its tangent, whose slope is steepest midway
+  // between two times of the grid, if anywhere.
+  const double step = grid[1] - grid[0];
+  for (double& logTime : grid) logTime += 0.5 * step;
+  const Matrix between = MakeSystem(curve, residual, grid, raw).design;
+  std::vector<double> slopes(static_cast<std::size_t>(between.Columns()));
+  MaterialUtil::MultiplyTransposed(between, rest, slopes);
+  const double steepest = std::max(0.0, *std::max_element(slopes.begin(), slopes.end()));
+  // Coefficients of ratios add up to 1 at most, raw moduli to about what they do here.
+  const double most = raw ? 2.0 * std::accumulate(solution.begin(), solution.end(), 0.0) : 1.0;
+  const double misfit = std::inner_product(rest.begin(), rest.end(), rest.begin(), 0.0);
+  return misfit - 2.0 * most * steepest;
 }
 
 Spectrum JoinedNeighbours(const Spectrum& overGrid) {

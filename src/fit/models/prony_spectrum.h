@@ -15,6 +15,13 @@ struct SpectrumLine {
 /// By rising time.
 using Spectrum = std::vector<SpectrumLine>;
 
+/// Lines g of a modulus E0 g(t), and how well they fit.
+struct ScaledSpectrum {
+  Spectrum lines;
+  double modulus = 1.0;
+  double misfit = 0.0;  ///< sum of squares, weighted where the curves are
+};
+
 /// Natural logarithms of the shortest and longest time.
 struct LogRange {
   double from = 0.0;
@@ -23,14 +30,17 @@ struct LogRange {
 };
 LogRange MeasuredRange(const Curve& curve);
 
-/// Coefficients g >= 0 that fit a relaxation curve best for given times. With `modulus` the ordinates are raw moduli
-/// and it receives the best instantaneous one.
-Spectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes,
-                     double* modulus = nullptr);
+/// Coefficients g >= 0 that fit a relaxation curve best for given times, whatever its weight. `raw`: the ordinates are
+/// raw moduli, and the instantaneous one is found, too.
+ScaledSpectrum FitSpectrum(const Curve& curve, Residual residual, const std::vector<double>& logTimes,
+                           bool raw = false);
 
 /// The same over a dense grid of times, with neighbouring lines taken together: about as many lines as the curve shows.
-/// `raw`: the ordinates are raw moduli.
 Spectrum DenseSpectrum(const Curve& curve, Residual residual, const LogRange& range, bool raw = false);
+
+/// What no spectrum within the range leaves less of, whatever its number of lines: the sum of squares of the best one
+/// over a fine grid, less what spectra between its times might gain.
+double LeastMisfit(const Curve& curve, Residual residual, const LogRange& range, bool raw = false);
 
 /// Of the lines over a grid of times those above 0, with two beside each other as one: a time between two points of
 /// the grid shows as two lines.

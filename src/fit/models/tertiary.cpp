@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "fit/assemble.h"
-#include "fit/non_negative.h"
 #include "kernels/kernels.h"
+#include "solver/linalg/non_negative.h"
 
 namespace Xem::Fit {
 namespace {
 
 using MaterialUtil::Matrix;
+using MaterialUtil::SolveNonNegative;
 
 constexpr std::size_t kFewestPoints = 8;
 constexpr std::size_t kFewestBefore = 3;
@@ -100,7 +101,7 @@ class Stages {
       }
       if (positive) return solution;
     }
-    return SolveNonNegative(design, ones_);
+    return SolveNonNegative(design, ones_).x;
   }
 
   const Curve& curve_;
