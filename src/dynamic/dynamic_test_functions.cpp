@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstddef>
 
-#include "kernels/kernels.h"
 #include "xem/array.h"
 
 namespace Xem::MaterialUtil {
@@ -17,6 +16,12 @@ void DynamicMatTestFunction::SetParameters(std::span<const double> settings, std
   form_ = static_cast<ResidualForm>(options[1]);
   weight_ = settings[2];
   comparison_ = choose_(family_, form_);
+  LoadBlocks();
+}
+
+void DynamicMatTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
+  Load(points, KeepMeasured(), AsItStands, kColumnsOfBlocks);
+  LoadBlocks();
 }
 
 CyclicParameters DynamicMatTestFunction::ModelParameters(std::span<const double> parameters) const {
@@ -36,6 +41,7 @@ ComparedPoint DynamicMatTestFunction::Compare(const CyclicParameters& parameters
 void DynamicMatTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                       std::span<double> model, MatrixView derivatives) const {
   const CyclicParameters at = ModelParameters(parameters);
+  if (blocks_.Evaluate(at, first, model, derivatives)) return Weigh(model, derivatives);
   EvaluateByPoint<2>(
       first, model, derivatives, [&](std::int32_t point) { return Compare(at, point).predicted; },
       [&](std::int32_t point, std::span<double> gradient) {
@@ -66,8 +72,8 @@ void DynamicMatTestFunction::Output(std::span<const double> parameters, std::spa
 }
 
 template <class StressAt>
-void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt, std::int32_t further) {
-  Load(points, KeepMeasured(), AsItStands, further);
+void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, StressAt stressAt) {
+  Load(points, KeepMeasured(), AsItStands, kColumnsOfBlocks);
   const std::span<double> stored = curve_.abscissa.Span();
   if (form_ == ResidualForm::LogStrain) {
     for (double& strain : stored) strain = std::log(strain);
@@ -83,83 +89,16 @@ void DynamicMatTestFunction::LoadAs(std::span<const _T_FUNT_BASE> points, Stress
     const CyclicParameters any{.referenceStrain = 1.0, .exponent = 1.0};  // no observed value depends on them
     for (std::int32_t i = 0; i < PointCount(); ++i) compared_[i] = Compare(any, i).observed;
   }
+  LoadBlocks();
 }
 
 void XemDynamicMatShearStiffTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
-  LoadAs(
-      points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; }, 2);
-  const Kernels& kernels = ForThisProcessor();
-  if (Family() == DynamicFamily::Hyperbolic) {
-    strains_ = FurtherColumn(0);
-    std::ranges::copy(curve_.abscissa, strains_.begin());
-    if (Form() == ResidualForm::LogStrain) kernels.exp(strains_.Span().size(), strains_.begin(), strains_.begin());
-  }
-  if (Family() != DynamicFamily::PowerLaw) return;
-  logarithms_ = FurtherColumn(0);
-  factors_ = FurtherColumn(1);
-  if (Form() == ResidualForm::Stress) {
-    for (std::int32_t i = 0; i < PointCount(); ++i) logarithms_[i] = 2.0 * curve_.abscissa[i];
-  } else {
-    for (std::int32_t i = 0; i < PointCount(); ++i) {
-      logarithms_[i] = 1.0 / curve_.measured[i] - 1.0;
-      factors_[i] = 0.5 / curve_.measured[i];
-    }
-  }
-  kernels.log(logarithms_.Span().size(), logarithms_.begin(), logarithms_.begin());
-  if (Form() == ResidualForm::LogStrain) kernels.log(factors_.Span().size(), factors_.begin(), factors_.begin());
-}
-
-void XemDynamicMatShearStiffTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
-                                                   std::int32_t first, std::span<double> model,
-                                                   MatrixView derivatives) const {
-  const CyclicParameters at = ModelParameters(parameters);
-  const KernelBlock block{model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}};
-  const Kernels& kernels = ForThisProcessor();
-  const bool logarithmic = Form() == ResidualForm::LogStrain;
-  if (Family() == DynamicFamily::Hyperbolic && (logarithmic || Form() == ResidualForm::Strain)) {
-    derivatives.Fill(0.0);  // further columns have no effect
-    kernels.hyperbolicRatios({at.referenceStrain, strains_.begin() + first, logarithmic ? at.logScale : 1.0}, block);
-    return Weigh(model, derivatives);
-  }
-  if (Family() != DynamicFamily::PowerLaw || derivatives.columns == 1) {
-    return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
-  }
-  const bool stress = Form() == ResidualForm::Stress;
-  const PowerLawArguments law{at.referenceStrain, at.exponent, at.logScale, logarithms_.begin() + first,
-                              stress ? nullptr : factors_.begin() + first};
-  if (derivatives.columns > 2) derivatives.Fill(0.0);
-  switch (Form()) {
-    case ResidualForm::Strain:
-      kernels.powerLawStrains(law, block);
-      break;
-    case ResidualForm::LogStrain:
-      kernels.powerLawLogStrains(law, block);
-      break;
-    case ResidualForm::Stress:
-      kernels.powerLawRatios(law, block);
-      break;
-    default:
-      return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
-  }
-  Weigh(model, derivatives);
+  LoadAs(points, [&](std::int32_t i) { return curve_.measured[i] * curve_.abscissa[i]; });
 }
 
 void XemDynamicMatDampingTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points,
                                                    std::span<const _T_FUNT_BASE> stiffness) {
   LoadAs(points, [&](std::int32_t i) { return NormalisedStressAt(stiffness, curve_.abscissa[i]); });
-}
-
-void XemDynamicMatDampingTestFunction::Evaluate(std::int32_t termCount, std::span<const double> parameters,
-                                                std::int32_t first, std::span<double> model,
-                                                MatrixView derivatives) const {
-  if (Family() != DynamicFamily::Hyperbolic) {
-    return DynamicMatTestFunction::Evaluate(termCount, parameters, first, model, derivatives);
-  }
-  derivatives.Fill(0.0);  // further columns have no effect
-  ForThisProcessor().hyperbolicDampings(
-      {ModelParameters(parameters).referenceStrain, curve_.abscissa.begin() + first, 1.0},
-      {model.size(), model.data(), {derivatives.data, derivatives.leadingDimension}});
-  Weigh(model, derivatives);
 }
 
 }  // namespace Xem::MaterialUtil

@@ -112,6 +112,25 @@ XEM_INLINE V Log(V x) {
   return result;
 }
 
+/// ln(1 + x) for finite x, of the rounded sum and its reciprocal: what rounding took from it is added to first order.
+XEM_INLINE V LogOfSum(V x, V sum, V inverse) { return Fma(x - (sum - 1.0), inverse, Log(sum)); }
+
+XEM_INLINE V LogOfOneAnd(V x) { return LogOfSum(x, 1.0 + x, 1.0 / (1.0 + x)); }
+
+/// ln(1 + e^x) and its slope e^x / (1 + e^x), which neither overflow nor cancel.
+struct Softplus {
+  V value;
+  V slope;
+
+  XEM_INLINE explicit Softplus(V x) {
+    const V small = Exp(-Magnitude(x));
+    const V sum = 1.0 + small;
+    const V inverse = 1.0 / sum;
+    value = Where(x > 0.0, x, Set(0.0)) + LogOfSum(small, sum, inverse);
+    slope = Where(x > 0.0, inverse, small * inverse);
+  }
+};
+
 void ExpOf(std::size_t count, const double* x, double* result) {
   ForEachVector(count, [&](auto at) XEM_INLINE_LAMBDA { at.Store(Exp(at.Load(x)), result); });
 }

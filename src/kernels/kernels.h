@@ -71,8 +71,10 @@ struct PolynomialArguments {
 };
 inline constexpr int kLargestPolynomialOrder = 64;
 
-/// Power-law stiffness (dynamic/stiffness_damping_law.h), derivatives by reference strain and exponent. Of each point
-/// the strain form has ln(1 / R - 1) and the factor 1 / (2 R), the stress form ln(2 x).
+/// Power-law stiffness and damping (dynamic/stiffness_damping_law.h), derivatives by reference strain and exponent. Of
+/// each point strains from a ratio have ln(1 / R - 1) and the factor 1 / (2 R), its logarithm for that of the strain;
+/// strains from a damping have h in place of the factor; ratios and dampings have ln(2 x) of the stress x or,
+/// for an exponent above 0, ln(2 gamma).
 struct PowerLawArguments {
   double referenceStrain;
   double exponent;
@@ -103,6 +105,28 @@ struct GheDampingArguments {
   const double* logLosses;
 };
 
+/// Water contents (soil/retention_law.h) times `scale`, and their derivatives by the parameters of the model. Suctions
+/// have logarithms where they are above 0.
+struct RetentionArguments {
+  const double* parameters;
+  double scale;
+  const double* suctions;
+  const double* logSuctions;
+};
+
+/// Creep strains at one stress (viscoelastic/creep_law.h), whose powers come with it, at finite times above 0;
+/// derivatives by C1 ... C7.
+struct CreepArguments {
+  double timeExponent;
+  double logStress;
+  double stressToC2;
+  double stressToC6;
+  double primary;    // C1 s^C2
+  double secondary;  // C5 s^C6
+  const double* times;
+  const double* logTimes;
+};
+
 inline constexpr std::size_t kLaneSumLength = 8;
 inline constexpr std::size_t kLargestPositiveDefinite = 24;
 
@@ -118,10 +142,22 @@ struct Kernels {
   void (*powerLawStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*powerLawRatios)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawRatiosAtStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampingStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampingLogStrains)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampings)(const PowerLawArguments& law, const KernelBlock& block);
+  void (*powerLawDampingsAtStrains)(const PowerLawArguments& law, const KernelBlock& block);
   void (*hyperbolicRatios)(const HyperbolicArguments& law, const KernelBlock& block);
   void (*hyperbolicDampings)(const HyperbolicArguments& law, const KernelBlock& block);
   void (*gheRatios)(const GheArguments& law, const KernelBlock& block);
   void (*gheDampings)(const GheDampingArguments& law, const KernelBlock& block);
+
+  void (*vanGenuchten)(const RetentionArguments& law, const KernelBlock& block);
+  void (*freeVanGenuchten)(const RetentionArguments& law, const KernelBlock& block);  // m too
+  void (*fredlundXing)(const RetentionArguments& law, const KernelBlock& block);
+  void (*brooksCorey)(const RetentionArguments& law, const KernelBlock& block);
+
+  void (*creep)(const CreepArguments& law, const KernelBlock& block);
 
   /// residuals = measured - residuals; relative: 1 - residuals / measured.
   void (*absoluteResiduals)(std::size_t count, const double* measured, double* residuals);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kernels/creep_kernel.h"
 #include "kernels/elementary.h"
 #include "kernels/ghe_kernel.h"
 #include "kernels/hyperbolic_kernel.h"
@@ -7,9 +8,11 @@
 #include "kernels/ogden_kernel.h"
 #include "kernels/polynomial_kernel.h"
 #include "kernels/positive_definite_kernel.h"
+#include "kernels/power_law_damping_kernel.h"
 #include "kernels/power_law_kernel.h"
 #include "kernels/prony_kernel.h"
 #include "kernels/prony_share_kernel.h"
+#include "kernels/retention_kernel.h"
 #include "kernels/triangle_kernel.h"
 
 /// All kernels for the instruction set of the file that includes this.
@@ -40,10 +43,20 @@ constexpr Kernels kTable{
     .powerLawStrains = PowerLawStrains,
     .powerLawLogStrains = PowerLawLogStrains,
     .powerLawRatios = PowerLawRatios,
+    .powerLawRatiosAtStrains = PowerLawRatiosAtStrains,
+    .powerLawDampingStrains = PowerLawDampingStrains,
+    .powerLawDampingLogStrains = PowerLawDampingLogStrains,
+    .powerLawDampings = PowerLawDampingsAtStresses,
+    .powerLawDampingsAtStrains = PowerLawDampingsAtStrains,
     .hyperbolicRatios = HyperbolicRatios,
     .hyperbolicDampings = HyperbolicDampings,
     .gheRatios = GheRatios,
     .gheDampings = GheDampings,
+    .vanGenuchten = VanGenuchtenContents,
+    .freeVanGenuchten = FreeVanGenuchtenContents,
+    .fredlundXing = FredlundXingContents,
+    .brooksCorey = BrooksCoreyContents,
+    .creep = CreepStrains,
     .absoluteResiduals = AbsoluteResiduals,
     .relativeResiduals = RelativeResiduals,
     .multiply = Multiply,

@@ -54,10 +54,10 @@ boost::shared_ptr<XemUnsaturatedSoilTestFunction> MakeFunction(const RetentionSe
 }
 
 /// psi_r of the candidates.
-double StartingResidualSuction(const RetentionSettings& settings, std::span<const Suction> suctions) {
+double StartingResidualSuction(const RetentionSettings& settings, std::span<const double> suctions) {
   double largest = kUsualResidualSuction;
   if (settings.usualResidualSuctionHeld) return largest;
-  for (const Suction& suction : suctions) largest = std::max(largest, suction.value);
+  for (const double suction : suctions) largest = std::max(largest, suction);
   return largest;
 }
 
@@ -141,7 +141,7 @@ RetentionFit FitRetention(const RetentionSettings& settings, const RetentionPoin
   fit.parameters.Resize(held.Size());
   const RetentionStart start{.held = held,
                              .caller = given,
-                             .residualSuction = StartingResidualSuction(settings, fit.function->Suctions()),
+                             .residualSuction = StartingResidualSuction(settings, fit.function->Stretch().Span()),
                              .saturatedContent = data.porosity};
   FindRetentionStart(*fit.function, settings.residual, start, fit.parameters);
   if (FreeCount(settings.mask) == 0 || fit.function->PointCount() == 0) return fit;

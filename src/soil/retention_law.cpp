@@ -180,6 +180,20 @@ double WaterContentGradient(RetentionModel model, std::span<const double> parame
   return 0.0;
 }
 
+void WaterContents(RetentionModel model, const RetentionArguments& law, const KernelBlock& block) {
+  const Kernels& kernels = ForThisProcessor();
+  switch (model) {
+    case RetentionModel::VanGenuchten:
+      return kernels.vanGenuchten(law, block);
+    case RetentionModel::VanGenuchtenFreeM:
+      return kernels.freeVanGenuchten(law, block);
+    case RetentionModel::FredlundXing:
+      return kernels.fredlundXing(law, block);
+    case RetentionModel::BrooksCorey:
+      return kernels.brooksCorey(law, block);
+  }
+}
+
 bool ConstrainRetention(RetentionModel model, const FixedTermMask& mask, std::span<double> parameters) {
   bool changed = false;
   const auto limit = [&](std::size_t k, double lower, double upper) {

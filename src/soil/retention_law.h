@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 
+#include "kernels/kernels.h"
 #include "solver/linalg/vector.h"
 
 /// Water retention of unsaturated soil: volumetric water content theta at a matric suction s in kPa.
@@ -66,6 +67,9 @@ double WaterContent(RetentionModel model, std::span<const double> parameters, Su
 /// theta, and its derivatives into `gradient`, one per parameter.
 double WaterContentGradient(RetentionModel model, std::span<const double> parameters, Suction suction,
                             std::span<double> gradient);
+
+/// theta at many suctions at once, and its derivatives: RetentionParameters(model).size() columns.
+void WaterContents(RetentionModel model, const RetentionArguments& law, const KernelBlock& block);
 
 /// Moves the free entries (mask 0) into their ranges, then theta_r to at most 0.95 theta_s. Held entries are not
 /// touched, wherever they are. True when anything was changed.

@@ -72,11 +72,12 @@ struct LogRange {
   double highest = 0.0;
   bool found = false;
 
-  explicit LogRange(std::span<const Suction> suctions) {
-    for (const Suction& suction : suctions) {
-      if (!(suction.value > 0.0)) continue;
-      lowest = found ? std::min(lowest, suction.log) : suction.log;
-      highest = found ? std::max(highest, suction.log) : suction.log;
+  explicit LogRange(const XemUnsaturatedSoilTestFunction& function) {
+    for (std::int32_t i = 0; i < function.PointCount(); ++i) {
+      if (!(function.Stretch()[i] > 0.0)) continue;
+      const double log = function.LogSuctions()[i];
+      lowest = found ? std::min(lowest, log) : log;
+      highest = found ? std::max(highest, log) : log;
       found = true;
     }
   }
@@ -90,10 +91,15 @@ class CandidateSearch {
   CandidateSearch(const XemUnsaturatedSoilTestFunction& function, ResidualKind residual, const RetentionStart& start,
                   std::span<double> best)
       : function_(function),
-        residual_(residual),
         start_(start),
         candidate_(storage_.data(), RetentionParameters(function.Model()).size()),
-        best_(best) {}
+        best_(best),
+        shapes_(function.PointCount()),
+        weights_(function.PointCount()) {
+    for (std::int32_t i = 0; i < function.PointCount(); ++i) {
+      weights_[i] = residual == ResidualKind::Absolute ? 1.0 : 1.0 / function.Stress()[i];
+    }
+  }
 
   bool Found() const { return found_; }
 
@@ -104,17 +110,19 @@ class CandidateSearch {
     }
     std::copy(start_.caller.begin(), start_.caller.end(), candidate_.begin());
     if (ConstrainRetention(function_.Model(), function_.Mask(), candidate_)) return;
+    FormShapes();
     Judge();
   }
 
   void TryGrid(bool withResidual) {
-    const LogRange airEntries(function_.Suctions());
+    const LogRange airEntries(function_);
     const ShapeGrid grid = GridOf(function_.Model());
     for (int i = 0; i < airEntries.Count(); ++i) {
       const double g = airEntries.At(i);
       for (const double first : grid.first) {
         for (const double second : grid.second) {
           PutShape(function_.Model(), g, first, second, start_.residualSuction, candidate_);
+          FormShapes();
           if (PutContents(withResidual)) Judge();
         }
       }
@@ -122,8 +130,15 @@ class CandidateSearch {
   }
 
  private:
-  /// What divides the row of a point.
-  double RowScale(double content) const { return residual_ == ResidualKind::Absolute ? 1.0 : content; }
+  /// What the contents of the candidate multiply at each point: the law of contents 1 and 0.
+  void FormShapes() {
+    std::array<double, kMostRetentionParameters> parameters = storage_;
+    parameters[kSaturatedContent] = 1.0;
+    if (HasResidualContent(function_.Model())) parameters[kResidualContent] = 0.0;
+    WaterContents(function_.Model(),
+                  {parameters.data(), 1.0, function_.Stretch().begin(), function_.LogSuctions().begin()},
+                  {shapes_.size(), shapes_.begin(), {}});
+  }
 
   /// Contents by linear least squares; false when theta_r comes too close to theta_s.
   bool PutContents(bool withResidual) {
@@ -133,12 +148,10 @@ class CandidateSearch {
     double shapeContent = 0.0;
     double restContent = 0.0;
     for (std::int32_t i = 0; i < function_.PointCount(); ++i) {
-      const double content = function_.Stress()[i];
-      const double scale = RowScale(content);
-      const double value = RetentionShape(function_.Model(), candidate_, function_.Suctions()[i]);
-      const double shape = value / scale;
-      const double rest = (1.0 - value) / scale;
-      const double scaledContent = content / scale;
+      const double weight = weights_[i];
+      const double shape = shapes_[i] * weight;
+      const double rest = (1.0 - shapes_[i]) * weight;
+      const double scaledContent = function_.Stress()[i] * weight;
       shapeShape += shape * shape;
       shapeRest += shape * rest;
       restRest += rest * rest;
@@ -165,9 +178,13 @@ class CandidateSearch {
   /// Completes the candidate by the held values and keeps it when it is the best so far. The first one is kept
   /// whatever its sum is, so that there is always a start.
   void Judge() {
+    bool moved = false;
     for (std::size_t k = 0; k < candidate_.size(); ++k) {
-      if (function_.Mask()[k] != 0) candidate_[k] = start_.held[k];
+      if (function_.Mask()[k] == 0 || candidate_[k] == start_.held[k]) continue;
+      candidate_[k] = start_.held[k];
+      moved = true;
     }
+    if (moved) FormShapes();
     const double sum = SumOfSquares();
     const bool better = sum < leastSum_ || (std::isnan(leastSum_) && !std::isnan(sum));
     if (found_ && !better) return;
@@ -177,22 +194,23 @@ class CandidateSearch {
   }
 
   double SumOfSquares() const {
+    const double residual = HasResidualContent(function_.Model()) ? candidate_[kResidualContent] : 0.0;
+    const double range = candidate_[kSaturatedContent] - residual;
     double sum = 0.0;
     for (std::int32_t i = 0; i < function_.PointCount(); ++i) {
-      const double content = function_.Stress()[i];
-      const double model = WaterContent(function_.Model(), candidate_, function_.Suctions()[i]);
-      const double r = (content - model) / RowScale(content);
+      const double r = (function_.Stress()[i] - (residual + range * shapes_[i])) * weights_[i];
       sum += r * r;
     }
     return sum;
   }
 
   const XemUnsaturatedSoilTestFunction& function_;
-  ResidualKind residual_;
   const RetentionStart& start_;
   std::array<double, kMostRetentionParameters> storage_{};
   std::span<double> candidate_;
   std::span<double> best_;
+  Vector shapes_;
+  Vector weights_;  ///< what multiplies the row of a point
   double leastSum_ = 0.0;
   bool found_ = false;
 };

@@ -28,13 +28,20 @@ bool XemUnsaturatedSoilTestFunction::EnforceParameterConstraints(std::int32_t, s
 void XemUnsaturatedSoilTestFunction::SetTestData(std::span<const _T_FUNT_BASE> points) {
   Load(points, IsRetentionPoint, AsItStands);
   for (double& content : compared_) content = kPercent * content;
-  suctions_.resize(PointCount());
-  for (std::size_t i = 0; i < suctions_.size(); ++i) suctions_[i] = Suction(curve_.abscissa[i]);
+  logSuctions_.ResizeToOverwrite(PointCount());
+  for (std::int32_t i = 0; i < PointCount(); ++i) logSuctions_[i] = Suction(curve_.abscissa[i]).log;
 }
 
 void XemUnsaturatedSoilTestFunction::Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first,
                                               std::span<double> model, MatrixView derivatives) const {
-  const auto suction = [&](std::int32_t point) { return suctions_[point]; };
+  const auto own = static_cast<std::int32_t>(RetentionParameters(model_).size());
+  if (derivatives.Empty() || derivatives.columns >= own) {
+    if (derivatives.columns > own) derivatives.Fill(0.0);
+    return WaterContents(
+        model_, {parameters.data(), kPercent, curve_.abscissa.begin() + first, logSuctions_.begin() + first},
+        {model.size(), model.data(), {derivatives.Empty() ? nullptr : derivatives.data, derivatives.leadingDimension}});
+  }
+  const auto suction = [&](std::int32_t point) { return Suction(curve_.abscissa[point]); };
   EvaluateByPoint<kMostRetentionParameters>(
       first, model, derivatives,
       [&](std::int32_t point) { return kPercent * WaterContent(model_, parameters, suction(point)); },

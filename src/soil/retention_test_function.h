@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "soil/retention_law.h"
 #include "testfunctions/test_function_base.h"
 
@@ -27,17 +25,19 @@ class XemUnsaturatedSoilTestFunction final : public BlockTestFunction {
   /// Contents as fractions, not percent; `fitted` may be empty.
   void Output(std::span<const double> parameters, std::span<double> fitted,
               std::span<_T_FUNT_BASE> curve) const override;
+  /// Many points at a time.
   void Evaluate(std::int32_t termCount, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override;
 
   RetentionModel Model() const { return model_; }
   const FixedTermMask& Mask() const { return mask_; }
-  std::span<const Suction> Suctions() const { return suctions_; }
+  /// Logarithms of the suctions, Stretch(), where these are above 0.
+  const Vector& LogSuctions() const { return logSuctions_; }
 
  private:
   RetentionModel model_ = RetentionModel::VanGenuchten;
   FixedTermMask mask_;
-  std::vector<Suction> suctions_;
+  Vector logSuctions_;
 };
 
 }  // namespace Xem::MaterialUtil

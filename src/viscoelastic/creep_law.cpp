@@ -82,6 +82,11 @@ double CreepAtStress::Gradient(double time, double logTime, std::span<double> gr
   return primary + secondary;
 }
 
+void CreepAtStress::Strains(const double* times, const double* logTimes, const KernelBlock& block) const {
+  ForThisProcessor().creep({timeExponent_, logStress_, stressToC2_, stressToC6_, primary_, secondary_, times, logTimes},
+                           block);
+}
+
 double CreepStrain(std::span<const double> constants, double stress, double time) {
   return CreepAtStress(constants, stress).Strain(time);
 }

@@ -2,6 +2,8 @@
 
 #include <span>
 
+#include "kernels/kernels.h"
+
 /// Creep at constant stress s: primary (time hardening) and secondary (steady) strain, both by Norton's power law
 /// (Norton 1929, Bailey 1935),
 ///
@@ -30,6 +32,8 @@ class CreepAtStress {
   double Strain(double time) const;
   /// Fills the first seven entries of `gradient` and returns the strain. `logTime` is ln t.
   double Gradient(double time, double logTime, std::span<double> gradient) const;
+  /// Strains at many times, and their derivatives in seven columns, the same but for rounding.
+  void Strains(const double* times, const double* logTimes, const KernelBlock& block) const;
 
  private:
   double timeExponent_;

@@ -11,10 +11,13 @@
 #include <span>
 #include <vector>
 
+#include "dynamic/cyclic_blocks.h"
 #include "dynamic/ghe_law.h"
 #include "dynamic/stiffness_damping_law.h"
+#include "soil/retention_law.h"
 #include "support/near.h"
 #include "testdata/strain_energy.h"
+#include "viscoelastic/creep_law.h"
 
 namespace Xem::Testing {
 namespace {
@@ -120,8 +123,76 @@ TEST_P(EachKernels, PolynomialTermsAreThoseOfOnePoint) {
   }
 }
 
-TEST_P(EachKernels, CyclicLawsAreThoseOfOnePoint) {
-  const CyclicParameters at{.referenceStrain = 3e-4, .exponent = 0.0};
+/// Relative; what is not a finite number is the same.
+void ExpectSame(double actual, double expected, double tolerance, const std::string& what) {
+  if (std::isfinite(expected)) return ExpectDigits(actual, expected, tolerance, what.c_str());
+  EXPECT_TRUE(actual == expected || (std::isnan(actual) && std::isnan(expected))) << actual << what;
+}
+
+TEST_P(EachKernels, EveryFormOfTheCyclicLawsIsThatOfOnePoint) {
+  std::vector<std::pair<double, double>> points{{0.0, 0.0}, {1e-300, 1.0}, {1e9, 0.3}, {1e-4, 0.7}};
+  for (double strain = 1e-9; strain < 1e2; strain *= 1.7) points.emplace_back(strain, 0.2 / (1.0 + 3e-4 / strain));
+  const auto count = points.size();  // not a multiple of the lanes
+  const auto numbers = [&](CyclicKernel::OfPoint ofPoint, CyclicKernel::Elementary function) {
+    std::vector<double> result(count);
+    for (std::size_t i = 0; i < count && ofPoint; ++i) result[i] = ofPoint(points[i].first, points[i].second);
+    if (function) (GetParam()->*function)(count, result.data(), result.data());
+    return result;
+  };
+  const auto compare = [&](const CyclicKernel* kernel, Comparison law, double exponent, const std::string& name) {
+    if (!kernel) return;
+    const CyclicParameters at{.referenceStrain = 3e-4, .exponent = exponent, .logScale = -0.7};
+    const auto known = numbers(kernel->known, kernel->ofKnown), factors = numbers(kernel->factor, kernel->ofFactor);
+    std::vector<double> model(count), columns(2 * count);
+    const KernelBlock block{count, model.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}};
+    if (kernel->powerLaw) {
+      (GetParam()->*kernel->powerLaw)({3e-4, exponent, -0.7, known.data(), factors.data()}, block);
+    } else {
+      (GetParam()->*kernel->hyperbolic)({3e-4, known.data(), kernel->logarithmic ? -0.7 : 1.0}, block);
+    }
+    for (std::size_t i = kernel->powerLaw ? 0 : 1; i < count; ++i) {  // of no strain the hyperbola's law is 0/0
+      const ComparedPoint wanted = law(at, points[i].first, points[i].second);
+      const std::string what = name + " of exponent " + std::to_string(exponent) + " at " + std::to_string(i);
+      const double tolerance = 1e-14 * (3.0 + exponent + 1.0 / exponent);
+      ExpectSame(model[i], wanted.predicted, tolerance, what);
+      ExpectSame(columns[i], wanted.byReferenceStrain, tolerance, what + " by reference strain");
+      ExpectSame(columns[count + i], wanted.byExponent, 3.0 * tolerance, what + " by exponent");
+    }
+  };
+  for (const double exponent : {0.3, 0.5, 1.0, 1.3, 15.0}) {
+    for (const DynamicFamily family : {DynamicFamily::PowerLaw, DynamicFamily::Hyperbolic}) {
+      const bool power = family == DynamicFamily::PowerLaw;
+      compare(StiffnessKernel(family, {}), power ? PowerLawStiffness : HyperbolicStiffness, exponent, "R");
+      compare(DampingKernel(family, {}), power ? PowerLawDamping : HyperbolicDamping, exponent, "h");
+      for (const ResidualForm form : {ResidualForm::Strain, ResidualForm::LogStrain, ResidualForm::Stress}) {
+        const std::string name = std::to_string(static_cast<int>(form)) + (power ? " power" : " hyperbolic");
+        compare(StiffnessKernel(family, form), StiffnessComparison(family, form), exponent, "stiffness form " + name);
+        compare(DampingKernel(family, form), DampingComparison(family, form), exponent, "damping form " + name);
+      }
+    }
+  }
+}
+
+TEST_P(EachKernels, PowerLawAtAStrainInvertsTheStrainOfARatio) {
+  for (const long double exponent : {0.1L, 1.0L, 2.5L, 60.0L}) {
+    for (long double loss = 1e-12L; loss < 1.0L; loss = loss < 0.4L ? 1.9L * loss : 1.0L - 0.3L * (1.0L - loss)) {
+      if (1.0L - loss < 1e-9L) break;
+      const long double ratio = 1.0L - loss;
+      const long double strain = 3e-4L / (2.0L * ratio) * std::pow(loss / ratio, 1.0L / exponent);
+      const auto logarithm = static_cast<double>(std::log(2.0L * strain / 3e-4L));
+      const auto a = static_cast<double>(exponent);
+      double found = 0.0, damping = 0.0;
+      GetParam()->powerLawRatiosAtStrains({1.0, a, 1.0, &logarithm, nullptr}, {1, &found, {}});
+      GetParam()->powerLawDampingsAtStrains({1.0, a, 1.0, &logarithm, nullptr}, {1, &damping, {}});
+      // A rounding of the logarithm is one of a ln gamma in the loss.
+      const double rounding = 1e-15 * (1.0 + std::abs(logarithm));
+      ExpectDigits(found, static_cast<double>(ratio), rounding);
+      ExpectDigits(damping / LargestDamping(a), static_cast<double>(loss), rounding * (1.0 + a));
+    }
+  }
+}
+
+TEST_P(EachKernels, GeneralisedCyclicLawsAreThoseOfOnePoint) {
   const std::vector<double> ghe{1.0, 0.17, 0.83, 2.5, 2.86, 3.229};
   std::vector<double> strains{0.0}, logLosses{-std::numeric_limits<double>::infinity()};
   for (double strain = 1e-9; strain < 1e3; strain *= 1.7) {  // not a multiple of the lanes
@@ -139,19 +210,6 @@ TEST_P(EachKernels, CyclicLawsAreThoseOfOnePoint) {
     }
     std::ranges::fill(columns, 0.0);
   };
-  GetParam()->hyperbolicRatios({at.referenceStrain, strains.data(), 1.0}, block);
-  compare([&](std::size_t i, std::span<double> gradient) {
-    const ComparedPoint point = HyperbolicStiffness(at, strains[i], 0.0);
-    gradient[0] = point.byReferenceStrain;
-    return point.predicted;
-  });
-  GetParam()->hyperbolicDampings({at.referenceStrain, strains.data(), 1.0}, block);
-  compare([&](std::size_t i, std::span<double> gradient) {
-    // Without strain the law of one point divides zero by zero.
-    const ComparedPoint point = HyperbolicDamping(at, std::max(strains[i], 1e-300), 0.0);
-    gradient[0] = strains[i] > 0.0 ? point.byReferenceStrain : 0.0;
-    return strains[i] > 0.0 ? point.predicted : 0.0;
-  });
   GetParam()->gheRatios({ghe.data(), strains.data()}, block);
   compare([&](std::size_t i, std::span<double> gradient) { return GheRatioAndGradient(ghe, strains[i], gradient); });
   GetParam()->gheDampings({0.3, 1.1, logLosses.data()}, block);
@@ -160,6 +218,82 @@ TEST_P(EachKernels, CyclicLawsAreThoseOfOnePoint) {
     gradient[1] = i == 0 ? 0.0 : 0.3 * gradient[0] * std::log(strains[i] / 1e3);
     return 0.3 * gradient[0];
   });
+}
+
+TEST_P(EachKernels, WaterContentsAreThoseOfOnePointAndAccurate) {
+  using Parameters = std::vector<double>;
+  using Real = long double;
+  static const auto genuchten = [](const Parameters& p, Real s, Real m) {
+    return p[1] + (Real(p[0]) - p[1]) * std::exp(-m * std::log1p(std::exp(p[3] * std::log(p[2] * s))));
+  };
+  struct Case {
+    void (*Kernels::*kernel)(const RetentionArguments&, const KernelBlock&);
+    RetentionModel model;
+    Parameters parameters;
+    Real (*law)(const Parameters& p, Real s);
+  };
+  const auto steepening = [](const Parameters& p, Real s) { return genuchten(p, s, 1 - 1 / Real(p[3])); };
+  const auto free = [](const Parameters& p, Real s) { return genuchten(p, s, p[4]); };
+  const auto fredlund = [](const Parameters& p, Real s) {
+    const Real logSum = std::log(std::exp(Real(1)) + std::exp(p[2] * std::log(s / p[1])));
+    return p[0] * (1 - std::log1p(s / p[4]) / std::log1p(Real(1e6) / p[4])) * std::exp(-p[3] * std::log(logSum));
+  };
+  const auto brooks = [](const Parameters& p, Real s) {
+    return s <= p[2] ? p[0] : p[1] + (Real(p[0]) - p[1]) * std::exp(p[3] * std::log(p[2] / s));
+  };
+  using enum RetentionModel;
+  for (const Case& c : {Case{&Kernels::vanGenuchten, VanGenuchten, {.43, .05, .1, 1.6}, steepening},
+                        Case{&Kernels::vanGenuchten, VanGenuchten, {.43, 0, 3., 15.}, steepening},
+                        Case{&Kernels::freeVanGenuchten, VanGenuchtenFreeM, {.43, .05, .1, 1.6, .5}, free},
+                        Case{&Kernels::freeVanGenuchten, VanGenuchtenFreeM, {.43, 0, 1e-3, .1, 9.}, free},
+                        Case{&Kernels::fredlundXing, FredlundXing, {.45, 20, 1.5, 1.2, 1500}, fredlund},
+                        Case{&Kernels::fredlundXing, FredlundXing, {.45, .3, .05, 19., 1}, fredlund},
+                        Case{&Kernels::brooksCorey, BrooksCorey, {.43, .05, 8, .4}, brooks},
+                        Case{&Kernels::brooksCorey, BrooksCorey, {.43, 0, .3, 9.}, brooks}}) {
+    std::vector<double> suctions{0.0, -3.0, 1e-300, 1e300};
+    for (double s = 1e-4; s < 1e6; s *= 1.3) suctions.push_back(s);
+    suctions.push_back(c.parameters[2]);  // not a multiple of the lanes
+    std::vector<double> logs;
+    for (const double s : suctions) logs.push_back(Suction(s).log);
+    const std::size_t count = suctions.size();
+    std::vector<double> model(count), columns(count * c.parameters.size()), gradient(c.parameters.size());
+    (GetParam()->*c.kernel)({c.parameters.data(), 100.0, suctions.data(), logs.data()},
+                            {count, model.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::string what = std::to_string(static_cast<int>(c.model)) + " at " + std::to_string(suctions[i]);
+      const double content = WaterContentGradient(c.model, c.parameters, Suction(suctions[i]), gradient);
+      if (i > 2) ExpectNear(model[i], static_cast<double>(100 * c.law(c.parameters, suctions[i])), 1e-14, what.c_str());
+      ExpectSame(model[i], 100.0 * content, suctions[i] > 0.0 ? 1e-13 : 0.0, what);
+      for (std::size_t k = 0; k < gradient.size(); ++k) {
+        const std::string by = what + " by " + std::to_string(k);
+        ExpectNear(columns[k * count + i], 100.0 * gradient[k], 1e-13, by.c_str());
+        // Products, which keep their digits where next to nothing has drained.
+        if (c.model == VanGenuchtenFreeM && k > 1) ExpectSame(columns[k * count + i], 100.0 * gradient[k], 1e-12, by);
+      }
+    }
+  }
+}
+
+TEST_P(EachKernels, CreepStrainsAreThoseOfOnePointAndAccurate) {
+  std::vector<double> times, logs;
+  for (double time = 1e-6; time < 1e7; time *= 1.9) {  // not a multiple of the lanes
+    times.push_back(time);
+    logs.push_back(std::log(time));
+  }
+  const std::size_t count = times.size();
+  for (const double exponent : {0.01, 0.3, 2.0}) {
+    const CreepArguments law{exponent, 0.7, 1.9, 2.3, 3e-4, 2e-7, times.data(), logs.data()};
+    const double stress = std::exp(law.logStress), c2 = std::log(1.9) / 0.7, c6 = std::log(2.3) / 0.7;
+    const std::vector<double> constants{3e-4 / 1.9, c2, 0.0, exponent, 2e-7 / 2.3, c6, 0.0};
+    std::vector<double> model(count), columns(kCreepConstants * count), gradient(kCreepConstants);
+    GetParam()->creep(law, {count, model.data(), {columns.data(), static_cast<std::ptrdiff_t>(count)}});
+    for (std::size_t i = 0; i < count; ++i) {
+      const long double exact = 3e-4 * std::pow<long double>(times[i], exponent) + 2e-7L * times[i];
+      ExpectDigits(model[i], static_cast<double>(exact), 1.2e-16 * (4.0 + std::abs(2.0 * exponent * logs[i])));
+      CreepAtStress(constants, stress).Gradient(times[i], logs[i], gradient);
+      for (std::size_t k = 0; k < gradient.size(); ++k) ExpectDigits(columns[k * count + i], gradient[k], 1e-14);
+    }
+  }
 }
 
 TEST_P(EachKernels, ProductsAreThoseOfAllPointsInBlocksOfAnyLength) {

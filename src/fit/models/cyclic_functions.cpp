@@ -7,6 +7,7 @@
 #include <numbers>
 #include <utility>
 
+#include "dynamic/cyclic_blocks.h"
 #include "dynamic/ghe_law.h"
 #include "fit/models/darendeli.h"
 #include "solver/linalg/numbers.h"
@@ -53,6 +54,17 @@ MaterialUtil::Comparison ChooseComparison(CyclicFamily family, CyclicCurve curve
   return OrdinateComparison(family, curve);
 }
 
+const CyclicKernel* ChooseKernel(CyclicFamily family, CyclicCurve curve, CyclicForm form) {
+  const bool ordinate = form == CyclicForm::Ordinate;
+  const bool power = !ordinate || family == CyclicFamily::Power;
+  const auto choose = curve == CyclicCurve::Stiffness ? StiffnessKernel : DampingKernel;
+  std::optional<ResidualForm> core;
+  if (form == CyclicForm::Strain) core = ResidualForm::Strain;
+  if (form == CyclicForm::LogStrain) core = ResidualForm::LogStrain;
+  if (form == CyclicForm::Stress) core = ResidualForm::Stress;
+  return choose(power ? DynamicFamily::PowerLaw : DynamicFamily::Hyperbolic, core);
+}
+
 double StoredAbscissa(CyclicCurve curve, CyclicForm form, const _T_FUNT_BASE& point,
                       std::span<const _T_FUNT_BASE> stiffness) {
   if (form == CyclicForm::LogStrain) return std::log(point.first);
@@ -65,19 +77,26 @@ class CyclicFunction final : public BlockTestFunction {
   CyclicFunction(CyclicFamily family, CyclicCurve curve, CyclicForm form, std::span<const _T_FUNT_BASE> points,
                  std::span<const _T_FUNT_BASE> stiffness)
       : family_(family), comparison_(ChooseComparison(family, curve, form)) {
-    Load(points, KeepMeasured(), AsItStands);
+    Load(points, KeepMeasured(), AsItStands, 2);
     for (std::int32_t i = 0; i < PointCount(); ++i) {
       curve_.abscissa[i] = StoredAbscissa(curve, form, points[i], stiffness);
       curve_.companion[i] = curve_.measured[i];  // the ordinate; what is compared counts as measured
       curve_.measured[i] = Compare({1.0, 1.0, 1.0}, i).observed;
     }
     compared_ = curve_.measured;
+    blocks_.Load(ChooseKernel(family, curve, form), curve_.abscissa.Span(), curve_.companion.Span(), FurtherColumn(0),
+                 FurtherColumn(1));
   }
 
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override {
     const CyclicParameters at = ModelParameters(family_, parameters);
     const double slope = family_ == CyclicFamily::Power ? ExponentSlope(parameters[kLargestDamping]) : 0.0;
+    if (blocks_.Evaluate(at, first, model, derivatives)) {
+      if (static_cast<std::size_t>(derivatives.columns) <= kLargestDamping) return;
+      for (double& entry : derivatives.Column(kLargestDamping)) entry *= slope;
+      return;
+    }
     EvaluateByPoint<2>(
         first, model, derivatives, [&](std::int32_t point) { return Compare(at, point).predicted; },
         [&](std::int32_t point, std::span<double> gradient) {
@@ -95,32 +114,10 @@ class CyclicFunction final : public BlockTestFunction {
 
   CyclicFamily family_;
   MaterialUtil::Comparison comparison_;
+  CyclicBlocks blocks_;
 };
 
-/// Value of the generalised equation or of its damping, with derivatives.
-double GheRow(CyclicCurve curve, std::span<const double> p, double strain, std::span<double> gradient) {
-  const auto six = gradient.subspan(kGheFirst, kGheParameterCount);
-  const double ratio = GheRatioAndGradient(p.subspan(kGheFirst, kGheParameterCount), strain / p[kReferenceStrain], six);
-  gradient[kReferenceStrain] = 0.0;
-  if (curve == CyclicCurve::Stiffness) {
-    std::fill(gradient.begin() + kGheLargestDamping, gradient.end(), 0.0);
-    return ratio;
-  }
-  // The power of the loss has an infinite slope at 0 for an exponent below 1. There the damping is 0 anyway, whatever
-  // the parameters are.
-  const double loss = 1.0 - ratio;
-  if (loss < kNegligible) {
-    std::fill(gradient.begin(), gradient.end(), 0.0);
-    return 0.0;
-  }
-  const double unit = std::pow(loss, p[kGheExponent]);
-  const double damping = p[kGheLargestDamping] * unit;
-  for (double& entry : six) entry *= -damping * p[kGheExponent] / loss;
-  gradient[kGheLargestDamping] = unit;
-  gradient[kGheExponent] = damping * std::log(loss);
-  return damping;
-}
-
+/// The generalised equation or its damping, which is a power of 1 - R.
 class GheFunction final : public BlockTestFunction {
  public:
   GheFunction(CyclicCurve curve, std::span<const _T_FUNT_BASE> points) : curveKind_(curve) {
@@ -129,17 +126,58 @@ class GheFunction final : public BlockTestFunction {
 
   void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
                 MatrixView derivatives) const override {
-    EvaluateByPoint<kGheExponent + 1>(
-        first, model, derivatives,
-        [&](std::int32_t point) {
-          return CyclicOrdinate(CyclicFamily::Ghe, curveKind_, parameters, curve_.abscissa[point]);
-        },
-        [&](std::int32_t point, std::span<double> gradient) {
-          return GheRow(curveKind_, parameters, curve_.abscissa[point], gradient);
-        });
+    derivatives.Fill(0.0);
+    for (std::size_t done = 0; done < model.size(); done += kBlock) {
+      const std::size_t count = std::min(kBlock, model.size() - done);
+      const auto row = static_cast<std::int32_t>(done);
+      const auto part = model.subspan(done, count);
+      const MatrixView rows = derivatives.Rows(row, static_cast<std::int32_t>(count));
+      EvaluateRatios(parameters, first + row, part, rows);
+      if (curveKind_ == CyclicCurve::Damping) DampingsOfRatios(parameters, part, rows);
+    }
   }
 
  private:
+  static constexpr std::size_t kBlock = 64;
+  using Numbers = std::array<double, kBlock>;
+
+  static KernelBlock Block(std::span<double> model, MatrixView derivatives, std::size_t firstColumn) {
+    double* const columns = derivatives.Empty() ? nullptr : derivatives.Column(firstColumn).data();
+    return {model.size(), model.data(), {columns, derivatives.leadingDimension}};
+  }
+
+  void EvaluateRatios(std::span<const double> p, std::int32_t first, std::span<double> model,
+                      MatrixView derivatives) const {
+    Numbers strains;
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      strains[i] = curve_.abscissa[first + static_cast<std::int32_t>(i)] / p[kReferenceStrain];
+    }
+    ForThisProcessor().gheRatios({p.data() + kGheFirst, strains.data()}, Block(model, derivatives, kGheFirst));
+  }
+
+  /// The power of the loss has an infinite slope at 0 for an exponent below 1. There the damping is 0 anyway, whatever
+  /// the parameters are.
+  static void DampingsOfRatios(std::span<const double> p, std::span<double> model, MatrixView derivatives) {
+    Numbers losses;
+    Numbers logarithms;
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      const double loss = 1.0 - model[i];
+      losses[i] = loss < kNegligible ? 0.0 : loss;
+    }
+    const Kernels& kernels = ForThisProcessor();
+    kernels.log(model.size(), losses.data(), logarithms.data());
+    kernels.gheDampings({p[kGheLargestDamping], p[kGheExponent], logarithms.data()},
+                        Block(model, derivatives, kGheLargestDamping));
+    if (derivatives.Empty()) return;
+    Numbers slopes;
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      slopes[i] = losses[i] == 0.0 ? 0.0 : -model[i] * p[kGheExponent] / losses[i];
+    }
+    for (std::size_t k = 0; k < kGheParameterCount; ++k) {
+      kernels.multiply(model.size(), slopes.data(), derivatives.Column(kGheFirst + k).data());
+    }
+  }
+
   CyclicCurve curveKind_;
 };
 

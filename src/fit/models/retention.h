@@ -74,7 +74,8 @@ Model RetentionModelOf(ModelInfo info) {
 //   kCount, kSaturated, kResidual        the number of parameters, and where the contents stand
 //   kPlaces                              how many suctions Shapes gets
 //   Parameters()                         what the catalogue says of them
-//   Saturation(p, suction)               Se above suction 0, a template over the type of numbers
+//   Saturation(p, suction)               Se above suction 0, a template over the type of numbers unless the law has a
+//                                        test function of its own
 //   Reach(p, suction)                    F(Se)/F(1) of mualem.h above suction 0
 //   kConductivity                        the formula of K/Ks, for people
 //   Shapes(places)                       groups of starting values at suctions in kPa, spread over those of the data;
@@ -142,7 +143,7 @@ class DifferentiatedRetention final : public MaterialUtil::BlockTestFunction {
 };
 
 /// As the family sees a law.
-template <class Law>
+template <class Law, class Function = DifferentiatedRetention<Law>>
 RetentionLaw RetentionLawOf() {
   RetentionLaw law;
   law.parameters = Law::Parameters();
@@ -161,7 +162,7 @@ RetentionLaw RetentionLawOf() {
   };
   law.conductivityFormula = Law::kConductivity;
   law.function = [](std::span<const _T_FUNT_BASE> points) -> MaterialUtil::TestFunctionList::value_type {
-    return boost::make_shared<DifferentiatedRetention<Law>>(points);
+    return boost::make_shared<Function>(points);
   };
   law.starts = [](const Problem& problem, std::span<const _T_FUNT_BASE> points, const std::vector<double>& given) {
     return StartsFromShapes(problem, Law::Shapes(PlacesOf(points, Law::kPlaces)), {Law::kResidual, Law::kSaturated},

@@ -1,7 +1,11 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <optional>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "fit/models/models.h"
 #include "fit/models/retention.h"
@@ -21,14 +25,6 @@ constexpr std::size_t kSecond = 5;  // of the fine ones
 /// Se of one system of pores, by the core's law of contents 1 and 0.
 double SystemSaturation(double alpha, double n, Suction suction) {
   return MaterialUtil::RetentionShape(RetentionModel::VanGenuchten, std::array{1.0, 0.0, alpha, n}, suction);
-}
-template <std::size_t N>
-Dual<N> SystemSaturation(const Dual<N>& alpha, const Dual<N>& n, Suction suction) {
-  std::array<double, 4> gradient{};
-  Dual<N> share(MaterialUtil::WaterContentGradient(RetentionModel::VanGenuchten,
-                                                   std::array{1.0, 0.0, alpha.value, n.value}, suction, gradient));
-  for (std::size_t k = 0; k < N; ++k) share.slopes[k] = gradient[2] * alpha.slopes[k] + gradient[3] * n.slopes[k];
-  return share;
 }
 
 struct DualLaw {
@@ -54,7 +50,7 @@ struct DualLaw {
   template <class T>
   static T Saturation(const std::array<T, kCount>& p, Suction suction) {
     return p[kShare] * SystemSaturation(p[kFirst], p[kFirst + 1], suction) +
-           (T(1.0) - p[kShare]) * SystemSaturation(p[kSecond], p[kSecond + 1], suction);
+           (1.0 - p[kShare]) * SystemSaturation(p[kSecond], p[kSecond + 1], suction);
   }
 
   /// The parts of both in F are w alpha1 and (1 - w) alpha2 (Priesack and Durner 2006).
@@ -85,6 +81,66 @@ struct DualLaw {
     }
     return groups;
   }
+};
+
+/// Points and the law, many points at a time.
+class DualFunction final : public MaterialUtil::BlockTestFunction {
+ public:
+  explicit DualFunction(std::span<const _T_FUNT_BASE> points) {
+    SetTestData(points);
+    for (double& content : compared_) content *= kPercent;
+    for (const double suction : Stretch()) logSuctions_.push_back(Suction(suction).log);
+  }
+
+  void Evaluate(std::int32_t, std::span<const double> parameters, std::int32_t first, std::span<double> model,
+                MaterialUtil::MatrixView derivatives) const override {
+    for (std::size_t done = 0; done < model.size(); done += kBlock) {
+      const std::size_t count = std::min(kBlock, model.size() - done);
+      const auto row = static_cast<std::int32_t>(done);
+      EvaluatePart(parameters.data(), first + row, model.subspan(done, count),
+                   derivatives.Rows(row, static_cast<std::int32_t>(count)));
+    }
+  }
+
+ private:
+  static constexpr double kPercent = MaterialUtil::XemUnsaturatedSoilTestFunction::kPercent;
+  static constexpr std::size_t kBlock = 64;
+
+  /// Se of one system in percent, and its derivatives by two contents, alpha and n.
+  struct System {
+    std::array<double, kBlock> saturation;
+    std::array<std::array<double, kBlock>, 4> derivatives;
+  };
+
+  void EvaluatePart(const double* p, std::int32_t first, std::span<double> model,
+                    MaterialUtil::MatrixView derivatives) const {
+    std::array<System, 2> systems;
+    for (std::size_t i = 0; i < systems.size(); ++i) {
+      System& system = systems[i];
+      const std::array own{1.0, 0.0, p[kFirst + 2 * i], p[kFirst + 2 * i + 1]};
+      double* const columns = derivatives.Empty() ? nullptr : system.derivatives.front().data();
+      MaterialUtil::WaterContents(RetentionModel::VanGenuchten,
+                                  {own.data(), kPercent, Stretch().begin() + first, logSuctions_.data() + first},
+                                  {model.size(), system.saturation.data(), {columns, kBlock}});
+    }
+    const auto& [coarse, fine] = systems;
+    const double share = p[kShare];
+    const double range = p[DualLaw::kSaturated] - p[DualLaw::kResidual];
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      const double saturation = share * coarse.saturation[i] + (1.0 - share) * fine.saturation[i];
+      model[i] = kPercent * p[DualLaw::kResidual] + range * saturation;
+      if (derivatives.Empty()) continue;
+      derivatives(i, DualLaw::kResidual) = kPercent - saturation;
+      derivatives(i, DualLaw::kSaturated) = saturation;
+      derivatives(i, kShare) = range * (coarse.saturation[i] - fine.saturation[i]);
+      for (const std::size_t part : {std::size_t{0}, std::size_t{1}}) {
+        derivatives(i, kFirst + part) = range * share * coarse.derivatives[2 + part][i];
+        derivatives(i, kSecond + part) = range * (1.0 - share) * fine.derivatives[2 + part][i];
+      }
+    }
+  }
+
+  std::vector<double> logSuctions_;
 };
 
 /// The same soil with the names of both systems changed.
@@ -138,7 +194,7 @@ Minimum MinimiseInOrder(const Problem& problem, const std::vector<std::vector<do
 }
 
 RetentionLaw MakeLaw() {
-  RetentionLaw law = RetentionLawOf<DualLaw>();
+  RetentionLaw law = RetentionLawOf<DualLaw, DualFunction>();
   law.minimise = MinimiseInOrder;
   law.ordered = {"w", "alpha1", "n1", "alpha2", "n2"};
   return law;
