@@ -41,6 +41,14 @@ def run(tool, folder, jobs):
     return time.perf_counter() - started, processor, summary
 
 
+def wall_of_loops(command, count):
+    """Of so many copies of a program at once, which have nothing in common but the machine."""
+    started = time.perf_counter()
+    for process in [subprocess.Popen(command, stdout=subprocess.DEVNULL) for _ in range(count)]:
+        process.wait()
+    return time.perf_counter() - started
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("tool", type=lambda path: str(pathlib.Path(path).resolve()))
@@ -56,8 +64,10 @@ def main():
         (folder / "recipe.txt").write_text(options.recipe + "\n")
         write_specimens(folder / "tests", options.specimens)
         best = {}
-        least = math.inf
+        least = loop = math.inf
+        loops = {1: math.inf, options.jobs: math.inf}
         summaries = set()
+        files = sorted(str(file) for file in (folder / "tests").glob("S*.csv"))
         for repeat in range(options.repeats):
             for jobs in (1, options.jobs):
                 wall, processor, summary = run(options.tool, folder, jobs)
@@ -65,16 +75,21 @@ def main():
                 best[jobs] = min(wall, best.get(jobs, wall))
                 least = min(least, processor)
                 print(f"turn {repeat + 1}: {jobs} worker(s) {wall:.2f} s wall, {processor:.2f} s processor")
+            if options.peers:
+                answer = subprocess.run([options.peers, "prony", "2", "1", *files], stdout=subprocess.PIPE, check=True)
+                loop = min(loop, float(answer.stdout.split()[0]))
+                for count in loops:
+                    wall = wall_of_loops([options.peers, "prony", "2", "5", *files], count)
+                    loops[count] = min(loops[count], wall)
         failed = sum(line.split(b",")[1] not in (b"fitted", b"summary") for line in summary.splitlines()[1:])
         print(f"{options.specimens} specimens, {failed} failed, "
               f"{'one summary' if len(summaries) == 1 else 'DIFFERENT SUMMARIES'}; "
-              f"best times: {best[1]:.2f} s and {best[options.jobs]:.2f} s, ratio {best[1] / best[options.jobs]:.2f}")
+              f"best times: {best[1]:.2f} s and {best[options.jobs]:.2f} s, ratio {best[options.jobs] / best[1]:.2f}")
         if options.peers:
-            files = sorted(str(file) for file in (folder / "tests").glob("S*.csv"))
-            loop = min(float(subprocess.run([options.peers, "prony", "2", "1", *files], stdout=subprocess.PIPE,
-                                            check=True).stdout.split()[0]) for _ in range(options.repeats))
             print(f"processor time per specimen {1e3 * least / options.specimens:.2f} ms, of the fit alone "
                   f"{1e3 * loop:.2f} ms, ratio {least / options.specimens / loop:.2f}")
+            print(f"the machine: {options.jobs} loops over the fits at once, over {options.jobs} one after the other: "
+                  f"{loops[options.jobs] / loops[1] / options.jobs:.2f}")
 
 
 if __name__ == "__main__":

@@ -1,6 +1,8 @@
 #include "command/parser.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
 #include <sstream>
 
 #include "xem/version.h"
@@ -61,15 +63,46 @@ void Add(CLI::App& app, const Option& option) {
   }
 }
 
-void Fill(CLI::App& app, const CommandNode& node) {
+using Words = std::vector<std::string>;
+
+/// Letters behind one dash may be several options.
+bool MayBeShortOptions(const std::string& word) {
+  return word.size() > 2 && word[0] == '-' && std::isalpha(static_cast<unsigned char>(word[1])) != 0;
+}
+
+bool IsCalled(const std::string& word, const std::string& name) {
+  return word.starts_with(name) && (word.size() == name.size() || word[name.size()] == '=');
+}
+
+/// True where the line can be parsed without knowing of the option. To be told of options is what the library takes
+/// longest for.
+bool IsLeftOut(const Option& option, const Words& words) {
+  if (option.required || option.IsPositional()) return false;
+  const std::vector<std::string> names = option.Names();
+  return std::ranges::none_of(words, [&](const std::string& word) {
+    const bool called = std::ranges::any_of(names, [&](const std::string& name) { return IsCalled(word, name); });
+    return called || MayBeShortOptions(word);
+  });
+}
+
+bool AsksForHelp(const Words& words) {
+  return std::ranges::any_of(words, [](const std::string& word) {
+    return word == "-h" || IsCalled(word, "--help") || MayBeShortOptions(word);
+  });
+}
+
+/// `all`: with the options that the words leave out.
+void Fill(CLI::App& app, const CommandNode& node, const Words& words, bool all) {
   app.footer(node.footer);
   app.get_formatter()->column_width(kHelpColumn);
-  for (const Option& option : node.options.All()) Add(app, option);
+  for (const Option& option : node.options.All()) {
+    if (all || !IsLeftOut(option, words)) Add(app, option);
+  }
   if (!node.below.empty()) app.require_subcommand(0, 1);
   for (const CommandNode& child : node.below) {
     CLI::App* sub = app.add_subcommand(child.name, child.about);
     if (child.hidden) sub->group("");
-    Fill(*sub, child);
+    Fill(*sub, child, words, all);
   }
 }
 
@@ -93,9 +126,9 @@ const CommandNode& Deepest(const CLI::App& root, const CommandNode& tool, std::s
 }  // namespace
 
 ParsedLine ParseLine(const CommandNode& tool, const std::vector<std::string>& words) {
-  CLI::App app(tool.about, tool.name);
-  Fill(app, tool);
   ParsedLine line;
+  CLI::App app(tool.about, tool.name);
+  Fill(app, tool, words, AsksForHelp(words));
   try {
     app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   } catch (const CLI::Success& request) {
