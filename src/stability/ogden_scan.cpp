@@ -10,7 +10,7 @@ namespace Xem::MaterialUtil {
 namespace {
 
 /// Eigenvalues above this part of all that the tangent is summed from are positive for every way to compute them.
-constexpr double kClearlyStable = 1e-9;
+constexpr double kClearlyStable = 1e-11;
 /// Far above what rounding may make of a product of two of the h_a.
 constexpr double kProductRounding = 1e-13;
 

@@ -49,12 +49,12 @@ Pivots PivotsOf(const Matrix& a, double shift) {
 }
 
 /// Whether an eigenvalue is below 0, where pivots tell it by far more than rounding: those of the matrix less a
-/// ten-billionth of its diagonal's size, and those of the matrix with as much added. That spares nearly every
+/// ten-trillionth of its diagonal's size, and those of the matrix with as much added. That spares nearly every
 /// eigenvalue problem of a scan, and a BLAS library that hands even those of order 6 to other threads.
 std::optional<bool> HasClearlyNegativeEigenvalue(const Matrix& a) {
   double size = 0.0;
   for (std::int64_t i = 0; i < 6; ++i) size += std::abs(a(i, i));
-  const double margin = 1e-10 * size;
+  const double margin = 1e-13 * size;
   if (PivotsOf(a, -margin) == Pivots::AllPositive) return false;
   if (PivotsOf(a, margin) == Pivots::OneNegative) return true;
   return std::nullopt;
