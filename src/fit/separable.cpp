@@ -122,6 +122,22 @@ void SeparableResiduals::Jacobian(std::span<const double> shapes, std::span<doub
   }
 }
 
+double SeparableResiduals::Misfit(std::span<const double> parameters) {
+  double sum = 0.0;
+  for (const auto& function : functions_) {
+    const std::span<const double> compared = function->Compared();
+    ForEachBlockOfRows(function->PointCount(), [&](std::int32_t first, std::int32_t count) {
+      const auto model = std::span(model_).first(static_cast<std::size_t>(count));
+      function->EvaluateBlock(termCount_, parameters, first, model);
+      for (std::size_t i = 0; i < model.size(); ++i) {
+        const double rest = model[i] - compared[static_cast<std::size_t>(first) + i];
+        sum += rest * rest;
+      }
+    });
+  }
+  return sum;
+}
+
 std::span<const double> SeparableResiduals::Coefficients(std::span<const double> shapes) {
   MoveTo(shapes);
   return coefficients_;
@@ -163,7 +179,7 @@ std::optional<Minimum> SeparableDescent::Run(const Problem& bounded, const std::
     shapes_[k].upper = range.upper;
     reached.parameters.push_back(std::clamp(start[places_[k].shape], range.lower, range.upper));
   }
-  double scale = Objective(bounded, start);
+  double scale = residuals_.Misfit(start);
   for (int round = 0; round < kTightenings; ++round, scale *= kTighter) {
     Restrain(bounded, scale);
     region_.Run(reached);
@@ -180,7 +196,7 @@ std::optional<Minimum> SeparableDescent::Run(const Problem& bounded, const std::
       minimum.parameters[places_[k].shape] = reached.parameters[k];
       minimum.atBound[places_[k].shape] = reached.atBound[k];
     }
-    minimum.objective = Objective(bounded, minimum.parameters);
+    minimum.objective = residuals_.Misfit(minimum.parameters);
     return minimum;
   }
   return std::nullopt;

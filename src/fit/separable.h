@@ -35,6 +35,8 @@ class SeparableResiduals final : public ResidualFunction {
   void Residuals(std::span<const double> shapes, std::span<double> residuals) override;
   void Jacobian(std::span<const double> shapes, std::span<double> columns) override;
 
+  /// Sum of squares of the problem at any of its parameters.
+  double Misfit(std::span<const double> parameters);
   /// The best coefficients for these shapes, term after term.
   std::span<const double> Coefficients(std::span<const double> shapes);
 
