@@ -39,6 +39,21 @@ bool all_of(Range&& range, Predicate predicate) {
 }
 
 template <class Range, class Predicate>
+bool any_of(Range&& range, Predicate predicate) {
+  return std::any_of(std::begin(range), std::end(range), predicate);
+}
+
+template <class Range, class Predicate>
+bool none_of(Range&& range, Predicate predicate) {
+  return std::none_of(std::begin(range), std::end(range), predicate);
+}
+
+template <class First, class Second, class... Predicate>
+bool equal(First&& first, Second&& second, Predicate... predicate) {
+  return std::equal(std::begin(first), std::end(first), std::begin(second), std::end(second), predicate...);
+}
+
+template <class Range, class Predicate>
 auto count_if(Range&& range, Predicate predicate) {
   return std::count_if(std::begin(range), std::end(range), predicate);
 }

@@ -69,7 +69,7 @@ class ActiveSet {
     if (x_.size() > kFew) return false;
     for (std::size_t j = 0; j < x_.size(); ++j) SetPassive(static_cast<std::int32_t>(j));
     const std::span<double> solution = solution_.first(x_.size());
-    if (SolveNormal(solution) && *std::ranges::min_element(solution) > 0.0) {
+    if (SolveNormal(solution) && *std::min_element(solution.begin(), solution.end()) > 0.0) {
       std::ranges::copy(solution, x_.begin());
       UpdateResidual();
       return true;
@@ -107,7 +107,7 @@ class ActiveSet {
       useful = Misfit() < old;
     }
     if (useful) {
-      std::ranges::replace(standing_, kBlocked, kAtZero);
+      std::replace(standing_.begin(), standing_.end(), static_cast<char>(kBlocked), static_cast<char>(kAtZero));
       return;
     }
     for (const std::int32_t column : passive_) standing_[static_cast<std::size_t>(column)] = kAtZero;
@@ -120,7 +120,7 @@ class ActiveSet {
 
   /// Keeps the columns in their order.
   void SetPassive(std::int32_t column) {
-    passive_.insert(std::ranges::upper_bound(passive_, column), column);
+    passive_.insert(std::upper_bound(passive_.begin(), passive_.end(), column), column);
     standing_[static_cast<std::size_t>(column)] = kFree;
   }
 
