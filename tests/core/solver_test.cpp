@@ -6,6 +6,7 @@
 
 #include "solver/linalg/lapack.h"
 #include "solver/linalg/least_squares.h"
+#include "solver/linalg/non_negative.h"
 #include "solver/make_solver.h"
 #include "solver/starting_vector.h"
 #include "support/curves.h"
@@ -170,6 +171,36 @@ TEST(TruncatedLeastSquares, DropsDirectionsBeyondTheLimit) {
   EXPECT_NEAR(solve(1e4)[1], 3000.0, 1e-9);
   EXPECT_EQ(solve(1e2)[1], 0.0);
   EXPECT_EQ(solve(1.0)[0], 0.0);  // s_max / s is never below 1
+}
+
+// Decays of so many rates over three decades, the denser the more alike, and targets that need none, some or all of
+// them. The conditions of Kuhn and Tucker tell a minimum from anything else.
+TEST(NonNegative, NothingFallsFromTheSolution) {
+  constexpr std::int32_t kRows = 60;
+  for (const std::int32_t columns : {1, 3, 8, 9, 41}) {
+    for (const double wave : {0.0, 0.05, -1.0}) {
+      Matrix a(kRows, columns);
+      std::vector<double> b(kRows);
+      for (std::int32_t i = 0; i < kRows; ++i) {
+        const double time = std::pow(10.0, -1.0 + 0.05 * i);
+        for (std::int32_t k = 0; k < columns; ++k) a(i, k) = std::exp(-time * std::pow(10.0, -3.0 * k / columns));
+        b[static_cast<std::size_t>(i)] = wave * std::sin(7.0 * i) + (wave < 0.0 ? -1.0 : 1.0 + a(i, columns / 2));
+      }
+      const auto [x, misfit] = SolveNonNegative(a, b);
+      std::vector<double> rest = b;
+      for (std::int32_t k = 0; k < columns; ++k) {
+        for (std::int32_t i = 0; i < kRows; ++i)
+          rest[static_cast<std::size_t>(i)] -= a(i, k) * x[static_cast<std::size_t>(k)];
+      }
+      ExpectNear(misfit, Dot(rest, rest), Tolerance::Rounding);
+      for (std::int32_t k = 0; k < columns; ++k) {
+        const double slope = Dot(a.Column(k), rest) / std::sqrt(Dot(a.Column(k), a.Column(k)));
+        const double value = x[static_cast<std::size_t>(k)];
+        EXPECT_GE(value, 0.0);
+        EXPECT_LT(value > 0.0 ? std::abs(slope) : slope, 1e-9) << columns << ' ' << wave << ' ' << k;
+      }
+    }
+  }
 }
 
 // Columns over fifteen decades, the third a sum of two others: what is kept and what is dropped must not depend on how

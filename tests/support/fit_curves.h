@@ -28,15 +28,18 @@ inline bool Mentions(const std::vector<std::string>& notes, const std::string& p
                      [&](const std::string& note) { return note.find(part) != std::string::npos; });
 }
 
-/// The bundled natural rubber in its three modes.
-inline Fit::HyperelasticData TreloarData() {
-  const auto curves = TreloarCurves();
+/// Bundled curves of a rubber in three modes.
+inline Fit::HyperelasticData RubberData(const std::string& rubber) {
+  const auto curve = [&](const char* mode) {
+    return FitCurve(BundledCurve(rubber + mode, "nominal_strain", "nominal_stress_MPa"));
+  };
   Fit::HyperelasticData data;
-  data.uniaxial = FitCurve(curves[0]);
-  data.equibiaxial = FitCurve(curves[1]);
-  data.pureShear = FitCurve(curves[2]);
+  data.uniaxial = curve("_uniaxial.csv");
+  data.equibiaxial = curve("_equibiaxial.csv");
+  data.pureShear = curve("_pure_shear.csv");
   data.stressUnit = "MPa";
   return data;
 }
+inline Fit::HyperelasticData TreloarData() { return RubberData("treloar1944"); }
 
 }  // namespace Xem::Testing
