@@ -41,7 +41,7 @@ constexpr double kLargestModulus = 1000.0;
 /// How many of the tried sets of exponents are refined, by the misfit that their best moduli leave, and how many of
 /// single exponents on either side of 0.
 constexpr std::size_t kRefined = 12;
-constexpr std::size_t kRefinedOfASide = 3;
+constexpr std::size_t kRefinedOfASide = 2;
 
 /// How many different minima of a model are extended by one more term.
 constexpr std::size_t kExtended = 6;
