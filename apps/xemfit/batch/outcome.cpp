@@ -12,8 +12,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <numeric>
+#include <span>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -128,8 +130,35 @@ Outcome::Curve CurveOf(const Fit::CurveResult& curve, const std::vector<Panel>& 
   return shown;
 }
 
-Json CurveJson(const Outcome::Curve& curve) {
-  return {curve.name, AxisJson(curve.x), AxisJson(curve.y), curve.points, curve.line};
+/// The columns as JSON; numbers are most of an outcome, and as objects of the library would take as long as a small
+/// fit.
+void AppendColumns(std::span<const std::vector<double>> columns, std::string& text) {
+  text += '[';
+  for (const std::vector<double>& column : columns) {
+    if (&column != &columns.front()) text += ',';
+    text += '[';
+    for (std::size_t i = 0; i < column.size(); ++i) {
+      if (i > 0) text += ',';
+      if (std::isfinite(column[i])) {
+        fmt::format_to(std::back_inserter(text), "{}", column[i]);
+      } else {
+        text += "null";
+      }
+    }
+    text += ']';
+  }
+  text += ']';
+}
+
+std::string Dumped(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+std::string CurveText(const Outcome::Curve& curve) {
+  std::string text = Dumped({curve.name, AxisJson(curve.x), AxisJson(curve.y)});
+  text.back() = ',';
+  AppendColumns(curve.points, text);
+  text += ',';
+  AppendColumns(curve.line, text);
+  return text + ']';
 }
 
 std::vector<double> Numbers(const Json& array) {
@@ -174,10 +203,14 @@ std::string ToText(const Outcome& outcome) {
   json["relative"] = outcome.relative;
   json["parameters"] = QuantitiesJson(outcome.parameters);
   json["derived"] = QuantitiesJson(outcome.derived);
-  Json curves = Json::array();
-  for (const Outcome::Curve& curve : outcome.curves) curves.push_back(CurveJson(curve));
-  json["curves"] = std::move(curves);
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string text = Dumped(json);
+  text.pop_back();
+  text += R"(,"curves":[)";
+  for (const Outcome::Curve& curve : outcome.curves) {
+    if (&curve != &outcome.curves.front()) text += ',';
+    text += CurveText(curve);
+  }
+  return text + "]}";
 }
 
 Outcome OutcomeFrom(const std::string& text) {
