@@ -54,10 +54,10 @@ std::string ReadInput(const std::string& path) {
   if (file.Descriptor() < 0) refuse();
   const std::size_t size = file.Size();
   if (size > kLargestInput) RefuseSize(source);
-  std::string text(size + kBlock, '\0');
+  std::string text(size + 1, '\0');  // the byte too many shows the end
   std::size_t filled = 0;
   for (;;) {
-    if (text.size() - filled < kBlock) text.resize(std::min(2 * text.size(), kLargestInput + 2 * kBlock));
+    if (filled == text.size()) text.resize(std::clamp(2 * filled, kBlock, kLargestInput + 1));
     const ssize_t count = read(file.Descriptor(), text.data() + filled, text.size() - filled);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) refuse();

@@ -169,6 +169,7 @@ std::optional<Reading> BestReading(std::string_view text, const std::string& sou
   if (wanted != 0) return Read(text, source, wanted);
   std::optional<Reading> best;
   for (const char separator : {';', '\t'}) {
+    if (text.find(separator) == std::string_view::npos) continue;
     Reading reading = Read(text, source, separator);
     if (reading.headings.empty()) continue;
     if (best) {
