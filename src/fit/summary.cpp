@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <limits>
 
@@ -31,9 +32,9 @@ constexpr int kFewestForOutliers = 6;
 constexpr double kNormal = 1.4826;
 
 double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  const std::size_t middle = values.size() / 2;
-  return values.size() % 2 == 1 ? values[middle] : 0.5 * (values[middle - 1] + values[middle]);
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return values.size() % 2 == 1 ? *middle : 0.5 * (*std::max_element(values.begin(), middle) + *middle);
 }
 
 using Statistics = SummaryColumn::Statistics;

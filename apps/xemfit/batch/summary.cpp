@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstddef>
 #include <functional>
 #include <vector>
 
@@ -52,9 +53,11 @@ std::string SummaryCsv(const Fit::Summary& summary) {
     for (const Fit::SummaryColumn& column : columns) text += ',' + CsvCell(column.values[i]);
     text += ',' + CsvCell(Join(row.outlierIn, " ")) + ',' + CsvCell(row.message) + '\n';
   }
+  std::vector<Statistics> statistics;
+  for (const Fit::SummaryColumn& column : columns) statistics.push_back(column.Of(summary.Counted()));
   for (const StatisticsRow& row : StatisticsRows()) {
     text += std::string(row.name) + ",summary,,";
-    for (const Fit::SummaryColumn& column : columns) text += ',' + row.cell(column, column.Of(summary.Counted()));
+    for (std::size_t i = 0; i < columns.size(); ++i) text += ',' + row.cell(columns[i], statistics[i]);
     text += ",,\n";
   }
   return text;
