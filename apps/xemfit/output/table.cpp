@@ -11,8 +11,6 @@
 namespace Xem::Tool {
 namespace {
 
-using Align = TextTable::Align;
-
 constexpr std::size_t kMostDropped = 12;
 
 std::string RemarkCell(const Fit::Parameter& parameter) {
@@ -22,6 +20,7 @@ std::string RemarkCell(const Fit::Parameter& parameter) {
 }
 
 std::string ParameterTable(const Fit::Result& result) {
+  using Align = TextTable::Align;
   const bool bootstrap = result.options.bootstrap > 0;
   std::vector<TextTable::Column> columns{
       {"Parameter", Align::Left}, {"Value"}, {"Std. error"}, {Percent(result.options.level) + " from"}, {"to"}};
@@ -44,6 +43,7 @@ void AddMeasures(const std::string& name, const Fit::Measures& measures, TextTab
 }
 
 std::string MeasuresTable(const Fit::Result& result) {
+  using Align = TextTable::Align;
   const std::string& unit = result.measures.unit;
   TextTable table({{"Curve", Align::Left},
                    {"Points"},
@@ -76,6 +76,7 @@ std::string DroppedList(const Fit::Result& result) {
 
 std::string DerivedTable(const Fit::Result& result) {
   if (result.derived.empty()) return "";
+  using Align = TextTable::Align;
   TextTable table({{"Derived", Align::Left}, {"Value"}, {"Unit", Align::Left}});
   for (const auto& [name, value] : result.derived) {
     const auto unit = result.derivedUnits.find(name);
@@ -85,6 +86,7 @@ std::string DerivedTable(const Fit::Result& result) {
 }
 
 std::string LimitTable(const Fit::Stability& limits, double level) {
+  using Align = TextTable::Align;
   TextTable table({{"Stability limit", Align::Left}, {"Strain"}, {Percent(level) + " from"}, {"to"}});
   const auto add = [&](const char* label, const std::string& name, double limit) {
     const auto found = limits.intervals.find(name);
