@@ -8,7 +8,7 @@
 namespace Xem::Tool {
 namespace {
 
-class Card final : public Command {
+class Card : public Command {
  public:
   Card()
       : Command({"", "card", "Write a stored result as material of a solver",
@@ -43,6 +43,6 @@ class Card final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeCardCommand() { return std::make_unique<Card>(); }
+std::unique_ptr<Command> MakeCardCommand() { return MakeCommand<Card>(); }
 
 }  // namespace Xem::Tool

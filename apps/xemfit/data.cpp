@@ -41,7 +41,7 @@ std::vector<std::string> BundledNames() {
   return names;
 }
 
-class Data final : public Command {
+class Data : public Command {
  public:
   Data()
       : Command({"", "data", "List and write the published curves that come with xemfit",
@@ -132,6 +132,6 @@ class Data final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeDataCommand() { return std::make_unique<Data>(); }
+std::unique_ptr<Command> MakeDataCommand() { return MakeCommand<Data>(); }
 
 }  // namespace Xem::Tool

@@ -16,7 +16,7 @@
 namespace Xem::Tool {
 namespace {
 
-class Eval final : public Command {
+class Eval : public Command {
  public:
   Eval()
       : Command({"", "eval", "Evaluate any stored result on a grid",
@@ -94,6 +94,6 @@ class Eval final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeEvalCommand() { return std::make_unique<Eval>(); }
+std::unique_ptr<Command> MakeEvalCommand() { return MakeCommand<Eval>(); }
 
 }  // namespace Xem::Tool

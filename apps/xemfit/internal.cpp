@@ -10,7 +10,7 @@ namespace Xem::Tool {
 namespace {
 
 /// Writes the files that describe the tool to others; the build calls it once.
-class Internal final : public Command {
+class Internal : public Command {
  public:
   Internal()
       : Command(
@@ -40,6 +40,6 @@ class Internal final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeInternalCommand() { return std::make_unique<Internal>(); }
+std::unique_ptr<Command> MakeInternalCommand() { return MakeCommand<Internal>(); }
 
 }  // namespace Xem::Tool

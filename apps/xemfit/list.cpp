@@ -45,7 +45,7 @@ Json OptionJson(const Option& option) {
 }
 
 /// The commands with their options, for programs that put a face of their own on the tool.
-class List final : public Command {
+class List : public Command {
  public:
   List()
       : Command({"", "list", "List the commands with their options, for programs",
@@ -109,6 +109,6 @@ class List final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeListCommand() { return std::make_unique<List>(); }
+std::unique_ptr<Command> MakeListCommand() { return MakeCommand<List>(); }
 
 }  // namespace Xem::Tool

@@ -68,7 +68,7 @@ std::string AsText(const Json& document) {
 Json NumberOrNull(double value) { return std::isfinite(value) ? Json(value) : Json(); }
 
 /// Tells how a file is read, without fitting anything.
-class Look final : public Command {
+class Look : public Command {
  public:
   Look()
       : Command({"",
@@ -221,6 +221,6 @@ class Look final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeLookCommand() { return std::make_unique<Look>(); }
+std::unique_ptr<Command> MakeLookCommand() { return MakeCommand<Look>(); }
 
 }  // namespace Xem::Tool

@@ -99,7 +99,7 @@ Json ModelJson(const Fit::ModelInfo& info) {
   return json;
 }
 
-class ModelCatalogue final : public Command {
+class ModelCatalogue : public Command {
  public:
   ModelCatalogue()
       : Command({"", "models", "List the models with their parameters, ranges, formulas and sources",
@@ -173,6 +173,6 @@ class ModelCatalogue final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeModelsCommand() { return std::make_unique<ModelCatalogue>(); }
+std::unique_ptr<Command> MakeModelsCommand() { return MakeCommand<ModelCatalogue>(); }
 
 }  // namespace Xem::Tool

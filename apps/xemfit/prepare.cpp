@@ -30,7 +30,7 @@ struct Outcome {
   std::vector<Overlay> raw;
 };
 
-class PrepareRecord final : public Command {
+class PrepareRecord : public Command {
  public:
   PrepareRecord()
       : Command({"",
@@ -242,6 +242,6 @@ class PrepareRecord final : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakePrepareCommand() { return std::make_unique<PrepareRecord>(); }
+std::unique_ptr<Command> MakePrepareCommand() { return MakeCommand<PrepareRecord>(); }
 
 }  // namespace Xem::Tool

@@ -29,8 +29,8 @@ File UnnamedFile(const std::string& contents);
 std::string Contents(std::FILE* file);
 
 /// Matrices of fits are small: threads of the BLAS library would wait for each other longer than they compute, minutes
-/// on a busy machine.
-void KeepAlgebraOnOneThread();
+/// on a busy machine. False where the library does not listen.
+bool KeepAlgebraOnOneThread();
 
 /// As `exec` wants them: valid as long as the texts.
 std::vector<char*> Pointers(std::vector<std::string>& texts);

@@ -13,13 +13,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <numeric>
-#include <span>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
+#include "batch/fields.h"
 #include "failure.h"
 #include "text.h"
 #include "xem/fit/reading.h"
@@ -29,7 +28,6 @@ namespace Xem::Tool {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLongestFileName = 120;
 
@@ -64,36 +62,6 @@ std::string FileName(const std::string& specimen) {
   }
   return name;
 }
-
-double NumberIn(const Json& object, const char* key) {
-  return object.contains(key) && object[key].is_number() ? object[key].get<double>() : Outcome::kNone;
-}
-
-struct Measure {
-  const char* key;
-  double Outcome::*value;
-};
-constexpr Measure kMeasures[] = {{"points", &Outcome::points},   {"dropped", &Outcome::dropped},
-                                 {"sse", &Outcome::sse},         {"rmse", &Outcome::rmse},
-                                 {"r2", &Outcome::r2},           {"aicc", &Outcome::aicc},
-                                 {"worst_r2", &Outcome::worstR2}};
-
-Json QuantitiesJson(const std::vector<Outcome::Parameter>& quantities) {
-  Json all = Json::array();
-  for (const auto& one : quantities) all.push_back({one.name, one.unit, one.value, one.standardError, one.doubt});
-  return all;
-}
-
-std::vector<Outcome::Parameter> Quantities(const Json& all) {
-  const auto number = [](const Json& one) { return one.is_number() ? one.get<double>() : Outcome::kNone; };
-  std::vector<Outcome::Parameter> quantities;
-  for (const Json& one : all)
-    quantities.push_back({one.at(0), one.at(1), number(one.at(2)), number(one.at(3)), one.at(4)});
-  return quantities;
-}
-
-Json AxisJson(const Axis& axis) { return {axis.label, axis.unit, axis.logarithmic, axis.fromZero}; }
-Axis AxisFrom(const Json& axis) { return {axis.at(0), axis.at(1), axis.at(2), axis.at(3)}; }
 
 /// Every n-th of too many, and the last.
 std::vector<double> Thinned(const std::vector<double>& values) {
@@ -130,51 +98,8 @@ Outcome::Curve CurveOf(const Fit::CurveResult& curve, const std::vector<Panel>& 
   return shown;
 }
 
-/// The columns as JSON; numbers are most of an outcome, and as objects of the library would take as long as a small
-/// fit.
-void AppendColumns(std::span<const std::vector<double>> columns, std::string& text) {
-  text += '[';
-  for (const std::vector<double>& column : columns) {
-    if (&column != &columns.front()) text += ',';
-    text += '[';
-    for (std::size_t i = 0; i < column.size(); ++i) {
-      if (i > 0) text += ',';
-      if (std::isfinite(column[i])) {
-        fmt::format_to(std::back_inserter(text), "{}", column[i]);
-      } else {
-        text += "null";
-      }
-    }
-    text += ']';
-  }
-  text += ']';
-}
-
-std::string Dumped(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
-
-std::string CurveText(const Outcome::Curve& curve) {
-  std::string text = Dumped({curve.name, AxisJson(curve.x), AxisJson(curve.y)});
-  text.back() = ',';
-  AppendColumns(curve.points, text);
-  text += ',';
-  AppendColumns(curve.line, text);
-  return text + ']';
-}
-
-std::vector<double> Numbers(const Json& array) {
-  std::vector<double> numbers;
-  for (const Json& one : array) numbers.push_back(one.is_number() ? one.get<double>() : Outcome::kNone);
-  return numbers;
-}
-
-Outcome::Curve CurveFrom(const Json& all) {
-  Outcome::Curve curve{all.at(0), AxisFrom(all.at(1)), AxisFrom(all.at(2)), {}, {}};
-  for (std::size_t side : {0, 1}) {
-    curve.points[side] = Numbers(all.at(3).at(side));
-    curve.line[side] = Numbers(all.at(4).at(side));
-  }
-  return curve;
-}
+/// Of an option whose value, if any, is the next word.
+bool IsName(const std::string& word) { return word.starts_with("--") && word.find('=') == std::string::npos; }
 
 }  // namespace
 
@@ -196,33 +121,40 @@ Outcome OutcomeOf(const Report& report) {
   return outcome;
 }
 
-std::string ToText(const Outcome& outcome) {
-  Json json = {{"exit_code", outcome.exitCode}, {"message", outcome.message}, {"model", outcome.model}};
-  for (const Measure& measure : kMeasures) json[measure.key] = outcome.*measure.value;
-  json["unit"] = outcome.unit;
-  json["relative"] = outcome.relative;
-  json["parameters"] = QuantitiesJson(outcome.parameters);
-  json["derived"] = QuantitiesJson(outcome.derived);
-  std::string text = Dumped(json);
-  text.pop_back();
-  text += R"(,"curves":[)";
-  for (const Outcome::Curve& curve : outcome.curves) {
-    if (&curve != &outcome.curves.front()) text += ',';
-    text += CurveText(curve);
-  }
-  return text + "]}";
+template <class Fields, ConstOr<Outcome::Parameter> Parameter>
+void Exchange(Fields& fields, Parameter& parameter) {
+  fields(parameter.name)(parameter.unit)(parameter.value)(parameter.standardError)(parameter.doubt);
 }
 
-Outcome OutcomeFrom(const std::string& text) {
-  const Json json = Json::parse(text);
-  Outcome outcome = OutcomeWithout(json.at("exit_code"), json.at("message"));
-  outcome.model = json.at("model");
-  for (const Measure& measure : kMeasures) outcome.*measure.value = NumberIn(json, measure.key);
-  outcome.unit = json.at("unit");
-  outcome.relative = json.at("relative");
-  outcome.parameters = Quantities(json.at("parameters"));
-  outcome.derived = Quantities(json.at("derived"));
-  for (const Json& curve : json.at("curves")) outcome.curves.push_back(CurveFrom(curve));
+template <class Fields, ConstOr<Axis> SomeAxis>
+void Exchange(Fields& fields, SomeAxis& axis) {
+  fields(axis.label)(axis.unit)(axis.logarithmic)(axis.fromZero);
+}
+
+template <class Fields, ConstOr<Outcome::Curve> Curve>
+void Exchange(Fields& fields, Curve& curve) {
+  fields(curve.name);
+  for (auto* axis : {&curve.x, &curve.y}) Exchange(fields, *axis);
+  for (auto* columns : {&curve.points, &curve.line}) fields((*columns)[0])((*columns)[1]);
+}
+
+template <class Fields, ConstOr<Outcome> Some>
+void Exchange(Fields& fields, Some& outcome) {
+  fields(outcome.exitCode)(outcome.message)(outcome.model)(outcome.points)(outcome.dropped)(outcome.sse)(outcome.rmse)(
+      outcome.r2)(outcome.aicc)(outcome.worstR2)(outcome.unit)(outcome.relative)(outcome.parameters)(outcome.derived)(
+      outcome.curves);
+}
+
+std::string ToText(const Outcome& outcome) {
+  FieldWriter fields;
+  Exchange(fields, outcome);
+  return fields.Text();
+}
+
+Outcome OutcomeFrom(std::string_view text) {
+  FieldReader fields(text);
+  Outcome outcome;
+  Exchange(fields, outcome);
   return outcome;
 }
 
@@ -234,6 +166,10 @@ OutcomeStore::OutcomeStore(const std::string& folder, const std::string& prefix)
     throw Failure(ExitCode::Other, fmt::format("{}: the work folder cannot be made: {}; choose another with --work",
                                                Printable(folder), error.message()));
   }
+}
+
+void OutcomeStore::FindKept() {
+  std::error_code error;
   for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {
     if (entry->path().extension() != kLines) continue;
     const std::string file = entry->path().string();
@@ -252,9 +188,10 @@ std::string OutcomeStore::Key(const std::string& specimen, const std::vector<std
   digest.Add(specimen);
   for (std::size_t i = 0; i < words.size(); ++i) {
     digest.Add(words[i]);
+    if (isOutput[i] || IsName(words[i])) continue;
     const fs::path file = fs::path(workingFolder) / FileOf(words[i]);
     std::error_code error;
-    if (!isOutput[i] && fs::is_regular_file(file, error)) {
+    if (fs::is_regular_file(file, error)) {
       try {
         digest.Add(Fit::ReadInput(file.string()));
       } catch (const Fit::Error&) {

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <limits>
 #include <map>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "batch/recipe.h"
@@ -33,9 +33,9 @@ Outcome OutcomeWithout(int exitCode, const std::string& message);
 /// Without what it says when it ends: its exit code and message.
 Outcome OutcomeOf(const Report& report);
 
-/// Between processes and runs. Throws what the JSON library throws for a text that is no outcome.
+/// Between processes and runs, on one line. Throws std::runtime_error for a text that is no outcome.
 std::string ToText(const Outcome& outcome);
-Outcome OutcomeFrom(const std::string& text);
+Outcome OutcomeFrom(std::string_view text);
 
 /// Finished specimens in a folder that outlives the run: files of lines, a key and its outcome in each. An outcome is
 /// found again only by the same command on the same contents of the same files by the same version, so that nothing old
@@ -43,15 +43,19 @@ Outcome OutcomeFrom(const std::string& text);
 class OutcomeStore {
  public:
   /// Files that are written begin with `prefix`, which tells jobs on several machines apart. Throws Failure when the
-  /// folder cannot be made or read.
+  /// folder cannot be made.
   explicit OutcomeStore(const std::string& folder, const std::string& prefix = "");
+
+  /// Looks for the outcomes that are there already; what comes later is not found. Throws Fit::Error for a file that
+  /// cannot be read.
+  void FindKept();
 
   /// The key of a specimen's outcome: its name and a digest of all that it depends on. `words` is its command, run in
   /// `workingFolder`; the words that name files it writes do not count.
   static std::string Key(const std::string& specimen, const std::vector<std::string>& words,
                          const std::vector<bool>& isOutput, const std::string& workingFolder);
 
-  /// Of those that were there when the store was made.
+  /// Of those that were there when the store looked for them.
   std::optional<Outcome> Find(const std::string& key) const;
   /// Appends to a file that belongs to this process; a new file per outcome would take as long as a small fit. A line
   /// that a killed process left half written is none. Throws Failure.

@@ -129,11 +129,14 @@ std::string FirstInput(const Recipe& recipe) {
          "example {specimen}.csv, or give --list");
 }
 
-bool IsOneOf(const fs::path& path, const std::vector<std::string>& others) {
-  return std::any_of(others.begin(), others.end(), [&](const std::string& other) {
+/// The names of those of the files that are in the folder.
+std::set<std::string> NamesWithin(const fs::path& folder, const std::vector<std::string>& files) {
+  std::set<std::string> names;
+  for (const fs::path file : files) {
     std::error_code error;
-    return !other.empty() && fs::equivalent(path, other, error);
-  });
+    if (!file.empty() && fs::equivalent(folder / file.filename(), file, error)) names.insert(file.filename().string());
+  }
+  return names;
 }
 
 }  // namespace
@@ -182,7 +185,7 @@ void CheckRecipe(Recipe& recipe, const std::vector<Placeholders>& samples) {
   for (const Placeholders& sample : samples) {
     const auto words = Expand(recipe, sample);
     try {
-      const CommandLine commandLine;
+      CommandLine commandLine(words);
       const auto files = commandLine.Parse(words).FilesToWrite();
       const auto isJson = [](const auto& file) { return file.first == "--json"; };
       if (std::any_of(files.begin(), files.end(), isJson)) {
@@ -211,15 +214,20 @@ std::vector<Specimen> FindSpecimens(const Recipe& recipe, const std::string& fol
   const std::string file = FirstInput(recipe);
   const Pattern pattern = PatternOf(file);
   const fs::path base = fs::path(folder) / pattern.base;
+  const std::set<std::string> taken = NamesWithin(base, others);
   std::vector<Specimen> specimens;
   std::error_code error;
   for (fs::directory_iterator entry(base, error), end; !error && entry != end; entry.increment(error)) {
-    const auto name = Match(pattern, entry->path().filename().string());
-    if (!name) continue;
+    const std::string found = entry->path().filename().string();
+    const auto name = Match(pattern, found);
+    if (!name || taken.contains(found)) continue;
     const Placeholders values{{kName, *name}};
     const fs::path input = fs::path(folder) / Expand(file, values, recipe.source);
     std::error_code notThere;
-    if (fs::is_regular_file(input, notThere) && !IsOneOf(input, others)) specimens.push_back({*name, values});
+    // The system has told with the entry what the entry is.
+    const bool isFile = input.native() == entry->path().native() ? entry->is_regular_file(notThere)
+                                                                 : fs::is_regular_file(input, notThere);
+    if (isFile) specimens.push_back({*name, values});
   }
   if (error) {
     throw Failure(ExitCode::BadData,

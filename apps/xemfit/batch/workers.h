@@ -19,8 +19,9 @@ struct WorkerOptions {
   double secondsPerJob = 0.0;  ///< 0: no limit
 };
 
-/// Begins the program anew with the same arguments unless its numerical libraries run in one thread each, which they
-/// decide when they are loaded. Processes share the cores already, and a process without threads may be forked.
+/// Sees to it that this process may be forked: that no numerical library runs in several threads. Processes share the
+/// cores already. OpenBLAS ends its threads in time; for a library that cannot be told, the program begins anew with
+/// the same arguments and with what such libraries look at when they are loaded.
 void UseOneThread();
 
 /// Hands the jobs 0 to count - 1 to worker processes and `done` every result as it comes. Workers are forked from this

@@ -37,8 +37,6 @@ struct CommandText {
 class Command {
  public:
   virtual ~Command() = default;
-  Command(const Command&) = delete;
-  Command& operator=(const Command&) = delete;
 
   const CommandText& Text() const { return text_; }
   virtual void Declare(Options& options) = 0;
@@ -50,9 +48,13 @@ class Command {
   void SendReportTo(TakeReport take) { takeReport_ = std::move(take); }
   /// What a message of the fit layer should be told besides: which files the curves named in it came from.
   virtual std::string SourcesOf(std::string_view) const { return ""; }
+  /// Forgets what its options were told and what a run has left, so that it can run again.
+  virtual void Renew() = 0;
 
  protected:
   explicit Command(CommandText text) : text_(std::move(text)) {}
+  Command(Command&&) = default;
+  Command& operator=(Command&&) = default;
   const TakeReport& ReportTaker() const { return takeReport_; }
 
  private:
@@ -61,6 +63,18 @@ class Command {
 };
 
 using CommandList = std::vector<std::unique_ptr<Command>>;
+
+/// A command that becomes anew in its place, where its options point.
+template <class Type>
+class Renewable final : public Type {
+ public:
+  void Renew() override { static_cast<Type&>(*this) = Renewable(); }
+};
+
+template <class Type>
+std::unique_ptr<Command> MakeCommand() {
+  return std::make_unique<Renewable<Type>>();
+}
 
 // The tool as a whole, put together in commands.cpp.
 

@@ -75,7 +75,8 @@ CommandLine::CommandLine(CommandList commands)
     : commands_(std::move(commands)),
       tool_{"xemfit", "Material parameters from test curves",
             Examples(commands_.front()->Text()) +
-                "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable."} {
+                "\n\nExit codes: 0 fitted, 1 anything else, 2 usage, 3 bad data, 4 not converged, 5 unstable."},
+      parser_(tool_) {
   for (const auto& command : commands_) Add(*command);
 }
 
@@ -94,15 +95,23 @@ void CommandLine::Add(Command& command) {
   command.Declare(node.options);
 }
 
-int CommandLine::Run(const std::vector<std::string>& arguments) const {
+ParsedLine CommandLine::ParseAnew(const std::vector<std::string>& words) {
+  for (const auto& command : commands_) {
+    if (used_) command->Renew();
+  }
+  used_ = true;
+  return parser_.Parse(words);
+}
+
+int CommandLine::Run(const std::vector<std::string>& arguments) {
   const Ended ended = Run(arguments, nullptr);
   if (!ended.sentence.empty()) std::fprintf(stderr, "xemfit: %s\n", Printable(ended.sentence).c_str());
   return static_cast<int>(ended.code);
 }
 
-CommandLine::Ended CommandLine::Run(const std::vector<std::string>& arguments, const TakeReport& take) const {
+CommandLine::Ended CommandLine::Run(const std::vector<std::string>& arguments, const TakeReport& take) {
   try {
-    const ParsedLine line = ParseLine(tool_, {arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end()});
+    const ParsedLine line = ParseAnew({arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end()});
     if (line.answer) {
       std::fwrite(line.answer->data(), 1, line.answer->size(), stdout);
       return {ExitCode::Fitted, ""};
@@ -115,8 +124,8 @@ CommandLine::Ended CommandLine::Run(const std::vector<std::string>& arguments, c
   }
 }
 
-const Options& CommandLine::Parse(const std::vector<std::string>& words) const {
-  const ParsedLine line = ParseLine(tool_, words);
+const Options& CommandLine::Parse(const std::vector<std::string>& words) {
+  const ParsedLine line = ParseAnew(words);
   if (line.answer) throw Failure(ExitCode::Usage, "--help and --version fit nothing");
   for (const CommandNode& group : tool_.below) {
     for (const CommandNode& node : group.below) {
@@ -124,7 +133,7 @@ const Options& CommandLine::Parse(const std::vector<std::string>& words) const {
     }
   }
   throw Failure(ExitCode::Usage,
-                "it must begin with a command and its verb, such as " + commands_.front()->Text().Path());
+                "it must begin with a command and its verb, such as " + MakeCommands().front()->Text().Path());
 }
 
 }  // namespace Xem::Tool

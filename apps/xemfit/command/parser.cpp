@@ -3,7 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
+#include <deque>
 #include <sstream>
+#include <string_view>
+#include <utility>
 
 #include "xem/version.h"
 
@@ -70,7 +74,7 @@ bool MayBeShortOptions(const std::string& word) {
   return word.size() > 2 && word[0] == '-' && std::isalpha(static_cast<unsigned char>(word[1])) != 0;
 }
 
-bool IsCalled(const std::string& word, const std::string& name) {
+bool IsCalled(std::string_view word, std::string_view name) {
   return word.starts_with(name) && (word.size() == name.size() || word[name.size()] == '=');
 }
 
@@ -78,32 +82,23 @@ bool IsCalled(const std::string& word, const std::string& name) {
 /// longest for.
 bool IsLeftOut(const Option& option, const Words& words) {
   if (option.required || option.IsPositional()) return false;
-  const std::vector<std::string> names = option.Names();
-  return std::ranges::none_of(words, [&](const std::string& word) {
-    const bool called = std::ranges::any_of(names, [&](const std::string& name) { return IsCalled(word, name); });
-    return called || MayBeShortOptions(word);
-  });
+  const auto names = [&](const std::string& word) {
+    if (!word.starts_with('-')) return false;
+    if (MayBeShortOptions(word)) return true;
+    for (std::size_t from = 0; from < option.names.size();) {
+      const std::size_t comma = std::min(option.names.find(',', from), option.names.size());
+      if (IsCalled(word, std::string_view(option.names).substr(from, comma - from))) return true;
+      from = comma + 1;
+    }
+    return false;
+  };
+  return std::none_of(words.begin(), words.end(), names);
 }
 
 bool AsksForHelp(const Words& words) {
-  return std::ranges::any_of(words, [](const std::string& word) {
+  return std::any_of(words.begin(), words.end(), [](const std::string& word) {
     return word == "-h" || IsCalled(word, "--help") || MayBeShortOptions(word);
   });
-}
-
-/// `all`: with the options that the words leave out.
-void Fill(CLI::App& app, const CommandNode& node, const Words& words, bool all) {
-  app.footer(node.footer);
-  app.get_formatter()->column_width(kHelpColumn);
-  for (const Option& option : node.options.All()) {
-    if (all || !IsLeftOut(option, words)) Add(app, option);
-  }
-  if (!node.below.empty()) app.require_subcommand(0, 1);
-  for (const CommandNode& child : node.below) {
-    CLI::App* sub = app.add_subcommand(child.name, child.about);
-    if (child.hidden) sub->group("");
-    Fill(*sub, child, words, all);
-  }
 }
 
 /// The command that was being parsed, and its name in full.
@@ -125,10 +120,55 @@ const CommandNode& Deepest(const CLI::App& root, const CommandNode& tool, std::s
 
 }  // namespace
 
-ParsedLine ParseLine(const CommandNode& tool, const std::vector<std::string>& words) {
+/// A command as the library knows it, which learns of options when a line mentions them.
+class LineParser::KnownCommand {
+ public:
+  KnownCommand(CLI::App& app, const CommandNode& node) : app_(app), node_(node), isKnown_(node.options.All().size()) {
+    app.footer(node.footer);
+    app.get_formatter()->column_width(kHelpColumn);
+    if (!node.below.empty()) app.require_subcommand(0, 1);
+    for (const CommandNode& child : node.below) {
+      CLI::App* sub = app.add_subcommand(child.name, child.about);
+      if (child.hidden) sub->group("");
+      below_.emplace_back(*sub, child);
+    }
+  }
+
+  /// `all`: of the options that the words leave out, too.
+  void LearnOptions(const Words& words, bool all) {
+    std::size_t next = 0;
+    for (const Option& option : node_.options.All()) {
+      const std::size_t i = next++;
+      if (isKnown_[i] || (!all && IsLeftOut(option, words))) continue;
+      Add(app_, option);
+      isKnown_[i] = true;
+    }
+    for (KnownCommand& command : below_) command.LearnOptions(words, all);
+  }
+
+ private:
+  CLI::App& app_;
+  const CommandNode& node_;
+  std::vector<bool> isKnown_;
+  std::deque<KnownCommand> below_;
+};
+
+struct LineParser::Library {
+  explicit Library(const CommandNode& tool) : app(tool.about, tool.name), commands(app, tool) {}
+  CLI::App app;
+  KnownCommand commands;
+};
+
+LineParser::LineParser(const CommandNode& tool) : tool_(tool) {}
+LineParser::~LineParser() = default;
+
+ParsedLine LineParser::Parse(const std::vector<std::string>& words) {
+  // Help lists options in their order, and nobody knows what a line that is refused leaves behind.
+  const bool all = AsksForHelp(words);
+  std::unique_ptr<Library> library = library_ && !all ? std::move(library_) : std::make_unique<Library>(tool_);
+  library->commands.LearnOptions(words, all);
+  CLI::App& app = library->app;
   ParsedLine line;
-  CLI::App app(tool.about, tool.name);
-  Fill(app, tool, words, AsksForHelp(words));
   try {
     app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   } catch (const CLI::Success& request) {
@@ -137,16 +177,17 @@ ParsedLine ParseLine(const CommandNode& tool, const std::vector<std::string>& wo
     line.answer = answer.str();
   } catch (const CLI::RequiredError& error) {
     // What is not known often is what is missing, spelled wrong.
-    Deepest(app, tool, line.path);
+    Deepest(app, tool_, line.path);
     std::vector<std::string> unknown = app.remaining(true);
     std::erase_if(unknown, [](const std::string& word) { return !word.starts_with('-'); });
     const std::string what = unknown.empty() ? error.what() : CLI::ExtrasError(unknown).what();
     throw Failure(ExitCode::Usage, what + "; see " + line.path + " --help");
   } catch (const CLI::ParseError& error) {
-    Deepest(app, tool, line.path);
+    Deepest(app, tool_, line.path);
     throw Failure(ExitCode::Usage, std::string(error.what()) + "; see " + line.path + " --help");
   }
-  line.command = Deepest(app, tool, line.path).command;
+  line.command = Deepest(app, tool_, line.path).command;
+  if (!all) library_ = std::move(library);
   return line;
 }
 

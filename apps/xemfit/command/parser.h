@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,7 +29,24 @@ struct ParsedLine {
   std::string path;                   ///< as far as commands were named: "xemfit hyper"
 };
 
-/// `words` come without the program. Throws Failure (Usage).
-ParsedLine ParseLine(const CommandNode& tool, const std::vector<std::string>& words);
+/// Reads lines by what the tool knows; the more alike they are, the quicker.
+class LineParser {
+ public:
+  /// The tool must live as long.
+  explicit LineParser(const CommandNode& tool);
+  ~LineParser();
+  LineParser(const LineParser&) = delete;
+  LineParser& operator=(const LineParser&) = delete;
+
+  /// `words` come without the program. Options that they do not mention keep their values. Throws Failure (Usage).
+  ParsedLine Parse(const std::vector<std::string>& words);
+
+ private:
+  class KnownCommand;
+  struct Library;
+
+  const CommandNode& tool_;
+  std::unique_ptr<Library> library_;  // of the line before
+};
 
 }  // namespace Xem::Tool

@@ -43,7 +43,7 @@ bool SpansDecades(const Fit::Result& result, std::vector<double> Fit::CurveResul
   return highest > kWide * lowest;
 }
 
-class CreepFit final : public Verb {
+class CreepFit : public Verb {
  public:
   CreepFit()
       : Verb({"creep",
@@ -126,6 +126,6 @@ class CreepFit final : public Verb {
 
 }  // namespace
 
-void AddCreepVerbs(CommandList& commands) { commands.push_back(std::make_unique<CreepFit>()); }
+void AddCreepVerbs(CommandList& commands) { commands.push_back(MakeCommand<CreepFit>()); }
 
 }  // namespace Xem::Tool

@@ -61,7 +61,7 @@ Json OverlaysJson(const std::vector<PublishedCyclic>& published) {
   return overlays;
 }
 
-class CyclicFit final : public Verb {
+class CyclicFit : public Verb {
  public:
   CyclicFit()
       : Verb(
@@ -155,6 +155,6 @@ class CyclicFit final : public Verb {
 
 }  // namespace
 
-void AddCyclicVerbs(CommandList& commands) { commands.push_back(std::make_unique<CyclicFit>()); }
+void AddCyclicVerbs(CommandList& commands) { commands.push_back(MakeCommand<CyclicFit>()); }
 
 }  // namespace Xem::Tool

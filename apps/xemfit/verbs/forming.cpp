@@ -24,7 +24,7 @@ std::string FileStem(const std::string& path) {
   return path == "-" ? "standard input" : std::filesystem::path(path).stem().string();
 }
 
-class FormingCurve final : public Verb {
+class FormingCurve : public Verb {
  public:
   FormingCurve()
       : Verb({"forming",
@@ -235,6 +235,6 @@ class FormingCurve final : public Verb {
 
 }  // namespace
 
-void AddFormingVerbs(CommandList& commands) { commands.push_back(std::make_unique<FormingCurve>()); }
+void AddFormingVerbs(CommandList& commands) { commands.push_back(MakeCommand<FormingCurve>()); }
 
 }  // namespace Xem::Tool

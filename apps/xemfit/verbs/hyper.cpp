@@ -43,7 +43,7 @@ constexpr std::array<ModeInput, 4> kModes{{
 
 constexpr const char* kVolumetric = "volumetric";
 
-class HyperFit final : public Verb {
+class HyperFit : public Verb {
  public:
   HyperFit()
       : Verb({"hyper",
@@ -182,7 +182,7 @@ Panel StressPanel(const Fit::Result& result) {
   return {"", {"nominal strain", "", false, false}, {"nominal stress", unit, false, false}, {}};
 }
 
-class HyperStress final : public Verb {
+class HyperStress : public Verb {
  public:
   HyperStress()
       : Verb({"hyper", "stress", "Evaluate a fitted hyperelastic model",
@@ -286,7 +286,7 @@ class HyperStress final : public Verb {
   std::string grid_;
 };
 
-class HyperCheck final : public Verb {
+class HyperCheck : public Verb {
  public:
   HyperCheck()
       : Verb({"hyper", "check", "Report where a hyperelastic model loses stability",
@@ -367,9 +367,9 @@ class HyperCheck final : public Verb {
 }  // namespace
 
 void AddHyperVerbs(CommandList& commands) {
-  commands.push_back(std::make_unique<HyperFit>());
-  commands.push_back(std::make_unique<HyperStress>());
-  commands.push_back(std::make_unique<HyperCheck>());
+  commands.push_back(MakeCommand<HyperFit>());
+  commands.push_back(MakeCommand<HyperStress>());
+  commands.push_back(MakeCommand<HyperCheck>());
 }
 
 }  // namespace Xem::Tool

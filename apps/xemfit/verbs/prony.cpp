@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* kCurve = "relaxation";
 
-class PronyFit final : public SweepVerb {
+class PronyFit : public SweepVerb {
  public:
   PronyFit()
       : SweepVerb({"prony",
@@ -229,7 +229,7 @@ class PronyFit final : public SweepVerb {
   std::string reference_;
 };
 
-class PronyConvert final : public Verb {
+class PronyConvert : public Verb {
  public:
   PronyConvert()
       : Verb({"prony",
@@ -293,8 +293,8 @@ class PronyConvert final : public Verb {
 }  // namespace
 
 void AddPronyVerbs(CommandList& commands) {
-  commands.push_back(std::make_unique<PronyFit>());
-  commands.push_back(std::make_unique<PronyConvert>());
+  commands.push_back(MakeCommand<PronyFit>());
+  commands.push_back(MakeCommand<PronyConvert>());
 }
 
 }  // namespace Xem::Tool

@@ -14,7 +14,7 @@
 namespace Xem::Tool {
 namespace {
 
-class PronyShift final : public SweepVerb {
+class PronyShift : public SweepVerb {
  public:
   PronyShift()
       : SweepVerb(
@@ -101,6 +101,6 @@ class PronyShift final : public SweepVerb {
 
 }  // namespace
 
-void AddShiftVerbs(CommandList& commands) { commands.push_back(std::make_unique<PronyShift>()); }
+void AddShiftVerbs(CommandList& commands) { commands.push_back(MakeCommand<PronyShift>()); }
 
 }  // namespace Xem::Tool

@@ -26,7 +26,7 @@ constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
 constexpr const char* kConductivity = "conductivity";
 
-class RetentionFit final : public Verb {
+class RetentionFit : public Verb {
  public:
   RetentionFit()
       : Verb(
@@ -225,6 +225,6 @@ class RetentionFit final : public Verb {
 
 }  // namespace
 
-void AddRetentionVerbs(CommandList& commands) { commands.push_back(std::make_unique<RetentionFit>()); }
+void AddRetentionVerbs(CommandList& commands) { commands.push_back(MakeCommand<RetentionFit>()); }
 
 }  // namespace Xem::Tool

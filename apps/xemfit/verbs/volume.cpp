@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kMostTerms = 6;
 
-class VolumeFit final : public Verb {
+class VolumeFit : public Verb {
  public:
   VolumeFit()
       : Verb({"volume",
@@ -49,6 +49,6 @@ class VolumeFit final : public Verb {
 
 }  // namespace
 
-void AddVolumeVerbs(CommandList& commands) { commands.push_back(std::make_unique<VolumeFit>()); }
+void AddVolumeVerbs(CommandList& commands) { commands.push_back(MakeCommand<VolumeFit>()); }
 
 }  // namespace Xem::Tool

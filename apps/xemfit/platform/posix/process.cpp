@@ -98,11 +98,12 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
   return result;
 }
 
-void KeepAlgebraOnOneThread() {
+bool KeepAlgebraOnOneThread() {
   // Looked up at run time, so that any BLAS serves.
   using Setter = void (*)(int);
   const auto setter = reinterpret_cast<Setter>(dlsym(RTLD_DEFAULT, "openblas_set_num_threads"));
   if (setter != nullptr) setter(1);
+  return setter != nullptr;
 }
 
 }  // namespace Xem::Tool

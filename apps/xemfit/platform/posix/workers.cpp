@@ -21,6 +21,7 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -40,8 +41,11 @@ constexpr int kTickMilliseconds = 200;
 constexpr int kNoJob = 125;
 constexpr const char* kThreadCounts[] = {"OPENBLAS_NUM_THREADS", "OMP_NUM_THREADS"};
 
-/// While jobs are shorter than this, a worker is given its next one before it has answered, so that it need not wait.
-constexpr double kShortJob = 0.02;
+/// For so many seconds a worker has jobs before it, if they are short, so that it need not wait for the next.
+constexpr double kAhead = 0.01;
+constexpr double kMostAhead = 1000.0;  // fewer than a pipe holds
+/// While all have, this process looks at answers in handfuls: to be woken for each would take a share of a small fit.
+constexpr std::chrono::milliseconds kRest(2);
 
 [[noreturn]] void Refuse(const char* what) {
   throw Failure(ExitCode::Other, std::string("cannot ") + what + ": " + std::strerror(errno));
@@ -264,20 +268,21 @@ class Workshop {
       if (worker.Given().empty() && JobsLeft() > 0) worker.Give(NextJob());
     }
     while (JobsLeft() > 0 && workers_.size() < Wanted()) Start(false).Give(NextJob());
-    // Nobody looks ahead at the end, where it would keep a job from a worker that has none.
-    const bool areShort = finished_ > 0 && seconds_ < kShortJob * static_cast<double>(finished_);
     for (Worker& worker : workers_) {
-      if (areShort && !worker.Alone() && worker.Given().size() == 1 && JobsLeft() > 2 * Wanted()) {
-        worker.Give(NextJob());
-      }
+      while (!worker.Alone() && !worker.Given().empty() && worker.Given().size() < JobsAhead()) worker.Give(NextJob());
     }
   }
 
   /// Waits a short while for answers or a signal.
   void Wait() {
+    const bool allAreBusy = std::all_of(workers_.begin(), workers_.end(), [&](const Worker& worker) {
+      return static_cast<double>(worker.Given().size()) * SecondsPerJob() > 2.0 * Seconds(kRest).count();
+    });
+    if (allAreBusy && finished_ > 0) std::this_thread::sleep_for(kRest);
     std::vector<pollfd> awaited{{signals_.Number(), POLLIN, 0}};
     for (const Worker& worker : workers_) awaited.push_back({worker.Answers(), POLLIN, 0});
     poll(awaited.data(), awaited.size(), kTickMilliseconds);
+    askedToStop_ |= awaited.front().revents != 0 && signals_.Came();
     std::size_t next = 1;
     for (auto worker = workers_.begin(); worker != workers_.end(); ++next) {
       const auto current = worker++;
@@ -289,11 +294,19 @@ class Workshop {
     for (Worker& worker : workers_) worker.KillAfter(options_.secondsPerJob);
   }
 
-  bool AskedToStop() const { return signals_.Came(); }
+  bool AskedToStop() const { return askedToStop_; }
 
  private:
   std::size_t Wanted() const { return static_cast<std::size_t>(options_.processes); }
   std::size_t JobsLeft() const { return returned_.size() + count_ - next_; }
+
+  double SecondsPerJob() const { return finished_ > 0 ? seconds_ / static_cast<double>(finished_) : kAhead; }
+
+  /// Of one worker; fewer towards the end, where they would be kept from a worker that has none.
+  std::size_t JobsAhead() const {
+    const double inTime = std::min(kAhead / SecondsPerJob(), kMostAhead);
+    return std::min(static_cast<std::size_t>(inTime) + 1, JobsLeft() / (2 * Wanted()));
+  }
 
   std::size_t NextJob() {
     if (returned_.empty()) return next_++;
@@ -330,6 +343,7 @@ class Workshop {
   const std::function<std::string(std::size_t)>& work_;
   const std::function<void(std::size_t, const JobResult&)>& done_;
   const StopSignals signals_;
+  bool askedToStop_ = false;
   std::list<Worker> workers_;
   std::size_t next_ = 0;
   std::deque<std::size_t> returned_;  // given to a worker that ended before it came to them
@@ -342,6 +356,7 @@ class Workshop {
 }  // namespace
 
 void UseOneThread() {
+  if (KeepAlgebraOnOneThread()) return;
   bool already = true;
   for (const char* variable : kThreadCounts) {
     const char* value = std::getenv(variable);

@@ -11,6 +11,6 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
                     "; the page draws and saves the picture itself, and --report writes it into a page");
 }
 
-void KeepAlgebraOnOneThread() {}  // there is no other
+bool KeepAlgebraOnOneThread() { return true; }  // there is no other
 
 }  // namespace Xem::Tool
