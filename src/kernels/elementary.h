@@ -91,7 +91,7 @@ XEM_INLINE V Log(V x) {
   V exponentOfScale = Set(0.0);
   if (__builtin_expect(anyEnd, false)) {
     const Bits denormal = x < kSmallestNormal;
-    inside = Where(denormal, x * 0x1p54, x);
+    inside = Where(x > 0.0, Where(denormal, x * 0x1p54, x), Set(1.0));
     exponentOfScale = Where(denormal, Set(-54.0), exponentOfScale);
   }
   // The exponent of x / sqrt(1/2), whose mantissa then lies within sqrt(1/2) ... sqrt(2).
