@@ -10,6 +10,7 @@
 #include "input/digest.h"
 #include "output/output.h"
 #include "text.h"
+#include "xem/version.h"
 
 namespace Xem::Tool {
 void Verb::Declare(Options& options) {
@@ -30,6 +31,7 @@ ExitCode Verb::Execute(const std::vector<std::string>& arguments) {
   RefuseUnusedColumns();
   CheckOutputs(output_, inputs_);
   TellInputs(report.result);
+  if (report.result.version.empty()) report.result.version = XEM_VERSION;  // computed, not fitted
   const Fit::Result& result = report.result;
   if (requireStable_ && !result.stability) {
     throw Failure(ExitCode::Other, "--require-stable: model " + ModelLabel(result) + " has no stability report");
