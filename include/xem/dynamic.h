@@ -6,6 +6,7 @@
 #include "xem/export.h"
 #include "xem/records.h"
 
+/// @file
 /// Cyclic behaviour: strain dependence of the secant shear modulus ratio R = G/G0 and of the damping ratio h.
 ///
 /// Curves hold (shear strain, G/G0) and (shear strain, damping ratio). Strain, reference strain and damping are plain

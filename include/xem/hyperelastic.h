@@ -6,6 +6,7 @@
 #include "xem/export.h"
 #include "xem/records.h"
 
+/// @file
 /// Hyperelastic fits and stresses: polynomial, Ogden, Blatz-Ko and volumetric.
 ///
 /// Curves hold (nominal strain, nominal stress) of one deformation mode each, in the order uniaxial, equibiaxial,

@@ -1,6 +1,7 @@
 #ifndef XEM_MATERIAL_UTIL_H
 #define XEM_MATERIAL_UTIL_H
 
+/// @file
 /// All that a host sees: records, arrays and the 26 exported functions. What the headers call docs/ is installed as
 /// share/doc/xemmaterialutil.
 ///

@@ -6,6 +6,7 @@
 #include "xem/export.h"
 #include "xem/records.h"
 
+/// @file
 /// Forming-limit curves of sheet metal by the modified maximum force criterion (Hora, Tong and Reissner 1996).
 ///
 /// N stress paths sigma2 / sigma1 = alpha = i / (N - 1), i = 0 ... N - 1, from uniaxial tension (0) to equibiaxial

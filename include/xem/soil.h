@@ -6,6 +6,7 @@
 #include "xem/export.h"
 #include "xem/records.h"
 
+/// @file
 /// Water retention of unsaturated soil.
 ///
 /// Suction s is in kPa, water content theta is volumetric, in m3/m3 (not percent), diameters are in mm, passings are

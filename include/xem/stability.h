@@ -7,6 +7,7 @@
 #include "xem/records.h"
 #include "xem/text.h"
 
+/// @file
 /// Stability of fitted hyperelastic models.
 ///
 /// Uniaxial, equibiaxial and pure-shear deformations at constant volume are scanned in compression and in tension, from

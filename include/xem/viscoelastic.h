@@ -6,6 +6,7 @@
 #include "xem/export.h"
 #include "xem/records.h"
 
+/// @file
 /// Curves over time: creep, relaxation, and hyperelastic models under a strain history.
 ///
 /// Curves hold (time, value) in any unit of time that is used throughout. Points may come in any order.

@@ -6,6 +6,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Fitted models in the words of the programs that use them.
 namespace Xem::Fit {
 

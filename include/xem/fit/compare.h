@@ -10,6 +10,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Several models fitted to the same data, and which of them to take.
 namespace Xem::Fit {
 

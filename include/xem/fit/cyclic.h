@@ -6,6 +6,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Cyclic soil behaviour from test curves: stiffness ratio R = G/G0 and damping ratio h against shear strain. Strains
 /// and damping are fractions, not percent.
 namespace Xem::Fit {

@@ -6,6 +6,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Hyperelastic models from test curves.
 namespace Xem::Fit {
 

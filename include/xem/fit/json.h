@@ -5,6 +5,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Results as text that other programs read and that reads back.
 ///
 /// The document, schema 2, has the same keys in the same order for every model: schema, version, command, model, terms,

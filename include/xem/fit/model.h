@@ -7,6 +7,7 @@
 
 #include "xem/fit/export.h"
 
+/// @file
 /// The catalogue: every model by name, with all that a person or a program has to know of it before a fit.
 ///
 /// Units are told by kind, as words: "stress", "time", "suction", "1/suction"; empty for pure numbers. The unit itself

@@ -8,6 +8,7 @@
 
 #include "xem/fit/reading.h"
 
+/// @file
 /// From the record of a testing machine to a curve that a model can be fitted to: each step by itself, and all of them
 /// in their order. Records are curves whose points stand in the order of measuring. The functions throw Error: BadData
 /// for records that a step cannot be taken on, BadInput for options that make no sense.

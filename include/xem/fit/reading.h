@@ -11,6 +11,7 @@
 #include "xem/fit/fit.h"
 #include "xem/fit/roles.h"
 
+/// @file
 /// From a file as instruments and spreadsheets write it to a curve.
 ///
 /// What can be read in one way only is read; where there are two readings, an Error names both and the option that
@@ -22,7 +23,7 @@ enum class DecimalSign { Automatic, Point, Comma };
 
 struct ReadOptions {
   DecimalSign decimal = DecimalSign::Automatic;
-  char separator = 0;             ///< ',', ';' or '\t'; 0: the one that the header row shows
+  char separator = 0;             ///< comma, semicolon or tab; 0: the one that the header row shows
   int headerLine = 0;             ///< where the names of the columns stand, from 1; 0: found
   std::size_t fewestColumns = 2;  ///< that a table must have
   bool keepTexts = false;         ///< every cell as it was written, too, for tables that hold more than measurements

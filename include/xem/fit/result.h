@@ -14,6 +14,7 @@
 #include "xem/fit/export.h"
 #include "xem/version.h"
 
+/// @file
 /// What goes into a fit and what comes out of it, the same for every family.
 ///
 /// Fits keep no state and may run on several threads at once. The thread setting of the BLAS library is the caller's;

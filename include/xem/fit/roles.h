@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
+/// @file
 /// What the columns of an input file can be, and the names by which they are known: the one place to add a role.
 namespace Xem::Fit {
 

@@ -7,6 +7,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Hardening laws from tensile tests, and forming-limit curves from hardening.
 namespace Xem::Fit {
 

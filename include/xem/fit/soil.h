@@ -7,6 +7,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Water retention of unsaturated soil.
 namespace Xem::Fit {
 

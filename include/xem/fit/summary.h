@@ -9,6 +9,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Many specimens by one recipe: what became of each, which of them count, mean and scatter of those.
 namespace Xem::Fit {
 

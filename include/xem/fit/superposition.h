@@ -8,6 +8,7 @@
 
 #include "xem/fit/viscoelastic.h"
 
+/// @file
 /// Time-temperature superposition: curves at several temperatures as one master curve at a reference temperature,
 ///
 ///   E(t, T) = b_T E_ref(t / a_T),   E(f, T) = b_T E_ref(f a_T),

@@ -7,6 +7,7 @@
 
 #include "xem/fit/result.h"
 
+/// @file
 /// Curves over time: relaxation, creep, and strain histories as relaxation curves.
 namespace Xem::Fit {
 
