@@ -70,11 +70,11 @@ TEST(RetentionTool, TellsTheConductivityOfModelsThatHaveOne) {
   for (const std::string wrong : {"0", "fast", "-1"}) {
     arguments = soil;
     arguments.push_back(wrong);
-    EXPECT_EQ(RunTool(Arguments(arguments), folder.Path()).exitCode, 2) << wrong;
+    EXPECT_EQ(RunTool(RetentionArguments(arguments), folder.Path()).exitCode, 2) << wrong;
   }
   arguments = soil;
   arguments.insert(arguments.end(), {"25", "--model", "fredlund-xing"});
-  EXPECT_EQ(RunTool(Arguments(arguments), folder.Path()).exitCode, 2);
+  EXPECT_EQ(RunTool(RetentionArguments(arguments), folder.Path()).exitCode, 2);
 }
 
 TEST(RetentionTool, ReadsSuctionsAndWaterAsTheHeaderSays) {
