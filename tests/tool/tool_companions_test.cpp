@@ -79,6 +79,9 @@ TEST_F(Descriptions, ManPagesNameEveryOption) {
     for (const char* part : {".SH NAME", ".SH SYNOPSIS"}) EXPECT_NE(text.find(part), std::string::npos) << page;
   }
   const std::string page = folder.Read("man/man1/xemfit-hyper-fit.1");
+  for (const char* section : {".SH INPUT FILES", ".SH COLUMNS", ".SH OUTPUT", ".SH EXIT STATUS"}) {
+    EXPECT_NE(page.find(section), std::string::npos) << section;
+  }
   for (const char* option :
        {"\\-\\-model", "\\-\\-pure\\-shear", "\\-\\-hold", "\\-\\-json", "\\-\\-require\\-stable"}) {
     EXPECT_NE(page.find(option), std::string::npos) << option;

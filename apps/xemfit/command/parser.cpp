@@ -123,7 +123,8 @@ const CommandNode& Deepest(const CLI::App& root, const CommandNode& tool, std::s
 /// A command as the library knows it, which learns of options when a line mentions them.
 class LineParser::KnownCommand {
  public:
-  KnownCommand(CLI::App& app, const CommandNode& node) : app_(app), node_(node), isKnown_(node.options.All().size()) {
+  KnownCommand(CLI::App& app, const CommandNode& node) : app_(app) {
+    for (const Option& option : node.options.All()) unknown_.push_back(&option);
     app.footer(node.footer);
     app.get_formatter()->column_width(kHelpColumn);
     if (!node.below.empty()) app.require_subcommand(0, 1);
@@ -136,20 +137,17 @@ class LineParser::KnownCommand {
 
   /// `all`: of the options that the words leave out, too.
   void LearnOptions(const Words& words, bool all) {
-    std::size_t next = 0;
-    for (const Option& option : node_.options.All()) {
-      const std::size_t i = next++;
-      if (isKnown_[i] || (!all && IsLeftOut(option, words))) continue;
-      Add(app_, option);
-      isKnown_[i] = true;
-    }
+    std::erase_if(unknown_, [&](const Option* option) {
+      if (!all && IsLeftOut(*option, words)) return false;
+      Add(app_, *option);
+      return true;
+    });
     for (KnownCommand& command : below_) command.LearnOptions(words, all);
   }
 
  private:
   CLI::App& app_;
-  const CommandNode& node_;
-  std::vector<bool> isKnown_;
+  std::vector<const Option*> unknown_;  // so far
   std::deque<KnownCommand> below_;
 };
 
