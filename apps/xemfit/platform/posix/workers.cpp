@@ -17,6 +17,7 @@
 #include <deque>
 #include <exception>
 #include <filesystem>
+#include <limits>
 #include <list>
 #include <optional>
 #include <set>
@@ -300,7 +301,10 @@ class Workshop {
   std::size_t Wanted() const { return static_cast<std::size_t>(options_.processes); }
   std::size_t JobsLeft() const { return returned_.size() + count_ - next_; }
 
-  double SecondsPerJob() const { return finished_ > 0 ? seconds_ / static_cast<double>(finished_) : kAhead; }
+  /// Endless before the first is finished.
+  double SecondsPerJob() const {
+    return finished_ > 0 ? seconds_ / static_cast<double>(finished_) : std::numeric_limits<double>::infinity();
+  }
 
   /// Of one worker; fewer towards the end, where they would be kept from a worker that has none.
   std::size_t JobsAhead() const {
@@ -350,7 +354,7 @@ class Workshop {
   std::deque<std::size_t> suspects_;  // to be tried alone
   std::set<std::size_t> triedAgain_;
   std::size_t finished_ = 0;
-  double seconds_ = 0.0;
+  double seconds_ = 0.0;  // that they took
 };
 
 }  // namespace
