@@ -297,6 +297,18 @@ const std::vector<Source> kSources{
      {"b", "a"}},
 };
 
+TEST_F(Batch, KeepsOutcomesOfFilesWithAnyName) {
+  fs::create_directories(folder.Path() / "tests");
+  fs::copy_file(XEM_DATA_DIR "/metal_creep_500MPa.csv", folder.Path() / "tests" / "a tab\there.csv");
+  folder.Write("tests/no\\tab.csv", "nothing\n");
+  folder.Write("recipe", "creep fit --type primary {specimen}.csv");
+  for (const char* mode : {"--again", "--gather"}) {
+    const ToolRun run = RunTool({"batch", "recipe", "tests", "--summary", "-", mode}, folder.Path());
+    EXPECT_NE(run.output.find("\"a tab\there\",fitted"), std::string::npos) << mode << '\n' << run.output << run.errors;
+    EXPECT_NE(run.output.find("no\\tab.csv"), std::string::npos) << mode << '\n' << run.output;
+  }
+}
+
 TEST_F(Batch, FindsSpecimensOfEverySource) {
   for (const Source& source : kSources) {
     SCOPED_TRACE(source.name);
