@@ -7,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -242,12 +241,7 @@ class Batch : public Command {
 
   /// The one of the specimen before where it does: to make one takes a third of a small fit.
   CommandLine& CommandLineFor(const std::vector<std::string>& words) {
-    const std::vector<std::string> command(words.begin(),
-                                           words.begin() + std::min<std::ptrdiff_t>(2, std::ssize(words)));
-    if (!commandLine_ || command != command_) {
-      commandLine_ = std::make_unique<CommandLine>(words);
-      command_ = command;
-    }
+    if (!commandLine_ || !commandLine_->IsMadeFor(words)) commandLine_ = std::make_unique<CommandLine>(words);
     return *commandLine_;
   }
 
@@ -333,7 +327,6 @@ class Batch : public Command {
   std::size_t failed_ = 0;
 
   std::unique_ptr<CommandLine> commandLine_;  // of a worker
-  std::vector<std::string> command_;          // that it knows
 };
 
 }  // namespace

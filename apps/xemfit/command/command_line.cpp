@@ -40,15 +40,17 @@ CommandLine::Ended RunAndExplain(Command& command, const std::vector<std::string
   }
 }
 
+bool IsNamedBy(const std::vector<std::string>& words, const Command& command) {
+  const CommandText& text = command.Text();
+  if (text.group.empty()) return !words.empty() && words[0] == text.name;
+  return words.size() > 1 && words[0] == text.group && words[1] == text.name;
+}
+
 /// The command that the words begin with alone, all of them when there is none.
 CommandList CommandsFor(const std::vector<std::string>& words) {
   CommandList commands = MakeCommands();
-  const auto isNamed = [&](const std::unique_ptr<Command>& command) {
-    const CommandText& text = command->Text();
-    if (text.group.empty()) return !words.empty() && words[0] == text.name;
-    return words.size() > 1 && words[0] == text.group && words[1] == text.name;
-  };
-  const auto named = std::find_if(commands.begin(), commands.end(), isNamed);
+  const auto named =
+      std::find_if(commands.begin(), commands.end(), [&](const auto& command) { return IsNamedBy(words, *command); });
   if (named == commands.end()) return commands;
   CommandList alone;
   alone.push_back(std::move(*named));
@@ -93,6 +95,10 @@ void CommandLine::Add(Command& command) {
   CommandNode& node = siblings->emplace_back(CommandNode{text.name, text.about, Examples(text), text.hidden});
   node.command = &command;
   command.Declare(node.options);
+}
+
+bool CommandLine::IsMadeFor(const std::vector<std::string>& words) const {
+  return commands_.size() == 1 && IsNamedBy(words, *commands_.front());
 }
 
 ParsedLine CommandLine::ParseAnew(const std::vector<std::string>& words) {

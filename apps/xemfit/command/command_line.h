@@ -17,6 +17,9 @@ class CommandLine {
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;
 
+  /// True where one that is made for `words` would be the same.
+  bool IsMadeFor(const std::vector<std::string>& words) const;
+
   /// Does what the arguments, the program first, ask for and returns the exit code. No line knows of the one before.
   int Run(const std::vector<std::string>& arguments);
 

@@ -82,7 +82,7 @@ bool IsCalled(std::string_view word, std::string_view name) {
 /// longest for.
 bool IsLeftOut(const Option& option, const Words& words) {
   if (option.required || option.IsPositional()) return false;
-  const auto names = [&](const std::string& word) {
+  const auto mentions = [&](const std::string& word) {
     if (!word.starts_with('-')) return false;
     if (MayBeShortOptions(word)) return true;
     for (std::size_t from = 0; from < option.names.size();) {
@@ -92,7 +92,7 @@ bool IsLeftOut(const Option& option, const Words& words) {
     }
     return false;
   };
-  return std::none_of(words.begin(), words.end(), names);
+  return std::none_of(words.begin(), words.end(), mentions);
 }
 
 bool AsksForHelp(const Words& words) {
